@@ -1,0 +1,80 @@
+#pragma once
+// Encounter histories: the cells of one record, and the pure helpers over them.
+
+#include <cstddef>
+#include <span>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace tarn {
+
+/// The cells of one history, two characters an occasion: the live state, then the dead state. A view.
+class History {
+ public:
+  History() = default;
+  History(const char* cells, int noccas) : cells_(cells), noccas_(noccas) {}
+  /// First character of the cell of occasion o, 1 to noccas.
+  char live(int o) const { return cells_[2 * (o - 1)]; }
+  /// Second character of the cell of occasion o.
+  char dead(int o) const { return cells_[2 * (o - 1) + 1]; }
+  int noccas() const { return noccas_; }
+  const char* cells() const { return cells_; }
+  std::string_view text() const { return {cells_, 2 * static_cast<std::size_t>(noccas_)}; }
+
+ private:
+  const char* cells_ = nullptr;
+  int noccas_ = 0;
+};
+
+/// First occasion with a live capture (neither "." nor "0" in the first character); 0 if none.
+int first1(History h);
+/// First occasion sampled (first character not "."); 0 if none.
+int first01(History h);
+/// First occasion whose cell differs from "00"; 0 if none.
+int frstnz(History h);
+/// Last occasion whose cell is neither "00" nor ".0"; 0 if none.
+int last1(History h);
+/// Last live capture; 0 if none.
+int lastlc(History h);
+/// Last occasion whose second character is not "0"; 0 if none.
+int lastdr(History h);
+/// Last occasion sampled (first character not "."); 0 if none.
+int lastsm(History h);
+
+/// One record of encounter data, as a view into the store.
+struct Encounter_data {
+  std::span<const float> observed;         ///< frequency in each group
+  std::span<const float> lost_on_capture;  ///< frequency lost on capture in each group
+  History enc_hist;
+  std::span<const double> ind_covariates;
+};
+
+/// All records, in input order, stored flat; they grow as they are read and the capacity only bounds them.
+class Encounter_store {
+ public:
+  /// Empties the store and fixes the shape of a record.
+  void reset(int noccas, int ngrps, int nicovs, int capacity);
+  int size() const { return count_; }
+  int capacity() const { return capacity_; }
+  /// Record i, 1 to size().
+  Encounter_data operator()(int i) const;
+  History history(int i) const;
+  std::span<float> observed(int i);
+  std::span<const float> observed(int i) const;
+  std::span<float> lost_on_capture(int i);
+  std::span<const float> lost_on_capture(int i) const;
+  std::span<double> ind_covariates(int i);
+  std::span<const double> ind_covariates(int i) const;
+  /// Appends a record with zero counts and missing covariates and gives its number.
+  /// May throw std::bad_alloc. The caller has compared size() with capacity().
+  int append(History cells, double missing);
+
+ private:
+  int noccas_ = 0, ngrps_ = 0, nicovs_ = 0, capacity_ = 0, count_ = 0;
+  std::vector<char> cells_;
+  std::vector<float> observed_, lost_;
+  std::vector<double> covariates_;
+};
+
+}  // namespace tarn

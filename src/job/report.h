@@ -1,0 +1,33 @@
+#pragma once
+// The paged listing: page header, line reservation, section headings, numbers in their fixed form, progress.
+
+#include <string>
+#include <string_view>
+
+#include "job/job.h"
+
+namespace tarn {
+
+/// New page: header with version, date, time, page number and title.
+void headng(Job& job);
+
+/// Reserves n lines; starts a page when fewer are left. No effect with paging off.
+void linchk(Job& job, int n);
+
+/// PROC TITLE: takes the title from the statement in hand and reads the next statement.
+void title(Job& job);
+
+/// Writes `text` centred in `width` columns, `skip` (0 to 9) line ends before it unless it opens a page.
+/// Reserves no lines.
+void sectionhead(Job& job, std::string_view text, int width, int skip);
+
+/// A number in the 14 columns of every table, with `prt_digits` digits.
+std::string f14(const Job& job, double x);
+
+/// Shortest decimal text of an integer.
+std::string adjustfmt(long long n);
+
+/// Progress text on the screen; each call overwrites the one before.
+void outtext(Job& job, std::string_view text);
+
+}  // namespace tarn

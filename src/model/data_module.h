@@ -1,0 +1,216 @@
+#pragma once
+// The arrays of a data set (Data_module) and of one model (Model_arrays).
+
+#include <array>
+#include <memory>
+#include <span>
+#include <string>
+#include <vector>
+
+#include "data/encounter.h"
+#include "job/status_module.h"
+#include "numerics/array.h"
+
+namespace tarn {
+
+struct Job;
+struct Derivative;
+struct Likelihood_work;  ///< what the likelihood keeps per model: facts of histories, work areas of threads
+
+template <class Real>
+struct Ch_result;
+template <class Real>
+class Cell_work;
+
+/// Real parameters 1 to nlogit, as a cell routine sees them.
+template <class Real>
+class Reals {
+ public:
+  Reals() = default;
+  explicit Reals(const Real* first) : before_(first - 1) {}
+  const Real& operator[](int i) const { return before_[i]; }
+
+ private:
+  const Real* before_ = nullptr;
+};
+
+/// A cell routine: the probability of `histry` (record i, or a made-up history with i = 1) in group j;
+/// `lost` 0 for `observed`, 1 for `lost_on_capture`.
+template <class Real>
+using Cell_routine = void (*)(const Job&, Ch_result<Real>& result, History histry, int i, int j, int lost,
+                              Reals<Real> parm, Cell_work<Real>& work);
+
+/// One parameter index matrix. Cells left of a row's start do not exist; a cell without a number holds 0.
+struct Pim {
+  std::string parname, pardescptn;
+  int group = 0;
+  std::string shape = "None";  ///< SQUARE, TRIANG, STRIANG or None
+  int nrows = 0, ncols = 0, nmix = 0;
+  std::vector<int> cells;  ///< nrows x ncols, row by row; 0 where no cell or no number stands
+
+  bool given() const { return nrows > 0; }
+  /// First column of row r.
+  int start(int r) const {
+    if (shape == "TRIANG") return r;
+    if (shape == "STRIANG") return (r - 1) % ncols + 1;
+    return 1;
+  }
+  /// Number of the real parameter in row r, column c; 0 outside the matrix.
+  int at(int r, int c) const {
+    if (r < 1 || r > nrows || c < start(r) || c > ncols) return 0;
+    return cells[static_cast<std::size_t>(r - 1) * static_cast<std::size_t>(ncols) + static_cast<std::size_t>(c - 1)];
+  }
+};
+
+/// The four-dimensional array of matrices: parameter, second index, third index, group; parameter fastest.
+class Pim_array {
+ public:
+  void allocate(int numparmnames, int index2lobd, int index2upbd, int index3lobd, int index3upbd, int ngrps) {
+    n1_ = numparmnames, lo2_ = index2lobd, n2_ = index2upbd - index2lobd + 1, lo3_ = index3lobd;
+    n3_ = index3upbd - index3lobd + 1, n4_ = ngrps;
+    pims_.assign(static_cast<std::size_t>(n1_) * static_cast<std::size_t>(n2_) * static_cast<std::size_t>(n3_) *
+                     static_cast<std::size_t>(n4_),
+                 Pim{});
+  }
+  bool present() const { return !pims_.empty(); }
+  Pim& operator()(int q, int a, int b, int g) { return pims_[index(q, a, b, g)]; }
+  const Pim& operator()(int q, int a, int b, int g) const { return pims_[index(q, a, b, g)]; }
+
+ private:
+  std::size_t index(int q, int a, int b, int g) const {
+    return static_cast<std::size_t>(q - 1) +
+           static_cast<std::size_t>(n1_) *
+               (static_cast<std::size_t>(a - lo2_) +
+                static_cast<std::size_t>(n2_) * (static_cast<std::size_t>(b - lo3_) +
+                                                 static_cast<std::size_t>(n3_) * static_cast<std::size_t>(g - 1)));
+  }
+  int n1_ = 0, lo2_ = 1, n2_ = 0, lo3_ = 1, n3_ = 0, n4_ = 0;
+  std::vector<Pim> pims_;
+};
+
+// Array members count from 1; std::vector members are lists that statements make longer and count from 0.
+
+/// The arrays of a data set: from one data procedure to the next, or to the end of the job.
+struct Data_module {
+  Encounter_store encounters;
+  std::string ehist;               ///< cells of the record in work, 2 x noccas characters
+  Array1<float> timint;            ///< interval lengths, 1 to noccas
+  int timevy = 0;                  ///< 0: every interval that the family uses as time is 1
+  Array3<float> u, ul;             ///< released and lost: occasion or session, group, stratum
+  std::vector<Charray> glabel, icname;
+  Array1<double> icvrmn, icvrsd;   ///< mean and deviation of each individual covariate
+  std::string strata = "10" + std::string(94, ' ');
+  int order = 101;                 ///< quadrature nodes
+  Array1<double> ghqv, ghqw;
+  Array1<double> areas;
+  Array2<double> unmarked, markunid, markknwn, tmarked, nstar, cstar, nbarmin, nstarmin, nstarstate;
+  Array1<double> nlocations, ninside;
+  std::vector<Charray> parameterlist;
+  int numparmnames = 0;
+};
+
+/// The tables of the design functions. Node k: functions 1 to 15, arguments, place of its result.
+struct Design_matrix_funcs_module {
+  int numdmfuncs = 0, dmfuncsmaxnest = 0, dmfuncslevel = 0;
+  Array2<int> dmfuncstypes;    ///< 6 x n
+  Array2<double> dmfuncsargs;  ///< 2 x n
+  bool prior_capture = false;  ///< PRIORCAPL or PRIORCAPD is used
+};
+
+/// One member of a multinomial set: a row of `linkfuncptr`.
+struct Link_function_row {
+  int code = 0;    ///< 8, 9 or 12
+  int set = 0;     ///< set number
+  int second = 0;  ///< second number of a CLOGIT
+  int parm = 0;    ///< real parameter
+  int fixed = 0;   ///< position in `fixdex`, 0 if it is not fixed
+};
+
+/// A cell of the compiled design: column, and a plain value or the number of the varying cell that gives it.
+struct Design_cell {
+  int col = 0;
+  int varying = -1;  ///< -1: plain value; else index into the varying cells
+  double value = 0.0;
+};
+
+/// A cell of the design that depends on the animal (a covariate) or on a design function.
+struct Varying_cell {
+  int row = 0, col = 0;
+  int covariate = 0;  ///< individual covariate, or 0
+  int node = 0;       ///< level 1 function node, or 0
+};
+
+/// What lives for one PROC ESTIMATE; leaving the procedure is `job.model = {}`.
+struct Model_arrays {
+  // options
+  int centfd = 0, licovs = 0;
+  int phase1 = 1, phase2 = 1, phase3 = 1;
+  bool initial_given = false;        ///< the INITIAL statement was read
+  bool report_first = false;         ///< the next evaluation writes the first-iteration report
+  int pentfirst = 1, lmcmc = 0, useobserved = 0, mcmcsamsiz = 0, profile = 0;
+  int ntune = 4000, nburn = 1000, nmcmc = 10000, nseries = 1, iseed = 0;
+  double stepsize = 0.5;
+  std::string mcmcfilename = "MCMC.BIN", mcmccsvfilename;
+  int numderivedmcmcpar = 0;
+  int nlink = 4, vartyp = 4, optimizer = 1, maxfn = 2000, nsig = 7, numpar = 0;
+  bool loop = false, standardize_design = true, essanimals = false, quasi = false, identity = false;
+  bool hyperdistributions = false;
+  double chatuse = 1.0, chat = 1.0;
+  std::string modnam = "{No Model Specified}";
+
+  // parameter index matrices
+  Pim_array pim2;
+  int pim2index2lobd = 1, pim2index2upbd = 1, pim2index3lobd = 1, pim2index3upbd = 1;
+  std::vector<int> minlen;  ///< secondary occasions of each primary session; index 0 is session 1
+  int maxprimoccas = 0;
+
+  // design
+  int nlogit = 0, ncovs = 0, nlbetas = 0, ncovs_nlbetas = 0;
+  Array2<double> design;              ///< as read, coded cells included
+  Array1<int> designicvarflag;        ///< per row
+  Design_matrix_funcs_module functions;
+  int nicovsused = 0;
+  std::vector<std::array<int, 3>> designicovs;
+  std::vector<int> dmicrows;          ///< rows that depend on the animal, ascending
+  std::vector<std::vector<Design_cell>> design_rows;  ///< compiled rows, without zero cells
+  std::vector<Varying_cell> varying_cells;
+  Array1<double> scalefactor;         ///< 1 to ncovs_nlbetas
+  Array1<Charray> rlabel, blabel;
+  std::vector<Charray> dlabel;
+
+  // links
+  Array1<int> lindex;                 ///< link code of each real parameter
+  std::vector<Link_function_row> linkfuncptr;  ///< nummlogit rows
+
+  // what the statements fix and ask for
+  std::vector<double> intvals;
+  std::vector<int> fixdex, fixbetadex;
+  std::vector<double> fixval, fixbetaval;
+  std::vector<double> icvalues;
+  std::vector<int> profilevals;
+
+  // betas and reals
+  Array1<double> parm;         ///< reals of the last evaluation
+  Array1<double> beta, betast; ///< all betas, fixed ones in place; the vector that the optimizer sees
+  Array1<char> fixpar, profileflag;
+  Array1<int> bindex;          ///< position of a beta in the optimizer's vector, 0: not estimated
+  double loglik = 0.0, sumpen = 0.0;  ///< -2 log likelihood and penalty of the last evaluation
+  std::array<double, 2> penlty{};
+
+  // the likelihood
+  Cell_routine<double> chprobpointer = nullptr;
+  Cell_routine<Derivative> chprobderivative = nullptr;
+  std::shared_ptr<Likelihood_work> likelihood;
+  Array2<double> cellpr;      ///< record, group: probability of the observed cell
+  Array2<double> cellprlost;  ///< the same of the lost-on-capture cell
+
+  int nummlogit() const { return static_cast<int>(linkfuncptr.size()); }
+  int nfixed() const { return static_cast<int>(fixdex.size()); }
+  int nbetafixed() const { return static_cast<int>(fixbetadex.size()); }
+  int nicvalues() const { return static_cast<int>(icvalues.size()); }
+};
+
+/// Position of `name` (its first 10 characters) in `parameterlist`, case and all; 0 when it is not there.
+int findpar(const Data_module& data, std::string_view name);
+
+}  // namespace tarn
