@@ -1,0 +1,65 @@
+#pragma once
+
+#include <cmath>
+
+namespace tarn {
+
+/// The smallest number that enters a logarithm: the smallest normal 64-bit value.
+inline constexpr double minlog = 2.2250738585072014e-308;
+/// Range of an exponent whose exponential is a normal, finite 64-bit value.
+inline constexpr double minexp = -708.3964185322641;
+inline constexpr double maxexp = 709.782712893384;
+
+// Code that is written once for every scalar calls these unqualified; overloads for a scalar that carries
+// derivatives stand beside them in derivative.h.
+using std::abs;
+using std::atan;
+using std::erf;
+using std::exp;
+using std::log;
+using std::pow;
+using std::sin;
+using std::sqrt;
+
+/// The number that a scalar stands for; branches test it, whatever else the scalar carries.
+constexpr double value_of(double x) { return x; }
+
+/// 1 + x <= 1: x is zero or below, to within rounding. False for a NaN.
+constexpr bool vanishes(double x) { return 1.0 + x <= 1.0; }
+
+/// x inside [`minexp`, `maxexp`]; a NaN takes the lower end.
+constexpr double clamped_exponent(double x) {
+  const double floored = x > minexp ? x : minexp;
+  return floored < maxexp ? floored : maxexp;
+}
+
+/// exp(x) with x clamped to [`minexp`, `maxexp`]: never 0 and never infinite. A NaN takes the floor.
+inline double exprep(double x) { return exp(clamped_exponent(x)); }
+
+/// 1 / (1 + exp(-x)) with -x clamped to [`minexp`, `maxexp`]: never 0. A NaN takes the floor of the result.
+inline double expit(double x) {
+  const double floored = x > -maxexp ? x : -maxexp;
+  return 1.0 / (1.0 + exp(-(floored < -minexp ? floored : -minexp)));
+}
+
+/// ln(p / (1 - p)), p clamped to [0, 1]; `minexp` where p, and `maxexp` where 1 - p, is below `minlog`.
+/// A NaN counts as 0.
+double logit(double p);
+
+/// log(max(x, `minlog`)); a NaN takes the floor.
+inline double floored_log(double x) { return log(x > minlog ? x : minlog); }
+
+/// Logarithm of |gamma(x)|; the sign of gamma is kept out of the C library's global, so threads may call it.
+/// Infinity at 0, -1, -2, ...
+double lgamma(double x);
+
+/// First and second derivative of `lgamma`; NaN at 0, -1, -2, ...
+/// Reflection, upward recurrence and the asymptotic series (Abramowitz and Stegun 1964, 6.3 and 6.4).
+double digamma(double x);
+double trigamma(double x);
+
+/// Binomial coefficient "n over k" for real arguments: exact forms for k or n - k of 0, 1 and 2, the gamma
+/// function otherwise, with the exponent clamped to [`minexp`, `maxexp`].
+double bincoef(double n, double k);
+
+}  // namespace tarn
