@@ -1,0 +1,150 @@
+#pragma once
+// What a cell routine gets and gives: the facts of a history, a thread's work area, the result.
+
+#include <array>
+#include <cstddef>
+#include <cstring>
+#include <memory>
+#include <span>
+#include <string_view>
+#include <type_traits>
+#include <vector>
+
+#include "job/job.h"
+#include "likelihood/pim_table.h"
+#include "likelihood/reach.h"
+#include "numerics/derivative.h"
+#include "numerics/special.h"
+
+namespace tarn {
+
+/// Result of a cell routine: the probability, and the logarithm that enters the likelihood.
+template <class Real>
+struct Ch_result {
+  Real prob = 1.0;
+  Real lnprob = 0.0;
+
+  /// `prob` as it is, `lnprob` = log(max(prob, `minlog`)); a NaN takes the floor.
+  static Ch_result from(const Real& prob) { return {prob, floored_log(prob)}; }
+  /// What a cell gives that has recorded a fault.
+  static Ch_result floor() { return {Real(0.0), Real(floored_log(0.0))}; }
+};
+
+/// What no parameter changes about a history; occasions count from 1, 0 is "none". See data/encounter.h.
+struct History_facts {
+  int first = 0;  ///< first1
+  int first01 = 0, frstnz = 0;
+  int last1 = 0, lastlc = 0, lastdr = 0, lastsm = 0;
+
+  static History_facts of(History histry);
+};
+
+/// Facts of all records of the data set, computed once when a model is set up.
+class Stored_facts {
+ public:
+  Stored_facts() = default;
+  /// May throw std::bad_alloc.
+  explicit Stored_facts(const Encounter_store& encounters);
+  /// The facts of record i when `histry` is that record's own cells, else nullptr.
+  const History_facts* find(int i, History histry) const {
+    const auto record = static_cast<std::size_t>(i) - 1;
+    const bool own = record < facts_.size() && histry.cells() == cells_ + record * stride_;
+    return own ? &facts_[record] : nullptr;
+  }
+
+ private:
+  const char* cells_ = nullptr;
+  std::size_t stride_ = 0;
+  std::vector<History_facts> facts_;
+};
+
+/// The work area of one thread, made once per model. A cell routine writes to nothing else but its result.
+template <class Real>
+class Cell_work {
+ public:
+  /// Both tables must outlive the work area.
+  Cell_work(const Stored_facts& facts, const Pim_table& pims) : facts_(&facts), pims_(&pims) {}
+
+  /// To be called before each cell: clears `penlty` and takes back the scratch.
+  void begin() {
+    penlty[0] = 0.0;
+    penlty[1] = 0.0;
+    block_ = 0;
+    used_ = 0;
+  }
+
+  /// Facts of `histry`: the stored ones when it is record i's own cells; for a made-up history (passed with i
+  /// = 1) they are computed into this work area and live until the next call.
+  const History_facts& facts_of(int i, History histry) {
+    if (const History_facts* own = facts_->find(i, histry)) return *own;
+    made_up_ = History_facts::of(histry);
+    return made_up_;
+  }
+
+  /// The matrix of parameter q (position in the type's list), second index a, third index b, group g:
+  /// `parm[work.pim(job, q, a, b, g).row(r)[c]]`. Not checked, but in the dry run.
+  auto pim(const Job& job, int q, int a, int b, int g) {
+    if constexpr (std::is_same_v<Real, Reach>) {
+      return Checked_pim_lookup(job.model.pim2(q, a, b, g), job.model.nlogit,
+                                Pim_fault{.parameter = q, .index2 = a, .index3 = b, .group = g}, pim_fault);
+    } else {
+      return Pim_lookup(*pims_, q, a, b, g);
+    }
+  }
+
+  /// `count` scalars (not cleared) until the next `begin`. Storage is kept from cell to cell; only the first
+  /// cells of a model allocate, and may throw std::bad_alloc, which the likelihood carries out of the
+  /// parallel region.
+  std::span<Real> take(std::size_t count) {
+    while (block_ < blocks_.size() && blocks_[block_].size - used_ < count) {
+      ++block_;
+      used_ = 0;
+    }
+    if (block_ == blocks_.size()) {
+      const std::size_t size = count > block_size ? count : block_size;
+      blocks_.push_back({std::make_unique<Real[]>(size), size});
+      used_ = 0;
+    }
+    Real* first = blocks_[block_].scalars.get() + used_;
+    used_ += count;
+    return {first, count};
+  }
+
+  /// Records that history i must stop the run with `text` (cut at 255 characters); the first of a history
+  /// stands, and the lowest history number. The cell then returns `Ch_result::floor()`.
+  void fail(int i, std::string_view text) {
+    if (fault_history_ != 0 && fault_history_ <= i) return;
+    fault_history_ = i;
+    fault_length_ = text.size() < fault_.size() ? text.size() : fault_.size();
+    std::memcpy(fault_.data(), text.data(), fault_length_);
+  }
+  /// History of the fault, 0 when there is none.
+  int fault_history() const { return fault_history_; }
+  std::string_view fault_text() const { return {fault_.data(), fault_length_}; }
+  void clear_fault() { fault_history_ = 0; }
+
+  /// Penalties of the cell in hand, 0 or negative. Element 0 is the range penalty and what a routine adds to
+  /// it.
+  // KEPT: element 1 counts in serial runs (`num_threads` = 1) only; looks wrong, is required.
+  std::array<Real, 2> penlty{};
+
+  Pim_fault pim_fault;  ///< of the dry run
+
+ private:
+  static constexpr std::size_t block_size = 1024;
+  struct Block {
+    std::unique_ptr<Real[]> scalars;
+    std::size_t size = 0;
+  };
+
+  const Stored_facts* facts_;
+  const Pim_table* pims_;
+  History_facts made_up_;
+  std::vector<Block> blocks_;
+  std::size_t block_ = 0, used_ = 0;
+  int fault_history_ = 0;
+  std::size_t fault_length_ = 0;
+  std::array<char, 255> fault_{};
+};
+
+}  // namespace tarn
