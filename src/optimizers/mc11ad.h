@@ -27,9 +27,10 @@ void mc11ad(std::span<double> a, int n, std::span<double> z, double sig, std::sp
 /// @return false, with `a` partly overwritten, when a pivot is not positive
 bool factorise_packed(std::span<double> a, int n);
 
-/// Solves L D L' s = r on the factors.
-/// @param forward  on return the solution of L u = r
-/// @param s  r on entry, the solution on return
-void solve_packed(std::span<const double> a, int n, std::span<double> forward, std::span<double> s);
+/// Solves L u = r on the factors; r on entry, u on return.
+void solve_packed_forward(std::span<const double> a, int n, std::span<double> r);
+
+/// Solves L D L' s = r on the factors; r on entry, s on return.
+void solve_packed(std::span<const double> a, int n, std::span<double> r);
 
 }  // namespace tarn
