@@ -11,6 +11,8 @@
 #include <vector>
 
 #include "job/job.h"
+#include "likelihood/blocks/history.h"
+#include "likelihood/blocks/rates.h"
 #include "likelihood/pim_table.h"
 #include "likelihood/reach.h"
 #include "numerics/derivative.h"
@@ -28,34 +30,6 @@ struct Ch_result {
   static Ch_result from(const Real& prob) { return {prob, floored_log(prob)}; }
   /// What a cell gives that has recorded a fault.
   static Ch_result floor() { return {Real(0.0), Real(floored_log(0.0))}; }
-};
-
-/// What no parameter changes about a history; occasions count from 1, 0 is "none". See data/encounter.h.
-struct History_facts {
-  int first = 0;  ///< first1
-  int first01 = 0, frstnz = 0;
-  int last1 = 0, lastlc = 0, lastdr = 0, lastsm = 0;
-
-  static History_facts of(History histry);
-};
-
-/// Facts of all records of the data set, computed once when a model is set up.
-class Stored_facts {
- public:
-  Stored_facts() = default;
-  /// May throw std::bad_alloc.
-  explicit Stored_facts(const Encounter_store& encounters);
-  /// The facts of record i when `histry` is that record's own cells, else nullptr.
-  const History_facts* find(int i, History histry) const {
-    const auto record = static_cast<std::size_t>(i) - 1;
-    const bool own = record < facts_.size() && histry.cells() == cells_ + record * stride_;
-    return own ? &facts_[record] : nullptr;
-  }
-
- private:
-  const char* cells_ = nullptr;
-  std::size_t stride_ = 0;
-  std::vector<History_facts> facts_;
 };
 
 /// The work area of one thread, made once per model. A cell routine writes to nothing else but its result.
@@ -82,13 +56,12 @@ class Cell_work {
   }
 
   /// The matrix of parameter q (position in the type's list), second index a, third index b, group g:
-  /// `parm[work.pim(job, q, a, b, g).row(r)[c]]`. Not checked, but in the dry run.
+  /// `parm[work.pim(job, q, a, b, g).row(r)[c]]`. Nothing is checked, but in the dry run.
   auto pim(const Job& job, int q, int a, int b, int g) {
     if constexpr (std::is_same_v<Real, Reach>) {
-      return Checked_pim_lookup(job.model.pim2(q, a, b, g), job.model.nlogit,
-                                Pim_fault{.parameter = q, .index2 = a, .index3 = b, .group = g}, pim_fault);
+      return Checked_pim(job, {q, a, b, g, 0, 0}, pim_fault);
     } else {
-      return Pim_lookup(*pims_, q, a, b, g);
+      return (*pims_)(q, a, b, g);
     }
   }
 
@@ -128,6 +101,7 @@ class Cell_work {
   // KEPT: element 1 counts in serial runs (`num_threads` = 1) only; looks wrong, is required.
   std::array<Real, 2> penlty{};
 
+  Power_memo powers;    ///< see blocks/rates.h
   Pim_fault pim_fault;  ///< of the dry run
 
  private:
