@@ -22,10 +22,10 @@ Cohorts::Cohorts(const Job& job) : ngrps_(job.status.ngrps), count_(job.status.n
 
 double Cohorts::possible_histories(int cohort) const { return std::ldexp(1.0, count_ - 1 - cohort); }
 
-Saturated saturd(const Job& job) {
+Saturated_model saturd(const Job& job) {
   const Encounter_store& encounters = job.data.encounters;
   const Cohorts cohorts(job);
-  Saturated model;
+  Saturated_model model;
   double sum = 0.0;
   int cells = 0;
   for (int i = 1; i <= encounters.size(); ++i) {

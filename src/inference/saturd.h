@@ -30,7 +30,7 @@ class Cohorts {
   std::vector<double> observed_, lost_;
 };
 
-struct Saturated {
+struct Saturated_model {
   double xlogs = 0.0;      ///< -2 log likelihood of the saturated model
   int nsat = 0;            ///< its parameters
   double histories = 0.0;  ///< possible encounter histories
@@ -40,7 +40,7 @@ struct Saturated {
 /// The saturated model: every history of a cohort has its own cell. Observed and lost animals are separate
 /// cells with separate totals. With individual covariates there is no such model: `xlogs` is 0 and `nsat` the
 /// number of records with a count.
-Saturated saturd(const Job& job);
+Saturated_model saturd(const Job& job);
 
 /// Releases that could have been followed by another capture, over all animals: the effective sample size.
 /// With `essanimals` the number of animals. Lebreton et al. (1992).

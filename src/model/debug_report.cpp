@@ -9,7 +9,6 @@
 #include "likelihood/func.h"
 #include "model/design.h"
 #include "model/links.h"
-#include "model/pim.h"
 #include "numerics/special.h"
 
 namespace tarn {
@@ -50,7 +49,8 @@ void write_cell(Job& job, const std::string& width, History history, const Cell_
 
 /// The probability of every observed and lost cell, with the running -2 log likelihood.
 void write_cells(Job& job, std::span<const double> x, bool initial) {
-  cell_probabilities(job, x);
+  Array2<double> observed, lost;
+  cell_probabilities(job, x, observed, lost);
   linchk(job, 1);
   put(job, listing, "(1x,a)", initial ? "Initial cell probabilities:" : "Final cell probabilities:");
   const Encounter_store& encounters = job.data.encounters;
@@ -65,20 +65,12 @@ void write_cells(Job& job, std::span<const double> x, bool initial) {
         cumulative -= 2.0 * count * lnprob;
         write_cell(job, width, encounters.history(i), {count, prob, lnprob, cumulative}, initial);
       };
-      cell(static_cast<double>(encounters.observed(i)[group]), job.model.cellpr(i, g));
-      cell(static_cast<double>(encounters.lost_on_capture(i)[group]), job.model.cellprlost(i, g));
+      cell(static_cast<double>(encounters.observed(i)[group]), observed(i, g));
+      cell(static_cast<double>(encounters.lost_on_capture(i)[group]), lost(i, g));
     }
 }
 
 }  // namespace
-
-void debug_model(Job& job) {
-  print_all_pims(job);
-  const Model_arrays& model = job.model;
-  linchk(job, 2 + (model.ncovs_nlbetas + 4) / 5);
-  put(job, listing, "(/1x,a,a,a)", "Scaling Factors ", model.modnam, ":");
-  put(job, listing, "(1x,5g14.7)", model.scalefactor);
-}
 
 void debug_before_fit(Job& job, std::span<const double> start) {
   const Model_arrays& model = job.model;

@@ -7,9 +7,6 @@
 
 namespace tarn {
 
-/// Parameter index matrices and scaling factors.
-void debug_model(Job& job);
-
 /// Starting betas, design matrix and the probability of every record at the start.
 void debug_before_fit(Job& job, std::span<const double> start);
 

@@ -124,7 +124,7 @@ void report_solution(Job& job, std::span<const double> x) {
 }
 
 /// One fit and its results. True when LOOP has taken a beta out and the model is to be fitted again.
-bool fit_pass(Job& job, const Saturated& saturated, double effective_size, Previous_fit& previous) {
+bool fit_pass(Job& job, const Saturated_model& saturated, double effective_size, Previous_fit& previous) {
   Model_arrays& model = job.model;
   const int n = estimated_betas(model);
   std::vector<double> x = starting_vector(job, n);
@@ -191,10 +191,10 @@ void estmat(Job& job) {
   check_links(job);
   set_up_likelihood(job);
   data_summary(job);
-  const Saturated saturated = saturd(job);
+  const Saturated_model saturated = saturd(job);
   const double effective_size = saturated_report(job, saturated);
   scale_columns(job);
-  if (job.status.debug != 0) debug_model(job);
+  if (job.status.debug != 0) print_all_pims(job);
 
   if (job.status.onlyrealderiv != 0) {
     Model_estimates estimates;

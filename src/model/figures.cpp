@@ -102,7 +102,7 @@ void data_summary(Job& job) {
   }
 }
 
-double saturated_report(Job& job, const Saturated& saturated) {
+double saturated_report(Job& job, const Saturated_model& saturated) {
   linchk(job, 2);
   put(job, listing, "(1x,a,a14)", "-2logL(saturated) = ", f14(job, saturated.xlogs));
   put(job, screen, "(3x,a,a14)", "-2logL(saturated) = ", f14(job, saturated.xlogs));
@@ -112,7 +112,7 @@ double saturated_report(Job& job, const Saturated& saturated) {
   return n;
 }
 
-void model_figures(Job& job, const Saturated& saturated, int k, double n) {
+void model_figures(Job& job, const Saturated_model& saturated, int k, double n) {
   Model_arrays& model = job.model;
   const double deviance = model.loglik - saturated.xlogs;
   const int df = saturated.nsat - k;
@@ -131,7 +131,7 @@ void model_figures(Job& job, const Saturated& saturated, int k, double n) {
   report_value(job, "QBIC ", model.loglik / model.chat + k * std::log(n));
 }
 
-void pearson_figures(Job& job, const Saturated& saturated, const Pearson_sums& sums, int k) {
+void pearson_figures(Job& job, const Saturated_model& saturated, const Pearson_sums& sums, int k) {
   const double c = saturated.histories, m = saturated.cohorts;
   const double pearson_df = c - k - m;
   const double pearson_chat = sums.pearson / pearson_df;

@@ -14,15 +14,15 @@ void model_heading(Job& job);
 void data_summary(Job& job);
 
 /// "-2logL(saturated)" and the effective sample size, which is returned rounded.
-double saturated_report(Job& job, const Saturated& saturated);
+double saturated_report(Job& job, const Saturated_model& saturated);
 
 /// Deviance, its degrees of freedom, c-hat (kept in `chat`), AIC, AICc, BIC, and with QUASI their quasi forms.
 /// @param k  estimated parameters
 /// @param n  effective sample size
-void model_figures(Job& job, const Saturated& saturated, int k, double n);
+void model_figures(Job& job, const Saturated_model& saturated, int k, double n);
 
 /// Pearson chi-square, possible histories, Fletcher's c-hat. Fletcher (2012).
-void pearson_figures(Job& job, const Saturated& saturated, const Pearson_sums& sums, int k);
+void pearson_figures(Job& job, const Saturated_model& saturated, const Pearson_sums& sums, int k);
 
 /// One line on the listing with "(1x,a)" and on the screen with "(3x,a)", a line reserved.
 void report_line(Job& job, const std::string& text);
