@@ -17,6 +17,10 @@ struct Stop {
 /// Ends the job with a stop text. Nothing is reported and nothing is closed.
 [[noreturn]] void stop(std::string_view text);
 
+/// Closes residuals, variance-covariance file, listing and deck and flushes all other streams. A file on
+/// which some write failed is told on the screen.
+void close_files(Job& job);
+
 /// Reserves 2 lines and writes "  * *  WARNING  * *   " and the text on listing and screen.
 void warn(Job& job, std::string_view text);
 
