@@ -112,6 +112,7 @@ class Streams {
   bool is_open(int number) const;
 
   /// Flushes and closes; harmless when the number is absent. False when some write on the number has failed.
+  /// What a memory stream holds stays to be seen.
   bool close(int number, Close how = Close::keep);
   /// Flushes and closes every stream.
   void close_all();
@@ -124,7 +125,7 @@ class Streams {
   /// System text of the first write on this number that failed since it was opened, also after `close`;
   /// empty: none.
   const std::string& fault(int number) const;
-  /// What a memory stream holds.
+  /// What was written to a memory stream, also after it was closed.
   std::string_view contents(int number) const;
 
   /// Up to `max` characters of the next line, without leaving the line when it is longer. A last line without
@@ -142,6 +143,9 @@ class Streams {
   /// Longest subrecord, 2^31 - 9 bytes unless set.
   void set_subrecord_limit(std::int32_t limit) { subrecord_limit_ = limit; }
 
+  /// Room for the lines of one output operation, kept from one to the next.
+  std::string& work_text() { return work_text_; }
+
  private:
   struct Stream;
   static constexpr int count = 100;
@@ -150,6 +154,7 @@ class Streams {
   void place(int number, std::unique_ptr<Stream> stream);
   std::vector<std::unique_ptr<Stream>> streams_;
   std::vector<std::string> faults_;
+  std::string work_text_;
   std::int32_t subrecord_limit_ = 2147483639;
 };
 

@@ -178,6 +178,14 @@ void put_runtime(Job& job, Target target, std::string_view layout, const Args&..
   detail::put_items(job, target, layout, items);
 }
 
+/// The same for a list of items that is made at run time, each by `item`; what the items refer to must outlive
+/// the call.
+void put_runtime(Job& job, Target target, std::string_view layout, std::span<const Item> items);
+template <class T>
+Item item(const T& value) {
+  return detail::make_item(value);
+}
+
 /// The text that `put` would write, without the last line end; several lines are parted by "\n".
 template <class... Args>
 std::string formatted(Template<std::type_identity_t<Args>...> layout, const Args&... args) {
