@@ -16,8 +16,8 @@
 namespace tarn {
 
 template <class Real>
-void chprob001(const Job& job, Ch_result<Real>& result, History histry, int i, int j, int lost, Reals<Real> parm,
-               Cell_work<Real>& work) {
+void chprob001(const Job& job, Ch_result<Real>& result, History histry, int i, int j, int lost,
+               Reals<Real> parm, Cell_work<Real>& work) {
   const History_facts& facts = work.facts_of(i, histry);
   const int last = lost ? facts.lastlc : facts.lastsm;
   const auto phi_matrix = work.pim(job, 1, 1, 1, j), p_matrix = work.pim(job, 2, 1, 1, j);

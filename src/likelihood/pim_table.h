@@ -33,8 +33,8 @@ struct Pim_fault {
   int row = 0, column = 0;
 };
 
-/// A matrix in the dry run: the first look-up that finds no real parameter is noted in `fault`; it gives number 1,
-/// so that the run goes on.
+/// A matrix in the dry run: the first look-up that finds no real parameter is noted in `fault`; it gives
+/// number 1, so that the run goes on.
 class Checked_pim {
  public:
   class Row {
@@ -47,7 +47,8 @@ class Checked_pim {
     int row_;
   };
 
-  Checked_pim(const Job& job, const Pim_fault& place, Pim_fault& fault) : job_(&job), place_(place), fault_(&fault) {}
+  Checked_pim(const Job& job, const Pim_fault& place, Pim_fault& fault)
+      : job_(&job), place_(place), fault_(&fault) {}
   Row row(int r) const { return {*this, r}; }
   int operator()(int r, int c) const { return look_up(r, c); }
 

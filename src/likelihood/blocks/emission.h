@@ -20,8 +20,8 @@ struct Emission_code {
   double base = 0.0, slope = 0.0, dead = 1.0;
 };
 
-/// By character: "1" caught, "0" not caught, "." not sampled. A table, because characters come in no order that
-/// a branch could be guessed from.
+/// By character: "1" caught, "0" not caught, "." not sampled. A table, because characters come in no order
+/// that a branch could be guessed from.
 inline constexpr std::array<Emission_code, 256> live_emissions = [] {
   std::array<Emission_code, 256> codes{};
   codes[static_cast<std::size_t>('1')] = {0.0, 1.0, 0.0};
@@ -30,7 +30,8 @@ inline constexpr std::array<Emission_code, 256> live_emissions = [] {
   return codes;
 }();
 
-/// Live recapture with capture probability p. A character that is none of the three cannot come from the living.
+/// Live recapture with capture probability p. A character that is none of the three cannot come from the
+/// living.
 template <class Real>
 Emission<Real> emission(char character, const Real& p) {
   const Emission_code& code = live_emissions[static_cast<unsigned char>(character)];

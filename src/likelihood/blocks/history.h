@@ -15,8 +15,8 @@ struct History_facts {
   int last1 = 0, lastlc = 0, lastdr = 0, lastsm = 0;
 
   static History_facts of(History h) {
-    return {first1(h), tarn::first01(h), tarn::frstnz(h), tarn::last1(h),
-            tarn::lastlc(h), tarn::lastdr(h), tarn::lastsm(h)};
+    return {first1(h),       tarn::first01(h), tarn::frstnz(h), tarn::last1(h),
+            tarn::lastlc(h), tarn::lastdr(h),  tarn::lastsm(h)};
   }
 };
 

@@ -8,8 +8,8 @@ namespace tarn {
 /// Violations up to this size are rounding, and have no derivative.
 inline constexpr double smallest_violation = 1e-9;
 
-/// Penalty of a probability outside 0 to 1: negative, `slope` times the violation; 0 inside, and for a NaN, which
-/// the floor of the logarithm takes care of.
+/// Penalty of a probability outside 0 to 1: negative, `slope` times the violation; 0 inside, and for a NaN,
+/// which the floor of the logarithm takes care of.
 template <class Real>
 Real range_penalty(const Real& prob, double slope) {
   const double p = value_of(prob);

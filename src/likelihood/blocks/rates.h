@@ -14,9 +14,9 @@ namespace tarn {
 template <class Real>
 class Cell_work;
 
-/// Powers met before. A fit without covariates asks for the same few (rate, length) pairs in every history, and a
-/// power costs ten times what a step of a chain does. An entry answers only for the very base and exponent that it
-/// was made with, so it is never out of date.
+/// Powers met before. A fit without covariates asks for the same few (rate, length) pairs in every history,
+/// and a power costs ten times what a step of a chain does. An entry answers only for the very base and
+/// exponent that it was made with, so it is never out of date.
 class Power_memo {
  public:
   /// pow(base, exponent); `place` spreads the entries and may be any number.
@@ -33,7 +33,8 @@ class Power_memo {
   std::array<Entry, 1024> entries_{};
 };
 
-/// Rate `parm[number]` over interval c: r^timint(c); r itself, without a power, when `timevy` is 0 or the length 1.
+/// Rate `parm[number]` over interval c: r^timint(c); r itself, without a power, when `timevy` is 0 or the
+/// length 1.
 template <class Real>
 Real survival(const Job& job, Cell_work<Real>& work, Reals<Real> parm, int number, int c) {
   const Real& rate = parm[number];

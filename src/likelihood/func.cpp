@@ -1,0 +1,293 @@
+#include "likelihood/func.h"
+
+#include <omp.h>
+
+#include <algorithm>
+#include <cassert>
+#include <cfenv>
+#include <cmath>
+#include <new>
+#include <string>
+
+#include "job/fault.h"
+#include "job/report.h"
+#include "job/template.h"
+#include "likelihood/closed_terms.h"
+#include "likelihood/likelihood_work.h"
+
+namespace tarn {
+namespace {
+
+struct Block {
+  int from = 1, to = 0;
+};
+
+/// The histories of thread t (from 0) of a team: blocks in order, the first `records` mod `team` one longer.
+Block block_of(int records, int t, int team) {
+  const int each = records / team, longer = records % team;
+  const int before = t * each + std::min(t, longer);
+  return {before + 1, before + each + (t < longer ? 1 : 0)};
+}
+
+template <class Real>
+void sum_block(const Job& job, const Likelihood_work& work, Cell_routine<Real> routine,
+               std::span<const Real> xbeta, Reals<Real> shared, Block block, Thread_area<Real>& area) {
+  area.out_of_memory = false;
+  area.sum = {};
+  History_sum<Real> sum;
+  try {
+    if (work.by_record) {
+      int newbeta = 1;  // the first record of a thread fills its whole work area
+      const auto reals_of = [&](int i) {
+        tranlg<Real>(job, i, xbeta, area.reals, newbeta, 0, nullptr);
+        newbeta = 0;
+        if (!area.reals.fault.empty()) {
+          area.cell.fail(i, area.reals.fault);
+          area.reals.fault.clear();
+        }
+        return area.reals.reals();
+      };
+      add_histories(job, routine, block.from, block.to, reals_of, work.serial_penalty, area.cell, sum);
+    } else {
+      const auto reals_of = [shared](int) { return shared; };
+      add_histories(job, routine, block.from, block.to, reals_of, work.serial_penalty, area.cell, sum);
+    }
+  } catch (const std::bad_alloc&) {
+    area.out_of_memory = true;  // must not leave the region as an exception
+  }
+  area.sum = sum;
+}
+
+/// The sum over all histories, on as many threads as the model uses. The one parallel region of the program.
+/// Gives the number of areas that took part.
+template <class Real>
+int sum_on_threads(const Job& job, const Likelihood_work& work, Cell_routine<Real> routine,
+                   std::span<const Real> xbeta, Thread_areas<Real>& areas) {
+  const int records = job.data.encounters.size();
+  const Reals<Real> shared = areas[0]->reals.reals();
+  if (work.serial) {
+    sum_block(job, work, routine, xbeta, shared, {1, records}, *areas[0]);
+    return 1;
+  }
+  int used = 1;
+#pragma omp parallel num_threads(static_cast <int>(areas.size()))
+  {
+    const int t = omp_get_thread_num(), team = omp_get_num_threads();
+    Thread_area<Real>& area = *areas[static_cast<std::size_t>(t)];
+    if (t == 0) {
+      used = team;
+    } else {
+      std::feclearexcept(FE_ALL_EXCEPT);
+    }
+    sum_block(job, work, routine, xbeta, shared, block_of(records, t, team), area);
+    area.flags = t == 0 ? 0 : std::fetestexcept(FE_ALL_EXCEPT);
+  }
+  return used;
+}
+
+/// Joins what the threads have left, in thread order: sums, floating-point flags, faults.
+template <class Real>
+History_sum<Real> join(Job& job, Thread_areas<Real>& areas, int used) {
+  History_sum<Real> total;
+  int flags = 0;
+  bool out_of_memory = false;
+  Cell_work<Real>* fault = nullptr;
+  for (int t = 0; t < used; ++t) {
+    Thread_area<Real>& area = *areas[static_cast<std::size_t>(t)];
+    total.add(area.sum);
+    flags |= area.flags;
+    out_of_memory |= area.out_of_memory;
+    const int history = area.cell.fault_history();
+    if (history != 0 && (fault == nullptr || history < fault->fault_history())) fault = &area.cell;
+  }
+  if (flags != 0) std::feraiseexcept(flags);
+  if (out_of_memory) throw std::bad_alloc();
+  if (fault != nullptr) {
+    const std::string text(fault->fault_text());
+    for (auto& area : areas) area->cell.clear_fault();
+    error(job, text);
+  }
+  return total;
+}
+
+/// The fatal end when `tranlg` has left a fault.
+template <class Real>
+void require_reals(Job& job, Real_work<Real>& reals) {
+  if (reals.fault.empty()) return;
+  const std::string text = reals.fault;
+  reals.fault.clear();
+  error(job, text);
+}
+
+/// Fills the first area's reals with those of record 1.
+template <class Real>
+void reals_of_record_1(Job& job, const Likelihood_work& work, std::span<const Real> xbeta,
+                       Real_work<Real>& reals) {
+  if (work.by_record && job.data.encounters.size() == 0)
+    return;  // no record, and no cell that would read them
+  tranlg<Real>(job, 1, xbeta, reals, 1, work.by_record ? 1 : 0, nullptr);
+  require_reals(job, reals);
+}
+
+template <class Real>
+struct Evaluation {
+  History_sum<Real> histories;
+  Real closed = 0.0;          ///< closed-form terms
+  Real closed_penalty = 0.0;  ///< and their penalty
+};
+
+/// Both halves of the log likelihood and of the penalty.
+template <class Real>
+Evaluation<Real> evaluate(Job& job, Cell_routine<Real> routine, std::span<const Real> xbeta,
+                          Thread_areas<Real>& areas) {
+  Likelihood_work& work = *job.model.likelihood;
+  Thread_area<Real>& main_area = *areas[0];
+  reals_of_record_1(job, work, xbeta, main_area.reals);
+  if constexpr (std::is_same_v<Real, double>)
+    std::copy(main_area.reals.parm.begin(), main_area.reals.parm.end(), job.model.parm.begin());
+
+  Evaluation<Real> result;
+  if (job.model.phase1 != 0) {
+    const Job& shared = job;
+    result.histories = join(job, areas, sum_on_threads(shared, work, routine, xbeta, areas));
+  }
+  if (job.model.phase2 != 0 && work.closed_form != Closed_form::none) {
+    if (work.by_record && job.model.phase1 != 0) reals_of_record_1(job, work, xbeta, main_area.reals);
+    main_area.cell.begin();
+    result.closed = closed_terms(job, work.closed_form, main_area.reals.reals(), main_area.cell);
+    result.closed_penalty = main_area.cell.penlty[0] + main_area.cell.penlty[1];
+  }
+  return result;
+}
+
+void report_first_iteration(Job& job) {
+  Model_arrays& model = job.model;
+  linchk(job, 3);
+  put(job, listing, "(1x,a)", "Results from first iteration:");
+  put(job, listing, "(2x,a)", "-2logL Initial " + model.modnam + " = " + f14(job, model.loglik));
+  put(job, listing, "(2x,a)", "Penalty Initial " + model.modnam + " = " + f14(job, model.sumpen));
+  job.streams.flush(job.status.sysout);
+  model.report_first = false;
+}
+
+Likelihood_work& work_of(Job& job) {
+  assert(job.model.likelihood != nullptr);
+  return *job.model.likelihood;
+}
+
+/// The areas of the derivative pass, as many as the plain pass has.
+Thread_areas<Derivative>& derivative_areas(const Job& job, Likelihood_work& work) {
+  while (work.derivative.size() < work.plain.size()) {
+    auto area = std::make_unique<Thread_area<Derivative>>(work.facts, work.pims);
+    if (work.derivative.empty() || work.by_record) prepare(job, area->reals);
+    work.derivative.push_back(std::move(area));
+  }
+  return work.derivative;
+}
+
+}  // namespace
+
+double func(Job& job, std::span<const double> beta) {
+  Likelihood_work& work = work_of(job);
+  Model_arrays& model = job.model;
+  const Evaluation<double> result = evaluate(job, model.chprobpointer, beta, work.plain);
+  const double likelihood = result.histories.likelihood() + result.closed;
+  const double penalty = result.histories.penalty() + result.closed_penalty;
+  model.loglik = -(likelihood + likelihood);
+  model.sumpen = -(penalty + penalty);
+  const double f = model.loglik - (penalty + penalty);
+  if (model.report_first) report_first_iteration(job);
+  return f;
+}
+
+double funcg(Job& job, std::span<const double> beta, std::span<double> g) {
+  std::vector<double>& x = work_of(job).shifted;
+  x.assign(beta.begin(), beta.end());
+  const double f = func(job, x);
+  const double deltax = job.status.deltax;
+  for (std::size_t i = 0; i < x.size(); ++i) {
+    const double kept = x[i];
+    if (job.model.centfd != 0) {
+      const double h = 0.5 * deltax * (std::abs(kept) + 1.0);
+      x[i] = kept + h;
+      const double above = func(job, x);
+      x[i] = kept - h;
+      const double below = func(job, x);
+      x[i] = kept;
+      g[i] = (above - below) / (2.0 * h);
+    } else {
+      const double h = deltax * (std::abs(kept) + 1.0);
+      x[i] = kept + h;
+      const double above = func(job, x);
+      x[i] = kept;
+      g[i] = (above - f) / h;
+    }
+  }
+  return f;
+}
+
+void func_derivatives(Job& job, std::span<const double> beta, int i, int j, std::span<double> mixed) {
+  assert(mixed.size() == static_cast<std::size_t>(Derivative::lanes));
+  Likelihood_work& work = work_of(job);
+  work.xbeta.resize(beta.size());
+  for (int k = 1; k <= static_cast<int>(beta.size()); ++k) {
+    const int lane = k - j;
+    const unsigned mask = lane >= 0 && lane < Derivative::lanes ? 1U << lane : 0U;
+    const auto place = static_cast<std::size_t>(k) - 1;
+    work.xbeta[place] = Derivative::variable(beta[place], k == i, mask);
+  }
+  const Evaluation<Derivative> result =
+      evaluate<Derivative>(job, job.model.chprobderivative, work.xbeta, derivative_areas(job, work));
+  for (std::size_t k = 0; k < mixed.size(); ++k) {
+    const double likelihood = result.histories.likelihood(k) + result.closed.ab[k];
+    const double penalty = result.histories.penalty(k) + result.closed_penalty.ab[k];
+    mixed[k] = -(likelihood + likelihood) - (penalty + penalty);
+  }
+}
+
+void cell_probabilities(Job& job, std::span<const double> beta, Array2<double>& observed,
+                        Array2<double>& lost) {
+  Likelihood_work& work = work_of(job);
+  const int records = job.data.encounters.size(), groups = job.status.ngrps;
+  if (!observed.allocate(records, groups) || !lost.allocate(records, groups)) {
+    warnum(job, "from memory allocation of CELLPR.", 5020);
+    observed.free();
+    lost.free();
+    return;
+  }
+  Thread_area<double>& area = *work.plain[0];
+  reals_of_record_1<double>(job, work, beta, area.reals);
+  const Record_table table(job);
+  Ch_result<double> result;
+  for (int i = 1; i <= records; ++i) {
+    if (work.by_record) {
+      tranlg<double>(job, i, beta, area.reals, 0, 0, nullptr);
+      require_reals(job, area.reals);
+    }
+    const Reals<double> parm = area.reals.reals();
+    for (int j = 1; j <= groups; ++j) {
+      const auto place = static_cast<std::size_t>(i - 1) * table.groups + static_cast<std::size_t>(j - 1);
+      if (work.readable[place]) {
+        area.cell.begin();
+        job.model.chprobpointer(job, result, table.history(i), i, j, 0, parm, area.cell);
+        observed(i, j) = result.prob;
+      }
+      if (table.lost_of(i)[j - 1] > 0.0F) {
+        area.cell.begin();
+        job.model.chprobpointer(job, result, table.history(i), i, j, 1, parm, area.cell);
+        lost(i, j) = result.prob;
+      }
+    }
+  }
+  if (area.cell.fault_history() != 0) {
+    const std::string text(area.cell.fault_text());
+    area.cell.clear_fault();
+    error(job, text);
+  }
+}
+
+void cell_probabilities(Job& job) {
+  cell_probabilities(job, job.model.betast.span(), job.model.cellpr, job.model.cellprlost);
+}
+
+}  // namespace tarn

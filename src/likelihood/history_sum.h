@@ -1,0 +1,119 @@
+#pragma once
+// The sum over histories and groups: partial sums of a thread, a block of histories.
+
+#include <array>
+#include <cstddef>
+#include <span>
+
+#include "likelihood/blocks/penalty.h"
+#include "likelihood/cell.h"
+#include "numerics/derivative.h"
+#include "numerics/sum.h"
+
+namespace tarn {
+
+/// Log likelihood and penalty of a part of the histories, wide enough that neither the order of the terms nor
+/// their distribution over threads shows in the rounded sum.
+template <class Real>
+class History_sum;
+
+template <>
+class History_sum<double> {
+ public:
+  void add_cell(float count, double lnprob) { likelihood_.add_product(count, lnprob); }
+  void add_penalty(double penalty) { penalty_.add(penalty); }
+  void add(const History_sum& other) {
+    likelihood_.add(other.likelihood_);
+    penalty_.add(other.penalty_);
+  }
+  double likelihood() const { return likelihood_.value(); }
+  double penalty() const { return penalty_.value(); }
+
+ private:
+  Wide_sum likelihood_, penalty_;
+};
+
+/// Of a scalar with derivatives only the mixed second derivatives are summed.
+template <>
+class History_sum<Derivative> {
+ public:
+  void add_cell(float count, const Derivative& lnprob) {
+    for (std::size_t k = 0; k < lanes; ++k) likelihood_[k].add_product(count, lnprob.ab[k]);
+  }
+  void add_penalty(const Derivative& penalty) {
+    for (std::size_t k = 0; k < lanes; ++k) penalty_[k].add(penalty.ab[k]);
+  }
+  void add(const History_sum& other) {
+    for (std::size_t k = 0; k < lanes; ++k) {
+      likelihood_[k].add(other.likelihood_[k]);
+      penalty_[k].add(other.penalty_[k]);
+    }
+  }
+  /// Of lane k, from 0.
+  double likelihood(std::size_t k) const { return likelihood_[k].value(); }
+  double penalty(std::size_t k) const { return penalty_[k].value(); }
+
+ private:
+  static constexpr std::size_t lanes = Derivative::lanes;
+  std::array<Wide_sum, lanes> likelihood_, penalty_;
+};
+
+/// Counts and cells of all records where the store keeps them, record after record.
+struct Record_table {
+  explicit Record_table(const Job& job)
+      : groups(static_cast<std::size_t>(job.status.ngrps)), noccas(job.status.noccas) {
+    const Encounter_store& encounters = job.data.encounters;
+    if (encounters.size() == 0) return;
+    observed = encounters.observed(1).data();
+    lost = encounters.lost_on_capture(1).data();
+    cells = encounters.history(1).cells();
+  }
+  History history(int i) const {
+    return {cells + static_cast<std::size_t>(i - 1) * 2 * static_cast<std::size_t>(noccas), noccas};
+  }
+  const float* observed_of(int i) const { return observed + static_cast<std::size_t>(i - 1) * groups; }
+  const float* lost_of(int i) const { return lost + static_cast<std::size_t>(i - 1) * groups; }
+
+  const float* observed = nullptr;
+  const float* lost = nullptr;
+  const char* cells = nullptr;
+  std::size_t groups;
+  int noccas;
+};
+
+/// Adds the cell of history i, group j, to the sum: `count` times its logarithm, and its penalties.
+template <class Real>
+inline void add_cell(const Job& job, Cell_routine<Real> routine, const Record_table& records, int i, int j,
+                     int lost, float count, Reals<Real> parm, bool serial_penalty, Cell_work<Real>& work,
+                     History_sum<Real>& sum) {
+  work.begin();
+  Ch_result<Real> result;
+  routine(job, result, records.history(i), i, j, lost, parm, work);
+  sum.add_cell(count, result.lnprob);
+  const double prob = value_of(result.prob);
+  if (prob < 0.0 || prob > 1.0) work.penlty[0] += range_penalty(result.prob, job.status.penalty_slope);
+  if (value_of(work.penlty[0]) != 0.0) sum.add_penalty(work.penlty[0]);
+  // KEPT: a penalty in the second element counts only when the job runs on one thread.
+  if (serial_penalty && value_of(work.penlty[1]) != 0.0) sum.add_penalty(work.penlty[1]);
+}
+
+/// Histories `from` to `to`, groups inside. `reals_of(i)` gives the real parameters of record i.
+template <class Real, class Reals_of>
+void add_histories(const Job& job, Cell_routine<Real> routine, int from, int to, Reals_of&& reals_of,
+                   bool serial_penalty, Cell_work<Real>& work, History_sum<Real>& sum) {
+  const Record_table records(job);
+  const int groups = job.status.ngrps;
+  for (int i = from; i <= to; ++i) {
+    const Reals<Real> parm = reals_of(i);
+    const float* observed = records.observed_of(i);
+    const float* lost = records.lost_of(i);
+    for (int j = 1; j <= groups; ++j) {
+      if (observed[j - 1] > 0.0F)
+        add_cell(job, routine, records, i, j, 0, observed[j - 1], parm, serial_penalty, work, sum);
+      if (lost[j - 1] > 0.0F)
+        add_cell(job, routine, records, i, j, 1, lost[j - 1], parm, serial_penalty, work, sum);
+    }
+  }
+}
+
+}  // namespace tarn

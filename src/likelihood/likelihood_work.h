@@ -1,0 +1,46 @@
+#pragma once
+// What the likelihood keeps for one model.
+
+#include <memory>
+#include <span>
+#include <vector>
+
+#include "data/datatype.h"
+#include "likelihood/cell.h"
+#include "likelihood/history_sum.h"
+#include "model/links.h"
+
+namespace tarn {
+
+/// All that one thread writes during an evaluation. On cache lines of its own.
+template <class Real>
+struct alignas(128) Thread_area {
+  Thread_area(const Stored_facts& facts, const Pim_table& pims) : cell(facts, pims) {}
+  Cell_work<Real> cell;
+  Real_work<Real> reals;
+  History_sum<Real> sum;
+  int flags = 0;  ///< floating-point conditions met in the region
+  bool out_of_memory = false;
+};
+
+template <class Real>
+using Thread_areas = std::vector<std::unique_ptr<Thread_area<Real>>>;
+
+struct Likelihood_work {
+  explicit Likelihood_work(const Job& job) : facts(job.data.encounters), pims(job) {}
+
+  Stored_facts facts;
+  Pim_table pims;
+  bool by_record = false;      ///< real parameters depend on the record
+  bool serial = true;          ///< the loop on the main thread alone: one thread, or too little work for two
+  bool serial_penalty = true;  ///< `num_threads` is 1: element 2 of `penlty` counts
+  int threads = 1;
+  Closed_form closed_form = Closed_form::none;
+  std::vector<char> readable;  ///< per record and group: every matrix cell that the history reads is there
+  Thread_areas<double> plain;
+  Thread_areas<Derivative> derivative;  ///< made when first asked for
+  std::vector<Derivative> xbeta;
+  std::vector<double> shifted;  ///< work vector of `funcg`
+};
+
+}  // namespace tarn
