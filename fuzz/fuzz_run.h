@@ -50,11 +50,7 @@ inline void run_bounded(std::string_view deck) {
   }
   Test_job t;
   t.open(text);
-  const std::string end = stop_text([&] {
-    fillsg(t.job);
-    getcmd(t.job);
-    run_job(t.job);
-  });
+  const std::string end = stop_text([&] { run_job(t.job); });
   if (!end.empty() && end != "NORMAL EXIT" && end != "ERROR EXIT from TARN" &&
       end != "TARN Error found in data")
     std::abort();

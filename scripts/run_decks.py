@@ -57,6 +57,7 @@ stop_texts = (
     "TARN Error found in data",
     "No input file",
     "Input file error",
+    "Output file error",
 )
 
 estimate_class = 1e-6

@@ -1,0 +1,187 @@
+#!/usr/bin/env python3
+"""Makes the example decks: animals marked and met again on a few occasions, drawn from a seeded generator.
+
+    examples/simulate.py        writes the four decks beside this program
+"""
+
+import math
+import random
+from collections import Counter
+from pathlib import Path
+
+here = Path(__file__).resolve().parent
+
+
+def history(rng, occasions, start, survival, detection, not_sampled=(), lost_at_capture=0.0):
+    """One animal released at occasion `start` (from 1): its history and whether it was lost at its last capture."""
+    cells = ["."if o in not_sampled else "0" for o in range(1, occasions + 1)]
+    cells[start - 1] = "1"
+    for o in range(start + 1, occasions + 1):
+        if rng.random() >= survival(o - 1):
+            break
+        if o not in not_sampled and rng.random() < detection(o):
+            cells[o - 1] = "1"
+            if rng.random() < lost_at_capture:
+                return "".join(cells), True
+    return "".join(cells), False
+
+
+def expit(x):
+    return 1.0 / (1.0 + math.exp(-x))
+
+
+def write(name, text):
+    (here / name).write_text(text)
+
+
+def time_dependent():
+    rng = random.Random(1101)
+    phi = {1: 0.70, 2: 0.52, 3: 0.66, 4: 0.58, 5: 0.74, 6: 0.60}
+    counts = Counter()
+    for start in range(1, 7):
+        for _ in range(45):
+            counts[history(rng, 7, start, lambda c: phi[c], lambda o: 0.62)[0]] += 1
+    records = "".join(f"{h} {n};\n" for h, n in sorted(counts.items(), reverse=True))
+    write("time_dependent.deck", f"""/* Dippers marked along a stream in seven springs. Does survival differ between winters?
+   The data procedure reads one statement for each history, with the number of birds that share it. */
+proc title Dippers in seven springs (simulated);
+proc chmatrix occasions=7 groups=1 etype=CJS hist={len(counts)};
+glabel(1)=Dippers;
+time intervals 1 1 1 1 1 1;
+{records}
+/* Survival Phi is numbered 1 to 6 along the columns, one number for each winter; detection p is 7 everywhere. */
+proc estimate link=LOGIT;
+model={{Phi(t) p(.)}};
+group=1 Phi rows=6 cols=6 triang time=1;
+group=1 p rows=6 cols=6 triang constant=7;
+design matrix constraints=7 covariates=7 identity;
+rlabel(1)=Survival, winter 1;
+rlabel(2)=Survival, winter 2;
+rlabel(3)=Survival, winter 3;
+rlabel(4)=Survival, winter 4;
+rlabel(5)=Survival, winter 5;
+rlabel(6)=Survival, winter 6;
+rlabel(7)=Detection;
+
+/* The simpler model: one survival for all winters. The model with the lower AICc is preferred. */
+proc estimate link=LOGIT;
+model={{Phi(.) p(.)}};
+group=1 Phi rows=6 cols=6 triang constant=1;
+group=1 p rows=6 cols=6 triang constant=2;
+design matrix constraints=2 covariates=2 identity;
+rlabel(1)=Survival;
+rlabel(2)=Detection;
+proc stop;
+""")
+
+
+def two_groups():
+    rng = random.Random(2202)
+    counts = [Counter(), Counter()]
+    for g, phi in enumerate((0.62, 0.74)):
+        for start in range(1, 6):
+            for _ in range(40):
+                counts[g][history(rng, 6, start, lambda c: phi, lambda o: 0.55)[0]] += 1
+    together = sorted(set(counts[0]) | set(counts[1]), reverse=True)
+    records = "".join(f"{h} {counts[0][h]} {counts[1][h]};\n" for h in together)
+    write("two_groups.deck", f"""/* Two groups: each history has two counts, males and females. */
+proc title Starlings, males and females (simulated);
+proc chmatrix occasions=6 groups=2 etype=CJS hist={len(together)};
+glabel(1)=Males;
+glabel(2)=Females;
+{records}
+/* Three real parameters: survival of males (1) and of females (2), detection (3).
+   The second column of the design is the effect of the group on the logit scale: its beta is the
+   difference between females and males. */
+proc estimate link=LOGIT;
+model={{Phi(group) p(.)}};
+group=1 Phi rows=5 cols=5 triang constant=1;
+group=2 Phi rows=5 cols=5 triang constant=2;
+group=1 p rows=5 cols=5 triang constant=3;
+group=2 p rows=5 cols=5 triang constant=3;
+design matrix constraints=3 covariates=3;
+1 0 0;
+1 1 0;
+0 0 1;
+blabel(1)=Survival of males;
+blabel(2)=Females minus males;
+blabel(3)=Detection;
+rlabel(1)=Survival, males;
+rlabel(2)=Survival, females;
+rlabel(3)=Detection;
+/* Limits of the two survivals also by profile likelihood. */
+profile=1 2;
+proc stop;
+""")
+
+
+def individual_covariate():
+    rng = random.Random(3303)
+    records = ""
+    count = 0
+    for start in range(1, 5):
+        for _ in range(40):
+            weight = rng.gauss(55.0, 6.0)
+            phi = expit(0.6 + 0.12 * (weight - 55.0))
+            cells = history(rng, 5, start, lambda c: phi, lambda o: 0.6)[0]
+            records += f"{cells} 1 {weight:.1f};\n"
+            count += 1
+    write("individual_covariate.deck", f"""/* One record for each animal, with its weight at marking. Does survival depend on weight? */
+proc title Dormice with their weights (simulated);
+proc chmatrix occasions=5 groups=1 etype=CJS hist={count} icovar=1 nohist;
+icovariates=weight;
+{records}
+/* The name of a covariate stands in the design where its value is meant; the square of it is a function. */
+proc estimate link=LOGIT;
+model={{Phi(weight) p(.)}};
+group=1 Phi rows=4 cols=4 triang constant=1;
+group=1 p rows=4 cols=4 triang constant=2;
+design matrix constraints=2 covariates=3;
+1 weight 0;
+0 0 1;
+blabel(1)=Survival at weight 0;
+blabel(2)=Slope of weight;
+blabel(3)=Detection;
+rlabel(1)=Survival;
+rlabel(2)=Detection;
+/* Survival is reported for a dormouse of 60 grams. */
+icvalues=60;
+proc stop;
+""")
+
+
+def unequal_intervals():
+    rng = random.Random(4404)
+    length = {1: 1.0, 2: 0.5, 3: 2.0, 4: 1.0, 5: 1.5}
+    kept, lost = Counter(), Counter()
+    for start in (1, 2, 3, 5):
+        for _ in range(55):
+            cells, is_lost = history(rng, 6, start, lambda c: 0.68 ** length[c], lambda o: 0.5, (4,), 0.06)
+            (lost if is_lost else kept)[cells] += 1
+    records = "".join(f"{h} {kept[h]};\n" for h in sorted(kept, reverse=True))
+    records += "".join(f"{h} -{lost[h]};\n" for h in sorted(lost, reverse=True))
+    write("unequal_intervals.deck", f"""/* Intervals of different lengths, an occasion without effort, and animals that were lost at their last capture.
+   Survival is per unit of time: an interval of length 2 is survived with Phi squared.
+   A point says that no one looked on that occasion. A negative count is a number of animals that died in
+   the trap or were not released: they are followed to their last capture only. A history may stand twice, once
+   for the kept and once for the lost: the records become one, and the listing says so. */
+proc title Voles with losses on capture (simulated);
+proc chmatrix occasions=6 groups=1 etype=CJS hist={len(set(kept) | set(lost))};
+time intervals 1 0.5 2 1 1.5;
+{records}
+proc estimate link=LOGIT varest=Hessian;
+model={{Phi(.) p(.)}};
+group=1 Phi rows=5 cols=5 triang constant=1;
+group=1 p rows=5 cols=5 triang constant=2;
+design matrix constraints=2 covariates=2 identity;
+rlabel(1)=Survival per unit of time;
+rlabel(2)=Detection;
+proc stop;
+""")
+
+
+if __name__ == "__main__":
+    time_dependent()
+    two_groups()
+    individual_covariate()
+    unequal_intervals()
