@@ -69,12 +69,20 @@ class Encounter_store {
   /// Appends a record with zero counts and missing covariates and gives its number.
   /// May throw std::bad_alloc. The caller has compared size() with capacity().
   int append(History cells, double missing);
+  /// The first record with these cells; 0 when there is none. Of the same work whatever the number of
+  /// records.
+  int find(History cells) const;
 
  private:
+  void grow_index();
+  std::size_t slot_of(std::string_view cells) const;
+
   int noccas_ = 0, ngrps_ = 0, nicovs_ = 0, capacity_ = 0, count_ = 0;
   std::vector<char> cells_;
   std::vector<float> observed_, lost_;
   std::vector<double> covariates_;
+  std::vector<int> index_;    ///< open hash table of record numbers, 0 where free; its size is a power of 2
+  std::size_t distinct_ = 0;  ///< records in the index: the first of each history
 };
 
 }  // namespace tarn
