@@ -1,0 +1,202 @@
+#include "model/starting.h"
+
+#include <algorithm>
+#include <cmath>
+#include <string>
+
+#include "data/datatype.h"
+#include "job/fault.h"
+#include "model/links.h"
+#include "numerics/linear_algebra.h"
+#include "numerics/special.h"
+
+namespace tarn {
+
+namespace {
+
+constexpr int sin_link = 4, log_link = 5, identity_link = 6;
+constexpr double common_start = -0.1, resight_start = 0.1, log_cap = -0.01;
+constexpr int no_memory = 5020;
+/// Diagonal elements of R below this share of the first do not carry a beta.
+constexpr double rank_tolerance = 1e-10;
+
+std::size_t at(int i) { return static_cast<std::size_t>(i); }
+
+/// Animals of group g that were caught alive on one of the occasions first to last.
+double animals_caught(const Job& job, int g, int first, int last) {
+  double animals = 0.0;
+  for (int i = 1; i <= job.data.encounters.size(); ++i) {
+    const History history = job.data.encounters.history(i);
+    bool caught = false;
+    for (int o = first; o <= last && !caught; ++o) caught = history.live(o) != '0' && history.live(o) != '.';
+    if (caught) animals += job.data.encounters.observed(i)[at(g - 1)];
+  }
+  return animals;
+}
+
+double log_of_count(double count) { return floored_log(std::max(count, 1.0)); }
+
+/// Whether the type is one whose starts are drawn from its data.
+bool has_data_starts(int dattyp) {
+  return dattyp == 5 || dattyp == 11 || dattyp == 16 || (dattyp >= 114 && dattyp <= 174);
+}
+
+/// Start of the first real parameter of a matrix; `known` is false when the data tell nothing.
+double data_start(const Job& job, const std::string& name, int g, int session, bool resight, bool& known) {
+  known = true;
+  const std::vector<int>& minlen = job.model.minlen;
+  if (resight) {
+    known = names_hold(datatype(job.status.dattyp).identity_link, name);
+    return 0.0;
+  }
+  if (name == "f0" || name == "N") {
+    int first = 1, last = job.status.noccas;
+    if (!minlen.empty() && session <= static_cast<int>(minlen.size())) {
+      for (int s = 1; s < session; ++s) first += minlen[at(s - 1)];
+      last = first + minlen[at(session - 1)] - 1;
+    }
+    return log_of_count(0.5 * animals_caught(job, g, first, last));
+  }
+  // A rate of 1, and a half, which is a common size of recruitment and of standard deviations.
+  if (name == "Lambda") return 0.0;
+  if (name == "f" || name.starts_with("sigma")) return std::log(0.5);
+  known = false;
+  return 0.0;
+}
+
+/// With an identity design real parameter i is beta i.
+void place_data_starts(Job& job) {
+  Model_arrays& model = job.model;
+  const Datatype& type = datatype(job.status.dattyp);
+  const bool resight = type.resight != Resight::none;
+  if (resight)
+    for (int i = 1; i <= model.ncovs; ++i) model.betast(i) = resight_start;
+  for (int q = 1; q <= job.data.numparmnames; ++q) {
+    const std::string& name = job.data.parameterlist[at(q - 1)];
+    if (!names_hold(type.log_link, name) && !names_hold(type.identity_link, name)) continue;
+    for (int g = 1; g <= job.status.ngrps; ++g)
+      for (int b = model.pim2index3lobd; b <= model.pim2index3upbd; ++b)
+        for (int a = model.pim2index2lobd; a <= model.pim2index2upbd; ++a) {
+          const int beta = model.pim2(q, a, b, g).at(1, 1);
+          if (beta < 1 || beta > model.ncovs || model.bindex(beta) == 0) continue;
+          bool known = false;
+          const double start = data_start(job, name, g, b, resight, known);
+          if (known) model.betast(beta) = start;
+        }
+  }
+}
+
+/// Covariate values at which the preliminary fit is translated: the means, 0 for standardised covariates.
+const double* mean_values(const Job& job, std::vector<double>& zeros) {
+  if (job.model.licovs == 0) return nullptr;
+  if (job.status.stdic == 0) return job.data.icvrmn.data();
+  zeros.assign(at(job.status.nicovs), 0.0);
+  return zeros.data();
+}
+
+/// Solves the least-squares problem; columns that the others explain keep 0.
+std::vector<double> least_squares(Array2<double>& matrix, std::vector<double>& y) {
+  const int rows = matrix.extent(1), columns = matrix.extent(2);
+  std::vector<double> auxiliary(at(columns)), work(at(columns)), solution(at(columns), 0.0);
+  std::vector<int> pivots(at(columns), 0);
+  if (dqrdc(matrix.data(), rows, rows, columns, auxiliary.data(), pivots.data(), work.data(), 1) != 0)
+    return solution;
+  int rank = 0;
+  while (rank < std::min(rows, columns) &&
+         std::abs(matrix(rank + 1, rank + 1)) > rank_tolerance * std::abs(matrix(1, 1)))
+    ++rank;
+  if (rank == 0) return solution;
+  std::vector<double> betas(at(rank));
+  int info = 0;
+  dqrsl(matrix.data(), rows, rows, rank, auxiliary.data(), y.data(), nullptr, y.data(), betas.data(), nullptr,
+        nullptr, 100, info);
+  if (info != 0) return solution;
+  for (int k = 0; k < rank; ++k) solution[at(pivots[at(k)] - 1)] = betas[at(k)];
+  return solution;
+}
+
+/// Betas under the model's own links that come nearest to the reals in `work`.
+/// @param overridden  per real parameter: its link is the data type's, whatever the model's
+void solve_for_start(Job& job, const Real_work<double>& work, const std::vector<char>& overridden) {
+  Model_arrays& model = job.model;
+  std::vector<int> rows, columns;
+  for (int i = 1; i <= model.nlogit; ++i)
+    if (!model.fixpar(i)) rows.push_back(i);
+  for (int c = 1; c <= model.ncovs; ++c)
+    if (model.bindex(c) > 0) columns.push_back(c);
+  if (rows.empty() || columns.empty()) return;
+
+  Array2<double> design, matrix;
+  if (!design.allocate(model.nlogit, model.ncovs) || !matrix.allocate(rows.size(), columns.size())) {
+    warnum(job, "from memory allocation of VCMAT and PARMSV.", no_memory);
+    error(job, "No memory for the preliminary fit.");
+  }
+  evaluated_design(job, work.design, design);
+  std::vector<double> y;
+  for (std::size_t r = 0; r < rows.size(); ++r) {
+    const double parm = work.parm[at(rows[r] - 1)];
+    y.push_back(model.lindex(rows[r]) == log_link ? floored_log(parm) : parm);
+    for (std::size_t c = 0; c < columns.size(); ++c)
+      matrix(static_cast<int>(r) + 1, static_cast<int>(c) + 1) =
+          design(rows[r], columns[c]) * model.scalefactor(columns[c]);
+  }
+  const std::vector<double> solution = least_squares(matrix, y);
+  for (std::size_t c = 0; c < columns.size(); ++c) {
+    double start = solution[c];
+    const bool for_overridden_rows_only = std::all_of(rows.begin(), rows.end(), [&](int row) {
+      return design(row, columns[c]) == 0.0 || overridden[at(row - 1)] != 0;
+    });
+    if (model.nlink == log_link && !for_overridden_rows_only) start = start < log_cap ? start : log_cap;
+    model.betast(columns[c]) = start;
+  }
+}
+
+/// Fits the same model with the SIN link and translates its reals.
+void preliminary_fit(Job& job, const Fit& fit) {
+  Model_arrays& model = job.model;
+  initpar(job);
+  const int wanted = model.nlink;
+  model.nlink = sin_link;
+  setlink(job);
+  std::vector<char> overridden;
+  for (int link : model.lindex) overridden.push_back(link != sin_link);
+
+  std::vector<double> x;
+  for (int i = 1; i <= model.ncovs_nlbetas; ++i)
+    if (model.bindex(i) > 0) x.push_back(model.betast(i));
+  fit(x);
+  Real_work<double> work;
+  prepare(job, work);
+  std::vector<double> zeros;
+  tranlg<double>(job, 1, x, work, 1, 0, mean_values(job, zeros));
+  if (!work.fault.empty()) error(job, work.fault);
+
+  model.nlink = wanted;
+  setlink(job);
+  solve_for_start(job, work, overridden);
+}
+
+}  // namespace
+
+void initpar(Job& job) {
+  Model_arrays& model = job.model;
+  for (int i = 1; i <= model.ncovs; ++i) model.betast(i) = common_start;
+  if (model.identity && has_data_starts(job.status.dattyp)) place_data_starts(job);
+}
+
+void choose_start(Job& job, const Fit& fit) {
+  Model_arrays& model = job.model;
+  constexpr int poisson_resight = 115;
+  if (model.initial_given) {
+    for (int i = 1; i <= model.ncovs_nlbetas; ++i)
+      if (model.bindex(i) > 0) model.betast(i) = model.intvals[at(i - 1)];
+  } else if (model.nlink <= sin_link || job.status.dattyp == poisson_resight) {
+    initpar(job);
+  } else if (model.nlink == log_link || model.nlink == identity_link) {
+    preliminary_fit(job, fit);
+  } else {
+    model.betast.fill(0.0);
+  }
+}
+
+}  // namespace tarn
