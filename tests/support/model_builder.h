@@ -1,0 +1,194 @@
+#pragma once
+// Jobs with a data set and a model, filled directly and not from a deck.
+
+#include <functional>
+#include <initializer_list>
+#include <numeric>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "data/datatype.h"
+#include "likelihood/func.h"
+#include "model/design.h"
+#include "model/design_matrix_funcs_module.h"
+#include "support/test_job.h"
+
+namespace tarn {
+
+/// `Model_builder m(1, 4); m.record("1011", {5}); m.time_pims(); m.finish();` leaves a job whose likelihood
+/// is set up.
+class Model_builder {
+ public:
+  Model_builder(int dattyp, int noccas, int ngrps = 1, int nicovs = 0) {
+    Status_module& status = job().status;
+    status.dattyp = dattyp;
+    status.noccas = noccas;
+    status.ngrps = ngrps;
+    status.nicovs = nicovs;
+    status.liveeh = 1;
+    Data_module& data = job().data;
+    for (const std::string& name : parmlist(dattyp)) data.parameterlist.push_back(name);
+    data.numparmnames = static_cast<int>(data.parameterlist.size());
+    data.encounters.reset(noccas, ngrps, nicovs, 1 << 30);
+    present(data.timint.allocate(noccas));
+    data.timint.fill(1.0F);
+    job().model.pim2.allocate(data.numparmnames, 1, 1, 1, 1, ngrps);
+    job().model.nlink = 1;
+  }
+
+  Job& job() { return test.job; }
+
+  /// A record of a live type: one character an occasion, counts by group.
+  void record(std::string_view live, const std::vector<float>& observed, const std::vector<float>& lost = {},
+              const std::vector<double>& covariates = {}) {
+    std::string cells;
+    for (const char c : live) cells += {c, '0'};
+    Encounter_store& store = job().data.encounters;
+    const int i = store.append(History(cells.data(), job().status.noccas), -9999.0);
+    std::copy(observed.begin(), observed.end(), store.observed(i).begin());
+    std::copy(lost.begin(), lost.end(), store.lost_on_capture(i).begin());
+    std::copy(covariates.begin(), covariates.end(), store.ind_covariates(i).begin());
+    job().status.nhist = store.size();
+  }
+
+  /// Lengths of the first intervals; the others stay 1.
+  void intervals(std::initializer_list<float> lengths) {
+    int c = 0;
+    for (const float length : lengths) {
+      job().data.timint(++c) = length;
+      if (length != 1.0F) job().data.timevy = 1;
+    }
+  }
+
+  /// Matrix of parameter q, group g, by a rule for row and column.
+  void pim(int q, int g, std::string_view shape, int nrows, int ncols,
+           const std::function<int(int, int)>& number) {
+    Pim& pim = job().model.pim2(q, 1, 1, g);
+    pim.parname = job().data.parameterlist[static_cast<std::size_t>(q) - 1];
+    pim.group = g;
+    pim.shape = shape;
+    pim.nrows = nrows;
+    pim.ncols = ncols;
+    pim.cells.assign(static_cast<std::size_t>(nrows) * static_cast<std::size_t>(ncols), 0);
+    for (int r = 1; r <= nrows; ++r)
+      for (int c = pim.start(r); c <= ncols; ++c) {
+        const int n = number(r, c);
+        pim.cells[static_cast<std::size_t>(r - 1) * static_cast<std::size_t>(ncols) +
+                  static_cast<std::size_t>(c - 1)] = n;
+        job().model.nlogit = std::max(job().model.nlogit, n);
+      }
+  }
+
+  /// Live recaptures: a number for each interval and parameter, shared by cohorts and groups.
+  void time_pims() {
+    const int n = job().status.noccas - 1;
+    for (int g = 1; g <= job().status.ngrps; ++g)
+      for (int q = 1; q <= 2; ++q) pim(q, g, "TRIANG", n, n, [&](int, int c) { return (q - 1) * n + c; });
+  }
+
+  /// A number for each cohort, interval and parameter: the most general model.
+  void cohort_pims() {
+    const int n = job().status.noccas - 1;
+    for (int g = 1; g <= job().status.ngrps; ++g)
+      for (int q = 1; q <= 2; ++q)
+        pim(q, g, "TRIANG", n, n, [&](int r, int c) { return ((q - 1) * n + r - 1) * n + c; });
+  }
+
+  /// Makes `design` with zeros; without a call `finish` takes the identity.
+  void design(int ncovs) {
+    Model_arrays& model = job().model;
+    model.ncovs = ncovs;
+    present(model.design.allocate(model.nlogit, ncovs));
+  }
+  void cell(int row, int col, double value) { job().model.design(row, col) = value; }
+  void covariate(int row, int col, int which) {
+    cell(row, col, covariate_code - which);
+    job().model.licovs = 1;
+  }
+  /// A function node: kinds and values of its arguments. Level 1 stands in (row, col) of the design; a nested
+  /// one gives its result to argument `row` of node `col`.
+  int function(int which, int kind1, double first, int kind2, double second, int row, int col,
+               int level = 1) {
+    Design_matrix_funcs_module& tables = job().model.functions;
+    const int k = ++tables.numdmfuncs;
+    present(tables.dmfuncstypes.resize(6, k));
+    present(tables.dmfuncsargs.resize(2, k));
+    tables.dmfuncstypes(kind_of_first, k) = kind1;
+    tables.dmfuncstypes(kind_of_second, k) = kind2;
+    tables.dmfuncstypes(row_or_slot, k) = row;
+    tables.dmfuncstypes(column_or_parent, k) = col;
+    tables.dmfuncstypes(function_number, k) = which;
+    tables.dmfuncstypes(nesting_level, k) = level;
+    tables.dmfuncsargs(1, k) = first;
+    tables.dmfuncsargs(2, k) = second;
+    if (level == 1) cell(row, col, function_code - k);
+    return k;
+  }
+
+  /// Link of one real parameter (others take `model.nlink`).
+  void link(int parameter, int code) { links_.push_back({parameter, code}); }
+  void set_member(int parameter, int code, int set) {
+    link(parameter, code);
+    job().model.linkfuncptr.push_back({code, set, 0, parameter, 0});
+  }
+  void fix(int parameter, double value) {
+    job().model.fixdex.push_back(parameter);
+    job().model.fixval.push_back(value);
+  }
+
+  /// All betas estimated, in their order; then the likelihood is set up for `threads` threads.
+  void finish(int threads = 1) {
+    Model_arrays& model = job().model;
+    if (!model.design.present()) {
+      design(model.nlogit);
+      for (int i = 1; i <= model.nlogit; ++i) cell(i, i, 1.0);
+    }
+    model.ncovs_nlbetas = model.ncovs + model.nlbetas;
+    const int n = model.ncovs_nlbetas;
+    present(model.bindex.allocate(n));
+    present(model.beta.allocate(n));
+    present(model.betast.allocate(n));
+    present(model.scalefactor.allocate(n));
+    present(model.lindex.allocate(model.nlogit));
+    present(model.fixpar.allocate(model.nlogit));
+    present(model.parm.allocate(model.nlogit));
+    std::iota(model.bindex.begin(), model.bindex.end(), 1);
+    model.scalefactor.fill(1.0);
+    model.lindex.fill(model.nlink);
+    for (const auto& [parameter, code] : links_) model.lindex(parameter) = code;
+    for (auto& member : model.linkfuncptr)
+      for (std::size_t k = 0; k < model.fixdex.size(); ++k)
+        if (model.fixdex[k] == member.parm) member.fixed = static_cast<int>(k) + 1;
+    covariate_tables(job());
+    set_threads(threads);
+  }
+  void set_threads(int threads) {
+    job().status.num_threads = threads;
+    set_up_likelihood(job());
+  }
+
+  int betas() { return job().model.ncovs_nlbetas; }
+  double func(const std::vector<double>& beta) { return tarn::func(job(), beta); }
+
+  Test_job test;
+
+ private:
+  static void present(bool made) {
+    if (!made) throw std::bad_alloc();
+  }
+  struct Linked {
+    int parameter, code;
+  };
+  std::vector<Linked> links_;
+};
+
+/// The bits of n as a history over {0,1}: the lowest bit is the last occasion.
+inline std::string binary_history(unsigned n, int noccas) {
+  std::string text(static_cast<std::size_t>(noccas), '0');
+  for (int o = 0; o < noccas; ++o)
+    if ((n >> (noccas - 1 - o)) & 1U) text[static_cast<std::size_t>(o)] = '1';
+  return text;
+}
+
+}  // namespace tarn
