@@ -15,7 +15,7 @@ ranks = [
     (r"optimizers/optmiz", 5),
     (r"optimizers/.*", 0),
     (r"job/(status_module|timing_module|streams)", 1),
-    (r"model/(data_module|design_matrix_funcs_module)", 1),
+    (r"model/data_module", 1),
     (r"inference/profile_conf_interval_module", 1),
     (r"sampling/hyper_dist_module", 1),
     (r"data/(datatype|datatype_table|encounter)", 1),
@@ -29,7 +29,7 @@ ranks = [
     (r"inference/.*", 6),
     (r"derived/.*", 7),
     (r"sampling/.*", 8),
-    (r"model/(estmat|estimate_options|results|tables|figures|vc_file)\w*", 9),
+    (r"model/(estmat|estimate_\w+|results|tables|figures|debug_report|vc_file)", 9),
 ]
 
 include_line = re.compile(r'^\s*#\s*include\s*(["<])([^">]+)[">]', re.M)
