@@ -83,18 +83,17 @@ class Line_builder {
   std::size_t line_, column_ = 0, hidden_ = 0;
 };
 
-/// A field: `text` right-adjusted in `width` columns, asterisks when it is wider; width 0 is as wide as the
-/// text.
-void write_field(Line_builder& line, std::string_view text, int width) {
+/// A field: `text` right-adjusted in `width` columns, asterisks and false when it is wider; width 0 is as
+/// wide as the text.
+bool write_field(Line_builder& line, std::string_view text, int width) {
   const auto columns = static_cast<std::size_t>(width);
-  if (width == 0) {
-    line.write(text);
-  } else if (text.size() > columns) {
+  if (width > 0 && text.size() > columns) {
     line.fill(columns, '*');
-  } else {
-    line.fill(columns - text.size(), ' ');
-    line.write(text);
+    return false;
   }
+  if (text.size() < columns) line.fill(columns - text.size(), ' ');
+  line.write(text);
+  return true;
 }
 
 std::string_view escape_of(Colour colour) {
@@ -127,8 +126,9 @@ void write_text(Line_builder& line, const Item& item, int width, bool coloured) 
 void write_integer(Line_builder& line, const Item& item, const Template_token& token) {
   char digits[24];
   const auto end = std::to_chars(digits, digits + sizeof digits, item.magnitude).ptr;
-  std::size_t count = static_cast<std::size_t>(end - digits);
-  if (item.magnitude == 0 && token.digits == 0) count = 0;
+  const auto count = static_cast<std::size_t>(end - digits);
+  if (item.magnitude == 0 && token.digits == 0)
+    return line.fill(static_cast<std::size_t>(std::max(token.width, 1)), ' ');
   const auto least = static_cast<std::size_t>(std::max(token.digits, 0));
   const std::size_t zeros = least > count ? least - count : 0;
   const std::size_t size = zeros + count + (item.negative ? 1 : 0);
@@ -142,7 +142,10 @@ void write_integer(Line_builder& line, const Item& item, const Template_token& t
 
 /// NaN and infinities, in any numeric field.
 void write_not_finite(Line_builder& line, double x, int width) {
-  if (std::isnan(x)) return write_field(line, width == 0 || width >= 3 ? "NaN" : "****", width);
+  if (std::isnan(x)) {
+    write_field(line, "NaN", width);
+    return;
+  }
   const bool negative = std::signbit(x);
   std::string_view text = negative ? "-Infinity" : "Infinity";
   if (static_cast<std::size_t>(width) < text.size()) text = negative ? "-Inf" : "Inf";
@@ -151,7 +154,8 @@ void write_not_finite(Line_builder& line, double x, int width) {
 
 /// A number in fixed point with `digits` decimals, moved `scale` places to the left of the point.
 /// The zero before the point goes when the field has no room for it, or at width 0 unless `keep_zero`.
-void write_fixed(Line_builder& line, double x, int width, int digits, int scale, bool keep_zero = false) {
+/// False when the field overflows.
+bool write_fixed(Line_builder& line, double x, int width, int digits, int scale, bool keep_zero = false) {
   char text[longest_number];
   char* const first = text + 2;  // room for a sign
   char* end =
@@ -169,7 +173,7 @@ void write_fixed(Line_builder& line, double x, int width, int digits, int scale,
   const std::ptrdiff_t full = (end - begin) + (negative ? 1 : 0);
   if (optional_zero && (width == 0 ? !keep_zero : full > width)) ++begin;
   if (negative) *--begin = '-';
-  write_field(line, {begin, static_cast<std::size_t>(end - begin)}, width);
+  return write_field(line, {begin, static_cast<std::size_t>(end - begin)}, width);
 }
 
 /// Significant digits of |x| and the power of ten of the first one; zero has power -1, so that its exponent
@@ -232,31 +236,50 @@ void write_exponent_form(Line_builder& line, double x, int width, int digits, in
   write_field(line, {begin, static_cast<std::size_t>(end - begin)}, width);
 }
 
-/// The general form: fixed point with d significant digits and blanks in the place of the exponent when the
-/// number, rounded to d digits, lies in 0.1 to 10^d; else the exponent form.
+/// Digits before the point that the general form with d digits gives a number m >= 0 in fixed point; -1 when
+/// it takes the exponent form. The limits 10^k (1 - 0.5 / 10^d) are compared in 64-bit arithmetic, not with
+/// the rounded digits: a number within one rounding of a limit counts as at it, which is what other run-times
+/// of this notation do.
+int digits_before_point(double m, int digits) {
+  if (m == 0.0) return 1;
+  const auto power_of_ten = [](int k) {
+    double power = 1.0;
+    for (int j = 0; j < k; ++j) power *= 10.0;
+    return power;
+  };
+  const double end = power_of_ten(digits);
+  const double part = 1.0 - 0.5 / end;
+  if (m < 0.1 * part || end - m <= 0.5) return -1;
+  int k = 0;
+  while (k < digits && m >= power_of_ten(k) * part) ++k;
+  return k;
+}
+
+/// The general form: fixed point with d significant digits and blanks in the place of the exponent for
+/// numbers that, rounded to d digits, lie in 0.1 to 10^d; else the exponent form.
 void write_general(Line_builder& line, double x, const Template_token& token, int scale) {
   const int width = token.width, digits = token.digits;
-  const int trailing = width == 0 ? 0 : token.exponent < 0 ? 4 : token.exponent + 2;
-  int before_point = 1;
-  if (x != 0.0) {
-    Decimal decimal;
-    to_decimal(x, digits, decimal);
-    before_point = decimal.power + 1;
-  }
-  if (before_point < 0 || before_point > digits) {
+  const int before_point = digits_before_point(std::fabs(x), digits);
+  if (before_point < 0) {
     const int exponent_digits = width == 0 && token.exponent < 0 ? 0 : token.exponent;
     return write_exponent_form(line, x, width, digits, exponent_digits, scale);
   }
-  if (width > 0 && width <= trailing) return line.fill(static_cast<std::size_t>(width), '*');
-  write_fixed(line, x, width == 0 ? 0 : width - trailing, digits - before_point, 0, true);
-  line.fill(static_cast<std::size_t>(trailing), ' ');
+  if (width == 0) {
+    write_fixed(line, x, 0, digits - before_point, 0, true);
+    return;
+  }
+  const int trailing = token.exponent < 0 ? 4 : token.exponent + 2;
+  if (width <= trailing) return line.fill(static_cast<std::size_t>(width), '*');
+  const bool fits = write_fixed(line, x, width - trailing, digits - before_point, 0);
+  line.fill(static_cast<std::size_t>(trailing), fits ? ' ' : '*');
 }
 
 void write_number(Line_builder& line, double x, const Template_token& token, int scale) {
   if (!std::isfinite(x)) return write_not_finite(line, x, token.width);
   switch (token.letter) {
     case 'f':
-      return write_fixed(line, x, token.width, token.digits, scale);
+      write_fixed(line, x, token.width, token.digits, scale);
+      return;
     case 'e':
       return write_exponent_form(line, x, token.width, token.digits, token.exponent, scale);
     default:
