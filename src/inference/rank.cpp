@@ -29,9 +29,9 @@ void write_gap(Job& job, std::span<const double> s, const Gap& gap) {
   const Status_module& status = job.status;
   if (gap.max_at > 0) {
     linchk(job, 1);
-    put(job, listing, "(1x,a,1pg0.4,2(a,1x,\"(\",i0,\"/\",i0,\")\",\" = \",1pg0.4))", "Ratio Threshold = ",
-        status.ratiothresh, " Max Gap", gap.max_at, gap.max_at + 1, gap.max, " Next Max Gap", gap.next_at,
-        gap.next_at + 1, gap.next);
+    put(job, listing, "(1x,a,1pg0.4,2(a,1x,\"(\",i0,\"/\",i0,\")\",\" = \",1pg0.4))",
+        "Ratio Threshold = ", status.ratiothresh, " Max Gap", gap.max_at, gap.max_at + 1, gap.max,
+        " Next Max Gap", gap.next_at, gap.next_at + 1, gap.next);
   }
   if (status.debug != 0) {
     put(job, listing, "(1x,a,a,a)", "Ratios of S Vector ", job.model.modnam, ":");
@@ -73,8 +73,10 @@ void write_order(Job& job, const Rank& rank, int n) {
               "Attempted ordering of parameters by estimatibility:", betas);
   for (int k = rank.npargmaxest; k < n; ++k) {
     linchk(job, 1);
-    put(job, listing, "(1x,a,i0,a)", "Beta number ", betas[static_cast<std::size_t>(k)], " is a singular value.");
-    put(job, screen, "(3x,a,i0,a)", "Beta number ", betas[static_cast<std::size_t>(k)], " is a singular value.");
+    put(job, listing, "(1x,a,i0,a)", "Beta number ", betas[static_cast<std::size_t>(k)],
+        " is a singular value.");
+    put(job, screen, "(3x,a,i0,a)", "Beta number ", betas[static_cast<std::size_t>(k)],
+        " is a singular value.");
   }
 }
 
@@ -117,7 +119,8 @@ double check_gradient(Job& job, std::span<const double> g, std::span<const doubl
   put(job, listing | screen, "(1x,a,a,a,1pg12.5)", "Maximum ABS(G) ", model.modnam, " = ", largest);
   if (largest > gradient_bad) {
     linchk(job, 3 + static_cast<int>(x.size()) + model.nlogit);
-    put(job, listing, "(1x,a,1pg12.5)", "ERROR -- Numerical convergence never reached, with maximum G = ", largest);
+    put(job, listing, "(1x,a,1pg12.5)",
+        "ERROR -- Numerical convergence never reached, with maximum G = ", largest);
     put(job, listing, "(1x,a)", "Last Beta Parameter Values:");
     for (int i = 1; i <= model.ncovs_nlbetas; ++i) {
       const int position = model.bindex(i);
@@ -173,7 +176,8 @@ Rank estimated_parameters(Job& job, std::span<const double> information, int n, 
   write_count(job, "Number of Estimated Parameters ", rank.npargmaxest);
   if (rank.npargmaxest != rank.gap_count)
     warn(job, "Number of parameters estimated from gap method (=" + adjustfmt(rank.gap_count) +
-                  ") and threshold method (=" + adjustfmt(rank.npargmaxest) + ") differ.  Inspect full output.");
+                  ") and threshold method (=" + adjustfmt(rank.npargmaxest) +
+                  ") differ.  Inspect full output.");
   if (rank.npargmaxest < n) {
     rank.jpvt = order_by_estimability(information, n);
     write_order(job, rank, n);

@@ -1,6 +1,6 @@
 #pragma once
-// The number of estimated parameters, decided from the fitted model: gradient check, singular values, order of
-// the betas by estimability.
+// The number of estimated parameters, decided from the fitted model: gradient check, singular values, order
+// of the betas by estimability.
 
 #include <span>
 #include <vector>
@@ -11,10 +11,11 @@ namespace tarn {
 
 /// What the singular values tell of the information matrix.
 struct Rank {
-  int npargmaxest = 0;      ///< K, the number of estimated parameters
-  int gap_count = 0;        ///< the count of the gap method
-  std::vector<double> s;    ///< singular values, descending
-  std::vector<int> jpvt;    ///< positions in the estimated vector from most to least estimable; empty when K = n
+  int npargmaxest = 0;    ///< K, the number of estimated parameters
+  int gap_count = 0;      ///< the count of the gap method
+  std::vector<double> s;  ///< singular values, descending
+  std::vector<int>
+      jpvt;  ///< positions in the estimated vector from most to least estimable; empty when K = n
 };
 
 /// Largest ratio of neighbouring singular values, the next largest, and the count that follows.
@@ -37,8 +38,8 @@ double check_gradient(Job& job, std::span<const double> g, std::span<const doubl
 /// @param largest_gradient  from check_gradient
 Rank estimated_parameters(Job& job, std::span<const double> information, int n, double largest_gradient);
 
-/// The beta, other than the one at position `pivot`, that weighs most in the direction of the parameters which the
-/// data tell least of; 0 if there is none.
+/// The beta, other than the one at position `pivot`, that weighs most in the direction of the parameters
+/// which the data tell least of; 0 if there is none.
 int confounded_beta(const Model_arrays& model, std::span<const double> information, int n, int pivot);
 
 /// LOOP: takes the beta at position `pivot` of the estimated vector out of the model and closes the gap in

@@ -78,8 +78,8 @@ class Residuals {
     row_.clear();
     for (int g = 1; g <= ngrps_; ++g) {
       const std::size_t group = static_cast<std::size_t>(g - 1);
-      const double observed =
-          static_cast<double>(kind.lost ? encounters.lost_on_capture(i)[group] : encounters.observed(i)[group]);
+      const double observed = static_cast<double>(kind.lost ? encounters.lost_on_capture(i)[group]
+                                                            : encounters.observed(i)[group]);
       const double expected = kind.cellpr(i, g) * total(kind.lost, k, g);
       seen_[seen_place(kind.lost, k, g)] += kind.cellpr(i, g);
       add_cell(observed, expected);
@@ -98,7 +98,8 @@ class Residuals {
       row_.push_back({0.0, expected});
     }
     if (animals > 0.0)
-      write_line(std::string(static_cast<std::size_t>((job_.status.liveeh != 0 ? 1 : 2) * job_.status.noccas), ' '));
+      write_line(
+          std::string(static_cast<std::size_t>((job_.status.liveeh != 0 ? 1 : 2) * job_.status.noccas), ' '));
   }
 
   void add_cell(double observed, double expected) {

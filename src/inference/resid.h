@@ -12,10 +12,10 @@ struct Pearson_sums {
 };
 
 /// Writes the residual file `filres`: for each record its history, then for each group a tab, the observed
-/// count, a tab, the expected count; a record with losses on capture gives a second line of the losses. Behind
-/// the last record of a cohort a line with a blank history holds the histories that were not met. Expected
-/// counts are the cell probability times the cohort's total (with individual covariates the group's total).
-/// Reads `cellpr` and `cellprlost`. A file that cannot be opened is fatal.
+/// count, a tab, the expected count; a record with losses on capture gives a second line of the losses.
+/// Behind the last record of a cohort a line with a blank history holds the histories that were not met.
+/// Expected counts are the cell probability times the cohort's total (with individual covariates the group's
+/// total). Reads `cellpr` and `cellprlost`. A file that cannot be opened is fatal.
 Pearson_sums resid(Job& job);
 
 }  // namespace tarn

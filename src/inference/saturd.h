@@ -23,7 +23,8 @@ class Cohorts {
 
  private:
   std::size_t place(int cohort, int g) const {
-    return static_cast<std::size_t>(cohort) * static_cast<std::size_t>(ngrps_) + static_cast<std::size_t>(g - 1);
+    return static_cast<std::size_t>(cohort) * static_cast<std::size_t>(ngrps_) +
+           static_cast<std::size_t>(g - 1);
   }
   int ngrps_ = 0, count_ = 0;
   std::vector<int> first_;

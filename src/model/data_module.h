@@ -105,6 +105,8 @@ struct Data_module {
   Array1<double> areas;
   Array2<double> unmarked, markunid, markknwn, tmarked, nstar, cstar, nbarmin, nstarmin, nstarstate;
   Array1<double> nlocations, ninside;
+  Array2<int> fdesign;             ///< 2^n states x (2^n - 1) sets of species: 1 where the state holds the set
+  Array2<int> pdesign;             ///< 2^n states x n species: 1 where the state holds the species
   std::vector<Charray> parameterlist;
   int numparmnames = 0;
 };

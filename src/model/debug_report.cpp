@@ -38,10 +38,11 @@ void write_cell(Job& job, const std::string& width, History history, const Cell_
   const long long count = static_cast<long long>(std::min(cell.count, 1e18));
   linchk(job, 1);
   if (initial)
-    put_runtime(job, listing, "(1x," + width + "(a),a,i0,3(1x,a,g14.8),4(1x,a,i0))", cells, " Count = ", count,
-                " Cell Prob=", cell.prob, " log(L) = ", cell.lnprob, " Cum -2log(L) = ", cell.cumulative,
-                " First capture = ", first1(history), " Last Live Cap = ", lastlc(history), " Last Seen = ",
-                last1(history), " Last Sampled = ", lastsm(history));
+    put_runtime(job, listing, "(1x," + width + "(a),a,i0,3(1x,a,g14.8),4(1x,a,i0))", cells,
+                " Count = ", count, " Cell Prob=", cell.prob, " log(L) = ", cell.lnprob,
+                " Cum -2log(L) = ", cell.cumulative, " First capture = ", first1(history),
+                " Last Live Cap = ", lastlc(history), " Last Seen = ", last1(history),
+                " Last Sampled = ", lastsm(history));
   else
     put_runtime(job, listing, "(1x," + width + "(a),1x,a,i0,3(1x,a,g14.8))", cells, " Count = ", count,
                 " Cell Prob = ", cell.prob, " log(L) = ", cell.lnprob, " Cum -2log(L) = ", cell.cumulative);

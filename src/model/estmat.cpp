@@ -31,14 +31,15 @@ namespace {
 
 /// What one fit leaves for the refit that LOOP asks for.
 struct Previous_fit {
-  int removed = 0;              ///< beta that was taken out, 0 before the first fit
-  int confounded = 0;           ///< beta most tied to it, 0 if none
-  std::vector<double> reals;    ///< real parameters of that fit, from 0
-  Array1<double> betsav;        ///< betas of that fit
+  int removed = 0;            ///< beta that was taken out, 0 before the first fit
+  int confounded = 0;         ///< beta most tied to it, 0 if none
+  std::vector<double> reals;  ///< real parameters of that fit, from 0
+  Array1<double> betsav;      ///< betas of that fit
 };
 
 int estimated_betas(const Model_arrays& model) {
-  return static_cast<int>(std::count_if(model.bindex.begin(), model.bindex.end(), [](int b) { return b > 0; }));
+  return static_cast<int>(
+      std::count_if(model.bindex.begin(), model.bindex.end(), [](int b) { return b > 0; }));
 }
 
 void fit(Job& job, std::vector<double>& x, std::vector<double>& h, std::vector<double>& g) {
@@ -49,17 +50,14 @@ void fit(Job& job, std::vector<double>& x, std::vector<double>& h, std::vector<d
 /// The optimizer's vector at the start of a fit.
 std::vector<double> starting_vector(Job& job, int n) {
   Model_arrays& model = job.model;
+  choose_start(job, [&job](std::vector<double>& start) {
+    std::vector<double> h(start.size() * (start.size() + 1) / 2), g(start.size());
+    set_up_likelihood(job);
+    fit(job, start, h, g);
+  });
   std::vector<double> x(static_cast<std::size_t>(n));
-  if (!model.initial_given)
-    choose_start(job, [&job](std::vector<double>& start) {
-      std::vector<double> h(start.size() * (start.size() + 1) / 2), g(start.size());
-      set_up_likelihood(job);
-      fit(job, start, h, g);
-    });
   for (int i = 1; i <= model.ncovs_nlbetas; ++i)
-    if (model.bindex(i) > 0)
-      x[static_cast<std::size_t>(model.bindex(i)) - 1] =
-          model.initial_given ? model.intvals[static_cast<std::size_t>(i) - 1] : model.betast(i);
+    if (model.bindex(i) > 0) x[static_cast<std::size_t>(model.bindex(i)) - 1] = model.betast(i);
   return x;
 }
 
@@ -98,7 +96,8 @@ void open_residuals(Job& job) {
 
 void close_residuals(Job& job) {
   if (!job.streams.close(job.status.sysres))
-    warn(job, "The residual file " + job.status.filres + " is incomplete: " + job.streams.fault(job.status.sysres));
+    warn(job, "The residual file " + job.status.filres +
+                  " is incomplete: " + job.streams.fault(job.status.sysres));
 }
 
 void report_estimates(Job& job, Model_estimates& estimates) {
@@ -150,7 +149,8 @@ bool fit_pass(Job& job, const Saturated_model& saturated, double effective_size,
   open_residuals(job);
   const Pearson_sums sums = resid(job);
   close_residuals(job);
-  if (job.status.detail != 0 && job.status.nicovs == 0) pearson_figures(job, saturated, sums, rank.npargmaxest);
+  if (job.status.detail != 0 && job.status.nicovs == 0)
+    pearson_figures(job, saturated, sums, rank.npargmaxest);
   if (job.status.debug != 0) debug_after_fit(job, x);
 
   start_timing(job);
@@ -172,14 +172,14 @@ bool fit_pass(Job& job, const Saturated_model& saturated, double effective_size,
 
 /// Statements that were read and ask for what this version does not do.
 void pass_over(Job& job) {
-  if (job.model.lmcmc != 0) warn(job, "MCMC sampling is not available in this version of TARN and is passed over.");
+  if (job.model.lmcmc != 0)
+    warn(job, "MCMC sampling is not available in this version of TARN and is passed over.");
 }
 
 }  // namespace
 
 void estmat(Job& job) {
   job.model = {};
-  Model_arrays& model = job.model;
   job.status.detail = 1;
   set_index_bounds(job);
   estimate_options(job);

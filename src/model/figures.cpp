@@ -68,7 +68,8 @@ void data_summary(Job& job) {
     if (first1(encounters.history(i)) == 0) error(job, "Bad capture history -- never captured.");
   if (status.nstrta > 1) {
     linchk(job, 1);
-    put(job, listing, "(1x,a,a)", "Strata=", job.data.strata.substr(0, static_cast<std::size_t>(status.nstrta)));
+    put(job, listing, "(1x,a,a)",
+        "Strata=", job.data.strata.substr(0, static_cast<std::size_t>(status.nstrta)));
   }
   for (int g = 1; g <= status.ngrps; ++g) {
     linchk(job, 2);
@@ -97,8 +98,7 @@ void data_summary(Job& job) {
     for (int i = 1; i <= encounters.size(); ++i)
       total += static_cast<double>(encounters.observed(i)[static_cast<std::size_t>(g) - 1]) +
                static_cast<double>(encounters.lost_on_capture(i)[static_cast<std::size_t>(g) - 1]);
-    put(job, listing, "(1x,a,i0)", job.data.glabel[static_cast<std::size_t>(g) - 1] + ": ",
-        whole(total));
+    put(job, listing, "(1x,a,i0)", job.data.glabel[static_cast<std::size_t>(g) - 1] + ": ", whole(total));
   }
 }
 

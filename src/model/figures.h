@@ -16,7 +16,8 @@ void data_summary(Job& job);
 /// "-2logL(saturated)" and the effective sample size, which is returned rounded.
 double saturated_report(Job& job, const Saturated_model& saturated);
 
-/// Deviance, its degrees of freedom, c-hat (kept in `chat`), AIC, AICc, BIC, and with QUASI their quasi forms.
+/// Deviance, its degrees of freedom, c-hat (kept in `chat`), AIC, AICc, BIC, and with QUASI their quasi
+/// forms.
 /// @param k  estimated parameters
 /// @param n  effective sample size
 void model_figures(Job& job, const Saturated_model& saturated, int k, double n);

@@ -333,7 +333,7 @@ void print_pim2(Job& job, int parameter, int istrta, int jstrta, int group) {
   put(job, listing, "(2x,a)", "NAME   = '" + pim.parname + "'");
   put(job, listing, "(2x,a)", "DESCR  = '" + pim.pardescptn + "'");
   put(job, listing, "(2x,a,i0)", "GROUP  = ", pim.group);
-  put(job, listing, "(2x,a)", "SHAPE  = '" + pim.shape + "'");
+  put(job, listing, "(2x,a)", "SHAPE  = '" + (pim.shape + "       ").substr(0, 7) + "'");
   put(job, listing, "(2x,a,i0)", "NROWS  = ", pim.nrows);
   put(job, listing, "(2x,a,i0)", "NCOLS  = ", pim.ncols);
   put(job, listing, "(2x,a,i0)", "NMIX   = ", pim.nmix);

@@ -39,8 +39,8 @@ std::vector<int> betas_by_position(const Model_arrays& model, int n) {
 
 bool multinomial(int link) { return link == 8 || link == 9 || link == 12; }
 
-/// Rows whose real parameter is not the link of a sum of products: a multinomial set, or an extra beta inside a
-/// design function. Their derivatives are central differences.
+/// Rows whose real parameter is not the link of a sum of products: a multinomial set, or an extra beta inside
+/// a design function. Their derivatives are central differences.
 std::vector<char> rows_without_analytic_derivative(const Model_arrays& model) {
   std::vector<char> rows(static_cast<std::size_t>(model.nlogit) + 1, 0);
   for (int r = 1; r <= model.nlogit; ++r)
@@ -124,7 +124,8 @@ void write_covariate_values(Job& job) {
   if (model.nicvalues() > 0)
     put(job, listing, "(/6x,a)",
         standardized
-            ? "Following estimates based on user-specified individual covariate values that were standardized:"
+            ? "Following estimates based on user-specified individual covariate values that were "
+              "standardized:"
             : "Following estimates based on user-specified individual covariate values not standardized:");
   else
     put(job, listing, "(/6x,a)",
@@ -170,16 +171,18 @@ void warn_of_profiles(Job& job) {
   for (int r = 1; r <= model.nlogit; ++r) {
     if (!model.profileflag(r)) continue;
     if (model.designicvarflag(r) != 0)
-      warn(job, "Real Parameter " + adjustfmt(r) + ":" + model.rlabel(r) +
-                    " is modeled with an individual covariate and cannot have a profile likelihood confidence "
-                    "interval.");
+      warn(job,
+           "Real Parameter " + adjustfmt(r) + ":" + model.rlabel(r) +
+               " is modeled with an individual covariate and cannot have a profile likelihood confidence "
+               "interval.");
     else
       wanted = true;
   }
   if (wanted)
-    warn(job,
-         "Profile likelihood intervals are not available in this version of TARN; the intervals below are not "
-         "profiles.");
+    warn(
+        job,
+        "Profile likelihood intervals are not available in this version of TARN; the intervals below are not "
+        "profiles.");
 }
 
 }  // namespace
@@ -212,7 +215,8 @@ Array2<double> invert_information(Job& job, const std::vector<double>& informati
     return inverse;
   }
   for (int m = 0; m < std::min(k, n); ++m) {
-    const double reciprocal = s[static_cast<std::size_t>(m)] == 0.0 ? 0.0 : 1.0 / s[static_cast<std::size_t>(m)];
+    const double reciprocal =
+        s[static_cast<std::size_t>(m)] == 0.0 ? 0.0 : 1.0 / s[static_cast<std::size_t>(m)];
     const double* column = v.data() + static_cast<std::size_t>(m) * size;
     for (int j = 1; j <= n; ++j)
       for (int i = 1; i <= n; ++i) inverse(i, j) += column[i - 1] * reciprocal * column[j - 1];
@@ -276,8 +280,8 @@ void real_estimates(Job& job, Model_estimates& estimates) {
     // Rounding can leave a variance of 0 below 0; a NaN stays one.
     const double variance = estimates.vcrmat(r, r);
     real.se(r) = std::sqrt(variance < 0.0 ? 0.0 : variance);
-    const Limits limits =
-        real_limits(real.estimate(r), real.se(r), log_scale[static_cast<std::size_t>(r)] != 0, job.status.deltax);
+    const Limits limits = real_limits(real.estimate(r), real.se(r),
+                                      log_scale[static_cast<std::size_t>(r)] != 0, job.status.deltax);
     real.lci(r) = limits.lower;
     real.uci(r) = limits.upper;
   }

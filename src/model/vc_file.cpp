@@ -46,7 +46,8 @@ std::vector<int> estimated_betas(const Model_arrays& model) {
 std::vector<std::byte> next_record(Job& job) {
   std::vector<std::byte> bytes;
   if (job.streams.read_record(job.status.sysvcm, bytes) != Record_end::read)
-    error(job, "The variance-covariance file " + job.status.filvcmonlyrealderiv + " is damaged or ends too early.");
+    error(job, "The variance-covariance file " + job.status.filvcmonlyrealderiv +
+                   " is damaged or ends too early.");
   return bytes;
 }
 
@@ -80,7 +81,9 @@ void write_vc_file(Job& job, const Model_estimates& estimates) {
                                               .value(static_cast<std::int32_t>(status.ngrps))
                                               .value(nests));
   const Estimates &beta = estimates.beta, &real = estimates.real;
-  write_columns(job, {{{"BETA PAR", beta.estimate}, {"BETA SE", beta.se}, {"BETA LCI", beta.lci}, {"BETA UCI", beta.uci}}});
+  write_columns(
+      job,
+      {{{"BETA PAR", beta.estimate}, {"BETA SE", beta.se}, {"BETA LCI", beta.lci}, {"BETA UCI", beta.uci}}});
   Array2<double> typed;
   allocate(job, "from memory allocation of VCMAT.", typed, n, n);
   require(job, typed, "VCMAT");
@@ -89,7 +92,9 @@ void write_vc_file(Job& job, const Model_estimates& estimates) {
       typed(i, j) = estimates.vcmat(i, j) * model.scalefactor(beta_at[static_cast<std::size_t>(i) - 1]) *
                     model.scalefactor(beta_at[static_cast<std::size_t>(j) - 1]);
   matprt(job, typed);
-  write_columns(job, {{{"REAL PAR", real.estimate}, {"REAL SE", real.se}, {"REAL LCI", real.lci}, {"REAL UCI", real.uci}}});
+  write_columns(
+      job,
+      {{{"REAL PAR", real.estimate}, {"REAL SE", real.se}, {"REAL LCI", real.lci}, {"REAL UCI", real.uci}}});
   matprt(job, estimates.vcrmat);
 }
 
@@ -97,7 +102,8 @@ void close_vc_file(Job& job) {
   const Status_module& status = job.status;
   if (!job.streams.is_open(status.sysvcm)) return;
   if (!job.streams.close(status.sysvcm))
-    warn(job, "The variance-covariance file " + status.filvcm + " is incomplete: " + job.streams.fault(status.sysvcm));
+    warn(job, "The variance-covariance file " + status.filvcm +
+                  " is incomplete: " + job.streams.fault(status.sysvcm));
   if (status.filvcm == "TARN.VCM" && status.onlyrealderiv == 0) {
     const std::string command = status.deletecmd + " " + status.filvcm;
     if (std::system(command.c_str()) != 0) warn(job, "The command \"" + command + "\" did not succeed.");
@@ -108,7 +114,8 @@ void read_vc_file(Job& job, Model_estimates& estimates) {
   Model_arrays& model = job.model;
   Status_module& status = job.status;
   if (!job.streams.open_input(status.sysvcm, status.filvcmonlyrealderiv, status.errmsg))
-    error(job, "The variance-covariance file " + status.filvcmonlyrealderiv + " could not be opened: " + status.errmsg);
+    error(job, "The variance-covariance file " + status.filvcmonlyrealderiv +
+                   " could not be opened: " + status.errmsg);
 
   const std::vector<int> beta_at = estimated_betas(model);
   const std::int32_t n = static_cast<std::int32_t>(beta_at.size());
@@ -117,7 +124,8 @@ void read_vc_file(Job& job, Model_estimates& estimates) {
   const bool known = header.text(tag_width) == "BINARY  ";
   const std::int32_t betas = header.value<std::int32_t>(), reals = header.value<std::int32_t>(),
                      groups = header.value<std::int32_t>();
-  if (!known || header.short_record() || betas != n || reals != model.nlogit || groups != status.ngrps) mismatch(job);
+  if (!known || header.short_record() || betas != n || reals != model.nlogit || groups != status.ngrps)
+    mismatch(job);
 
   std::vector<double> typed(static_cast<std::size_t>(model.ncovs_nlbetas)), unused(typed.size());
   read_numbers(job, "BETA PAR", typed);

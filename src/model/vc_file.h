@@ -6,10 +6,10 @@
 
 namespace tarn {
 
-/// Opens `filvcm` (the null stream when it is the null file, also with a point behind its name) and writes the
-/// records of the model: header, betas, their matrix, reals, their matrix. Betas and their matrix are on the
-/// scale of the design as typed. A file that cannot be opened is fatal. The stream stays open for what derived
-/// parameters add.
+/// Opens `filvcm` (the null stream when it is the null file, also with a point behind its name) and writes
+/// the records of the model: header, betas, their matrix, reals, their matrix. Betas and their matrix are on
+/// the scale of the design as typed. A file that cannot be opened is fatal. The stream stays open for what
+/// derived parameters add.
 void write_vc_file(Job& job, const Model_estimates& estimates);
 
 /// Closes the file. A working file named "TARN.VCM" is deleted by the system's command.

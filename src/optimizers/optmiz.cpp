@@ -36,8 +36,8 @@ Minimiser_course course_of_va09ad(Job& job) {
     write_point(job, listing | screen, state);
   };
   course.progress = [&job](const Minimiser_state& state) {
-    outtext(job, job.model.modnam.substr(0, 80) + " Iteration " + std::to_string(state.itn) + " -2logL:" +
-                     f14(job, state.f));
+    outtext(job, job.model.modnam.substr(0, 80) + " Iteration " + std::to_string(state.itn) +
+                     " -2logL:" + f14(job, state.f));
   };
   course.leaving = [&job](const Minimiser_state& state) {
     put(job, listing, "(24i5)", state.itn, state.ifn, state.iexit);
@@ -48,19 +48,21 @@ Minimiser_course course_of_va09ad(Job& job) {
 
 void word_va09ad(Job& job, const Va09ad_result& end, int maxfn, int nsig, std::span<const double> g) {
   // The largest signed element, so that a stop with a gradient that nowhere points up is silent.
-  const bool rising = !g.empty() && *std::max_element(g.begin(), g.end()) > std::numeric_limits<double>::epsilon();
+  const bool rising =
+      !g.empty() && *std::max_element(g.begin(), g.end()) > std::numeric_limits<double>::epsilon();
   if (end.iexit <= 1 || !rising) return;
   warnum(job, "from VA09AD optimization routine.", end.iexit);
   if (end.iexit == 3) {
     warn(job, "Number of function evaluations exceeded MAXFN = " + adjustfmt(maxfn) + " before");
-    warn(job, "parameters were estimated to NSIG = " + adjustfmt(nsig) + " digits for " + job.model.modnam + ".");
+    warn(job,
+         "parameters were estimated to NSIG = " + adjustfmt(nsig) + " digits for " + job.model.modnam + ".");
   }
 }
 
 }  // namespace
 
-void optmiz(Job& job, Minimiser method, int maxfn, int nsig, std::span<double> x, double& f, std::span<double> h,
-            std::span<double> g) {
+void optmiz(Job& job, Minimiser method, int maxfn, int nsig, std::span<double> x, double& f,
+            std::span<double> h, std::span<double> g) {
   start_timing(job);
   if (method != Minimiser::va09ad)
     error(job, "The optimizer " + std::string(minimiser_names[static_cast<std::size_t>(method) - 1]) +
@@ -77,12 +79,14 @@ void optmiz(Job& job, Minimiser method, int maxfn, int nsig, std::span<double> x
   word_va09ad(job, end, maxfn, nsig, g);
 
   linchk(job, 3);
-  // KEPT: the count is that of iterations, though the line says function evaluations. Looks wrong, is required.
+  // KEPT: the count is that of iterations, though the line says function evaluations. Looks wrong, is
+  // required.
   put(job, listing, "(/1X,'Number of function evaluations was ',i0,' for ',i0,' parameters.')", end.itn,
       static_cast<int>(n));
   std::string cpu, cpuunit, sys, sysunit;
   end_timing(job, cpu, cpuunit, sys, sysunit);
-  const std::string_view label = "For numerical optimization, CPU Time was ", between = " and System Time was ";
+  const std::string_view label = "For numerical optimization, CPU Time was ",
+                         between = " and System Time was ";
   put(job, listing, "(1x,9a)", label, cpu, " ", cpuunit, between, sys, " ", sysunit, ".");
   put(job, screen, "(/1x,9a)", label, cpu, " ", cpuunit, between, sys, " ", sysunit, ".");
 }

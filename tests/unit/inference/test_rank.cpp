@@ -1,0 +1,176 @@
+#include "inference/rank.h"
+
+#include <gtest/gtest.h>
+
+#include <limits>
+#include <string>
+#include <vector>
+
+#include "support/test_job.h"
+
+namespace tarn {
+namespace {
+
+/// A job with a model of n betas, all estimated.
+void make_model(Job& job, int n) {
+  Model_arrays& model = job.model;
+  model.modnam = "{M}";
+  model.ncovs = model.ncovs_nlbetas = n;
+  ASSERT_TRUE(model.bindex.allocate(n) && model.beta.allocate(n) && model.blabel.allocate(n));
+  for (int i = 1; i <= n; ++i) model.bindex(i) = i, model.blabel(i) = "beta " + std::to_string(i);
+  ASSERT_TRUE(model.parm.allocate(1) && model.rlabel.allocate(1));
+  model.nlogit = 1;
+  model.rlabel(1) = "real 1";
+}
+
+std::vector<double> diagonal(const std::vector<double>& values) {
+  const std::size_t n = values.size();
+  std::vector<double> matrix(n * n, 0.0);
+  for (std::size_t i = 0; i < n; ++i) matrix[i * n + i] = values[i];
+  return matrix;
+}
+
+TEST(Gap_method, orders_1_and_2_are_always_full) {
+  EXPECT_EQ(gap_method(std::vector<double>{3.0}, 50.0).count, 1);
+  EXPECT_EQ(gap_method(std::vector<double>{3.0, 1e-12}, 50.0).count, 2);
+}
+
+TEST(Gap_method, ratios_below_the_threshold_count_everything_and_still_tell_the_largest) {
+  const Gap gap = gap_method(std::vector<double>{100.0, 50.0, 5.0, 4.0}, 50.0);
+  EXPECT_EQ(gap.count, 4);
+  EXPECT_EQ(gap.max_at, 2);
+  EXPECT_DOUBLE_EQ(gap.max, 10.0);
+  EXPECT_EQ(gap.next_at, 1);
+  EXPECT_DOUBLE_EQ(gap.next, 2.0);
+}
+
+TEST(Gap_method, the_largest_gap_ends_the_count) {
+  EXPECT_EQ(gap_method(std::vector<double>{100.0, 50.0, 40.0, 1e-9}, 50.0).count, 3);
+  EXPECT_EQ(gap_method(std::vector<double>{100.0, 2.0, 2.0, 2.0}, 50.0).count, 1);  // a ratio of 50 is a gap
+  EXPECT_EQ(gap_method(std::vector<double>{100.0, 50.0, 0.0, 0.0}, 50.0).count, 2);
+  EXPECT_EQ(gap_method(std::vector<double>{0.0, 0.0, 0.0}, 50.0).count, 3);
+}
+
+TEST(Estimated_parameters, exact_gradient_leaves_it_to_the_gap) {
+  Test_job t;
+  make_model(t, 3);
+  const Rank rank = estimated_parameters(t, diagonal({1e-9, 40.0, 100.0}), 3, 0.0);
+  EXPECT_EQ(rank.gap_count, 2);
+  EXPECT_EQ(rank.npargmaxest, 2);
+  EXPECT_FALSE(t.listing_has("Threshold {M}"));
+  EXPECT_TRUE(t.listing_has("Ratio Threshold = 50.00 Max Gap (2/3) = 4.0000E+10 Next Max Gap (1/2) = 2.500"))
+      << t.listing();
+  EXPECT_TRUE(t.listing_has(" Gap Method for Num. of Estimated Parameters {M} = 2          \n"));
+  EXPECT_TRUE(t.listing_has(" Number of Estimated Parameters {M} = 2          \n"));
+}
+
+TEST(Estimated_parameters, gradient_sets_the_threshold) {
+  Test_job t;
+  make_model(t, 3);
+  const Rank rank = estimated_parameters(t, diagonal({0.5, 40.0, 100.0}), 3, 0.3);
+  EXPECT_EQ(rank.gap_count, 2);
+  EXPECT_EQ(rank.npargmaxest, 2);
+  const Rank lower = estimated_parameters(t, diagonal({0.7, 30.0, 20.0}), 3, 0.3);
+  EXPECT_EQ(lower.npargmaxest, 3);
+  const Rank higher = estimated_parameters(t, diagonal({0.9, 30.0, 20.0}), 3, 0.5);
+  EXPECT_EQ(higher.npargmaxest, 2);
+  EXPECT_EQ(higher.gap_count, 3);
+  EXPECT_TRUE(t.listing_has(
+      "  * *  WARNING  * *   Number of parameters estimated from gap method (=3) and threshold method (=2) "
+      "differ.  Inspect full output."))
+      << t.listing();
+}
+
+TEST(Estimated_parameters, orders_the_betas_and_names_the_singular_ones) {
+  Test_job t;
+  make_model(t, 3);
+  t.job.model.bindex(1) = 0;  // betas 2 and 3 stand at positions 1 and 2 of a model of two
+  t.job.model.bindex(2) = 1;
+  t.job.model.bindex(3) = 2;
+  t.job.model.numpar = 0;
+  // A threshold between the two values: position 2, beta 3, cannot be estimated.
+  const Rank rank = estimated_parameters(t, diagonal({40.0, 1.0}), 2, 1.0);
+  EXPECT_EQ(rank.npargmaxest, 1);
+  ASSERT_EQ(rank.jpvt.size(), 2u);
+  EXPECT_EQ(rank.jpvt[1], 2);
+  EXPECT_TRUE(t.listing_has("\n Attempted ordering of parameters by estimatibility:\n")) << t.listing();
+  EXPECT_TRUE(t.listing_has(" Beta number 3 is a singular value.\n"));
+  EXPECT_TRUE(t.screen_has("Beta number 3 is a singular value."));
+}
+
+TEST(Estimated_parameters, numpar_skips_the_rules) {
+  Test_job t;
+  make_model(t, 3);
+  t.job.model.numpar = 2;
+  const Rank rank = estimated_parameters(t, diagonal({3.0, 2.0, 1.0}), 3, 0.5);
+  EXPECT_EQ(rank.npargmaxest, 2);
+  EXPECT_EQ(rank.gap_count, 2);
+  EXPECT_TRUE(rank.jpvt.empty());
+  EXPECT_FALSE(t.listing_has("Gap Method"));
+}
+
+TEST(Estimated_parameters, information_that_is_not_finite_falls_back_to_all) {
+  Test_job t;
+  make_model(t, 3);
+  const Rank rank =
+      estimated_parameters(t, diagonal({1.0, std::numeric_limits<double>::quiet_NaN(), 1.0}), 3, 0.1);
+  EXPECT_EQ(rank.npargmaxest, 3);
+  EXPECT_TRUE(t.listing_has("Error number 3 returned from DSVDC."));
+}
+
+TEST(Gradient_check, has_three_outcomes) {
+  Test_job t;
+  make_model(t, 2);
+  const std::vector<double> x{0.1, 0.2};
+  EXPECT_EQ(check_gradient(t, std::vector<double>{-1.0, 0.5}, x), 1.0);
+  EXPECT_FALSE(t.listing_has("WARNING"));
+  EXPECT_EQ(check_gradient(t, std::vector<double>{0.0, -50.0}, x), 50.0);
+  EXPECT_TRUE(t.listing_has("  * *  WARNING  * *   Numerical convergence suspect."));
+  t.clear();
+  EXPECT_EQ(error_of(t,
+                     [&] {
+                       check_gradient(t, std::vector<double>{50.1, 0.0}, x);
+                     }),
+            "Numerical convergence never reached.");
+  EXPECT_TRUE(
+      t.listing_has(" ERROR -- Numerical convergence never reached, with maximum G =   5.01000E+01\n"))
+      << t.listing();
+  EXPECT_TRUE(t.listing_has(" Last Beta Parameter Values:\n beta 1  0.1000000    \n"));
+  EXPECT_TRUE(t.listing_has(" Last Real Parameter Values:\n real 1"));
+}
+
+TEST(Gradient_check, without_numbers_is_never_reached) {
+  Test_job t;
+  make_model(t, 1);
+  EXPECT_EQ(error_of(t,
+                     [&] {
+                       check_gradient(t, std::vector<double>{std::numeric_limits<double>::quiet_NaN()},
+                                      std::vector<double>{0.0});
+                     }),
+            "Numerical convergence never reached.");
+}
+
+TEST(Loop, takes_the_beta_out_and_closes_the_gap) {
+  Test_job t;
+  make_model(t, 4);
+  t.job.model.beta(3) = 7.0;
+  EXPECT_EQ(remove_singular_beta(t, 3), 3);
+  EXPECT_EQ(t.job.model.bindex(1), 1);
+  EXPECT_EQ(t.job.model.bindex(3), 0);
+  EXPECT_EQ(t.job.model.bindex(4), 3);
+  EXPECT_EQ(t.job.model.beta(3), 0.0);
+  EXPECT_EQ(error_of(t, [&] { remove_singular_beta(t, 4); }), "Did not find singular parameter in BINDEX!");
+  EXPECT_EQ(error_of(t, [&] { remove_singular_beta(t, 0); }), "Did not find singular parameter in BINDEX!");
+}
+
+TEST(Confounded_beta, is_the_one_that_moves_with_the_removed) {
+  Test_job t;
+  make_model(t, 3);
+  // Betas 1 and 3 enter as a sum only.
+  const std::vector<double> information{2.0, 0.0, 2.0, 0.0, 5.0, 0.0, 2.0, 0.0, 2.0};
+  EXPECT_EQ(confounded_beta(t.job.model, information, 3, 3), 1);
+  EXPECT_EQ(confounded_beta(t.job.model, information, 3, 1), 3);
+}
+
+}  // namespace
+}  // namespace tarn
