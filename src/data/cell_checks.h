@@ -1,0 +1,47 @@
+#pragma once
+// What the cells of a history may hold, family by family, and what a whole data set should hold.
+
+#include <string>
+#include <string_view>
+
+#include "data/datatype.h"
+#include "data/encounter.h"
+#include "job/fault.h"
+#include "job/job.h"
+
+namespace tarn {
+
+/// Reports a fault of record n: "Error around encounter history number", then, fatal, "History number n", the
+/// message and the text behind it (the history as typed, or nothing).
+[[noreturn]] void record_fault(Job& job, int n, std::string_view message, std::string_view history = {});
+
+/// Fatal when the second character of a cell is "." in a family whose second characters tell of the dead.
+void check_dead_columns(Job& job, int n, const Datatype& row, History cells, std::string_view typed);
+
+/// Fatal when the cells of record n cannot be a history of the family. Robust designs of live and dead
+/// encounters are checked by `check_sessions`, when the intervals are known.
+void check_cells(Job& job, int n, const Datatype& row, History cells, std::string_view typed);
+
+/// The checks of live and dead encounters by primary session.
+void check_sessions(Job& job, int n, const Datatype& row, History cells);
+
+/// Position of a first character in `strata`, as strata are counted; 0 when it is none.
+int stratum_position(const Job& job, const Datatype& row, char code);
+
+/// Highest position with which a history may start.
+int stratum_limit(const Job& job, const Datatype& row);
+
+/// True when the second character of a cell tells of a dead animal.
+bool is_recovery(const Job& job, const Datatype& row, char code);
+
+/// What the records of a joint family hold.
+struct Kinds_found {
+  bool live = false;  ///< an encounter alive after the first capture
+  bool dead = false;  ///< a recovery
+  void add(const Job& job, const Datatype& row, History cells);
+};
+
+/// Warns when a family of live and dead encounters has only one of the two.
+void check_kinds(Job& job, const Datatype& row, const Kinds_found& found);
+
+}  // namespace tarn

@@ -1,0 +1,219 @@
+#include "data/records.h"
+
+#include <cmath>
+#include <string>
+
+#include "data/tabulation.h"
+#include "job/array.h"
+#include "job/fault.h"
+#include "job/report.h"
+#include "job/statement.h"
+#include "job/template.h"
+
+namespace tarn {
+
+namespace {
+
+std::string_view trimmed(std::string_view s) {
+  const std::size_t last = s.find_last_not_of(' ');
+  return last == std::string_view::npos ? std::string_view{} : s.substr(0, last + 1);
+}
+
+History history_in_work(const Job& job) { return {job.data.ehist.data(), job.status.noccas}; }
+
+/// Cells of the history into `ehist`; in the live form the second character is "0".
+void take_cells(Job& job, int n, const Datatype& row, const std::string& typed) {
+  const std::size_t noccas = static_cast<std::size_t>(job.status.noccas);
+  const std::string length_fault = " is not the correct length of " + adjustfmt(job.status.noccas) + ".";
+  constexpr std::string_view too_short =
+      " Encounter history was too short for the number of occasions specified.";
+  std::string& ehist = job.data.ehist;
+  if (row.live) {
+    if (typed.size() < noccas) record_fault(job, n, length_fault + std::string(too_short));
+    if (typed.size() > noccas) record_fault(job, n, length_fault);
+    for (std::size_t o = 0; o < noccas; ++o) ehist[2 * o] = typed[o], ehist[2 * o + 1] = '0';
+  } else {
+    if (typed.size() < 2 * noccas) record_fault(job, n, length_fault + std::string(too_short));
+    ehist.assign(typed, 0, 2 * noccas);
+  }
+}
+
+bool alphabet_holds(Job& job, int n, std::string_view typed) {
+  const std::string_view strata = trimmed(job.data.strata);
+  const std::size_t foreign = typed.find_first_not_of(strata);
+  if (foreign == std::string_view::npos) return true;
+  linchk(job, 3);
+  put(job, listing | screen, "(1x,a,i5)", "Error around encounter history number ", n);
+  put(job, listing | screen, "(1x,a,a,a)", "The character \"", typed.substr(foreign, 1),
+      "\" was found in the encounter history.");
+  put(job, listing | screen, "(1x,a,a,a)", " Encounter history must consist of only these characters: \"",
+      strata, "\"");
+  return false;
+}
+
+/// Makes room for the counts of locations of record r.
+void hold_locations(Job& job, int r) {
+  Data_module& data = job.data;
+  if (data.nlocations.present() && r <= data.nlocations.extent()) return;
+  const long long room = std::min<long long>(2147483647LL, std::max<long long>(64, 2LL * r));
+  if (data.nlocations.resize(room) && data.ninside.resize(room)) return;
+  warn_of_allocation(job, "from memory allocation of NLOCATIONS and NINSIDE.", Allocation::no_memory);
+  error_of_absent_array(job, "NLOCATIONS");
+}
+
+void read_locations(Job& job, int n, int r) {
+  hold_locations(job, r);
+  const auto count = [&](int place) {
+    const std::string& text = word(job, place);
+    return text == "." ? 0.0 : value(job, text);
+  };
+  job.data.ninside(r) = count(2);
+  job.data.nlocations(r) = count(3);
+  if (job.data.ninside(r) > job.data.nlocations(r))
+    record_fault(job, n, " Number inside grid > number of locations on the encounter history.");
+}
+
+/// Where a record is tabulated.
+struct Release {
+  int first = 1, last = 1, layer = 1;
+};
+
+Release release_of(Job& job, int n, const Datatype& row, std::string_view typed) {
+  if (!row.released) return {};
+  const History cells = history_in_work(job);
+  Release at{first1(cells), last1(cells), 1};
+  if (at.first == 0) record_fault(job, n, " Animal was never released: ", typed);
+  at.layer = stratum_position(job, row, cells.live(at.first));
+  if (at.layer < 1 || at.layer > stratum_limit(job, row))
+    record_fault(job, n, " Initial encounter was not a release: ", typed);
+  if (row.stratum_limit == Stratum_limit::doubled_and_events && at.layer > 2 * job.status.nstrta)
+    at.layer -= job.status.nstrta;
+  return at;
+}
+
+void add_count(Job& job, int n, const Datatype& row, int r, int group, const Release& at, float c) {
+  Encounter_store& encounters = job.data.encounters;
+  const std::size_t g = static_cast<std::size_t>(group - 1);
+  bool lost = false;
+  if (c < 0.0f) {
+    if (!row.negative_allowed)
+      warn(job, "History number " + adjustfmt(n) +
+                    " This data type cannot have negative frequencies. Set to positive. "
+                    "Use dots in the encounter history instead.");
+    else  // an animal found dead cannot be lost on capture
+      lost = history_in_work(job).dead(at.last) == '0' || row.loss_when_dead;
+    c = -c;
+  }
+  (lost ? encounters.lost_on_capture(r) : encounters.observed(r))[g] += c;
+  tabulate(job, lost, at.first, group, at.layer, c);
+}
+
+}  // namespace
+
+int oindex(Job& job) {
+  Encounter_store& encounters = job.data.encounters;
+  const bool full = encounters.size() >= encounters.capacity();
+  if (encounters.capacity() < 1) error(job, "More histories found than specified on PROC card.");
+  const History cells = history_in_work(job);
+  if (job.status.nicovs < 1) {
+    if (const int record = encounters.find(cells)) return record;
+    if (full) error(job, "More histories found than specified on PROC card.");
+  } else if (full) {
+    error(job, "Error from findloc finding a blank history.");
+  }
+  return encounters.append(cells, job.status.missrwp);
+}
+
+void read_record(Job& job, Data_procedure& procedure) {
+  const Status_module& status = job.status;
+  Encounter_store& encounters = job.data.encounters;
+  const Datatype& row = datatype(status.dattyp);
+  job.status.indent = -3;
+  const int n = ++procedure.records_read;
+  const std::string& typed = word_as_typed(job, 1);
+
+  take_cells(job, n, row, typed);
+  const History cells = history_in_work(job);
+  check_dead_columns(job, n, row, cells, typed);
+  if (!alphabet_holds(job, n, typed)) {
+    procedure.faulty = true;
+    return;
+  }
+  if (typed.find('.') != std::string::npos) job.status.lmissdots = 1;
+  check_cells(job, n, row, cells, typed);
+  procedure.found.add(job, row, cells);
+
+  int next = 2, r = 0;
+  if (row.density) {
+    if (encounters.size() >= encounters.capacity())
+      error(job, "More histories found than specified on PROC card.");
+    r = encounters.append(cells, status.missrwp);
+    read_locations(job, n, r);
+    next = 4;
+  } else {
+    const int before = encounters.size();
+    r = oindex(job);
+    if (r <= before) {
+      procedure.folded = true;
+      if (!procedure.nohist) {
+        linchk(job, 1);
+        put(job, listing, "(13x,a,i0,a)", "The following encounter history is a duplicate of number ", r,
+            " above.");
+      }
+    }
+  }
+
+  const Release at = release_of(job, n, row, typed);
+  for (int g = 1; g <= status.ngrps; ++g, ++next) {
+    if (next > status.lstwrd)
+      record_fault(job, n, " Not enough group counts specified on the encounter history.");
+    const double count = value(job, word(job, next));
+    if (count == status.missrwp || !std::isfinite(count))
+      record_fault(job, n, " A group count is missing on the encounter history.");
+    add_count(job, n, row, r, g, at, static_cast<float>(count * procedure.clones));
+  }
+  for (int c = 1; c <= status.nicovs; ++c, ++next) {
+    if (next > status.lstwrd)
+      record_fault(job, n, " Not enough individual covariates specified on the encounter history.");
+    encounters.ind_covariates(r)[static_cast<std::size_t>(c - 1)] = value(job, word(job, next));
+  }
+  if (next <= status.lstwrd) ++procedure.extra_values;
+
+  float total = 0.0f;
+  for (const float count : encounters.observed(r)) total += count;
+  if (total == 0.0f)
+    warn(job, "History number " + adjustfmt(n) + " has zero values for all groups.  Mistake to be fixed?");
+}
+
+namespace {
+
+[[noreturn]] void stop_for_index(Job& job, std::string_view routine, int row, int col) {
+  put(job, listing | screen, "(1x,a,i0,a,i0)", "Row=", row, "    Col=", col);
+  stop("Programming error from " + std::string(routine));
+}
+
+int packed(int row, int col, int n) { return ((2 * n + 1) * row - 2 * (n - col) - row * row) / 2; }
+
+}  // namespace
+
+int lmdex(Job& job, int row, int col) {
+  const int n = job.status.noccas;
+  if (row < 1 || row > col || col > n) stop_for_index(job, "LMDEX", row, col);
+  return packed(row, col, n);
+}
+
+int lmdexgen(Job& job, int row, int col, int n) {
+  if (row < 1 || row > col || col > n) {
+    put(job, listing | screen, "(1x,a,i0,a,i0,a,i0)", "Row=", row, "    Col=", col, " NCols=", n);
+    stop("Programming error from LMDEXGEN");
+  }
+  return packed(row, col, n);
+}
+
+int lsdex(Job& job, int i, int j) {
+  const int n = job.status.nstrta;
+  if (i < 1 || i > n || j < 1 || j > n || i == j) stop_for_index(job, "LSDEX", i, j);
+  return (i - 1) * (n - 1) + 2 * n + j - (i < j ? 1 : 0);
+}
+
+}  // namespace tarn

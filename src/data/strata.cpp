@@ -1,0 +1,95 @@
+#include "data/strata.h"
+
+#include <algorithm>
+
+#include "job/array.h"
+#include "job/fault.h"
+#include "job/statement.h"
+
+namespace tarn {
+
+namespace {
+
+/// First word behind the keyword and an "=".
+int first_value(Job& job) { return job.status.lstwrd > 1 && word(job, 2) == "=" ? 3 : 2; }
+
+}  // namespace
+
+std::string strata_of(const Datatype& row, std::string_view codes, int nstrta) {
+  std::string signs(codes);
+  const std::string states(codes.substr(0, static_cast<std::size_t>(std::max(nstrta, 0))));
+  const auto lower = [](std::string text) {
+    cvtlcas(text);
+    return text;
+  };
+  switch (row.strata_tail) {
+    case Strata_tail::zero_dot:
+      return signs + "0.";
+    case Strata_tail::uncertain:
+      return signs + "u0.";
+    case Strata_tail::zero_first:
+      return "0" + signs + ".";
+    case Strata_tail::lower:
+      return signs + lower(signs) + "0.";
+    case Strata_tail::uncertain_lower:
+      signs += 'U';
+      return signs + lower(signs) + "0.";
+    case Strata_tail::barker_events:
+      return states + lower(states) + signs.substr(states.size()) + "0.";
+    case Strata_tail::dead:
+      return signs.find('1') == std::string::npos ? signs + "0.1" : signs + "0.";
+  }
+  return signs;
+}
+
+void read_strata(Job& job) {
+  const Status_module& status = job.status;
+  std::string codes;
+  for (int i = first_value(job); i <= status.lstwrd; ++i) codes += word_as_typed(job, i).front();
+  if (static_cast<int>(codes.size()) != status.nstrta + status.nevents)
+    error(job, "Number of strata codes does not match number on PROC CHMATRIX statement.");
+  std::string& strata = job.data.strata;
+  const std::size_t room = strata.size();
+  std::string signs = strata_of(datatype(status.dattyp), codes, status.nstrta);
+  if (signs.size() > room) error(job, "Number of strata codes and signs exceeds 96.");
+  signs.resize(room, ' ');
+  strata = signs;
+}
+
+void read_group_label(Job& job) {
+  job.status.indent = 2;
+  const int group = ivalue(job, word(job, 3));
+  if (group < 1) error(job, "Value of group <1.");
+  if (group > job.status.ngrps) error(job, "Value of group exceeds GROUPS= value.");
+  std::string_view text = statement_text(job);
+  text.remove_suffix(std::min<std::size_t>(1, text.size()));
+  const std::size_t equals = text.find('=');
+  job.data.glabel[static_cast<std::size_t>(group - 1)] =
+      equals == std::string_view::npos ? std::string() : std::string(text.substr(equals + 1));
+}
+
+void read_covariate_names(Job& job) {
+  const int first = first_value(job), last = job.status.lstwrd;
+  if (last - first + 1 != job.status.nicovs)
+    error(job, "Number of individual covariate names does not match number on PROC CHMATRIX statement.");
+  for (int i = first; i <= last; ++i)
+    job.data.icname[static_cast<std::size_t>(i - first)] = word_as_typed(job, i);
+}
+
+void read_areas(Job& job) {
+  const int first = first_value(job), last = job.status.lstwrd;
+  if (last - first + 1 != job.status.ngrps)
+    error(job, "Number of areas specified does not match number of groups.");
+  Array1<double>& areas = job.data.areas;
+  areas.free();
+  if (!allocate(job, "from memory allocation of AREAS.", areas, job.status.ngrps))
+    error_of_absent_array(job, "AREAS");
+  for (int i = first; i <= last; ++i) {
+    const double area = value(job, word(job, i));
+    if (area == 0.0) error(job, "Area cannot be equal to zero.");
+    if (!(area > 0.0)) error(job, "Area cannot be negative.");
+    areas(i - first + 1) = area;
+  }
+}
+
+}  // namespace tarn

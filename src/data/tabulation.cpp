@@ -1,0 +1,240 @@
+#include "data/tabulation.h"
+
+#include <algorithm>
+#include <cmath>
+#include <vector>
+
+#include "job/fault.h"
+#include "job/report.h"
+#include "job/template.h"
+
+namespace tarn {
+
+namespace {
+
+bool captured(char live) { return live != '.' && live != '0'; }
+
+/// Session of each occasion, index 0 being occasion 1.
+std::vector<int> sessions_of(const Job& job) {
+  std::vector<int> session(static_cast<std::size_t>(job.status.noccas), 1);
+  for (int o = 1; o < job.status.noccas; ++o) {
+    const std::size_t k = static_cast<std::size_t>(o);
+    session[k] = session[k - 1] + (job.data.timint(o) > 0.0f ? 1 : 0);
+  }
+  return session;
+}
+
+/// `u` and `ul` of the closed layer: distinct animals caught in each session, by stratum; the cohorts of
+/// first captures are not what its terms take as the number caught.
+void count_by_session(Job& job, const Datatype& row) {
+  const Status_module& status = job.status;
+  const Encounter_store& encounters = job.data.encounters;
+  const std::vector<int> session =
+      row.sessions ? sessions_of(job) : std::vector<int>(static_cast<std::size_t>(status.noccas), 1);
+  job.data.u.fill(0.0f);
+  job.data.ul.fill(0.0f);
+  for (int i = 1; i <= encounters.size(); ++i) {
+    const History cells = encounters.history(i);
+    int counted = 0;
+    for (int o = 1; o <= status.noccas; ++o) {
+      const int s = session[static_cast<std::size_t>(o - 1)];
+      if (s == counted || !captured(cells.live(o))) continue;
+      counted = s;
+      const int layer =
+          std::clamp(stratum_position(job, row, cells.live(o)), 1, std::max(job.data.u.extent(3), 1));
+      for (int g = 1; g <= status.ngrps; ++g) {
+        const std::size_t k = static_cast<std::size_t>(g - 1);
+        tabulate(job, false, s, g, layer, encounters.observed(i)[k]);
+        tabulate(job, true, s, g, layer, encounters.lost_on_capture(i)[k]);
+      }
+    }
+  }
+}
+
+/// Identified sightings in a cell of two characters; 0 for the signs and for a dot.
+int sightings(History cells, int o) {
+  const char tens = cells.live(o), ones = cells.dead(o);
+  if (tens < '0' || tens > '9' || ones < '0' || ones > '9') return 0;
+  return 10 * (tens - '0') + (ones - '0');
+}
+
+/// True when the cell says that the animal was there.
+bool known_present(const Datatype& row, History cells, int o) {
+  const char live = cells.live(o);
+  if (row.resight == Resight::poisson) return live != '.' && live != '-';
+  return live != '.';
+}
+
+/// `u` of a resight family is the number of marked animals that could be seen; the first occasion of a record
+/// is of no use to it. Fills the totals of sightings, too.
+void count_sightings(Job& job, const Datatype& row) {
+  const Status_module& status = job.status;
+  Data_module& data = job.data;
+  const Encounter_store& encounters = data.encounters;
+  data.u.fill(0.0f);
+  for (int i = 1; i <= encounters.size(); ++i) {
+    const History cells = encounters.history(i);
+    for (int o = 1; o <= status.noccas; ++o) {
+      if (cells.live(o) == '.') continue;
+      const int seen = sightings(cells, o);
+      for (int g = 1; g <= status.ngrps; ++g) {
+        const float n = encounters.observed(i)[static_cast<std::size_t>(g - 1)];
+        tabulate(job, false, o, g, 1, n);
+        if (row.resight != Resight::poisson || seen == 0 || !data.nstar.present() || !data.cstar.present())
+          continue;
+        data.nstar(o, g) += static_cast<double>(n);
+        data.cstar(o, g) += static_cast<double>(n) * seen;
+      }
+    }
+  }
+}
+
+/// Least sizes of the population and of the number in the area, by session: the most marks of the
+/// superpopulation, the mean number of marks known.
+void least_sizes(Job& job) {
+  Data_module& data = job.data;
+  if (!data.nstarmin.present() || !data.nbarmin.present() || !data.tmarked.present() ||
+      !data.markknwn.present())
+    return;
+  const std::vector<int> session = sessions_of(job);
+  for (int g = 1; g <= job.status.ngrps; ++g) {
+    std::vector<int> occasions(static_cast<std::size_t>(job.status.noccas) + 1, 0);
+    for (int o = 1; o <= job.status.noccas; ++o) {
+      const int s = session[static_cast<std::size_t>(o - 1)];
+      ++occasions[static_cast<std::size_t>(s)];
+      data.nstarmin(s, g) = std::max(data.nstarmin(s, g), data.tmarked(o, g));
+      data.nbarmin(s, g) += data.markknwn(o, g);
+    }
+    for (int s = 1; s <= session.back(); ++s) data.nbarmin(s, g) /= occasions[static_cast<std::size_t>(s)];
+  }
+}
+
+/// Compares the marks that are stated as known with the animals that the histories say were there.
+void compare_marks(Job& job, const Datatype& row) {
+  const Status_module& status = job.status;
+  if (!job.data.markknwn.present()) return;
+  const Encounter_store& encounters = job.data.encounters;
+  bool differ = false;
+  for (int g = 1; g <= status.ngrps; ++g) {
+    for (int o = 1; o <= status.noccas; ++o) {
+      const double marks = job.data.markknwn(o, g);
+      double tabulated = 0.0, added = 0.0;
+      for (int i = 1; i <= encounters.size(); ++i) {
+        const History cells = encounters.history(i);
+        const double n = static_cast<double>(encounters.observed(i)[static_cast<std::size_t>(g - 1)]);
+        if (known_present(row, cells, o)) tabulated += n;
+        if (first01(cells) == o) added += n;
+      }
+      const bool known = marks >= 0.5;
+      differ = differ || (known && std::abs(marks - tabulated) > 1e-6 * std::max(1.0, marks));
+      if (!status.debug) continue;
+      linchk(job, 4);
+      if (known) {
+        put(job, listing, "(5x,a,i0)", " Group=", g);
+        put(job, listing, "(5x,a,i0)", " Occasion=", o);
+        put(job, listing, "(5x,a,i0)", " Number of encounter histories tabulated =", std::llround(tabulated));
+        put(job, listing, "(5x,a,i0)", " Marks known = ", std::llround(marks));
+      } else {
+        put(job, listing, "(5x,a,i0)", " Group = ", g);
+        put(job, listing, "(5x,a,i0)", " Occasion = ", o);
+        put(job, listing, "(5x,a,i0)",
+            " Number of encounter histories tabulated = ", std::llround(tabulated));
+        put(job, listing, "(5x,a,i0)", " New Marks added = ", std::llround(added));
+      }
+    }
+  }
+  if (differ) warn(job, "Number of marks known does not match number of animals in the encounter histories.");
+}
+
+/// Animals of a record, observed and lost.
+double animals(const Encounter_store& encounters, int i) {
+  double total = 0.0;
+  for (const float n : encounters.observed(i)) total += static_cast<double>(n);
+  for (const float n : encounters.lost_on_capture(i)) total += static_cast<double>(n);
+  return total;
+}
+
+/// Mean and standard deviation of each covariate over the animals; a missing value takes the mean. With
+/// STANDARDIZE the values become deviates.
+void finish_covariates(Job& job) {
+  const Status_module& status = job.status;
+  Data_module& data = job.data;
+  Encounter_store& encounters = data.encounters;
+  if (status.nicovs < 1 || !data.icvrmn.present() || !data.icvrsd.present()) return;
+  std::vector<double> weight(static_cast<std::size_t>(encounters.size()) + 1);
+  for (int i = 1; i <= encounters.size(); ++i) weight[static_cast<std::size_t>(i)] = animals(encounters, i);
+  long long missing = 0;
+  for (int c = 1; c <= status.nicovs; ++c) {
+    const std::size_t k = static_cast<std::size_t>(c - 1);
+    const auto over_values = [&](auto&& term) {
+      double sum = 0.0;
+      for (int i = 1; i <= encounters.size(); ++i) {
+        const double x = encounters.ind_covariates(i)[k];
+        if (x != status.missrwp) sum += weight[static_cast<std::size_t>(i)] * term(x);
+      }
+      return sum;
+    };
+    const double total = over_values([](double) { return 1.0; });
+    const double mean = total > 0.0 ? over_values([](double x) { return x; }) / total : 0.0;
+    const double squares = over_values([&](double x) { return (x - mean) * (x - mean); });
+    const double deviation = total > 1.0 ? std::sqrt(squares / (total - 1.0)) : 0.0;
+    // A covariate without spread is centred only; the divisor kept is the one that was used.
+    const double divisor = status.stdic && !(deviation > 0.0) ? 1.0 : deviation;
+    data.icvrmn(c) = mean;
+    data.icvrsd(c) = divisor;
+    for (int i = 1; i <= encounters.size(); ++i) {
+      double& x = encounters.ind_covariates(i)[k];
+      if (x == status.missrwp) x = mean, ++missing;
+      if (status.stdic) x = (x - mean) / divisor;
+    }
+  }
+  if (missing > 0)
+    warn(job, "Number of missing individual covariate values replaced by the mean of the covariate was " +
+                  adjustfmt(missing) + ".");
+}
+
+}  // namespace
+
+void tabulate(Job& job, bool lost, int occasion, int group, int layer, float c) {
+  Array3<float>& counts = lost ? job.data.ul : job.data.u;
+  if (layer > counts.extent(3))
+    error(job, "STRATA= and EVENTS= of the PROC CHMATRIX statement leave no room for stratum " +
+                   adjustfmt(layer) + ".");
+  counts(occasion, group, layer) += c;
+}
+
+void set_intervals(Job& job) {
+  Status_module& status = job.status;
+  const Datatype& row = datatype(status.dattyp);
+  const Array1<float>& timint = job.data.timint;
+  const int used = row.live ? status.noccas - 1 : status.noccas;
+  job.data.timevy = 0;
+  if (row.sessions) status.nprimy = 1;
+  for (int o = 1; o <= used; ++o) {
+    if (row.sessions && !(timint(o) > 0.0f)) continue;
+    if (row.sessions && o < status.noccas) ++status.nprimy;
+    if (timint(o) != 1.0f) job.data.timevy = 1;
+  }
+}
+
+void finish_records(Job& job, Data_procedure& procedure) {
+  const Datatype& row = datatype(job.status.dattyp);
+  const Encounter_store& encounters = job.data.encounters;
+  if (procedure.extra_values > 0)
+    warn(job, "Number of encounter history records found with extra individual covariate values was " +
+                  adjustfmt(procedure.extra_values) + ".");
+  if (procedure.folded) warn(job, "At least a pair of the encounter histories are duplicates.");
+  if (encounters.size() > 0) check_kinds(job, row, procedure.found);
+  for (int i = 1; row.check == Cell_check::robust_barker && i <= encounters.size(); ++i)
+    check_sessions(job, i, row, encounters.history(i));
+  if (row.resight != Resight::none) {
+    count_sightings(job, row);
+    least_sizes(job);
+    compare_marks(job, row);
+  }
+  set_intervals(job);
+  if (row.closed != Closed::none) count_by_session(job, row);
+  finish_covariates(job);
+}
+
+}  // namespace tarn

@@ -1,0 +1,430 @@
+#include "data/xmatrx.h"
+
+#include <algorithm>
+#include <array>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "data/datatype.h"
+#include "data/gaussquad.h"
+#include "data/records.h"
+#include "data/species.h"
+#include "data/strata.h"
+#include "data/summaries.h"
+#include "data/tabulation.h"
+#include "job/array.h"
+#include "job/fault.h"
+#include "job/report.h"
+#include "job/statement.h"
+#include "job/template.h"
+#include "job/threads.h"
+
+namespace tarn {
+
+namespace {
+
+/// No history, label list or count list can be longer than the statement that holds it.
+constexpr int longest_list = MAXCHR;
+/// Cells of one tabulation array beyond which no machine is asked for memory.
+constexpr double most_tabulated = 67108864.0;
+
+void reset_data(Job& job) {
+  Status_module& status = job.status;
+  const int order = job.data.order;  // lives as long as the job
+  job.data = Data_module{};
+  job.data.order = order;
+  status.nstrta = 1, status.nmixtures = 1;
+  status.nevents = status.neventsp = status.neventslr = status.neventsbr = 0;
+  status.noccas = status.ngrps = status.nhist = status.nicovs = 0;
+  status.nspeciesocc = 0;
+}
+
+/// The word two places on, behind the "=".
+int value_behind(Job& job, int i) { return ivalue(job, word(job, i + 2)); }
+
+void require_not_negative(Job& job, std::string_view option, int n) {
+  if (n < 0) error(job, "Invalid value for " + std::string(option) + "=" + adjustfmt(n));
+}
+
+/// Array sizes from the statement in hand.
+void first_pass(Job& job) {
+  Status_module& status = job.status;
+  int extra = 0;
+  bool extra_is_strata = false;
+  for (int i = 3; i <= status.lstwrd;) {
+    const std::string& option = word(job, i);
+    int* target = nullptr;
+    if (option == "GROUPS") target = &status.ngrps;
+    if (option == "HIST") target = &status.nhist;
+    if (option == "ICOVAR") target = &status.nicovs;
+    if (option == "OCCASIONS") target = &status.noccas;
+    if (option == "STRATA") target = &status.nstrta;
+    if (option == "EVENTS") target = &status.nevents;
+    if (option == "EVENTSP") target = &status.neventsp;
+    if (target != nullptr) {
+      *target = value_behind(job, i);
+      if (option.starts_with("EVENTS")) extra = *target, extra_is_strata = false;
+      i += 3;
+      continue;
+    }
+    if (option == "THREADS") {
+      set_threads(job, value_behind(job, i));
+      i += 3;
+      continue;
+    }
+    const Extra_layer layer = datatype(dattyp_of(option)).extra_layer;
+    if (layer != Extra_layer::none) extra = 1, extra_is_strata = layer == Extra_layer::strata;
+    ++i;
+  }
+  if (status.noccas == 0) error(job, "No OCCASIONS= specified.");
+  if (status.ngrps == 0) error(job, "No GROUPS= specified.");
+  if (status.nhist == 0) error(job, "No HIST= specified.");
+  require_not_negative(job, "OCCASIONS", status.noccas);
+  require_not_negative(job, "GROUPS", status.ngrps);
+  require_not_negative(job, "ICOVAR", status.nicovs);
+  status.nstrtaplus = (extra_is_strata ? status.nstrta : extra) + status.nstrta;
+}
+
+void allocate_data(Job& job) {
+  const Status_module& status = job.status;
+  Data_module& data = job.data;
+  constexpr std::string_view tabulation = "from memory allocation of GLABEL, TIMINT, U, and UL.";
+  const int layers = std::max(status.nstrtaplus, 1);
+  const bool possible = status.noccas <= longest_list && status.ngrps <= longest_list &&
+                        static_cast<double>(status.noccas) * status.ngrps * layers <= most_tabulated;
+  if (!possible) {
+    warn_of_allocation(job, tabulation, Allocation::no_memory);
+  } else if (allocate(job, tabulation, shaped(data.timint, status.noccas),
+                      shaped(data.u, status.noccas, status.ngrps, layers),
+                      shaped(data.ul, status.noccas, status.ngrps, layers))) {
+    data.glabel.assign(static_cast<std::size_t>(status.ngrps), Charray());
+    data.ehist.assign(2 * static_cast<std::size_t>(status.noccas), ' ');
+  }
+  if (status.nicovs > 0) {
+    constexpr std::string_view covariates = "from memory allocation of ICNAME, ICVRMN, and ICVRSD.";
+    if (status.nicovs > longest_list)
+      warn_of_allocation(job, covariates, Allocation::no_memory);
+    else if (allocate(job, covariates, shaped(data.icvrmn, status.nicovs),
+                      shaped(data.icvrsd, status.nicovs)))
+      data.icname.assign(static_cast<std::size_t>(status.nicovs), Charray());
+  }
+}
+
+/// The arrays must be there, and as large as the options that were read last say.
+void require_data_arrays(Job& job) {
+  const Status_module& status = job.status;
+  const Data_module& data = job.data;
+  require(job, data.timint, "TIMINT");
+  require(job, data.u, "U");
+  require(job, data.ul, "UL");
+  if (status.nicovs > 0) {
+    require(job, data.icvrmn, "ICVRMN");
+    require(job, data.icvrsd, "ICVRSD");
+  }
+  if (data.u.extent(1) != status.noccas || data.u.extent(2) != status.ngrps ||
+      (status.nicovs > 0 && data.icvrmn.extent() != status.nicovs))
+    error(job, "OCCASIONS=, GROUPS= or ICOVAR= is specified twice with different values.");
+}
+
+/// An option with a range.
+struct Ranged_option {
+  std::string_view keyword, told_as;
+  int Status_module::*target;
+  int least, most;
+};
+constexpr std::array<Ranged_option, 6> ranged_options{{
+    {"STRATA", "NSTRATA", &Status_module::nstrta, 0, 94},
+    {"EVENTS", "EVENTS", &Status_module::nevents, 1, 256},
+    {"EVENTSP", "EVENTSP", &Status_module::neventsp, 0, 256},
+    {"EVENTSLR", "EVENTSLR", &Status_module::neventslr, 0, 256},
+    {"EVENTSBR", "EVENTSBR", &Status_module::neventsbr, 0, 256},
+    {"MIXTURES", "MIXTURES", &Status_module::nmixtures, 1, 256},
+}};
+
+bool read_ranged_option(Job& job, int i) {
+  for (const Ranged_option& option : ranged_options) {
+    if (word(job, i) != option.keyword) continue;
+    const int n = value_behind(job, i);
+    const bool events_elsewhere = datatype(job.status.dattyp).strata_tail == Strata_tail::barker_events;
+    const int least = option.target == &Status_module::nevents && events_elsewhere ? 0 : option.least;
+    if (n < least || n > option.most)
+      error(job, "Invalid value for " + std::string(option.told_as) + "=" + word(job, i + 2));
+    job.status.*option.target = n;
+    return true;
+  }
+  return false;
+}
+
+void read_data_type(Job& job, int i) {
+  Status_module& status = job.status;
+  const std::string& keyword = word(job, i + 2);
+  status.dattyp = dattyp_of(keyword);
+  if (status.dattyp == 0) error(job, "Invalid value of ETYPE = \"" + keyword + "\" was specified.");
+  status.dt_string = word_as_typed(job, i + 2);
+  const Datatype& row = datatype(status.dattyp);
+  status.liveeh = row.live ? 1 : 0;
+  status.closedmodel = static_cast<int>(row.closed);
+  if (!row.alphabet.empty()) {
+    job.data.strata = row.alphabet;
+    job.data.strata.resize(96, ' ');
+  }
+}
+
+void read_nodes(Job& job, int i) {
+  const int order = value_behind(job, i);
+  const bool allowed = order >= 10 && order <= 512;
+  if (!allowed) warn(job, "Invalid value for NODES = \"" + word(job, i + 2) + "\", reset to 101.");
+  job.data.order = allowed ? order : 101;
+}
+
+void read_options(Job& job, Data_procedure& procedure) {
+  Status_module& status = job.status;
+  for (int i = 3; i <= status.lstwrd;) {
+    const std::string& option = word(job, i);
+    int step = 3;
+    if (option == "OCCASIONS") {
+      status.noccas = value_behind(job, i);
+    } else if (option == "GROUPS") {
+      status.ngrps = value_behind(job, i);
+    } else if (option == "HIST") {
+      status.nhist = value_behind(job, i);
+    } else if (option == "ICOVAR") {
+      status.nicovs = value_behind(job, i);
+    } else if (option == "NODES") {
+      read_nodes(job, i);
+    } else if (option == "ETYPE") {
+      read_data_type(job, i);
+    } else if (option == "DATACLONES") {
+      procedure.clones = value_behind(job, i);
+    } else if (!read_ranged_option(job, i)) {
+      step = 1;
+      if (option == "NOHIST")
+        procedure.nohist = true;
+      else if (option == "ICMEANS")
+        status.icmeans = 1;
+      else if (option == "STANDARDIZE")
+        status.stdic = 1;
+      else if (option == "DEBUG")
+        status.debug = 1;
+      else if (option != "ICUSERSPECIFIED")
+        warn(job, "The chproc option \"" + option + "\" was not recognized.");
+    }
+    i += step;
+  }
+  // The events of captures, resightings and recoveries are named by one list of codes.
+  if (datatype(status.dattyp).strata_tail == Strata_tail::barker_events)
+    status.nevents = std::max(status.nevents, status.neventsp + status.neventslr + status.neventsbr);
+}
+
+/// The arrays that single families need.
+void allocate_family_arrays(Job& job) {
+  const Status_module& status = job.status;
+  Data_module& data = job.data;
+  const Datatype& row = datatype(status.dattyp);
+  const int k = status.noccas, g = status.ngrps;
+  switch (row.resight) {
+    case Resight::none:
+      break;
+    case Resight::logit_normal:
+      allocate(job, "from memory allocation of UNMARKED and MARKUNID.", shaped(data.unmarked, k, g),
+               shaped(data.markunid, k, g));
+      break;
+    case Resight::immigration:
+      allocate(job, "from memory allocation of UNMARKED, MARKUNID, TMARKED, and MARKKNWN.",
+               shaped(data.unmarked, k, g), shaped(data.markunid, k, g), shaped(data.tmarked, k, g),
+               shaped(data.markknwn, k, g));
+      allocate(job, "from memory allocation of NBARMIN and NSTARMIN.", shaped(data.nbarmin, k, g),
+               shaped(data.nstarmin, k, g));
+      break;
+    case Resight::poisson:
+      allocate(job, "from memory allocation of UNMARKED, MARKUNID, MARKKNWN, NSTAR and CSTAR.",
+               shaped(data.unmarked, k, g), shaped(data.markunid, k, g), shaped(data.markknwn, k, g),
+               shaped(data.nstar, k, g), shaped(data.cstar, k, g));
+      break;
+  }
+  if (row.nstarstate) allocate(job, "from memory allocation of NSTARSTATE.", shaped(data.nstarstate, k, g));
+  // The counts of locations grow with the records; a first piece tells whether there is memory at all.
+  if (row.density)
+    allocate(job, "from memory allocation of NLOCATIONS and NINSIDE.", shaped(data.nlocations, 64),
+             shaped(data.ninside, 64));
+}
+
+void name_groups(Job& job) {
+  std::vector<Charray>& glabel = job.data.glabel;
+  glabel[0] = "Control Group";
+  if (job.status.ngrps == 2) glabel[1] = "Treatment Group";
+  for (int i = 2; job.status.ngrps > 2 && i <= job.status.ngrps; ++i)
+    glabel[static_cast<std::size_t>(i - 1)] = formatted("(A,I0)", "Treatment Group ", i - 1);
+}
+
+/// The statement behind the one in hand, which is echoed unless it is a record and NOHIST is set.
+void next_statement(Job& job, bool silent) {
+  const int noecho = job.status.noecho;
+  if (silent) job.status.noecho = 1;
+  getcmd(job);
+  job.status.noecho = noecho;
+}
+
+void read_statements(Job& job, Data_procedure& procedure) {
+  Status_module& status = job.status;
+  getcmd(job);
+  for (;;) {
+    status.indent = -2;
+    const std::string first = word(job, 1);
+    if (first == "PROC") return;
+    const std::string second = status.lstwrd > 1 ? word(job, 2) : std::string();
+    if (first == "TIME") {
+      tmread(job);
+    } else if (first == "RECOVERY") {
+      rcread(job, procedure);
+    } else if (first == "KNOWN" && second == "FATE") {
+      kfread(job, procedure);
+    } else if (first == "KNOWN" || first == "UNMARKED" || first == "MARKED") {
+      read_counts(job);
+    } else if (first == "NEST") {
+      if (datatype(status.dattyp).cell != Cell::nest)
+        error(job, "Data type must be nest success to enter encounter histories in this format.");
+      nsread(job, procedure);
+    } else {
+      bool record = false;
+      if (first == "GLABEL")
+        read_group_label(job);
+      else if (first == "STRATA")
+        read_strata(job);
+      else if (first == "ICOVARIATES")
+        read_covariate_names(job);
+      else if (first == "AREAS")
+        read_areas(job);
+      else
+        record = true;
+      if (record) read_record(job, procedure);
+      next_statement(job, record && procedure.nohist);
+    }
+  }
+}
+
+void report_counts(Job& job) {
+  const Status_module& status = job.status;
+  linchk(job, 3);
+  const auto line = [&](std::string_view text, int n) {
+    put(job, listing, "(6x,a,i0,a)", text, n, ".");
+    put(job, screen, "(3x,a,i0,a)", text, n, ".");
+  };
+  line("Number of unique encounter histories read was ", status.nhist);
+  line("Number of individual covariates read was ", status.nicovs);
+  bool equal = true;
+  for (const float length : job.data.timint) equal = equal && length == 1.0f;
+  const std::string_view intervals = equal ? "Time interval lengths are all equal to 1."
+                                           : "Time interval lengths vary and/or not equal to 1.";
+  put(job, listing, "(6x,a)", intervals);
+  put(job, screen, "(3x,a)", intervals);
+}
+
+void fill_parameter_list(Job& job) {
+  const Status_module& status = job.status;
+  if (status.dattyp < 1 || status.dattyp > max_dattyp)
+    error(job, "Invalid value of DATATYPE is being used to set the parameter names.");
+  job.data.parameterlist = parmlist(status.dattyp);
+  job.data.numparmnames = static_cast<int>(job.data.parameterlist.size());
+}
+
+void report_data_type(Job& job) {
+  Status_module& status = job.status;
+  status.formt = datastrings(status.dattyp);
+  linchk(job, 3);
+  put(job, listing | screen, "(/6x,a,i0/6x,a,a)", "Data type number is ", status.dattyp, "Data type is ",
+      status.formt);
+  if (!status.debug) return;
+  const std::vector<std::string> names = parmlist(status.dattyp);
+  for (std::size_t i = 0; i < names.size(); ++i) {
+    linchk(job, 1);
+    put(job, listing, "(30(/(a,i0,a,a)))", " Parameter number ", i + 1, " named ", names[i]);
+  }
+}
+
+void report_species(Job& job) {
+  build_species_design(job);
+  linchk(job, 1);
+  put(job, listing, "(1x,\"Number of Species = \",i0)", job.status.nspeciesocc);
+  if (!job.status.debug) return;
+  const Array2<int>& fdesign = job.data.fdesign;
+  std::vector<int> cells;
+  for (int c = 1; c <= fdesign.extent(2); ++c) cells.push_back(c);
+  linchk(job, fdesign.extent(1) + 1);
+  put(job, listing, "(4x,'COLS:',64i3)", cells);
+  for (int r = 1; r <= fdesign.extent(1); ++r) {
+    for (int c = 1; c <= fdesign.extent(2); ++c) cells[static_cast<std::size_t>(c - 1)] = fdesign(r, c);
+    put(job, listing, "(1x,'ROW ',i3,':',64i3)", r, cells);
+  }
+}
+
+void report_tabulation(Job& job) {
+  const Status_module& status = job.status;
+  put(job, listing, "(1x,4(a,i0,1x))", "NEVENTS=", status.nevents, "NEVENTSP=", status.neventsp,
+      "NEVENTSBR=", status.neventsbr, "NEVENTSLR=", status.neventslr);
+  const auto array = [&](std::string_view name, const Array3<float>& counts) {
+    put(job, listing, "(1x,a)", name);
+    for (int layer = 1; layer <= counts.extent(3); ++layer)
+      for (int g = 1; g <= counts.extent(2); ++g) {
+        std::vector<float> row;
+        for (int o = 1; o <= counts.extent(1); ++o) row.push_back(counts(o, g, layer));
+        put(job, listing, "(10(1x,g14.7))", row);
+      }
+  };
+  array("U=", job.data.u);
+  array("UL=", job.data.ul);
+}
+
+/// Every density needs an area.
+void complete_areas(Job& job) {
+  if (!datatype(job.status.dattyp).density || job.data.areas.present()) return;
+  warn(job, "No AREAS statement was found. The area of every group is taken as 1.");
+  if (!allocate(job, "from memory allocation of AREAS.", job.data.areas, job.status.ngrps))
+    error_of_absent_array(job, "AREAS");
+  job.data.areas.fill(1.0);
+}
+
+}  // namespace
+
+void data_procedure(Job& job) {
+  reset_data(job);
+  first_pass(job);
+  allocate_data(job);
+  if (!xmatrx(job)) stop("TARN Error found in data");
+  check_ieee_exceptions(job, "reading data");
+}
+
+bool xmatrx(Job& job) {
+  Status_module& status = job.status;
+  status.detail = status.summry = 1;
+  status.stdic = status.icmeans = status.liveeh = status.lmissdots = status.dattyp = status.closedmodel = 0;
+  status.nprimy = status.nmixtures = 1;
+  Data_procedure procedure;
+  read_options(job, procedure);
+  require_data_arrays(job);
+  job.data.encounters.reset(status.noccas, status.ngrps, status.nicovs, status.nhist);
+  allocate_family_arrays(job);
+  name_groups(job);
+  job.data.timint.fill(1.0f);
+  read_statements(job, procedure);
+
+  if (procedure.faulty) return false;
+  finish_records(job, procedure);
+  complete_areas(job);
+  status.nhist = job.data.encounters.size();
+  report_counts(job);
+  report_data_type(job);
+  const Datatype& row = datatype(status.dattyp);
+  if (row.nodes == Nodes::listed) {
+    linchk(job, 1);
+    put(job, listing | screen, "(6x,a,i0)", "Number of integration nodes = ", job.data.order);
+  }
+  if (row.nodes != Nodes::none) gausquadpar(job);
+  fill_parameter_list(job);
+  if (row.species) report_species(job);
+  if (status.debug) report_tabulation(job);
+  return true;
+}
+
+}  // namespace tarn
