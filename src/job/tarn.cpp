@@ -1,6 +1,7 @@
 // The program: one process runs one deck. The stop text on the error stream tells how it ended; the exit
 // status is 0 at every end.
 
+#include <fcntl.h>
 #include <signal.h>
 #include <unistd.h>
 
@@ -46,6 +47,12 @@ std::string run(int argc, char** argv) {
   }
 }
 
+/// A standard stream that the caller has closed would give its number to the first file opened.
+void occupy_standard_streams() {
+  for (const int number : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO})
+    if (::fcntl(number, F_GETFD) == -1 && errno == EBADF) ::open("/dev/null", O_RDWR);
+}
+
 void write_stop_text(std::string text) {
   text += '\n';
   for (std::size_t written = 0; written < text.size();) {
@@ -58,6 +65,7 @@ void write_stop_text(std::string text) {
 }  // namespace
 
 int main(int argc, char** argv) {
+  occupy_standard_streams();
   // A reader that goes away or a file that may not grow is a fault of that stream, not the end of the
   // process.
   ::signal(SIGPIPE, SIG_IGN);
