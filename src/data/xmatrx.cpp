@@ -335,12 +335,17 @@ void report_data_type(Job& job) {
   linchk(job, 3);
   put(job, listing | screen, "(/6x,a,i0/6x,a,a)", "Data type number is ", status.dattyp, "Data type is ",
       status.formt);
-  if (!status.debug) return;
+  if (!status.debug || status.dattyp == 0) return;
   const std::vector<std::string> names = parmlist(status.dattyp);
+  static constexpr std::string_view number = " Parameter number ", named = " named ";
+  std::vector<int> numbers(names.size());
+  std::vector<Item> items;
   for (std::size_t i = 0; i < names.size(); ++i) {
-    linchk(job, 1);
-    put(job, listing, "(30(/(a,i0,a,a)))", " Parameter number ", i + 1, " named ", names[i]);
+    numbers[i] = static_cast<int>(i) + 1;
+    items.insert(items.end(), {item(number), item(numbers[i]), item(named), item(names[i])});
   }
+  linchk(job, numbers.back() + 1);
+  put_runtime(job, listing, "(30(/(a,i0,a,a)))", std::span<const Item>(items));
 }
 
 void report_species(Job& job) {
