@@ -7,6 +7,45 @@
 
 namespace tarn {
 
+/// Eight doubles that are added, scaled and subtracted together. Held as pairs of the baseline instruction
+/// set: g++ takes a wider vector type apart into single numbers.
+class Lanes {
+ public:
+  static constexpr int count = 8;
+
+  Lanes() = default;
+
+  double& operator[](int j) { return reinterpret_cast<double*>(pairs_)[j]; }
+  double operator[](int j) const { return pairs_[j / 2][j % 2]; }
+
+  friend Lanes operator+(const Lanes& x, const Lanes& y) {
+    return each([&](int k) { return x.pairs_[k] + y.pairs_[k]; });
+  }
+  friend Lanes operator-(const Lanes& x, const Lanes& y) {
+    return each([&](int k) { return x.pairs_[k] - y.pairs_[k]; });
+  }
+  friend Lanes operator-(const Lanes& x) {
+    return each([&](int k) { return -x.pairs_[k]; });
+  }
+  friend Lanes operator*(double factor, const Lanes& x) {
+    return each([&](int k) { return factor * x.pairs_[k]; });
+  }
+
+ private:
+  // The compiler's own vector type may stand for its elements, which operator[] relies on.
+  typedef double Pair __attribute__((vector_size(2 * sizeof(double))));
+
+  Lanes(Pair first, Pair second, Pair third, Pair fourth) : pairs_{first, second, third, fourth} {}
+
+  // Written out: a loop would keep g++ from holding intermediate results in registers.
+  template <class Operation>
+  static Lanes each(const Operation& operation) {
+    return Lanes(operation(0), operation(1), operation(2), operation(3));
+  }
+
+  Pair pairs_[count / 2] = {};
+};
+
 /// A number with its derivatives: the value `v`, the first derivative `a` in one direction i, and for each of
 /// `lanes` directions j the first derivative `b[j]` and the mixed second derivative `ab[j]` = d2/(di dj).
 /// Code that is a template over the scalar runs with it as with a double: branches see the value, whose bits
@@ -15,18 +54,17 @@ namespace tarn {
 /// Forward differentiation of second order (Griewank and Walther 2008). A power of base 0 and a square root
 /// of 0 have derivatives of 0, and so has whatever is clamped or floored.
 struct Derivative {
-  static constexpr int lanes = 8;
-  // The compiler's own vector: four pairs in the baseline instruction set, and the same digits in a wider
-  // one. Aligned as malloc aligns, so that any storage will do.
-  typedef double Lanes __attribute__((vector_size(lanes * sizeof(double)), aligned(16)));
+  static constexpr int lanes = Lanes::count;
 
   double v = 0.0;
   double a = 0.0;
-  Lanes b = {};
-  Lanes ab = {};
+  Lanes b;
+  Lanes ab;
 
   Derivative() = default;
   Derivative(double value) : v(value) {}
+  Derivative(double value, double first_i, const Lanes& first_j, const Lanes& mixed)
+      : v(value), a(first_i), b(first_j), ab(mixed) {}
 
   /// The variable itself: `is_i` when it is the variable of direction i; bit j of `lane_mask` when it is the
   /// variable of lane j (lanes numbered from 0).
@@ -37,113 +75,92 @@ struct Derivative {
     return x;
   }
 
-  Derivative& operator+=(const Derivative& y) {
-    v += y.v;
-    a += y.a;
-    b += y.b;
-    ab += y.ab;
-    return *this;
-  }
-  Derivative& operator-=(const Derivative& y) {
-    v -= y.v;
-    a -= y.a;
-    b -= y.b;
-    ab -= y.ab;
-    return *this;
-  }
-  Derivative& operator*=(const Derivative& y) {
-    ab = ab * y.v + b * y.a + y.b * a + y.ab * v;
-    b = b * y.v + y.b * v;
-    a = a * y.v + y.a * v;
-    v *= y.v;
-    return *this;
-  }
-  Derivative& operator/=(const Derivative& y) {
-    const double scale = 1.0 / y.v;
-    v /= y.v;
-    a = (a - v * y.a) * scale;
-    const Lanes quotient = (b - v * y.b) * scale;
-    ab = (ab - a * y.b - quotient * y.a - v * y.ab) * scale;
-    b = quotient;
-    return *this;
-  }
-
-  Derivative& operator+=(double y) {
-    v += y;
-    return *this;
-  }
-  Derivative& operator-=(double y) {
-    v -= y;
-    return *this;
-  }
-  Derivative& operator*=(double y) {
-    v *= y;
-    a *= y;
-    b *= y;
-    ab *= y;
-    return *this;
-  }
-  Derivative& operator/=(double y) {
-    const double scale = 1.0 / y;
-    v /= y;
-    a *= scale;
-    b *= scale;
-    ab *= scale;
-    return *this;
-  }
+  inline Derivative& operator+=(const Derivative& y);
+  inline Derivative& operator-=(const Derivative& y);
+  inline Derivative& operator*=(const Derivative& y);
+  inline Derivative& operator/=(const Derivative& y);
+  inline Derivative& operator+=(double y);
+  inline Derivative& operator-=(double y);
+  inline Derivative& operator*=(double y);
+  inline Derivative& operator/=(double y);
 };
 
 inline double value_of(const Derivative& x) { return x.v; }
 
 /// f(x) for a smooth function, given its value and first two derivatives at x.v.
 inline Derivative chain(const Derivative& x, double f, double f1, double f2) {
-  Derivative result;
-  result.v = f;
-  result.a = f1 * x.a;
-  result.b = f1 * x.b;
-  result.ab = f1 * x.ab + (f2 * x.a) * x.b;
-  return result;
+  return {f, f1 * x.a, f1 * x.b, f1 * x.ab + (f2 * x.a) * x.b};
 }
 
 /// f(x, y) likewise, given the value, the two first and the three second partial derivatives.
 inline Derivative chain(const Derivative& x, const Derivative& y, double f, double fx, double fy, double fxx,
                         double fxy, double fyy) {
-  Derivative result;
-  result.v = f;
-  result.a = fx * x.a + fy * y.a;
-  result.b = fx * x.b + fy * y.b;
-  result.ab = fx * x.ab + fy * y.ab + (fxx * x.a + fxy * y.a) * x.b + (fxy * x.a + fyy * y.a) * y.b;
-  return result;
+  return {f, fx * x.a + fy * y.a, fx * x.b + fy * y.b,
+          fx * x.ab + fy * y.ab + (fxx * x.a + fxy * y.a) * x.b + (fxy * x.a + fyy * y.a) * y.b};
 }
 
 inline Derivative operator+(const Derivative& x) { return x; }
-inline Derivative operator-(const Derivative& x) {
-  Derivative result;
-  result.v = -x.v;
-  result.a = -x.a;
-  result.b = -x.b;
-  result.ab = -x.ab;
-  return result;
+inline Derivative operator-(const Derivative& x) { return {-x.v, -x.a, -x.b, -x.ab}; }
+
+inline Derivative operator+(const Derivative& x, const Derivative& y) {
+  return {x.v + y.v, x.a + y.a, x.b + y.b, x.ab + y.ab};
 }
+inline Derivative operator+(const Derivative& x, double y) { return {x.v + y, x.a, x.b, x.ab}; }
+inline Derivative operator+(double x, const Derivative& y) { return {x + y.v, y.a, y.b, y.ab}; }
 
-inline Derivative operator+(const Derivative& x, const Derivative& y) { return Derivative(x) += y; }
-inline Derivative operator+(const Derivative& x, double y) { return Derivative(x) += y; }
-inline Derivative operator+(double x, const Derivative& y) { return Derivative(y) += x; }
+inline Derivative operator-(const Derivative& x, const Derivative& y) {
+  return {x.v - y.v, x.a - y.a, x.b - y.b, x.ab - y.ab};
+}
+inline Derivative operator-(const Derivative& x, double y) { return {x.v - y, x.a, x.b, x.ab}; }
+inline Derivative operator-(double x, const Derivative& y) { return {x - y.v, -y.a, -y.b, -y.ab}; }
 
-inline Derivative operator-(const Derivative& x, const Derivative& y) { return Derivative(x) -= y; }
-inline Derivative operator-(const Derivative& x, double y) { return Derivative(x) -= y; }
-inline Derivative operator-(double x, const Derivative& y) { return chain(y, x - y.v, -1.0, 0.0); }
+inline Derivative operator*(const Derivative& x, const Derivative& y) {
+  return {x.v * y.v, y.v * x.a + x.v * y.a, y.v * x.b + x.v * y.b,
+          y.v * x.ab + y.a * x.b + x.a * y.b + x.v * y.ab};
+}
+inline Derivative operator*(const Derivative& x, double y) { return {x.v * y, y * x.a, y * x.b, y * x.ab}; }
+inline Derivative operator*(double x, const Derivative& y) { return y * x; }
 
-inline Derivative operator*(const Derivative& x, const Derivative& y) { return Derivative(x) *= y; }
-inline Derivative operator*(const Derivative& x, double y) { return Derivative(x) *= y; }
-inline Derivative operator*(double x, const Derivative& y) { return Derivative(y) *= x; }
-
-inline Derivative operator/(const Derivative& x, const Derivative& y) { return Derivative(x) /= y; }
-inline Derivative operator/(const Derivative& x, double y) { return Derivative(x) /= y; }
+inline Derivative operator/(const Derivative& x, const Derivative& y) {
+  const double scale = 1.0 / y.v, v = x.v / y.v, a = (x.a - v * y.a) * scale;
+  const Lanes b = scale * (x.b - v * y.b);
+  return {v, a, b, scale * (x.ab - a * y.b - y.a * b - v * y.ab)};
+}
+inline Derivative operator/(const Derivative& x, double y) {
+  const double scale = 1.0 / y;
+  return {x.v / y, scale * x.a, scale * x.b, scale * x.ab};
+}
 inline Derivative operator/(double x, const Derivative& y) {
   const double scale = 1.0 / y.v, quotient = x / y.v, slope = -quotient * scale;
   return chain(y, quotient, slope, -2.0 * slope * scale);
 }
+
+inline Derivative& Derivative::operator+=(const Derivative& y) {
+  v += y.v;
+  a += y.a;
+  b = b + y.b;
+  ab = ab + y.ab;
+  return *this;
+}
+inline Derivative& Derivative::operator-=(const Derivative& y) {
+  v -= y.v;
+  a -= y.a;
+  b = b - y.b;
+  ab = ab - y.ab;
+  return *this;
+}
+inline Derivative& Derivative::operator*=(const Derivative& y) { return *this = *this * y; }
+inline Derivative& Derivative::operator/=(const Derivative& y) { return *this = *this / y; }
+inline Derivative& Derivative::operator+=(double y) {
+  v += y;
+  return *this;
+}
+inline Derivative& Derivative::operator-=(double y) {
+  v -= y;
+  return *this;
+}
+inline Derivative& Derivative::operator*=(double y) { return *this = *this * y; }
+inline Derivative& Derivative::operator/=(double y) { return *this = *this / y; }
 
 /// A pair of scalars of which one at least carries derivatives and the other may be a plain number.
 template <class X, class Y>

@@ -122,7 +122,8 @@ TEST(Derivative, compound_assignment_also_to_itself) {
     y -= 0.125;
     y *= y;
     auto z = y;
-    z /= z;
+    const auto& same = z;  // an operand that is the target itself
+    z /= same;
     y += y;
     return y + z;
   };

@@ -1,6 +1,8 @@
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
+#include <cstddef>
 #include <cstdint>
 #include <fstream>
 #include <limits>
@@ -8,10 +10,13 @@
 #include <numeric>
 #include <sstream>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "numerics/array.h"
 #include "numerics/linear_algebra.h"
+
+extern "C" void xerbla_(const char* routine, const int* argument, std::size_t length);
 
 namespace tarn {
 namespace {
@@ -222,6 +227,20 @@ TEST(Not_finite, a_norm_that_overflows_is_refused) {
   dpoco(a, 2, 2, rcond, z, info);
   EXPECT_NE(info, 0);
   EXPECT_EQ(rcond, 0.0);
+}
+
+TEST(Refused, the_handler_of_the_library_records_and_neither_prints_nor_ends_the_process) {
+  testing::internal::CaptureStdout();
+  testing::internal::CaptureStderr();
+  std::thread([] {  // the record is the thread's own
+    const int argument = 4;
+    xerbla_("DPOTRF", &argument, 6);
+    EXPECT_EQ(refused_argument(), 4);
+  })
+      .join();
+  EXPECT_EQ(testing::internal::GetCapturedStdout(), "");
+  EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
+  EXPECT_EQ(refused_argument(), 0);
 }
 
 TEST(Refused, leading_dimension_too_small) {

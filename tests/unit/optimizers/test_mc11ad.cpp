@@ -159,6 +159,27 @@ TEST(Mc11ad, negative_update_past_singular_is_stopped_there) {
   }
 }
 
+TEST(Mc11ad, update_inside_the_range_of_a_singular_matrix_keeps_its_rank) {
+  for (int zero : {0, 2, 4})
+    for (double sig : {0.7, -0.05}) {
+      Case c(5, 13);
+      c.factors[at(5, zero, zero)] = 0.0;
+      c.ir = 4;
+      const Vector a = c.matrix(), seed = c.z;
+      for (int i = 0; i < 5; ++i) {  // z = A seed lies in the range
+        double sum = 0.0;
+        for (int j = 0; j < 5; ++j)
+          sum += a[static_cast<std::size_t>(i * 5 + j)] * seed[static_cast<std::size_t>(j)];
+        c.z[static_cast<std::size_t>(i)] = sum;
+      }
+      const Vector expected = c.updated_matrix(sig);
+      c.update(sig);
+      EXPECT_EQ(c.ir, 4);
+      EXPECT_EQ(c.factors[at(5, zero, zero)], 0.0);
+      EXPECT_LT(largest_difference(c.matrix(), expected), 1e-13);
+    }
+}
+
 TEST(Mc11ad, order_one) {
   for (auto [d, z, sig, expected, rank] :
        {std::array<double, 5>{2, 3, 0.5, 6.5, 1}, {2, 1, -1, 1, 1}, {2, 1, -2, 0, 0}, {2, 2, -3, 0, 0}}) {
