@@ -100,6 +100,15 @@ TEST(Mc11ad, large_ratio_of_pivots_takes_the_stable_recurrence) {
   }
 }
 
+TEST(Mc11ad, large_ratio_of_pivots_loses_no_digits) {
+  // A = [1 1e8; 1e8 1e16 + 1] plus z z' has L(2,1) = 2e8 / (1e16 + 1); the other recurrence takes 1e8 from
+  // 1e8 there.
+  Vector a{1.0, 1e8, 1.0}, z{1e8, 1.0}, w(2);
+  int ir = 2;
+  mc11ad(a, 2, z, 1.0, w, ir, 0, 0.0);
+  EXPECT_NEAR(a[1] / 2e-8, 1.0, 1e-14);
+}
+
 TEST(Mc11ad, negative_update_gives_the_difference_with_and_without_the_forward_solution) {
   for (int n : {2, 3, 7, 20})
     for (unsigned seed = 1; seed <= 20; ++seed)

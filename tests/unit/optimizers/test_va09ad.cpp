@@ -314,6 +314,22 @@ TEST(Va09ad, value_and_gradient_belong_to_the_point) {
   }
 }
 
+TEST(Va09ad, gradient_belongs_to_the_point_when_the_search_ends_behind_an_extrapolation) {
+  // From 0 one step to 1, still falling steeply; everything farther is rejected until the step is below its
+  // accuracy.
+  Minimisation run({0.0});
+  run.dfn = 1.0;
+  EXPECT_EQ(run.run([](Point x, Slope g) {
+                 g[0] = x[0] < 1.0 ? -1.0 : -2.0;
+                 return x[0] > 1.0 ? infinity : -x[0];
+               })
+                .iexit,
+            1);
+  EXPECT_NEAR(run.x[0], 1.0, 1e-15);
+  EXPECT_EQ(run.result.f, -1.0);
+  EXPECT_EQ(run.g[0], -2.0);
+}
+
 TEST(Va09ad, no_downhill_direction) {
   Minimisation run({2.0, 3.0});
   EXPECT_EQ(run.run([](Point, Slope g) {
