@@ -57,8 +57,9 @@ void title(Job& job) {
   const std::string_view text = statement_text(job);
   const std::size_t upper = text.find("TITLE"), lower = text.find("title");
   const std::size_t keyword = std::min(upper, lower);
-  // One character behind the keyword is dropped unseen. With the keyword in another spelling the text starts
-  // as if it stood before the first character of the statement.
+  // One character behind the keyword is dropped unseen.
+  // KEPT: a keyword in another spelling is not found, and the text is taken from the statement's sixth
+  // character.
   const std::size_t first = keyword == std::string_view::npos ? 5 : keyword + 6;
   const std::size_t last = text.empty() ? 0 : text.size() - 1;  // the terminator
   std::string_view title_text = first < last ? text.substr(first, last - first) : std::string_view();
@@ -93,6 +94,8 @@ std::string f14(const Job& job, double x) {
   if (std::isinf(x)) return formatted("(a14)", x < 0.0 ? "-Infinity" : "Infinity");
   if (x == 0.0) return std::string(8 - d, ' ') + "0." + std::string(d, '0') + "    ";
   const double m = std::fabs(x);
+  // KEPT: `digits` counts decimals of a number below 10, so the fixed form shows one digit more than was
+  // asked for.
   if (m >= 0.001) {
     int decimals = m >= 1.0 ? digits - static_cast<int>(std::log10(m)) : digits;
     // A negative number that rounds up to the next power of ten has one digit more than its logarithm tells.

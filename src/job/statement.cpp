@@ -106,21 +106,35 @@ int end_of_piece(const Job& job, int s) {
   return full;
 }
 
+/// The fatal end of a text that is no statement. The statement before it is echoed once more, as long as the
+/// buffer holds it; else the first lines of the text itself stand above the message.
+[[noreturn]] void error_in_unread(Job& job, std::string_view message) {
+  Status_module& status = job.status;
+  if (status.lcmded < status.lcmdst) {
+    status.lcmdst = status.nxtchr;
+    status.lcmded = std::min(status.lstchr, status.nxtchr + 10 * echo_width - 1);
+  }
+  error(job, message);
+}
+
 /// First terminator at or behind `from`; none is fatal.
+// KEPT: a deck whose last statement is no STOP ends here, for the blank behind its last terminator is unread
+// text.
 int terminator(Job& job, int from) {
   const int place = find(job, ";", from, job.status.lstchr);
-  if (place == 0) error(job, "Length of command exceeded MAXCHR/2 characters.");
+  if (place == 0) error_in_unread(job, "Length of command exceeded MAXCHR/2 characters.");
   return place;
 }
 
-/// End of the statement that starts at `nxtchr`. A terminator inside its first comment does not count.
+/// End of the statement that starts at `nxtchr`.
+// KEPT: only the first comment of a statement may hold a terminator.
 int end_of_statement(Job& job) {
   const int start = job.status.nxtchr;
   const int end = terminator(job, start);
   const int comment = find(job, "/*", start, end);
   if (comment == 0) return end;
   const int close = find(job, "*/", comment, job.status.lstchr);
-  if (close == 0) error(job, "Unclosed comment string.");
+  if (close == 0) error_in_unread(job, "Unclosed comment string.");
   return close > end ? terminator(job, close) : end;
 }
 
@@ -135,6 +149,8 @@ void fillsg(Job& job) {
     std::memset(text + unread + 1, ' ', static_cast<std::size_t>(status.lstchr - unread));
     status.nxtchr = 1;
     status.lstchr = unread;
+    status.lcmdst = 1;  // the statement in hand has left the buffer
+    status.lcmded = 0;
   }
   // At the end of the file the line buffer still holds the line before it, and its first character is
   // appended once more. A deck that ends with a STOP statement never sees this tail.
@@ -205,7 +221,7 @@ void getcmd(Job& job) {
     if (p == end) break;
   }
   status.nxtchr = end + 1;
-  word(job, status.lstwrd);  // a statement without words ends the job
+  word(job, status.lstwrd);  // KEPT: a statement without words ends the job
   status.max_word_used = std::max(status.max_word_used, status.lstwrd);
 }
 
@@ -251,12 +267,12 @@ int ivalue(Job& job, std::string_view word) {
     error(job, std::string(what) + " integer read of '" + std::string(word) + "'");
   };
   if (text.find_first_not_of("-0123456789") != std::string_view::npos) refuse("Error with");
-  text = text.substr(0, 10);
+  text = text.substr(0, 10);  // KEPT: the rest is dropped without a word
   const auto signs = std::count(text.begin(), text.end(), '-');
   if (signs > 1) refuse("Error from multiple minus signs with");
   const bool negative = text.front() == '-';
   if (signs == 1 && !negative) refuse("Error from minus sign not first with");
-  // A count of ten digits can pass 32 bits; it then wraps, unreported.
+  // KEPT: a count of ten digits can pass 32 bits; it then wraps, unreported.
   std::uint32_t sum = 0;
   for (const char c : text.substr(negative ? 1 : 0)) sum = sum * 10u + static_cast<std::uint32_t>(c - '0');
   return static_cast<int>(negative ? 0u - sum : sum);

@@ -144,7 +144,7 @@ TEST(Title, an_empty_text_makes_the_title_empty) {
   EXPECT_EQ(title_of("proc title    ;x;"), "");
 }
 
-TEST(Title, another_spelling_is_read_from_the_start_of_the_statement) {
+TEST(Kept, title_in_another_spelling_keeps_its_keyword) {
   EXPECT_EQ(title_of("Proc Title x;x;"), "Title x");
   EXPECT_EQ(title_of("a;x;"), "");
 }

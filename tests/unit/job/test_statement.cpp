@@ -49,7 +49,7 @@ TEST(Getcmd, a_star_between_two_slashes_opens_and_closes_a_comment) {
   EXPECT_EQ(Test_job("x /*/ y;").words(), (Words{"X", "Y"}));
 }
 
-TEST(Getcmd, a_terminator_inside_a_second_comment_ends_the_statement_and_is_fatal) {
+TEST(Kept, terminator_inside_a_second_comment_ends_the_statement) {
   Test_job t;
   EXPECT_EQ(error_of(t, [&] { t.read("a /*b*/ c /* d; e */ f;"); }), "No closing comment string (*/).");
   EXPECT_TRUE(t.listing_has("a /*b*/"));
@@ -71,7 +71,7 @@ TEST(Getcmd, no_terminator) {
             "Length of command exceeded MAXCHR/2 characters.");
 }
 
-TEST(Getcmd, a_deck_that_does_not_end_with_stop) {
+TEST(Kept, deck_that_does_not_end_with_stop_is_fatal) {
   for (const char* deck : {"a;", "a;\n", "a; \n\n"}) {
     Test_job t(deck);
     EXPECT_EQ(error_of(t, [&] { getcmd(t); }), "Length of command exceeded MAXCHR/2 characters.") << deck;
@@ -89,7 +89,7 @@ TEST(Getcmd, a_terminator_at_the_very_end_of_the_text_makes_proc_stop) {
   EXPECT_EQ(text_in_hand(t), "");
 }
 
-TEST(Getcmd, a_statement_without_words_is_fatal) {
+TEST(Kept, statement_without_words_ends_the_job) {
   for (const char* deck : {";", "  ;", " , ,;", "/* only */;", "\n\n ;"}) {
     Test_job t;
     EXPECT_EQ(error_of(t, [&] { t.read(deck); }),
@@ -103,6 +103,32 @@ TEST(Getcmd, the_highest_number_of_words_is_kept) {
   getcmd(t);
   EXPECT_EQ(t.job.status.max_word_used, 3);
   EXPECT_EQ(t.words(), (Words{"D"}));
+}
+
+TEST(Getcmd, an_unended_text_stands_above_its_error) {
+  Test_job t;
+  EXPECT_NE(error_of(t, [&] { t.read("proc title x\nproc stop"); }), "");
+  EXPECT_EQ(t.listing_lines()[0], " INPUT --- proc title x proc stop p ");
+  Test_job again;
+  again.read("a; b");
+  EXPECT_NE(error_of(again, [&] { getcmd(again); }), "");
+  EXPECT_EQ(again.listing_lines()[0], " INPUT --- a;");
+  EXPECT_EQ(again.listing_lines()[1], " INPUT --- a;");
+}
+
+TEST(Getcmd, an_unended_text_that_moved_in_the_buffer_stands_above_its_error) {
+  std::string deck;
+  for (int i = 0; i < 4000; ++i) deck += "1234567890\n";
+  deck += ";\n";
+  for (int i = 0; i < 8000; ++i) deck += "lost text\n";
+  Test_job t(deck);
+  prtcmd(t);
+  const std::size_t echoed = t.listing_lines().size();
+  EXPECT_EQ(error_of(t, [&] { getcmd(t); }), "Length of command exceeded MAXCHR/2 characters.");
+  const Words lines = t.listing_lines();
+  ASSERT_EQ(lines.size(), 2 * echoed + 10 + 2);
+  EXPECT_EQ(lines[2 * echoed].substr(0, 20), " INPUT --- lost text");
+  EXPECT_EQ(lines[2 * echoed + 9].substr(0, 15), " INPUT --- lost");
 }
 
 TEST(Getcmd, words_of_a_longer_statement_do_not_come_back) {

@@ -35,14 +35,14 @@ TEST(Ivalue, integers) {
   EXPECT_EQ(ivalue(t, "2147483647"), 2147483647);
 }
 
-TEST(Ivalue, only_ten_characters_count) {
+TEST(Kept, integers_count_ten_characters) {
   Test_job t;
   EXPECT_EQ(ivalue(t, "12345678901"), 1234567890);
   EXPECT_EQ(ivalue(t, "-1234567890"), -123456789);
   EXPECT_EQ(ivalue(t, "1234567890-"), 1234567890);
 }
 
-TEST(Ivalue, overflow_goes_unreported) {
+TEST(Kept, integers_overflow_unreported) {
   Test_job t;
   EXPECT_EQ(ivalue(t, "9999999999"), 1410065407);  // modulo 2^32
   EXPECT_EQ(ivalue(t, "2147483648"), -2147483647 - 1);
