@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "job/job.h"
+#include "likelihood/blocks/chain2.h"
 #include "likelihood/blocks/history.h"
 #include "likelihood/blocks/rates.h"
 #include "likelihood/pim_table.h"
@@ -46,6 +47,16 @@ class Cell_work {
     block_ = 0;
     used_ = 0;
   }
+
+  /// Tells that from here on all cells come with the same real parameters, so that what follows from them
+  /// alone may be kept from cell to cell, until the next call. Without a call, or with `shared` false,
+  /// nothing is kept.
+  void new_reals(bool shared) {
+    if (++stamp_ == 0) ++stamp_;
+    shared_ = shared;
+  }
+  /// A number that stands for the present set of reals; 0 when they may change from cell to cell.
+  unsigned reals_stamp() const { return shared_ ? stamp_ : 0; }
 
   /// Facts of `histry`: the stored ones when it is record i's own cells; for a made-up history (passed with i
   /// = 1) they are computed into this work area and live until the next call.
@@ -101,8 +112,9 @@ class Cell_work {
   // KEPT: element 1 counts in serial runs (`num_threads` = 1) only; looks wrong, is required.
   std::array<Real, 2> penlty{};
 
-  Power_memo powers;    ///< see blocks/rates.h
-  Pim_fault pim_fault;  ///< of the dry run
+  Power_memo powers;             ///< see blocks/rates.h
+  Chain2_cohorts<Real> cohorts;  ///< see blocks/chain2.h
+  Pim_fault pim_fault;           ///< of the dry run
 
  private:
   static constexpr std::size_t block_size = 1024;
@@ -116,6 +128,8 @@ class Cell_work {
   History_facts made_up_;
   std::vector<Block> blocks_;
   std::size_t block_ = 0, used_ = 0;
+  unsigned stamp_ = 0;
+  bool shared_ = false;
   int fault_history_ = 0;
   std::size_t fault_length_ = 0;
   std::array<char, 255> fault_{};

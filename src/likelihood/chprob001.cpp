@@ -6,7 +6,8 @@
 //               dead:   "0" and "." with 1
 //   an animal lost on capture is followed to its last capture only, any other to the last occasion sampled
 //
-// Phi(c) and p(c + 1) stand in the row of the first capture, column c.
+// Phi(c) and p(c + 1) stand in the row of the first capture, column c. Histories that end in "0" alone, as
+// most do, share the steps of their cohort as long as the reals are the same.
 
 #include "likelihood/blocks/chain2.h"
 #include "likelihood/blocks/rates.h"
@@ -19,15 +20,23 @@ template <class Real>
 void chprob001(const Job& job, Ch_result<Real>& result, History histry, int i, int j, int lost,
                Reals<Real> parm, Cell_work<Real>& work) {
   const History_facts& facts = work.facts_of(i, histry);
+  const auto survives = [&](int c) {
+    return survival(job, work, parm, work.pim(job, 1, 1, 1, j).row(facts.first)[c], c);
+  };
+  const auto seen = [&](char character, int c) {
+    return emission(character, parm[work.pim(job, 2, 1, 1, j).row(facts.first)[c]]);
+  };
+
+  if (facts.ends_in_zeros && !lost && work.reals_stamp() != 0) {
+    const Chain2_cohort<Real>& cohort =
+        work.cohorts.of(j, facts.first, histry.noccas(), work.reals_stamp(), survives, seen);
+    result = Ch_result<Real>::from(cohort.prob(histry, facts.first, facts.last_caught));
+    return;
+  }
   const int last = lost ? facts.lastlc : facts.lastsm;
-  const auto phi_matrix = work.pim(job, 1, 1, 1, j), p_matrix = work.pim(job, 2, 1, 1, j);
-  const auto phi = phi_matrix.row(facts.first), p = p_matrix.row(facts.first);
-
   Chain2<Real> animal;
-  for (int c = facts.first; c < last; ++c)
-    animal.step(survival(job, work, parm, phi[c], c), emission(histry.live(c + 1), parm[p[c]]));
-
-  result = Ch_result<Real>::from(animal.alive + animal.dead);
+  for (int c = facts.first; c < last; ++c) animal.step(survives(c), seen(histry.live(c + 1), c));
+  result = Ch_result<Real>::from(animal.prob());
 }
 
 TARN_CELL_ROUTINE(chprob001)

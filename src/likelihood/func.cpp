@@ -35,6 +35,7 @@ void sum_block(const Job& job, const Likelihood_work& work, Cell_routine<Real> r
   area.out_of_memory = false;
   area.sum = {};
   History_sum<Real> sum;
+  area.cell.new_reals(!work.by_record);
   try {
     if (work.by_record) {
       int newbeta = 1;  // the first record of a thread fills its whole work area
@@ -152,6 +153,7 @@ Evaluation<Real> evaluate(Job& job, Cell_routine<Real> routine, std::span<const 
     result.histories = join(job, areas, sum_on_threads(shared, work, routine, xbeta, areas));
   }
   if (job.model.phase2 != 0 && work.closed_form != Closed_form::none) {
+    main_area.cell.new_reals(false);
     if (work.by_record && job.model.phase1 != 0) reals_of_record_1(job, work, xbeta, main_area.reals);
     main_area.cell.begin();
     result.closed = closed_terms(job, work.closed_form, main_area.reals.reals(), main_area.cell);
@@ -257,6 +259,7 @@ void cell_probabilities(Job& job, std::span<const double> beta, Array2<double>& 
   }
   Thread_area<double>& area = *work.plain[0];
   reals_of_record_1<double>(job, work, beta, area.reals);
+  area.cell.new_reals(!work.by_record);
   const Record_table table(job);
   Ch_result<double> result;
   for (int i = 1; i <= records; ++i) {

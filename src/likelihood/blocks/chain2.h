@@ -1,6 +1,10 @@
 #pragma once
-// The two-state chain: alive, and dead for good.
+// The two-state chain: alive, and dead for good. Step by step, and from a cohort's table.
 
+#include <cstddef>
+#include <vector>
+
+#include "data/encounter.h"
 #include "likelihood/blocks/emission.h"
 
 namespace tarn {
@@ -15,6 +19,61 @@ struct Chain2 {
     dead = (dead + alive * (1.0 - survival)) * seen.dead;
     alive = alive * (survival * seen.alive);
   }
+  Real prob() const { return alive + dead; }
+};
+
+/// One cohort of a group under one set of reals: what each character of each occasion multiplies a living
+/// animal's weight with, and the chance of never being seen again. Histories share them, so a step costs one
+/// product.
+template <class Real>
+struct Chain2_cohort {
+  std::vector<Real> factors;      ///< interval c, character code k: element 4 (c - 1) + k
+  std::vector<Real> never_again;  ///< after a capture on occasion o: element o - 1
+  unsigned made_for = 0;          ///< stamp of the reals
+
+  /// Probability of a history of this cohort from `first` to `last`, its last capture, and of not being seen
+  /// after it.
+  Real prob(History histry, int first, int last) const {
+    Real weight = 1.0;
+    const Real* row = factors.data() + 4 * (first - 1);
+    for (int o = first + 1; o <= last; ++o, row += 4) weight = weight * row[live_code(histry.live(o))];
+    return weight * never_again[static_cast<std::size_t>(last) - 1];
+  }
+};
+
+/// The cohorts of all groups, each made when a history first asks for it.
+template <class Real>
+class Chain2_cohorts {
+ public:
+  /// The cohort of group j with first capture `first`, for the reals that carry `stamp` (not 0). `step(c,
+  /// character)` gives the survival and the emission of interval c. May throw std::bad_alloc in the first
+  /// evaluation.
+  template <class Survival, class Emitted>
+  const Chain2_cohort<Real>& of(int j, int first, int noccas, unsigned stamp, Survival survival,
+                                Emitted emitted) {
+    const std::size_t place = static_cast<std::size_t>(j - 1) * static_cast<std::size_t>(noccas) +
+                              static_cast<std::size_t>(first - 1);
+    if (place >= cohorts_.size()) cohorts_.resize(place + 1);
+    Chain2_cohort<Real>& cohort = cohorts_[place];
+    if (cohort.made_for == stamp) return cohort;
+    const std::size_t size = static_cast<std::size_t>(noccas);
+    cohort.factors.resize(4 * size);
+    cohort.never_again.resize(size);
+    cohort.never_again[size - 1] = 1.0;
+    for (int c = noccas - 1; c >= first; --c) {
+      const Real s = survival(c);
+      Real* row = cohort.factors.data() + 4 * (c - 1);
+      for (const char character : live_characters)
+        row[live_code(character)] = s * emitted(character, c).alive;
+      const std::size_t o = static_cast<std::size_t>(c);
+      cohort.never_again[o - 1] = (1.0 - s) + row[live_code('0')] * cohort.never_again[o];
+    }
+    cohort.made_for = stamp;
+    return cohort;
+  }
+
+ private:
+  std::vector<Chain2_cohort<Real>> cohorts_;
 };
 
 }  // namespace tarn

@@ -1,0 +1,60 @@
+#include "generators.h"
+
+#include <cmath>
+#include <map>
+#include <numbers>
+#include <random>
+
+namespace tarn::bench {
+namespace {
+
+/// Uniform and normal numbers that do not depend on the library's distributions.
+class Source {
+ public:
+  explicit Source(std::uint64_t seed) : bits_(seed) {}
+  double uniform() { return static_cast<double>(bits_() >> 11) * 0x1p-53; }
+  double normal() {  // Box and Muller (1958)
+    const double radius = std::sqrt(-2.0 * std::log(1.0 - uniform()));
+    return radius * std::cos(2.0 * std::numbers::pi * uniform());
+  }
+
+ private:
+  std::mt19937_64 bits_;
+};
+
+}  // namespace
+
+double Live_design::survival_logit(int c) const { return 1.2 + 0.4 * std::sin(1.7 * c); }
+double Live_design::capture(int c) const { return 0.34 + 0.08 * std::cos(1.1 * c); }
+
+std::vector<Live_record> live_recaptures(const Live_design& design) {
+  Source source(design.seed);
+  std::vector<Live_record> records;
+  std::map<std::string, std::vector<int>> folded;
+  for (int animal = 0; animal < design.animals; ++animal) {
+    const int first = animal % (design.occasions - 1) + 1, group = animal % design.groups;
+    Live_record record;
+    record.live.assign(static_cast<std::size_t>(design.occasions), '0');
+    record.live[static_cast<std::size_t>(first) - 1] = '1';
+    record.counts.assign(static_cast<std::size_t>(design.groups), 0);
+    record.counts[static_cast<std::size_t>(group)] = 1;
+    if (design.slope != 0.0) record.covariate = source.normal();
+    for (int c = first; c < design.occasions; ++c) {
+      const double survival =
+          1.0 / (1.0 + std::exp(-design.survival_logit(c) - design.slope * record.covariate));
+      if (source.uniform() >= survival) break;
+      if (source.uniform() < design.capture(c)) record.live[static_cast<std::size_t>(c)] = '1';
+    }
+    if (design.slope != 0.0) {
+      records.push_back(record);
+      continue;
+    }
+    auto& counts = folded[record.live];
+    counts.resize(record.counts.size());
+    ++counts[static_cast<std::size_t>(group)];
+  }
+  for (const auto& [live, counts] : folded) records.push_back({live, counts, 0.0});
+  return records;
+}
+
+}  // namespace tarn::bench
