@@ -72,8 +72,8 @@ void read_covariate_names(Job& job) {
   const int first = first_value(job), last = job.status.lstwrd;
   if (last - first + 1 != job.status.nicovs)
     error(job, "Number of individual covariate names does not match number on PROC CHMATRIX statement.");
-  for (int i = first; i <= last; ++i)
-    job.data.icname[static_cast<std::size_t>(i - first)] = word_as_typed(job, i);
+  // In upper case, as the words of the design matrix that name them.
+  for (int i = first; i <= last; ++i) job.data.icname[static_cast<std::size_t>(i - first)] = word(job, i);
 }
 
 void read_areas(Job& job) {
