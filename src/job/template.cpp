@@ -396,19 +396,28 @@ bool any_colour(std::span<const Item> items) {
   return false;
 }
 
-}  // namespace
+[[noreturn]] void error_of_template(Job& job, std::string_view text, Template_fault fault) {
+  std::string message = "Template \"";
+  message.append(text).append("\": ").append(words_of(fault)).append(".");
+  error(job, message);
+}
 
-namespace detail {
+/// Ends the job when a template made at run time is bad by itself or has no place for the items.
+void require_template(Job& job, std::string_view text, std::span<const Item> items) {
+  std::size_t count = 0;
+  for (const Item& item : items) count += item.many ? item.count : 1;
+  if (const Template_scan result = scan(text, nullptr, count); result.bad())
+    error_of_template(job, text, result.fault);
+}
 
-void put_items(Job& job, Target target, std::string_view text, std::span<const Item> items) {
+/// Writes the lines of an operation, which stand in the work text, to its streams.
+void write_lines(Job& job, Target target, std::string_view text, std::span<const Item> items) {
   const Status_module& status = job.status;
   std::string& out = job.streams.work_text();
-  out.clear();
-  interpret(text, items, false, out);
-  out += '\n';
   const auto write_to = [&](Target one, int number) {
     if ((target.streams & one.streams) != 0) job.streams.write(number, out);
   };
+  out += '\n';
   write_to(listing, status.sysout);
   write_to(residual, status.sysres);
   write_to(samples_text, status.sysmcmccsv);
@@ -421,32 +430,39 @@ void put_items(Job& job, Target target, std::string_view text, std::span<const I
   write_to(screen, status.syscrn);
 }
 
+}  // namespace
+
+namespace detail {
+
+void put_items(Job& job, Target target, std::string_view text, std::span<const Item> items) {
+  std::string& out = job.streams.work_text();
+  out.clear();
+  interpret(text, items, false, out);
+  write_lines(job, target, text, items);
+}
+
 std::string format_items(std::string_view text, std::span<const Item> items) {
   std::string out;
   interpret(text, items, false, out);
   return out;
 }
 
-void require_template(Job& job, std::string_view text, std::span<const Item> items) {
-  std::size_t count = 0;
-  for (const Item& item : items) count += item.many ? item.count : 1;
-  const Template_scan result = scan(text, nullptr, count);
-  Template_fault fault = result.fault;
-  if (!result.bad()) {
-    std::string trial;
-    if (interpret(text, items, false, trial)) return;
-    fault = Template_fault::item_of_another_kind;
-  }
-  std::string message = "Template \"";
-  message.append(text).append("\": ").append(words_of(fault)).append(".");
-  error(job, message);
+std::string format_items_runtime(Job& job, std::string_view text, std::span<const Item> items) {
+  require_template(job, text, items);
+  std::string out;
+  if (!interpret(text, items, false, out)) error_of_template(job, text, Template_fault::item_of_another_kind);
+  return out;
 }
 
 }  // namespace detail
 
 void put_runtime(Job& job, Target target, std::string_view layout, std::span<const Item> items) {
-  detail::require_template(job, layout, items);
-  detail::put_items(job, target, layout, items);
+  require_template(job, layout, items);
+  std::string& out = job.streams.work_text();
+  out.clear();
+  if (!interpret(layout, items, false, out))
+    error_of_template(job, layout, Template_fault::item_of_another_kind);
+  write_lines(job, target, layout, items);
 }
 
 }  // namespace tarn

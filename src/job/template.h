@@ -140,8 +140,7 @@ void template_does_not_fit_its_items();
 
 void put_items(Job& job, Target target, std::string_view text, std::span<const Item> items);
 std::string format_items(std::string_view text, std::span<const Item> items);
-/// Ends the job through `error` when the template is bad or an item is not of its letter's kind.
-void require_template(Job& job, std::string_view text, std::span<const Item> items);
+std::string format_items_runtime(Job& job, std::string_view text, std::span<const Item> items);
 
 }  // namespace detail
 
@@ -169,21 +168,19 @@ void put(Job& job, Target target, Template<std::type_identity_t<Args>...> layout
   detail::put_items(job, target, layout.text(), items);
 }
 
-/// The same with a template made at run time; a bad one, or an item of another kind than its letter, ends the
-/// job through `error`.
-template <class... Args>
-void put_runtime(Job& job, Target target, std::string_view layout, const Args&... args) {
-  const std::array<Item, sizeof...(Args)> items{detail::make_item(args)...};
-  detail::require_template(job, layout, items);
-  detail::put_items(job, target, layout, items);
-}
-
-/// The same for a list of items that is made at run time, each by `item`; what the items refer to must outlive
-/// the call.
-void put_runtime(Job& job, Target target, std::string_view layout, std::span<const Item> items);
+/// The item that prints `value`, for lists of items; what it refers to must outlive the call that prints it.
 template <class T>
 Item item(const T& value) {
   return detail::make_item(value);
+}
+
+/// The same with a template and a list of items made at run time; a bad template, or an item of another kind
+/// than its letter, ends the job through `error`.
+void put_runtime(Job& job, Target target, std::string_view layout, std::span<const Item> items);
+template <class... Args>
+void put_runtime(Job& job, Target target, std::string_view layout, const Args&... args) {
+  const std::array<Item, sizeof...(Args)> items{detail::make_item(args)...};
+  put_runtime(job, target, layout, std::span<const Item>(items));
 }
 
 /// The text that `put` would write, without the last line end; several lines are parted by "\n".
@@ -197,8 +194,7 @@ std::string formatted(Template<std::type_identity_t<Args>...> layout, const Args
 template <class... Args>
 std::string formatted_runtime(Job& job, std::string_view layout, const Args&... args) {
   const std::array<Item, sizeof...(Args)> items{detail::make_item(args)...};
-  detail::require_template(job, layout, items);
-  return detail::format_items(layout, items);
+  return detail::format_items_runtime(job, layout, items);
 }
 
 }  // namespace tarn

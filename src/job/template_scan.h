@@ -1,6 +1,7 @@
 #pragma once
 // The template notation: its tokens and the check of a whole template, both usable while compiling.
 
+#include <algorithm>
 #include <array>
 #include <cstddef>
 #include <string_view>
@@ -110,8 +111,8 @@ struct Template_token {
   std::size_t length = 0;  ///< literal: up to the closing quote, doubled quotes still doubled
 };
 
-inline constexpr int template_depth = 8;         ///< deepest nesting of groups
-inline constexpr int template_largest = 100000;  ///< largest number in a template
+inline constexpr int template_depth = 8;           ///< deepest nesting of groups
+inline constexpr int template_largest = 10000000;  ///< largest number in a template
 
 constexpr Item_kind kind_of_letter(char letter) {
   switch (letter) {
@@ -282,6 +283,7 @@ namespace detail {
 class Template_runs {
  public:
   static constexpr int capacity = 256;
+  static constexpr long long longest = 1'000'000'000'000;  // as good as endless, far from the range's end
   constexpr int size() const { return size_; }
   constexpr Item_kind kind(int r) const { return kinds_[static_cast<std::size_t>(r)]; }
   constexpr long long length(int r) const { return lengths_[static_cast<std::size_t>(r)]; }
@@ -297,7 +299,8 @@ class Template_runs {
     const int last = size_;
     if (last == first) return true;
     if (last == first + 1) {
-      lengths_[static_cast<std::size_t>(first)] *= count;
+      long long& length = lengths_[static_cast<std::size_t>(first)];
+      length = std::min(length, longest / count) * count;
       return true;
     }
     for (int k = 1; k < count; ++k) {

@@ -63,7 +63,7 @@ static_assert(fault_of("(a0)") == number_missing);
 static_assert(fault_of("(l0)") == number_missing);
 static_assert(fault_of("(0(a))") == number_missing);
 static_assert(fault_of("(99999999999a)") == number_too_large);
-static_assert(fault_of("(100001x)") == number_too_large);
+static_assert(fault_of("(10000001x)") == number_too_large);
 static_assert(fault_of("(f2000.1000)") == number_too_large);
 static_assert(fault_of("(g14.7e10)") == number_too_large);
 static_assert(fault_of("(1x a)") == comma_missing);
@@ -108,6 +108,7 @@ static_assert(fault_of("(a,i3,':',200(20f4.0/))", text, integer, floatings) == n
 static_assert(fault_of("(i0,5(a,f5.1))", integer, texts, floating) == none);
 static_assert(fault_of("(300(a,i0))", text) == too_many_parts);
 static_assert(fault_of("(300(a,i0))") == none);
+static_assert(fault_of("(9000000(9000000(9000000(9000000i0))))", integers) == none);
 
 TEST(Template, a_template_without_items_is_written_as_it_stands) {
   EXPECT_EQ(formatted("(1x,'it''s \"so\"')"), " it's \"so\"");
