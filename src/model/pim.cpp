@@ -384,42 +384,4 @@ void set_index_bounds(Job& job) {
                       model.pim2index3upbd, status.ngrps);
 }
 
-namespace {
-
-int packed_position(int i, int j, int n) { return ((2 * n + 1) * i - 2 * (n - j) - i * i) / 2; }
-
-}  // namespace
-
-int lmdex(Job& job, int i, int j) {
-  const int n = job.status.noccas;
-  if (i < 1 || j < i || j > n) {
-    linchk(job, 1);
-    put(job, listing, "(1x,a,i0,a,i0)", "Row=", i, "    Col=", j);
-    put(job, screen, "(1x,a,i0,a,i0)", "Row=", i, "    Col=", j);
-    error(job, "Programming error from LMDEX");
-  }
-  return packed_position(i, j, n);
-}
-
-int lmdexgen(Job& job, int i, int j, int n) {
-  if (i < 1 || j < i || j > n) {
-    linchk(job, 1);
-    put(job, listing, "(1x,a,i0,a,i0,a,i0)", "Row=", i, "    Col=", j, " NCols=", n);
-    put(job, screen, "(1x,a,i0,a,i0,a,i0)", "Row=", i, "    Col=", j, " NCols=", n);
-    error(job, "Programming error from LMDEXGEN");
-  }
-  return packed_position(i, j, n);
-}
-
-int lsdex(Job& job, int i, int j) {
-  const int n = job.status.nstrta;
-  if (i < 1 || j < 1 || i > n || j > n || i == j) {
-    linchk(job, 1);
-    put(job, listing, "(1x,a,i0,a,i0)", "Row=", i, "    Col=", j);
-    put(job, screen, "(1x,a,i0,a,i0)", "Row=", i, "    Col=", j);
-    error(job, "Programming error from LSDEX");
-  }
-  return (i - 1) * (n - 1) + 2 * n + j - (i < j ? 1 : 0);
-}
-
 }  // namespace tarn

@@ -50,11 +50,4 @@ void print_pim2(Job& job, int parameter, int istrta, int jstrta, int group);
 /// Writes every matrix that was given.
 void print_all_pims(Job& job);
 
-/// Position in the packed upper triangle of side `noccas`, 1 <= i <= j <= noccas; other arguments are fatal.
-int lmdex(Job& job, int i, int j);
-/// The same with side n.
-int lmdexgen(Job& job, int i, int j, int n);
-/// Position of the transition from stratum i to stratum j, i different from j; other arguments are fatal.
-int lsdex(Job& job, int i, int j);
-
 }  // namespace tarn

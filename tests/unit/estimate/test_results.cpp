@@ -164,7 +164,7 @@ TEST(Kept, evaluation_line_counts_iterations) {
   ASSERT_NE(line, std::string::npos);
   const int told = std::atoi(result.listing.c_str() + line + 35);
   const std::size_t block = result.listing.rfind("Current Function Value", line);
-  const std::size_t counts = result.listing.rfind('\n', block - 2);
+  const std::size_t counts = result.listing.rfind('\n', block - 3);
   int itn = 0, ifn = 0;
   ASSERT_EQ(std::sscanf(result.listing.c_str() + counts, "%d %d", &itn, &ifn), 2);
   EXPECT_EQ(told, itn);

@@ -1,3 +1,4 @@
+#include "data/records.h"
 #include "model/pim.h"
 
 #include <gtest/gtest.h>
@@ -302,15 +303,15 @@ TEST(Index_helpers, bad_arguments_are_fatal) {
   Test_job t;
   t.job.status.noccas = 4;
   t.job.status.nstrta = 3;
-  EXPECT_EQ(error_of(t, [&] { lmdex(t.job, 3, 2); }), "Programming error from LMDEX");
+  EXPECT_EQ(stop_text([&] { lmdex(t.job, 3, 2); }), "Programming error from LMDEX");
   EXPECT_TRUE(t.listing_has("Row=3    Col=2\n"));
   Test_job u;
-  EXPECT_EQ(error_of(u, [&] { lmdexgen(u.job, 0, 2, 5); }), "Programming error from LMDEXGEN");
+  EXPECT_EQ(stop_text([&] { lmdexgen(u.job, 0, 2, 5); }), "Programming error from LMDEXGEN");
   EXPECT_TRUE(u.listing_has("Row=0    Col=2 NCols=5\n"));
   EXPECT_TRUE(u.screen_has("Row=0    Col=2 NCols=5\n"));
   Test_job v;
   v.job.status.nstrta = 3;
-  EXPECT_EQ(error_of(v, [&] { lsdex(v.job, 2, 2); }), "Programming error from LSDEX");
+  EXPECT_EQ(stop_text([&] { lsdex(v.job, 2, 2); }), "Programming error from LSDEX");
 }
 
 }  // namespace
