@@ -139,7 +139,7 @@ group=1 p rows=4 cols=4 triang constant=2;
 design matrix constraints=2 covariates=3;
 1 weight 0;
 0 0 1;
-blabel(1)=Survival at weight 0;
+blabel(1)=Survival;
 blabel(2)=Slope of weight;
 blabel(3)=Detection;
 rlabel(1)=Survival;
@@ -161,7 +161,7 @@ def unequal_intervals():
     records = "".join(f"{h} {kept[h]};\n" for h in sorted(kept, reverse=True))
     records += "".join(f"{h} -{lost[h]};\n" for h in sorted(lost, reverse=True))
     write("unequal_intervals.deck", f"""/* Intervals of different lengths, an occasion without effort, and animals that were lost at their last capture.
-   Survival is per unit of time: an interval of length 2 is survived with Phi squared.
+   Survival is for a year: an interval of length 2 is survived with Phi squared.
    A point says that no one looked on that occasion. A negative count is a number of animals that died in
    the trap or were not released: they are followed to their last capture only. A history may stand twice, once
    for the kept and once for the lost: the records become one, and the listing says so. */
@@ -174,7 +174,7 @@ model={{Phi(.) p(.)}};
 group=1 Phi rows=5 cols=5 triang constant=1;
 group=1 p rows=5 cols=5 triang constant=2;
 design matrix constraints=2 covariates=2 identity;
-rlabel(1)=Survival per unit of time;
+rlabel(1)=Survival a year;
 rlabel(2)=Detection;
 proc stop;
 """)

@@ -36,6 +36,7 @@ void drot_(const int* n, double* x, const int* incx, double* y, const int* incy,
            const double* s);
 void drotg_(double* a, double* b, double* c, double* s);
 void xerbla_(const char* routine, const int* argument, std::size_t length);
+int ieeeck_(const int* question, const float* zero, const float* one);
 }
 
 namespace {
@@ -49,6 +50,10 @@ thread_local int objected_to = 0;
 // linker takes the library's own unless this one is there already, and every call of the library comes from
 // here.
 void xerbla_(const char*, const int* argument, std::size_t) { objected_to = *argument; }
+
+// Stands in for the library's question whether infinities and NaNs behave. Its own answer divides by zero to find
+// out, and that would be reported as the model's doing.
+int ieeeck_(const int*, const float*, const float*) { return std::numeric_limits<double>::is_iec559 ? 1 : 0; }
 
 namespace tarn {
 
