@@ -170,8 +170,9 @@ TEST(Datatype, links_of_their_own) {
     const std::vector<std::string> names = parmlist(n);
     for (const std::string& name :
          split(std::string(row.log_link) + " " + std::string(row.identity_link), ' '))
-      if (!name.empty())
+      if (!name.empty()) {
         EXPECT_NE(std::find(names.begin(), names.end(), name), names.end()) << n << " " << name;
+      }
   }
   EXPECT_EQ(
       f0, (std::set<int>{5,  7,  18, 22, 23, 33, 35, 36, 39, 40, 44, 45, 49, 51, 52, 55, 57, 58, 61,  63,
