@@ -31,7 +31,8 @@ A deck `name.deck` has a `name.expect` or a `name.listing`, or both. Each deck r
 
 Without `stop` the run must end with "NORMAL EXIT". The exit status is 0 always. A golden listing agrees in text and
 columns; its numbers agree by class: estimates to 1e-6, what comes from variances to 1e-5. Clock, user, host,
-directory, build, threads, evaluation counts, gradients, thresholds and vanishing singular values do not count.
+directory, build, threads, evaluation counts, gradients, thresholds and vanishing singular values do not count. A golden listing with no .expect
+beside it is made without paging.
 """
 
 import argparse
@@ -201,7 +202,7 @@ def check_expectations(pairs, listing, screen, status, folder):
         else:
             faults.append(f"unknown expectation: {word}")
     if not screen.rstrip().endswith(stop_text):
-        ending = screen.rstrip().split("\n")[-1]
+        ending = re.sub(r"[\b]+", " ", screen.rstrip().split("\n")[-1])[-300:]
         faults.append(f"stop text: expected {stop_text!r}, the screen ends with {ending!r}")
     if status != 0:
         faults.append(f"exit status {status}")
@@ -240,7 +241,10 @@ def masked(listing):
             line = re.sub(r"was \S+ for", "was <count> for", line)
         elif line.startswith(" Gradient ") and line.endswith(":"):
             skip = "gradient"
-        elif "Maximum ABS(G)" in line or re.match(r" Threshold .* = ", line):
+        elif line.startswith((" Threshold ", " Numerical Threshold Method ")):
+            # Whether these stand there at all depends on the last digits of the gradient.
+            continue
+        elif "Maximum ABS(G)" in line:
             line = re.sub(r" = .*", " = <value>", line)
         elif line.startswith(" Random Number Seed"):
             line = " Random Number Seed = <seed>"
@@ -348,6 +352,9 @@ def run_deck(binary, deck, threads, update):
         elif word == "first":
             before.append(shlex.split(rest))
     own_command = any(word == "command" for word, _ in pairs)
+    if not pairs:
+        # A golden listing without expectations has no pages: where they break depends on lines that do not count.
+        words.append("lines=0")
     if threads and not own_command and not any(w.lower().startswith("threads=") for w in words):
         words.append(f"threads={threads}")
     folder = Path(tempfile.mkdtemp(prefix="tarn-deck-"))
