@@ -215,7 +215,8 @@ void getcmd(Job& job) {
       continue;
     }
     int q = p;
-    while (!in(is_delimiter, text[q])) ++q;  // the terminator is one
+    while (q <= end && !in(is_delimiter, text[q])) ++q;
+    if (q > end) error(job, "Word of zero length in GETCMD");  // the terminator is a delimiter: never met
     add_word(status, buffer(job, p, std::max(q - 1, p)));
     p = q == p ? q + 1 : q;
     if (p == end) break;

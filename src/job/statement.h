@@ -16,7 +16,8 @@ void prtcmd(Job& job);
 /// Moves the unread text to the front of the buffer and reads more lines.
 void fillsg(Job& job);
 
-/// Word i (from 1) of the statement in hand, upper case; a word that is not there is fatal with the bounds text.
+/// Word i (from 1) of the statement in hand, upper case; a word that is not there is fatal with the bounds
+/// text.
 const std::string& word(Job& job, int i);
 /// The same word as typed.
 const std::string& word_as_typed(Job& job, int i);
