@@ -12,7 +12,7 @@ namespace tarn {
 namespace {
 
 /// Cells of a matrix that can be held; more could only be an error of the deck.
-constexpr std::int64_t most_design_cells = 50'000'000;
+constexpr std::int64_t most_design_cells = 20'000'000;
 constexpr int no_memory = 5020, already_there = 5014;
 constexpr const char* arrays_of_a_design =
     "from memory allocation of DESIGN, LINDEX, RLABEL, BLABEL, SCALEFACTOR, and DESIGNNICVARFLG.";
@@ -147,12 +147,6 @@ void make_arrays(Job& job) {
 }
 
 }  // namespace
-
-int design_function(std::string_view name) {
-  for (std::size_t f = 0; f < dmfuncnames.size(); ++f)
-    if (dmfuncnames[f] == name) return static_cast<int>(f) + 1;
-  return 0;
-}
 
 void filldm(Job& job, int row, int col, int& offset) {
   Model_arrays& model = job.model;

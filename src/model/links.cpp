@@ -310,7 +310,11 @@ void setlink(Job& job) {
 }
 
 void check_links(Job& job) {
-  const Model_arrays& model = job.model;
+  Model_arrays& model = job.model;
+  if (model.nlink != parm_specific && model.nummlogit() > 0) {
+    warn(job, "The LINKS statement has no effect without LINK=PARM-SPECIFIC.");
+    model.linkfuncptr.clear();
+  }
   std::vector<Link_set> sets;
   std::vector<int> set_of;
   find_sets(model, sets, set_of);

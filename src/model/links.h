@@ -71,7 +71,8 @@ int link_code(std::string_view name);
 /// Column 5 of `linkfuncptr`: the position of each member in `fixdex`.
 void find_fixed_members(Job& job);
 
-/// Fatal when a SUMRATIO row stands in no set.
+/// Fatal when a SUMRATIO row stands in no set. Sets that a LINKS statement has made under another LINK= than
+/// PARM-SPECIFIC are dropped with a warning.
 void check_links(Job& job);
 
 /// dp/dx of a link as a function of the real value p, for codes 1 to 6, 10 and 11; any other code is fatal.

@@ -42,8 +42,7 @@ char character_at(std::string_view text, int i) {
   return i >= 1 && i <= static_cast<int>(text.size()) ? text[static_cast<std::size_t>(i - 1)] : ' ';
 }
 
-/// Closes up the blanks round the first colon.
-/// KEPT: one character on each side is dropped unseen, so the deck writes exactly one blank there.
+/// Closes up the blanks round the first colon, which is a word of its own and so has one on each side.
 std::string without_blanks_at_colon(const std::string& description) {
   const int k = position_of(description, ":");
   if (k == 0) return description;

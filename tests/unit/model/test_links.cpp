@@ -138,6 +138,16 @@ TEST(Links, sumratio_row_in_no_set_is_fatal) {
             "SUMRATIO link for real parameter 1 that stands in no set.");
 }
 
+TEST(Links, sets_without_parm_specific_are_dropped) {
+  Link_job t(2, "mlogit(1); mlogit(1);");
+  t.job.model.nlink = 1;
+  setlink(t.job);
+  check_links(t.job);
+  EXPECT_TRUE(t.listing_has(
+      "  * *  WARNING  * *   The LINKS statement has no effect without LINK=PARM-SPECIFIC. \n"));
+  EXPECT_EQ(t.reals({0.0, 0.0}), (std::vector<double>{0.5, 0.5}));
+}
+
 TEST(Links, statement_fills_codes_and_sets) {
   Link_job t(6, "sumratio(2); mlogit(7); logit; clogit(5,3); mlogit(7); Sin;", {5}, {0.1});
   const Model_arrays& model = t.job.model;
