@@ -15,28 +15,44 @@
 #include "likelihood/chprob.h"
 
 namespace tarn {
+namespace {
+
+/// The steps of a cohort's table.
+template <class Real>
+void make_cohort(const Job& job, int first, int noccas, int j, Reals<Real> parm, Cell_work<Real>& work,
+                 Chain2_cohort<Real>& cohort) {
+  const auto phi = work.pim(job, 1, 1, 1, j), p = work.pim(job, 2, 1, 1, j);
+  const auto survives = [&](int c) { return survival(job, work, parm, phi(first, c), c); };
+  const auto seen = [&](char character, int c) { return emission(character, parm[p(first, c)]); };
+  cohort.make(first, noccas, work.reals_stamp(), survives, seen);
+}
+
+/// The chain itself, from the first capture to occasion `last`.
+template <class Real>
+Real step_by_step(const Job& job, History histry, int first, int last, int j, Reals<Real> parm,
+                  Cell_work<Real>& work) {
+  const auto phi = work.pim(job, 1, 1, 1, j), p = work.pim(job, 2, 1, 1, j);
+  Chain2<Real> animal;
+  for (int c = first; c < last; ++c)
+    animal.step(survival(job, work, parm, phi(first, c), c), emission(histry.live(c + 1), parm[p(first, c)]));
+  return animal.prob();
+}
+
+}  // namespace
 
 template <class Real>
 void chprob001(const Job& job, Ch_result<Real>& result, History histry, int i, int j, int lost,
                Reals<Real> parm, Cell_work<Real>& work) {
   const History_facts& facts = work.facts_of(i, histry);
-  const auto survives = [&](int c) {
-    return survival(job, work, parm, work.pim(job, 1, 1, 1, j).row(facts.first)[c], c);
-  };
-  const auto seen = [&](char character, int c) {
-    return emission(character, parm[work.pim(job, 2, 1, 1, j).row(facts.first)[c]]);
-  };
-
   if (facts.ends_in_zeros && !lost && work.reals_stamp() != 0) {
-    const Chain2_cohort<Real>& cohort =
-        work.cohorts.of(j, facts.first, histry.noccas(), work.reals_stamp(), survives, seen);
+    Chain2_cohort<Real>& cohort = work.cohorts.at(j, facts.first, histry.noccas());
+    if (cohort.made_for != work.reals_stamp())
+      make_cohort(job, facts.first, histry.noccas(), j, parm, work, cohort);
     result = Ch_result<Real>::from(cohort.prob(histry, facts.first, facts.last_caught));
-    return;
+  } else {
+    const int last = lost ? facts.lastlc : facts.lastsm;
+    result = Ch_result<Real>::from(step_by_step(job, histry, facts.first, last, j, parm, work));
   }
-  const int last = lost ? facts.lastlc : facts.lastsm;
-  Chain2<Real> animal;
-  for (int c = facts.first; c < last; ++c) animal.step(survives(c), seen(histry.live(c + 1), c));
-  result = Ch_result<Real>::from(animal.prob());
 }
 
 TARN_CELL_ROUTINE(chprob001)

@@ -31,6 +31,25 @@ struct Chain2_cohort {
   std::vector<Real> never_again;  ///< after a capture on occasion o: element o - 1
   unsigned made_for = 0;          ///< stamp of the reals
 
+  /// Fills the tables for intervals `first` to `noccas` - 1. `survival(c)` gives the rate of interval c, and
+  /// `emitted(character, c)` the emission at its end.
+  template <class Survival, class Emitted>
+  void make(int first, int noccas, unsigned stamp, Survival survival, Emitted emitted) {
+    const std::size_t size = static_cast<std::size_t>(noccas);
+    factors.resize(4 * size);
+    never_again.resize(size);
+    never_again[size - 1] = 1.0;
+    for (int c = noccas - 1; c >= first; --c) {
+      const Real s = survival(c);
+      Real* row = factors.data() + 4 * (c - 1);
+      for (const char character : live_characters)
+        row[live_code(character)] = s * emitted(character, c).alive;
+      const std::size_t o = static_cast<std::size_t>(c);
+      never_again[o - 1] = (1.0 - s) + row[live_code('0')] * never_again[o];
+    }
+    made_for = stamp;
+  }
+
   /// Probability of a history of this cohort from `first` to `last`, its last capture, and of not being seen
   /// after it.
   Real prob(History histry, int first, int last) const {
@@ -45,31 +64,12 @@ struct Chain2_cohort {
 template <class Real>
 class Chain2_cohorts {
  public:
-  /// The cohort of group j with first capture `first`, for the reals that carry `stamp` (not 0). `step(c,
-  /// character)` gives the survival and the emission of interval c. May throw std::bad_alloc in the first
-  /// evaluation.
-  template <class Survival, class Emitted>
-  const Chain2_cohort<Real>& of(int j, int first, int noccas, unsigned stamp, Survival survival,
-                                Emitted emitted) {
-    const std::size_t place = static_cast<std::size_t>(j - 1) * static_cast<std::size_t>(noccas) +
-                              static_cast<std::size_t>(first - 1);
+  /// The cohort of group j with first capture `first`; to be `make`d when its stamp is not that of the reals.
+  /// May throw std::bad_alloc when it is met for the first time.
+  Chain2_cohort<Real>& at(int j, int first, int noccas) {
+    const std::size_t place = static_cast<std::size_t>((j - 1) * noccas + first - 1);
     if (place >= cohorts_.size()) cohorts_.resize(place + 1);
-    Chain2_cohort<Real>& cohort = cohorts_[place];
-    if (cohort.made_for == stamp) return cohort;
-    const std::size_t size = static_cast<std::size_t>(noccas);
-    cohort.factors.resize(4 * size);
-    cohort.never_again.resize(size);
-    cohort.never_again[size - 1] = 1.0;
-    for (int c = noccas - 1; c >= first; --c) {
-      const Real s = survival(c);
-      Real* row = cohort.factors.data() + 4 * (c - 1);
-      for (const char character : live_characters)
-        row[live_code(character)] = s * emitted(character, c).alive;
-      const std::size_t o = static_cast<std::size_t>(c);
-      cohort.never_again[o - 1] = (1.0 - s) + row[live_code('0')] * cohort.never_again[o];
-    }
-    cohort.made_for = stamp;
-    return cohort;
+    return cohorts_[place];
   }
 
  private:
