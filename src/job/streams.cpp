@@ -6,6 +6,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cassert>
 #include <cerrno>
 #include <limits>
 #include <system_error>
@@ -164,7 +165,7 @@ void Streams::place(int number, std::unique_ptr<Stream> stream) {
     faults_.resize(count);
   }
   close(number);
-  faults_[static_cast<std::size_t>(number)].clear();
+  faults_[static_cast<std::size_t>(number)] = 0;
   streams_[static_cast<std::size_t>(number)] = std::move(stream);
 }
 
@@ -245,14 +246,14 @@ bool Streams::is_open(int number) const {
 
 bool Streams::close(int number, Close how) {
   Stream* stream = at(number);
-  if (stream == nullptr || stream->closed) return fault(number).empty();
+  if (stream == nullptr || stream->closed) return !failed(number);
   flush(number);
   if (stream->owned) {
     const int fd = std::exchange(stream->fd, -1);
     // The descriptor is gone whatever close tells; the fault may be that of a write that the system had put
     // off.
-    if (::close(fd) != 0 && errno != EINTR && stream->kind == Stream::Kind::output && fault(number).empty()) {
-      faults_[static_cast<std::size_t>(number)] = system_text(errno);
+    if (::close(fd) != 0 && errno != EINTR && stream->kind == Stream::Kind::output && !failed(number)) {
+      faults_[static_cast<std::size_t>(number)] = errno;
     }
     if (how == Close::remove) ::unlink(stream->name.c_str());
   }
@@ -261,7 +262,7 @@ bool Streams::close(int number, Close how) {
   } else {
     streams_[static_cast<std::size_t>(number)].reset();
   }
-  return fault(number).empty();
+  return !failed(number);
 }
 
 void Streams::close_all() {
@@ -289,7 +290,7 @@ void Streams::flush(int number) {
   if (stream == nullptr || stream->kind != Stream::Kind::output || stream->buffer.empty()) return;
   if (const int number_of_fault = stream->drain(stream->buffer); number_of_fault != 0) {
     stream->broken = true;
-    faults_[static_cast<std::size_t>(number)] = system_text(number_of_fault);
+    faults_[static_cast<std::size_t>(number)] = number_of_fault;
   }
   stream->buffer.clear();
 }
@@ -298,10 +299,12 @@ void Streams::flush_all() {
   for (int number = 0; number < count; ++number) flush(number);
 }
 
-const std::string& Streams::fault(int number) const {
-  static const std::string no_fault;
-  if (!in_range(number) || faults_.empty()) return no_fault;
-  return faults_[static_cast<std::size_t>(number)];
+bool Streams::failed(int number) const {
+  return in_range(number) && !faults_.empty() && faults_[static_cast<std::size_t>(number)] != 0;
+}
+
+std::string Streams::fault(int number) const {
+  return failed(number) ? system_text(faults_[static_cast<std::size_t>(number)]) : std::string();
 }
 
 std::string_view Streams::contents(int number) const {
@@ -311,6 +314,7 @@ std::string_view Streams::contents(int number) const {
 }
 
 Piece Streams::read_piece(int number, std::size_t max) {
+  assert(max > 0);
   Piece piece;
   Stream* stream = at(number);
   if (stream == nullptr || stream->kind != Stream::Kind::input) return piece;

@@ -124,7 +124,7 @@ class Streams {
   void flush_all();
   /// System text of the first write on this number that failed since it was opened, also after `close`;
   /// empty: none.
-  const std::string& fault(int number) const;
+  std::string fault(int number) const;
   /// What was written to a memory stream, also after it was closed.
   std::string_view contents(int number) const;
 
@@ -151,9 +151,10 @@ class Streams {
   static constexpr int count = 100;
   static bool in_range(int number) { return number >= 0 && number < count; }
   Stream* at(int number) const;
+  bool failed(int number) const;
   void place(int number, std::unique_ptr<Stream> stream);
   std::vector<std::unique_ptr<Stream>> streams_;
-  std::vector<std::string> faults_;
+  std::vector<int> faults_;  ///< numbers of the system's faults, 0: none
   std::string work_text_;
   std::int32_t subrecord_limit_ = 2147483639;
 };

@@ -8,6 +8,10 @@
 //   a        strings and char; coloured text
 //   l        bool
 //   a range (vector, span, array) of these gives each of its elements to the template in turn
+//
+// Output ends at the first data item that finds no item; what stands before it, line ends in a group *( )
+// included, is written. Items that remain at the end start the template again from its beginning on a new
+// line. Columns passed by nx and tn become blanks only when something stands behind them.
 
 #include <array>
 #include <concepts>
