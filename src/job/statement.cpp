@@ -80,15 +80,14 @@ void add_word(Status_module& status, std::string_view text) {
 /// Closes up the double blanks that stand between position `from` and the end of the statement, and moves
 /// the text behind the statement after it.
 void close_double_blanks(Status_module& status, int from) {
-  char* const text = status.string.data() - 1;
+  const auto at = [&](int p) -> char& { return status.string[static_cast<std::size_t>(p - 1)]; };
   int kept = from;
   for (int p = from + 1; p <= status.lcmded; ++p)
-    if (text[p] != ' ' || text[kept] != ' ') text[++kept] = text[p];
+    if (at(p) != ' ' || at(kept) != ' ') at(++kept) = at(p);
   const int removed = status.lcmded - kept;
   if (removed == 0) return;
-  const int behind = std::max(status.lstchr - status.lcmded, 0);
-  std::memmove(text + kept + 1, text + status.lcmded + 1, static_cast<std::size_t>(behind));
-  std::memset(text + kept + 1 + behind, ' ', static_cast<std::size_t>(removed));
+  const auto end = status.string.begin() + std::max(status.lstchr, status.lcmded);
+  std::fill(std::move(status.string.begin() + status.lcmded, end, status.string.begin() + kept), end, ' ');
   status.lcmded -= removed;
   status.lstchr -= removed;
   status.nxtchr -= removed;
@@ -142,11 +141,11 @@ int end_of_statement(Job& job) {
 
 void fillsg(Job& job) {
   Status_module& status = job.status;
-  char* const text = status.string.data() - 1;
+  char* const text = status.string.data();
   if (status.lstchr > status.nxtchr) {
     const int unread = status.lstchr - status.nxtchr + 1;
-    std::memmove(text + 1, text + status.nxtchr, static_cast<std::size_t>(unread));
-    std::memset(text + unread + 1, ' ', static_cast<std::size_t>(status.lstchr - unread));
+    std::memmove(text, text + status.nxtchr - 1, static_cast<std::size_t>(unread));
+    std::memset(text + unread, ' ', static_cast<std::size_t>(status.lstchr - unread));
     status.nxtchr = 1;
     status.lstchr = unread;
     status.lcmdst = 1;  // the statement in hand has left the buffer
@@ -179,7 +178,7 @@ void fillsg(Job& job) {
     else if (line.back() != ' ' && line.size() < line_piece)
       line.push_back(' ');
     std::replace(line.begin(), line.end(), '\t', ' ');
-    std::memcpy(text + status.lstchr + 1, line.data(), line.size());
+    std::memcpy(text + status.lstchr, line.data(), line.size());
     status.lstchr += static_cast<int>(line.size());
   }
 }
@@ -203,11 +202,11 @@ void getcmd(Job& job) {
   const int end = end_of_statement(job);
   status.lcmdst = status.nxtchr;
   status.lcmded = end;
-  const char* const text = status.string.data() - 1;
+  const auto at = [&](int p) { return status.string[static_cast<std::size_t>(p - 1)]; };
   for (int p = status.nxtchr;;) {
-    while (p < end && in(is_separator, text[p])) ++p;
+    while (p < end && in(is_separator, at(p))) ++p;
     if (p >= end) break;
-    if (text[p] == '/' && text[p + 1] == '*') {
+    if (at(p) == '/' && at(p + 1) == '*') {
       const int close = find(job, "*/", p, end);
       if (close == 0) error(job, "No closing comment string (*/).");
       p = close + 2;
@@ -215,7 +214,7 @@ void getcmd(Job& job) {
       continue;
     }
     int q = p;
-    while (q <= end && !in(is_delimiter, text[q])) ++q;
+    while (q <= end && !in(is_delimiter, at(q))) ++q;
     if (q > end) error(job, "Word of zero length in GETCMD");  // the terminator is a delimiter: never met
     add_word(status, buffer(job, p, std::max(q - 1, p)));
     p = q == p ? q + 1 : q;
