@@ -130,18 +130,15 @@ void read_options(Job& job, bool& identity) {
 
 void make_arrays(Job& job) {
   Model_arrays& model = job.model;
-  const auto refuse = [&](int code) {
-    warnum(job, arrays_of_a_design, code);
-    error(job, code == already_there ? "A second DESIGN MATRIX was specified in one PROC ESTIMATE."
-                                     : "No memory for a design matrix of " + adjustfmt(model.nlogit) +
-                                           " rows and " + adjustfmt(model.ncovs) + " columns.");
-  };
   const std::int64_t cells = static_cast<std::int64_t>(model.nlogit) * model.ncovs;
-  if (cells > most_design_cells || model.ncovs_nlbetas > most_design_cells) refuse(no_memory);
-  if (!model.design.allocate(model.nlogit, model.ncovs) || !model.lindex.allocate(model.nlogit) ||
+  if (cells > most_design_cells || model.ncovs_nlbetas > most_design_cells ||
+      !model.design.allocate(model.nlogit, model.ncovs) || !model.lindex.allocate(model.nlogit) ||
       !model.rlabel.allocate(model.nlogit) || !model.blabel.allocate(model.ncovs_nlbetas) ||
-      !model.scalefactor.allocate(model.ncovs_nlbetas) || !model.designicvarflag.allocate(model.nlogit))
-    refuse(no_memory);
+      !model.scalefactor.allocate(model.ncovs_nlbetas) || !model.designicvarflag.allocate(model.nlogit)) {
+    warnum(job, arrays_of_a_design, no_memory);
+    error(job, "No memory for a design matrix of " + adjustfmt(model.nlogit) + " rows and " +
+                   adjustfmt(model.ncovs) + " columns.");
+  }
   model.scalefactor.fill(1.0);
   model.lindex.fill(model.nlink);
 }
@@ -167,6 +164,12 @@ void filldm(Job& job, int row, int col, int& offset) {
   model.design(row, col) = number;
 }
 
+void check_initial_values(Job& job) {
+  const Model_arrays& model = job.model;
+  if (model.initial_given && static_cast<int>(model.intvals.size()) != model.ncovs_nlbetas)
+    error(job, "Number of initial values does not match the number of beta parameters.");
+}
+
 void default_labels(Job& job) {
   for (int i = 1; i <= job.model.nlogit; ++i) job.model.rlabel(i) = "real " + adjustfmt(i);
   for (int i = 1; i <= job.model.ncovs_nlbetas; ++i) job.model.blabel(i) = "beta " + adjustfmt(i);
@@ -188,8 +191,7 @@ void design_statement(Job& job) {
   model.ncovs_nlbetas = model.ncovs + model.nlbetas;
   if (identity && model.ncovs != model.nlogit)
     error(job, "Identity design matrix specified, but number of columns not equal number of rows.");
-  if (model.initial_given && static_cast<int>(model.intvals.size()) != model.ncovs_nlbetas)
-    error(job, "Number of initial values does not match the number of beta parameters.");
+  check_initial_values(job);
   make_arrays(job);
   default_labels(job);
   model.nicovsused = 0;

@@ -20,6 +20,9 @@ struct Design_work {
 /// warns.
 void design_statement(Job& job);
 
+/// Fatal when INITIAL values were read and their number is not that of the betas.
+void check_initial_values(Job& job);
+
 /// One cell of a row: `row` and `col` of the cell; `offset` is added to the word number of the column and
 /// grows by the words that functions take.
 void filldm(Job& job, int row, int col, int& offset);

@@ -48,8 +48,7 @@ void read_initial(Job& job) {
   for (int i = first_value_word(job); i <= job.status.lstwrd; ++i)
     model.intvals.push_back(value(job, word_as_typed(job, i)));
   model.initial_given = true;
-  if (model.design.present() && static_cast<int>(model.intvals.size()) != model.ncovs_nlbetas)
-    error(job, "Number of initial values does not match the number of beta parameters.");
+  if (model.design.present()) check_initial_values(job);
 }
 
 /// True when the statement in hand is the PROC STOP that the reader makes up behind the last one of the deck.

@@ -188,6 +188,7 @@ void choose_start(Job& job, const Fit& fit) {
   Model_arrays& model = job.model;
   constexpr int poisson_resight = 115;
   if (model.initial_given) {
+    // KEPT: the values belong to the scaled columns, not to the design as typed.
     for (int i = 1; i <= model.ncovs_nlbetas; ++i)
       if (model.bindex(i) > 0) model.betast(i) = model.intvals[at(i - 1)];
   } else if (model.nlink <= sin_link || job.status.dattyp == poisson_resight) {

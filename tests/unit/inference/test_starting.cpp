@@ -48,6 +48,22 @@ TEST(Starting, initial_values_of_estimated_betas_only) {
   EXPECT_EQ(betast(t.job), (std::vector<double>{0.5, 0.0, -0.25}));
 }
 
+TEST(Kept, initial_values_belong_to_the_scaled_columns) {
+  Model_job t;
+  t.read_design("design matrix constraints=1 covariates=1; 1000;");
+  t.set_up();
+  scale_columns(t.job);
+  t.job.model.initial_given = true;
+  t.job.model.intvals = {0.5};
+  choose_start(t.job, no_fit());
+  EXPECT_EQ(betast(t.job), (std::vector<double>{0.5}));
+  // 0.5 times 1000 times 1/1000, not 500.
+  t.job.model.nlink = 6;
+  setlink(t.job);
+  recompute_reals(t.job, 1, betast(t.job));
+  EXPECT_DOUBLE_EQ(t.job.model.parm(1), 0.5);
+}
+
 TEST(Starting, links_confined_to_0_to_1_start_at_one_value) {
   for (int link : {1, 2, 3, 4}) {
     Model_job t;

@@ -198,6 +198,16 @@ std::vector<int> links_of(const Sizes& sizes, int nlink, int size, const std::ve
   return {t.job.model.lindex.begin(), t.job.model.lindex.end()};
 }
 
+/// The link of one real parameter that stands in the matrices of all parameters, under LINK=LOGIT.
+std::vector<int> links_of_all_parameters(int dattyp) {
+  Sizes sizes;
+  sizes.dattyp = dattyp;
+  std::vector<std::string> pims;
+  for (const std::string& name : parmlist(dattyp))
+    pims.push_back("group=1 " + name + " rows=1 cols=1 square constant=1;");
+  return links_of(sizes, 1, 1, pims);
+}
+
 TEST(Setlink, log_on_an_open_model_is_log_everywhere) {
   EXPECT_EQ(links_of({}, 5, 2,
                      {"group=1 Phi rows=3 cols=3 triang constant=1;",
@@ -246,16 +256,14 @@ TEST(Setlink, identity_of_the_immigration_model) {
       (std::vector<int>{1, 6, 5, 5, 5}));
 }
 
-TEST(Setlink, types_without_an_override) {
-  for (int dattyp : {163, 183}) {
-    Sizes sizes;
-    sizes.dattyp = dattyp;
-    Model_job probe(sizes);
-    std::vector<std::string> pims;
-    for (const std::string& name : probe.job.data.parameterlist)
-      pims.push_back("group=1 " + name + " rows=1 cols=1 square constant=1;");
-    EXPECT_EQ(links_of(sizes, 1, 1, pims), (std::vector<int>{1})) << dattyp;
-  }
+TEST(Kept, full_robust_pradel_types_163_and_165_have_no_log_override) {
+  for (int dattyp : {163, 165}) EXPECT_EQ(links_of_all_parameters(dattyp), (std::vector<int>{1})) << dattyp;
+  EXPECT_EQ(links_of_all_parameters(166), (std::vector<int>{5}));
+}
+
+TEST(Setlink, types_outside_of_5_to_182_have_no_override) {
+  for (int dattyp : {1, 4, 183, 185})
+    EXPECT_EQ(links_of_all_parameters(dattyp), (std::vector<int>{1})) << dattyp;
 }
 
 TEST(Setlink, parm_specific_touches_nothing) {
