@@ -142,7 +142,8 @@ int end_of_statement(Job& job) {
 void fillsg(Job& job) {
   Status_module& status = job.status;
   char* const text = status.string.data();
-  if (status.lstchr > status.nxtchr) {
+  // One character left, or none, stays where it is, unless no line would fit behind it.
+  if (status.lstchr > status.nxtchr || status.lstchr > refill_bound) {
     const int unread = status.lstchr - status.nxtchr + 1;
     std::memmove(text, text + status.nxtchr - 1, static_cast<std::size_t>(unread));
     std::memset(text + unread, ' ', static_cast<std::size_t>(status.lstchr - unread));
@@ -153,8 +154,7 @@ void fillsg(Job& job) {
   }
   // At the end of the file the line buffer still holds the line before it, and its first character is
   // appended once more. A deck that ends with a STOP statement never sees this tail.
-  std::string line(1, ' ');
-  bool line_goes_on = false;
+  std::string& line = status.line_buffer;
   while (status.eof == 0 && status.lstchr <= refill_bound) {
     const Piece piece = job.streams.read_piece(status.sysin, line_piece);
     if (piece.end == Piece_end::end_of_file || piece.end == Piece_end::fault) {
@@ -162,8 +162,8 @@ void fillsg(Job& job) {
       if (piece.end == Piece_end::end_of_file) status.eof = 1;
     } else {
       // A line of exactly one full piece ends with that piece: no empty line follows it.
-      const bool rest_is_empty = line_goes_on && piece.text.empty();
-      line_goes_on = piece.end == Piece_end::more;
+      const bool rest_is_empty = status.line_goes_on && piece.text.empty();
+      status.line_goes_on = piece.end == Piece_end::more;
       if (rest_is_empty) continue;
       line.assign(piece.text.empty() ? std::string_view(" ") : piece.text);
     }

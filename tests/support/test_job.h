@@ -43,6 +43,8 @@ class Test_job {
     status.string.assign(fresh.string.size(), ' ');
     status.lstchr = status.lcmded = status.lstwrd = status.eof = 0;
     status.nxtchr = status.lcmdst = 1;
+    status.line_buffer = fresh.line_buffer;
+    status.line_goes_on = false;
     job.streams.open_memory_input(status.sysin, std::string(deck));
   }
 

@@ -197,6 +197,19 @@ TEST(Fillsg, the_tail_at_the_end_of_the_file_is_the_first_character_of_the_last_
   EXPECT_EQ(tail_of("proc stop; \n\r\n"), "   ");
 }
 
+TEST(Fillsg, the_end_of_the_file_may_be_met_by_a_later_call) {
+  // Seventeen full pieces fill the buffer; only the next call reads what follows them.
+  const std::string first(static_cast<std::size_t>(17 * 4096 - 1), 'x');
+  Test_job t;
+  t.job.status.noecho = 1;
+  t.read(first + ";\n");
+  EXPECT_EQ(t.job.status.eof, 0);
+  EXPECT_EQ(error_of(t, [&] { getcmd(t); }), "Length of command exceeded MAXCHR/2 characters.");
+  EXPECT_EQ(t.job.status.eof, 1);
+  EXPECT_EQ(t.job.status.string.substr(0, 3), "x  ");  // the tail
+  EXPECT_EQ(t.job.status.lstchr, 2);
+}
+
 TEST(Fillsg, no_more_is_read_than_the_buffer_takes) {
   Test_job t;
   std::string deck;
@@ -208,6 +221,19 @@ TEST(Fillsg, no_more_is_read_than_the_buffer_takes) {
   for (int i = 0; i < 100; ++i) {
     getcmd(t);
     ASSERT_EQ(word(t, 1), std::string(4095, 'X'));
+  }
+}
+
+TEST(Fillsg, a_statement_may_end_with_the_full_buffer) {
+  for (const int left : {0, 1, 2}) {
+    const std::string first(static_cast<std::size_t>(17 * 4096 - 1 - left), 'x');
+    Test_job t(first + ";" + std::string(static_cast<std::size_t>(left), 'y') + "\nnext; proc stop;\n");
+    t.job.status.noecho = 1;
+    EXPECT_EQ(t.job.status.lstchr - t.job.status.lcmded, left);
+    getcmd(t);
+    EXPECT_EQ(t.words(), (Words{std::string(static_cast<std::size_t>(left), 'Y') + "NEXT"}));
+    getcmd(t);
+    EXPECT_EQ(t.words(), (Words{"PROC", "STOP"}));
   }
 }
 
