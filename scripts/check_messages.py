@@ -46,7 +46,7 @@ def main():
             inner = re.sub(r'"\s*\n\s*"', "", inner)
             for piece in literal.findall(inner):
                 piece = words_of(piece)
-                if len(piece) < 14 or " " not in piece or piece.startswith("("):
+                if len(piece) < 14 or " " not in piece or piece.startswith(("(", "from memory", "No memory", "Not enough memory")):
                     continue
                 count += 1
                 name = path.relative_to(root)

@@ -17,7 +17,10 @@ struct Pim_view {
 
   Pim_view() = default;
   explicit Pim_view(const Pim& pim)
-      : before(pim.cells.data() - 1), nrows(pim.nrows), ncols(pim.ncols), square(pim.shape == "SQUARE") {}
+      : before(pim.cells.empty() ? nullptr : pim.cells.data() - 1),
+        nrows(pim.nrows),
+        ncols(pim.ncols),
+        square(pim.shape == "SQUARE") {}
 
   bool given() const { return nrows > 0; }
   /// row(r)[c] is the number of the real parameter in row r, column c. A SQUARE matrix with fewer rows is
