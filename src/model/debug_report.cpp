@@ -4,6 +4,7 @@
 #include <string>
 #include <vector>
 
+#include "job/array.h"
 #include "job/fault.h"
 #include "job/report.h"
 #include "job/template.h"
@@ -82,7 +83,7 @@ void debug_before_fit(Job& job, std::span<const double> start) {
   std::vector<double> zeros;
   updatedm<double>(job, 1, start, work, report_values(job, zeros));
   Array2<double> values;
-  if (!values.allocate(job.model.nlogit, job.model.ncovs)) error(job, "No memory for the design matrix.");
+  if (!values.allocate(job.model.nlogit, job.model.ncovs)) error_of_absent_array(job, "DESIGN");
   evaluated_design(job, work, values);
   linchk(job, 1);
   put(job, listing, "(1x,a)", "Design Matrix Values:");

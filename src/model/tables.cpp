@@ -85,7 +85,7 @@ void fill_partials(Job& job, std::span<double> x, Array2<double>& partials) {
   std::vector<double> zeros;
   if (const char* fault = updatedm<double>(job, 1, x, work, report_values(job, zeros))) error(job, fault);
   Array2<double> values;
-  if (!values.allocate(job.model.nlogit, job.model.ncovs)) error(job, "No memory for the design matrix.");
+  if (!values.allocate(job.model.nlogit, job.model.ncovs)) error_of_absent_array(job, "DESIGN");
   evaluated_design(job, work, values);
   for (int r = 1; r <= model.nlogit; ++r) {
     if (differences[static_cast<std::size_t>(r)] || model.fixpar(r)) continue;
