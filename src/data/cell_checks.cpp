@@ -14,7 +14,6 @@ namespace {
 bool captured(char live) { return live != '.' && live != '0'; }
 bool digit(char c) { return c >= '0' && c <= '9'; }
 
-constexpr std::string_view not_a_release = " Initial encounter was not a release: ";
 constexpr std::string_view live_after_dead = " Live recaptures after a dead recovery: ";
 constexpr std::string_view two_recoveries = " More than one dead recovery in the encounter history: ";
 constexpr std::string_view barker_not_live = " Barker data with first encounter not a live capture: ";
@@ -172,9 +171,13 @@ bool has_dead_columns(const Datatype& row) {
 
 }  // namespace
 
-void record_fault(Job& job, int n, std::string_view message, std::string_view history) {
+void put_record_number(Job& job, int n) {
   linchk(job, 1);
   put(job, listing | screen, "(1x,a,i5)", "Error around encounter history number ", n);
+}
+
+void record_fault(Job& job, int n, std::string_view message, std::string_view history) {
+  put_record_number(job, n);
   std::string text = "History number " + adjustfmt(n);
   if (!message.empty() && message.front() != ' ') text += ' ';
   text += message;

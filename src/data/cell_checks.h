@@ -11,6 +11,11 @@
 
 namespace tarn {
 
+inline constexpr std::string_view not_a_release = " Initial encounter was not a release: ";
+
+/// The line that stands before every fault of record n.
+void put_record_number(Job& job, int n);
+
 /// Reports a fault of record n: "Error around encounter history number", then, fatal, "History number n", the
 /// message and the text behind it (the history as typed, or nothing).
 [[noreturn]] void record_fault(Job& job, int n, std::string_view message, std::string_view history = {});

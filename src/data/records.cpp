@@ -42,23 +42,13 @@ bool alphabet_holds(Job& job, int n, std::string_view typed) {
   const std::string_view strata = trimmed(job.data.strata);
   const std::size_t foreign = typed.find_first_not_of(strata);
   if (foreign == std::string_view::npos) return true;
-  linchk(job, 3);
-  put(job, listing | screen, "(1x,a,i5)", "Error around encounter history number ", n);
+  put_record_number(job, n);
+  linchk(job, 2);
   put(job, listing | screen, "(1x,a,a,a)", "The character \"", typed.substr(foreign, 1),
       "\" was found in the encounter history.");
   put(job, listing | screen, "(1x,a,a,a)", " Encounter history must consist of only these characters: \"",
       strata, "\"");
   return false;
-}
-
-/// Makes room for the counts of locations of record r.
-void hold_locations(Job& job, int r) {
-  Data_module& data = job.data;
-  if (data.nlocations.present() && r <= data.nlocations.extent()) return;
-  const long long room = std::min<long long>(2147483647LL, std::max<long long>(64, 2LL * r));
-  if (data.nlocations.resize(room) && data.ninside.resize(room)) return;
-  warn_of_allocation(job, "from memory allocation of NLOCATIONS and NINSIDE.", Allocation::no_memory);
-  error_of_absent_array(job, "NLOCATIONS");
 }
 
 void read_locations(Job& job, int n, int r) {
@@ -84,8 +74,7 @@ Release release_of(Job& job, int n, const Datatype& row, std::string_view typed)
   Release at{first1(cells), last1(cells), 1};
   if (at.first == 0) record_fault(job, n, " Animal was never released: ", typed);
   at.layer = stratum_position(job, row, cells.live(at.first));
-  if (at.layer < 1 || at.layer > stratum_limit(job, row))
-    record_fault(job, n, " Initial encounter was not a release: ", typed);
+  if (at.layer < 1 || at.layer > stratum_limit(job, row)) record_fault(job, n, not_a_release, typed);
   if (row.stratum_limit == Stratum_limit::doubled_and_events && at.layer > 2 * job.status.nstrta)
     at.layer -= job.status.nstrta;
   return at;
@@ -109,6 +98,15 @@ void add_count(Job& job, int n, const Datatype& row, int r, int group, const Rel
 }
 
 }  // namespace
+
+void hold_locations(Job& job, int r) {
+  Data_module& data = job.data;
+  if (data.nlocations.present() && r <= data.nlocations.extent()) return;
+  const long long room = std::min<long long>(2147483647LL, std::max<long long>(64, 2LL * r));
+  if (data.nlocations.resize(room) && data.ninside.resize(room)) return;
+  warn_of_allocation(job, "from memory allocation of NLOCATIONS and NINSIDE.", Allocation::no_memory);
+  error_of_absent_array(job, "NLOCATIONS");
+}
 
 int oindex(Job& job) {
   Encounter_store& encounters = job.data.encounters;
@@ -181,6 +179,7 @@ void read_record(Job& job, Data_procedure& procedure) {
 
   float total = 0.0f;
   for (const float count : encounters.observed(r)) total += count;
+  // KEPT: a record of losses alone warns, too; the rule looks at the animals that were released.
   if (total == 0.0f)
     warn(job, "History number " + adjustfmt(n) + " has zero values for all groups.  Mistake to be fixed?");
 }

@@ -22,6 +22,9 @@ struct Data_procedure {
 /// these cells, or a new one; with them: a new one. A full store is fatal.
 int oindex(Job& job);
 
+/// Makes room for the counts of locations of record r: they grow with the records. Fatal without memory.
+void hold_locations(Job& job, int r);
+
 /// Reads the statement in hand as one encounter history with its counts and covariates.
 void read_record(Job& job, Data_procedure& procedure);
 

@@ -76,19 +76,22 @@ void read_covariate_names(Job& job) {
   for (int i = first; i <= last; ++i) job.data.icname[static_cast<std::size_t>(i - first)] = word(job, i);
 }
 
+void allocate_areas(Job& job) {
+  job.data.areas.free();
+  if (!allocate(job, "from memory allocation of AREAS.", job.data.areas, job.status.ngrps))
+    error_of_absent_array(job, "AREAS");
+}
+
 void read_areas(Job& job) {
   const int first = first_value(job), last = job.status.lstwrd;
   if (last - first + 1 != job.status.ngrps)
     error(job, "Number of areas specified does not match number of groups.");
-  Array1<double>& areas = job.data.areas;
-  areas.free();
-  if (!allocate(job, "from memory allocation of AREAS.", areas, job.status.ngrps))
-    error_of_absent_array(job, "AREAS");
+  allocate_areas(job);
   for (int i = first; i <= last; ++i) {
     const double area = value(job, word(job, i));
     if (area == 0.0) error(job, "Area cannot be equal to zero.");
     if (!(area > 0.0)) error(job, "Area cannot be negative.");
-    areas(i - first + 1) = area;
+    job.data.areas(i - first + 1) = area;
   }
 }
 

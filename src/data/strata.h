@@ -19,4 +19,7 @@ void read_group_label(Job& job);
 void read_covariate_names(Job& job);
 void read_areas(Job& job);
 
+/// `areas` for every group, each 0 at first; fatal without memory.
+void allocate_areas(Job& job);
+
 }  // namespace tarn

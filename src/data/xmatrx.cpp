@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <limits>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -64,6 +65,7 @@ void first_pass(Job& job) {
     if (option == "EVENTSP") target = &status.neventsp;
     if (target != nullptr) {
       *target = value_behind(job, i);
+      // KEPT: the last keyword that asks for layers decides, even when one before it asked for more.
       if (option.starts_with("EVENTS")) extra = *target, extra_is_strata = false;
       i += 3;
       continue;
@@ -83,7 +85,8 @@ void first_pass(Job& job) {
   require_not_negative(job, "OCCASIONS", status.noccas);
   require_not_negative(job, "GROUPS", status.ngrps);
   require_not_negative(job, "ICOVAR", status.nicovs);
-  status.nstrtaplus = (extra_is_strata ? status.nstrta : extra) + status.nstrta;
+  const long long layers = static_cast<long long>(extra_is_strata ? status.nstrta : extra) + status.nstrta;
+  status.nstrtaplus = static_cast<int>(std::clamp<long long>(layers, 0, std::numeric_limits<int>::max()));
 }
 
 void allocate_data(Job& job) {
@@ -208,6 +211,7 @@ void read_options(Job& job, Data_procedure& procedure) {
       else if (option == "DEBUG")
         status.debug = 1;
       else if (option != "ICUSERSPECIFIED")
+        // KEPT: THREADS= was taken by the first pass; here each of its three words warns as unknown.
         warn(job, "The chproc option \"" + option + "\" was not recognized.");
     }
     i += step;
@@ -244,10 +248,7 @@ void allocate_family_arrays(Job& job) {
       break;
   }
   if (row.nstarstate) allocate(job, "from memory allocation of NSTARSTATE.", shaped(data.nstarstate, k, g));
-  // The counts of locations grow with the records; a first piece tells whether there is memory at all.
-  if (row.density)
-    allocate(job, "from memory allocation of NLOCATIONS and NINSIDE.", shaped(data.nlocations, 64),
-             shaped(data.ninside, 64));
+  if (row.density) hold_locations(job, 1);
 }
 
 void name_groups(Job& job) {
@@ -385,8 +386,7 @@ void report_tabulation(Job& job) {
 void complete_areas(Job& job) {
   if (!datatype(job.status.dattyp).density || job.data.areas.present()) return;
   warn(job, "No AREAS statement was found. The area of every group is taken as 1.");
-  if (!allocate(job, "from memory allocation of AREAS.", job.data.areas, job.status.ngrps))
-    error_of_absent_array(job, "AREAS");
+  allocate_areas(job);
   job.data.areas.fill(1.0);
 }
 

@@ -177,6 +177,12 @@ TEST(Records, negative_counts_are_losses) {
   EXPECT_TRUE(t.warned("History number 1 has zero values for all groups.  Mistake to be fixed?"));
 }
 
+TEST(Kept, losses_alone_are_told_as_zero_values) {
+  const Data_job t(live, "1100 -2;");
+  EXPECT_TRUE(t.warned("History number 1 has zero values for all groups.  Mistake to be fixed?"));
+  EXPECT_EQ(t.lost(1), 2.0f);
+}
+
 TEST(Records, the_dead_cannot_be_lost_on_capture) {
   const Data_job burnham("occasions=2 groups=1 hist=9 etype=BOTH", "1001 -5; 1010 -1;");
   EXPECT_EQ(burnham.observed(1), 5.0f);

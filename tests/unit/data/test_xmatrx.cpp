@@ -110,6 +110,23 @@ TEST(Data_procedure, unknown_options_warn_word_by_word) {
   EXPECT_EQ(t.warnings(), 6);
 }
 
+TEST(Kept, threads_on_the_data_statement_warns_thrice) {
+  const Data_job t(std::string(live) + " threads=1", "1100 1;");
+  EXPECT_EQ(t.fault, "");
+  EXPECT_EQ(t.job.status.num_threads, 1);
+  EXPECT_EQ(t.warnings(), 3);
+}
+
+TEST(Kept, last_keyword_sizes_the_tabulation) {
+  const auto layers = [](const std::string& options) {
+    return Data_job("occasions=3 groups=1 hist=9 strata=2 etype=MSUNCBARKER " + options, "")
+        .data()
+        .u.extent(3);
+  };
+  EXPECT_EQ(layers("eventsp=3 events=1"), 3);
+  EXPECT_EQ(layers("events=1 eventsp=3"), 5);
+}
+
 TEST(Data_procedure, options_without_a_value) {
   const Data_job t(std::string(live) + " icmeans standardize icuserspecified", "1100 1;");
   EXPECT_EQ(t.warnings(), 0);
