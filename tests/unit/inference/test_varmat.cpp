@@ -1,0 +1,287 @@
+// The four variance procedures and the Jacobian's count.
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <fstream>
+#include <sstream>
+
+#include "inference/varmat.h"
+#include "support/model_builder.h"
+
+namespace tarn {
+namespace {
+
+std::size_t triangle(std::size_t n) { return n * (n + 1) / 2; }
+
+/// Phi and p constant over 3 occasions, reals are betas.
+Model_builder constant_model(int link = 6) {
+  Model_builder m(1, 3);
+  for (int q = 1; q <= 2; ++q) m.pim(q, 1, "TRIANG", 2, 2, [q](int, int) { return q; });
+  m.job().model.nlink = link;
+  return m;
+}
+
+void set_releases(Model_builder& m, const std::vector<float>& released, const std::vector<float>& lost) {
+  Data_module& data = m.job().data;
+  const int n = static_cast<int>(released.size());
+  ASSERT_TRUE(data.u.allocate(n, 1, 1) && data.ul.allocate(n, 1, 1));
+  for (int f = 1; f <= n; ++f) {
+    data.u(f, 1, 1) = released[static_cast<std::size_t>(f) - 1];
+    data.ul(f, 1, 1) = lost[static_cast<std::size_t>(f) - 1];
+  }
+}
+
+TEST(Varmat, packed_places_run_down_the_columns_of_the_lower_triangle) {
+  std::size_t place = 0;
+  for (int j = 1; j <= 4; ++j)
+    for (int i = j; i <= 4; ++i) EXPECT_EQ(packed_place(i, j, 4), place++);
+  const std::vector<double> full = expand(std::vector<double>{1, 2, 3, 4, 5, 6}, 3);
+  EXPECT_EQ(full, (std::vector<double>{1, 2, 3, 2, 4, 5, 3, 5, 6}));
+}
+
+TEST(Varmat, second_partials_are_the_stencil_in_many_digits) {
+  std::ifstream file(std::string(TARN_TEST_DATA) + "/second_partials.txt");
+  ASSERT_TRUE(file);
+  struct Case {
+    std::string name;
+    int occasions = 0, phi_link = 0, p_link = 0;
+    std::vector<std::tuple<std::string, float, float>> records;
+    std::vector<double> beta;
+    std::vector<std::tuple<int, int, double>> h;
+  };
+  std::vector<Case> cases;
+  for (std::string line, kind; std::getline(file, line);) {
+    std::istringstream words(line);
+    words >> kind;
+    if (kind == "case") {
+      Case c;
+      words >> c.name >> c.occasions >> c.phi_link >> c.p_link;
+      cases.push_back(c);
+    } else if (kind == "record") {
+      std::string live;
+      float count = 0, lost = 0;
+      words >> live >> count >> lost;
+      cases.back().records.emplace_back(live, count, lost);
+    } else if (kind == "beta") {
+      words >> cases.back().beta.emplace_back();
+    } else {
+      int i = 0, j = 0;
+      double value = 0;
+      words >> i >> j >> value;
+      cases.back().h.emplace_back(i, j, value);
+    }
+  }
+  ASSERT_EQ(cases.size(), 2U);
+  for (const Case& c : cases) {
+    Model_builder m(1, c.occasions);
+    for (const auto& [live, count, lost] : c.records) m.record(live, {count}, {lost});
+    m.time_pims();
+    const int n = c.occasions - 1;
+    for (int i = 1; i <= n; ++i) {
+      m.link(i, c.phi_link);
+      m.link(n + i, c.p_link);
+    }
+    m.finish();
+    std::vector<double> h(triangle(c.beta.size()));
+    m.job().model.vartyp = 4;
+    varmat(m.job(), c.beta, h);
+    const int size = static_cast<int>(c.beta.size());
+    ASSERT_EQ(c.h.size(), h.size());
+    const auto ours = [&](int i, int j) { return h[packed_place(i, j, size)]; };
+    for (const auto& [i, j, value] : c.h)
+      EXPECT_NEAR(ours(i, j), value, 1e-8 * std::sqrt(std::abs(ours(i, i) * ours(j, j))))
+          << c.name << ", betas " << i << ", " << j;
+  }
+}
+
+TEST(Varmat, one_beta) {
+  Model_builder m(1, 2);
+  m.pim(1, 1, "SQUARE", 1, 1, [](int, int) { return 1; });
+  m.pim(2, 1, "SQUARE", 1, 1, [](int, int) { return 2; });
+  m.record("11", {30.0F});
+  m.record("10", {70.0F});
+  m.job().model.nlink = 6;
+  m.fix(2, 1.0);
+  m.design(1);
+  m.cell(1, 1, 1.0);
+  m.finish();
+  std::vector<double> h(1);
+  varmat(m.job(), std::vector{0.3}, h);
+  EXPECT_NEAR(h[0], 100.0 / (0.3 * 0.7), 1e-9);
+  EXPECT_NEAR(m.job().model.cellpr(2, 1), 0.7, 1e-15);
+  EXPECT_EQ(m.job().model.cellprlost(1, 1), 0.0);
+  EXPECT_TRUE(m.test.screen_has("100% done."));
+}
+
+TEST(Kept, second_partials_of_a_beta_of_minus_one) {
+  Model_builder m(1, 4);
+  m.record("1011", {3.0F});
+  m.record("1100", {5.0F});
+  m.record("0110", {2.0F});
+  m.time_pims();
+  m.finish();
+  std::vector<double> x{0.5, 0.25, -1.0, 0.125, 0.0, -0.5}, h(triangle(6));
+  varmat(m.job(), x, h);
+  const std::vector<double> full = expand(h, 6);
+  for (std::size_t i = 0; i < 6; ++i)
+    for (std::size_t j = 0; j < 6; ++j)
+      EXPECT_EQ(std::isnan(full[i * 6 + j]), i == 2 || j == 2) << i << " " << j;
+}
+
+TEST(Varmat, rounding_above_one_has_no_derivative) {
+  // 1 - Phi + Phi (1 - p) is 1 in exact arithmetic when p = 0; a violation of rounding size must not weigh
+  // 1e6.
+  Model_builder m = constant_model(1);
+  m.record("100", {50.0F});
+  m.record("110", {50.0F});
+  m.finish();
+  std::vector<double> h(3);
+  varmat(m.job(), std::vector{0.3, -40.0}, h);
+  for (const double element : h) EXPECT_LT(std::abs(element), 1e3);
+}
+
+TEST(Varmat, hessian_is_half_of_the_multiplied_factors) {
+  Model_builder m = constant_model();
+  m.record("111", {1.0F});
+  m.finish();
+  m.job().model.vartyp = 1;
+  // L = (1 0; 0.5 1), D = (4, 3): A = (4 2; 2 4).
+  std::vector<double> h{4.0, 0.5, 3.0};
+  varmat(m.job(), std::vector{0.5, 0.5}, h);
+  EXPECT_EQ(h, (std::vector<double>{2.0, 1.0, 2.0}));
+  std::vector<double> nothing(3);  // what an optimizer without derivatives leaves
+  varmat(m.job(), std::vector{0.5, 0.5}, nothing);
+  EXPECT_EQ(nothing, std::vector<double>(3));
+}
+
+TEST(Varmat, observed_information_by_hand) {
+  Model_builder m = constant_model();
+  m.record("110", {6.0F});
+  m.record("011", {0.0F}, {4.0F});
+  m.finish();
+  m.job().model.vartyp = 2;
+  const double s = 0.75, p = 0.5;
+  std::vector<double> h(3);
+  varmat(m.job(), std::vector{s, p}, h);
+  // "110": s p (1 - s p); "011" lost: s p.
+  const double prob = s * p * (1 - s * p), ds = p - 2 * s * p * p, dp = s - 2 * s * s * p;
+  EXPECT_NEAR(h[0], 6 * ds * ds / (prob * prob) + 4 / (s * s), 1e-5);
+  EXPECT_NEAR(h[1], 6 * ds * dp / (prob * prob) + 4 / (s * p), 1e-5);
+  EXPECT_NEAR(h[2], 6 * dp * dp / (prob * prob) + 4 / (p * p), 1e-5);
+}
+
+TEST(Varmat, observed_information_passes_over_a_cell_of_probability_zero) {
+  Model_builder m = constant_model();
+  m.record("111", {6.0F});
+  m.record("101", {1.0F});
+  m.finish();
+  m.job().model.vartyp = 2;
+  std::vector<double> h(3);
+  varmat(m.job(), std::vector{0.75, 0.0}, h);
+  EXPECT_EQ(h, std::vector<double>(3));
+}
+
+TEST(Varmat, expected_information_by_hand) {
+  // Cohort 1: "111" and "110" seen, all else unobserved; cohort 2: all histories seen.
+  Model_builder m = constant_model();
+  m.record("111", {3.0F});
+  m.record("110", {4.0F});
+  m.record("011", {5.0F});
+  m.record("010", {6.0F});
+  m.record("011", {2.0F});  // the same cell on a second record
+  m.finish();
+  set_releases(m, {10.0F, 13.0F, 0.0F}, {0.0F, 0.0F, 0.0F});
+  m.job().model.vartyp = 3;
+  const double s = 0.75, p = 0.5, q = s * p;
+  std::vector<double> h(3);
+  varmat(m.job(), std::vector{s, p}, h);
+  const auto cell = [](double n, double prob, double d, double e) { return n * d * e / prob; };
+  // Derivatives by q = s p of q^2, q (1 - q) and of their complement; dq/ds = p, dq/dp = s.
+  const double by_q = cell(10, q * q, 2 * q, 2 * q) + cell(10, q * (1 - q), 1 - 2 * q, 1 - 2 * q) +
+                      cell(10, 1 - q, -1, -1) + cell(13, q, 1, 1) + cell(13, 1 - q, -1, -1);
+  EXPECT_NEAR(h[0], by_q * p * p, 1e-5);
+  EXPECT_NEAR(h[1], by_q * p * s, 1e-5);
+  EXPECT_NEAR(h[2], by_q * s * s, 1e-5);
+}
+
+TEST(Varmat, expected_information_of_losses) {
+  Model_builder m = constant_model();
+  m.record("110", {0.0F}, {4.0F});
+  m.finish();
+  set_releases(m, {0.0F, 0.0F, 0.0F}, {4.0F, 0.0F, 0.0F});
+  m.job().model.vartyp = 3;
+  const double s = 0.75, p = 0.5, q = s * p;
+  std::vector<double> h(3);
+  varmat(m.job(), std::vector{s, p}, h);
+  EXPECT_NEAR(h[0], 4.0 * (1 / q + 1 / (1 - q)) * p * p, 1e-5);
+}
+
+TEST(Varmat, singular_information_of_a_parameter_that_is_not_identified) {
+  // The last Phi and p of a time-dependent model enter as a product.
+  Model_builder m(1, 3);
+  for (const char* live : {"111", "110", "101", "100", "011", "010"}) m.record(live, {7.0F});
+  m.time_pims();
+  m.job().model.nlink = 6;
+  m.finish();
+  m.job().model.vartyp = 2;  // a sum of squares has no curvature of its own along the product
+  std::vector<double> h(triangle(4));
+  const std::vector<double> x{0.75, 0.625, 0.5, 0.375};
+  varmat(m.job(), x, h);
+  const std::vector<double> full = expand(h, 4);
+  // Along the direction (0, Phi, 0, -p) nothing changes.
+  double along = 0.0;
+  const double direction[] = {0.0, x[1], 0.0, -x[3]};
+  for (std::size_t i = 0; i < 4; ++i)
+    for (std::size_t j = 0; j < 4; ++j) along += direction[i] * full[i * 4 + j] * direction[j];
+  EXPECT_NEAR(along, 0.0, 1e-4);
+}
+
+TEST(Varmat, reals_are_those_of_the_solution) {
+  Model_builder m = constant_model();
+  m.record("110", {6.0F});
+  m.finish();
+  std::vector<double> h(3);
+  const std::vector<double> x{0.75, 0.5};
+  for (const int type : {1, 2, 3, 4}) {
+    m.job().model.vartyp = type;
+    m.func({0.1, 0.2});
+    varmat(m.job(), x, h);
+    EXPECT_EQ(m.job().model.parm(1), 0.75);
+    EXPECT_EQ(m.job().model.parm(2), 0.5);
+  }
+}
+
+TEST(Varmat, without_records_or_betas) {
+  Model_builder m = constant_model();
+  m.finish();
+  for (const int type : {1, 2, 3, 4}) {
+    std::vector<double> h(3);
+    m.job().model.vartyp = type;
+    varmat(m.job(), std::vector{0.75, 0.5}, h);
+    EXPECT_EQ(h, std::vector<double>(3));
+  }
+  EXPECT_TRUE(expand({}, 0).empty());
+}
+
+TEST(Jacobian, counts_the_parameters_under_debug) {
+  Model_builder m(1, 4);
+  for (const char* live :
+       {"1111", "1110", "1011", "1001", "1100", "1000", "0111", "0110", "0100", "0011", "0010"})
+    m.record(live, {7.0F});
+  m.time_pims();
+  m.finish();
+  m.job().status.debug = 1;
+  m.job().model.modnam = "{Phi(t) p(t)}";
+  std::vector<double> h(triangle(6));
+  varmat(m.job(), std::vector{0.5, 0.75, 0.25, 0.0, -0.25, 0.5}, h);
+  EXPECT_TRUE(m.test.listing_has(" Jacobian S Vector {Phi(t) p(t)}:\n"));
+  EXPECT_TRUE(m.test.listing_has(" Jacobian Time to compute number of parameters was "));
+  EXPECT_TRUE(m.test.listing_has(" Ratio Threshold =   50.00000"));
+  EXPECT_TRUE(m.test.listing_has("  Max Gap (5/6) = "));
+  // Of the six only five can be told apart: the last Phi and p enter as a product.
+  EXPECT_TRUE(m.test.listing_has(" Jacobian number of estimated Parameters {Phi(t) p(t)} = 5\n"));
+}
+
+}  // namespace
+}  // namespace tarn
