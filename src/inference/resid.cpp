@@ -6,6 +6,7 @@
 #include "job/fault.h"
 #include "job/report.h"
 #include "job/template.h"
+#include "likelihood/func.h"
 
 namespace tarn {
 namespace {
@@ -18,9 +19,14 @@ struct Kind {
 
 class Residuals {
  public:
-  explicit Residuals(Job& job) : job_(job), cohorts_(job), ngrps_(job.status.ngrps) {
+  Residuals(Job& job, std::span<const double> beta)
+      : job_(job), cohorts_(job), ngrps_(job.status.ngrps), by_cohort_(has_pearson_figures(job)) {
     line_template_ = "(1x,a," + adjustfmt(ngrps_) + "(a1,f10.1,a1,g15.8),a1)";
     group_total_.assign(static_cast<std::size_t>(2 * ngrps_), 0.0);
+    met_.assign(static_cast<std::size_t>(ngrps_), 1.0);
+    if (datatype(job.status.dattyp).saturated == Saturated::closed_full)
+      for (int g = 1; g <= ngrps_; ++g)
+        met_[static_cast<std::size_t>(g) - 1] = 1.0 - probability_never_met(job, beta, g);
     const std::size_t cells = static_cast<std::size_t>(2 * cohorts_.count() * ngrps_);
     seen_.assign(cells, 0.0);
     records_left_.assign(static_cast<std::size_t>(cohorts_.count()), 0);
@@ -38,7 +44,7 @@ class Residuals {
     for (int i = 1; i <= job_.data.encounters.size(); ++i) {
       write_record(released, i);
       if (any_lost(i)) write_record(lost, i);
-      if (--records_left_[cohort(i)] == 0 && job_.status.nicovs == 0) {
+      if (--records_left_[cohort(i)] == 0 && by_cohort_) {
         write_unseen(false, cohorts_.cohort_of(i));
         write_unseen(true, cohorts_.cohort_of(i));
       }
@@ -55,7 +61,7 @@ class Residuals {
     return static_cast<std::size_t>(2 * k * ngrps_) + group_place(lost, g);
   }
   double total(bool lost, int k, int g) const {
-    if (job_.status.nicovs > 0) return group_total_[group_place(lost, g)];
+    if (!by_cohort_) return group_total_[group_place(lost, g)];
     return lost ? cohorts_.lost(k, g) : cohorts_.observed(k, g);
   }
   bool any_lost(int i) const {
@@ -80,8 +86,9 @@ class Residuals {
       const std::size_t group = static_cast<std::size_t>(g - 1);
       const double observed = static_cast<double>(kind.lost ? encounters.lost_on_capture(i)[group]
                                                             : encounters.observed(i)[group]);
-      const double expected = kind.cellpr(i, g) * total(kind.lost, k, g);
-      seen_[seen_place(kind.lost, k, g)] += kind.cellpr(i, g);
+      const double prob = kind.cellpr(i, g) / met_[group];
+      const double expected = prob * total(kind.lost, k, g);
+      seen_[seen_place(kind.lost, k, g)] += prob;
       add_cell(observed, expected);
     }
     write_line(history_text(i));
@@ -130,6 +137,8 @@ class Residuals {
   Job& job_;
   Cohorts cohorts_;
   int ngrps_;
+  bool by_cohort_;
+  std::vector<double> met_;  ///< per group: chance that an animal is in the records at all
   std::string line_template_;
   std::vector<double> group_total_;
   std::vector<double> seen_;
@@ -140,6 +149,6 @@ class Residuals {
 
 }  // namespace
 
-Pearson_sums resid(Job& job) { return Residuals(job).write(); }
+Pearson_sums resid(Job& job, std::span<const double> beta) { return Residuals(job, beta).write(); }
 
 }  // namespace tarn

@@ -1,6 +1,8 @@
 #pragma once
 // Observed and expected counts of every history: the residual file and the Pearson sums.
 
+#include <span>
+
 #include "inference/saturd.h"
 #include "job/job.h"
 
@@ -14,8 +16,11 @@ struct Pearson_sums {
 /// Writes the residual file `filres`: for each record its history, then for each group a tab, the observed
 /// count, a tab, the expected count; a record with losses on capture gives a second line of the losses.
 /// Behind the last record of a cohort a line with a blank history holds the histories that were not met.
-/// Expected counts are the cell probability times the cohort's total (with individual covariates the group's
-/// total). Reads `cellpr` and `cellprlost`. A file that cannot be opened is fatal.
-Pearson_sums resid(Job& job);
+/// Expected counts are the cell probability times the cohort's total; of a closed population the probability
+/// given that the animal was caught. Where there are no Pearson figures they are the cell probability times
+/// the group's total, and there are no lines of histories not met.
+/// @param beta  the solution
+/// Reads `cellpr` and `cellprlost`. The stream is open.
+Pearson_sums resid(Job& job, std::span<const double> beta);
 
 }  // namespace tarn

@@ -1,76 +1,241 @@
 #include "inference/saturd.h"
 
+#include <algorithm>
 #include <cmath>
+#include <map>
+#include <utility>
+
+#include "numerics/special.h"
 
 namespace tarn {
+namespace {
 
-Cohorts::Cohorts(const Job& job) : ngrps_(job.status.ngrps), count_(job.status.noccas) {
-  const Encounter_store& encounters = job.data.encounters;
-  const std::size_t cells = static_cast<std::size_t>(count_) * static_cast<std::size_t>(ngrps_);
-  observed_.assign(cells, 0.0);
-  lost_.assign(cells, 0.0);
-  first_.reserve(static_cast<std::size_t>(encounters.size()));
-  for (int i = 1; i <= encounters.size(); ++i) {
-    first_.push_back(first1(encounters.history(i)));
-    for (int g = 1; g <= ngrps_; ++g) {
-      const std::size_t group = static_cast<std::size_t>(g - 1);
-      observed_[place(cohort_of(i), g)] += static_cast<double>(encounters.observed(i)[group]);
-      lost_[place(cohort_of(i), g)] += static_cast<double>(encounters.lost_on_capture(i)[group]);
+bool captured(char live) { return live != '0' && live != '.'; }
+
+/// Count of young in a cell, -1 when the adult was not met.
+int young(History history, int o) {
+  const char tens = history.live(o), ones = history.dead(o);
+  if (tens < '0' || tens > '9' || ones < '0' || ones > '9') return -1;
+  return 10 * (tens - '0') + (ones - '0');
+}
+
+/// First occasion on which the adult was met, and the young with it; {0, 0} if never.
+std::pair<int, int> first_brood(History history) {
+  for (int o = 1; o <= history.noccas(); ++o)
+    if (const int count = young(history, o); count >= 0) return {o, count};
+  return {0, 0};
+}
+
+/// Histories of `later` occasions after the release, each with or without a capture.
+double live_histories(int later) { return std::ldexp(1.0, later); }
+
+/// Histories that can follow a release on occasion `first` of K.
+double histories_after_release(const Datatype& row, int first, int K) {
+  const int later = K - first;
+  switch (row.check) {
+    case Cell_check::dead_recoveries:
+      return later + 2.0;
+    case Cell_check::recovery_needed:
+      return later + 1.0;
+    case Cell_check::joint: {
+      double histories = 0.0;  // by the last live capture: what was seen before it, then a recovery or none
+      for (int last = first; last <= K; ++last)
+        histories += std::max(1.0, std::ldexp(1.0, last - first - 1)) * (K - last + 2.0);
+      return histories;
     }
+    case Cell_check::barker:
+      return std::ldexp(1.0, 2 * later + 1) + (std::ldexp(1.0, 2 * (later + 1)) - 1.0) / 3.0;
+    default:
+      return live_histories(later);
   }
 }
 
-double Cohorts::possible_histories(int cohort) const { return std::ldexp(1.0, count_ - 1 - cohort); }
+/// n log(n / total), 0 for a count of 0.
+double cell_term(double n, double total) { return n > 0.0 ? n * std::log(n / total) : 0.0; }
+
+/// Animals at risk and deaths of a group in every interval.
+struct Fates {
+  std::vector<double> at_risk, deaths;
+};
+
+Fates fates_of(const Job& job, int g) {
+  const Encounter_store& encounters = job.data.encounters;
+  const std::size_t intervals = static_cast<std::size_t>(job.status.noccas),
+                    group = static_cast<std::size_t>(g) - 1;
+  Fates fates{std::vector<double>(intervals), std::vector<double>(intervals)};
+  for (int i = 1; i <= encounters.size(); ++i) {
+    const History history = encounters.history(i);
+    const double n = static_cast<double>(encounters.observed(i)[group]) +
+                     static_cast<double>(encounters.lost_on_capture(i)[group]);
+    for (std::size_t c = 0; c < intervals; ++c) {
+      const int o = static_cast<int>(c) + 1;
+      if (!captured(history.live(o))) continue;
+      fates.at_risk[c] += n;
+      if (history.dead(o) != '0') fates.deaths[c] += n;
+    }
+  }
+  return fates;
+}
+
+/// A binomial for every interval of a group in which animals were at risk.
+Saturated_model saturated_fates(const Job& job) {
+  Saturated_model model;
+  double sum = 0.0;
+  for (int g = 1; g <= job.status.ngrps; ++g) {
+    const Fates fates = fates_of(job, g);
+    for (std::size_t c = 0; c < fates.at_risk.size(); ++c) {
+      const double n = fates.at_risk[c], d = fates.deaths[c];
+      if (!(n > 0.0)) continue;
+      sum += cell_term(d, n) + cell_term(n - d, n);
+      ++model.cohorts;
+      model.histories += 2.0;
+    }
+  }
+  model.nsat = model.cohorts;
+  model.xlogs = -2.0 * sum;
+  return model;
+}
+
+int records_with_a_count(const Job& job) {
+  const Encounter_store& encounters = job.data.encounters;
+  const auto positive = [](float n) { return n > 0.0f; };
+  int records = 0;
+  for (int i = 1; i <= encounters.size(); ++i)
+    if (std::ranges::any_of(encounters.observed(i), positive) ||
+        std::ranges::any_of(encounters.lost_on_capture(i), positive))
+      ++records;
+  return records;
+}
+
+/// True when some record of known fates covers more than one interval.
+bool fates_of_several_intervals(const Job& job) {
+  for (int i = 1; i <= job.data.encounters.size(); ++i) {
+    const History history = job.data.encounters.history(i);
+    if (first1(history) != lastlc(history)) return true;
+  }
+  return false;
+}
+
+/// What one animal of a record adds to the effective sample size.
+double opportunities(const Datatype& row, History history, bool lost) {
+  const int K = history.noccas();
+  int captures = 0, sampled = 0, before_last = 0;
+  for (int o = 1; o <= K; ++o) {
+    if (history.live(o) != '.') ++sampled;
+    if (!captured(history.live(o))) continue;
+    ++captures;
+    if (o < K) ++before_last;
+  }
+  if (row.saturated == Saturated::interval) return captures;
+  if (row.cell == Cell::nest) {
+    const bool failed = lastdr(history) != 0;
+    return lastlc(history) - first1(history) + (failed ? 1.0 : 0.0);
+  }
+  if (row.saturated == Saturated::brood) return first_brood(history).second;
+  if (row.check == Cell_check::dead_recoveries) return lost ? 0.0 : 1.0;
+  if (row.check == Cell_check::recovery_needed) return 1.0;
+  if (row.closed != Closed::none && !row.sessions) return sampled;
+  // The last capture of an animal lost there is no release.
+  const int last = lastlc(history);
+  return before_last - (lost && last > 0 && last < K ? 1.0 : 0.0);
+}
+
+}  // namespace
+
+Cohorts::Cohorts(const Job& job) : ngrps_(job.status.ngrps) {
+  const Encounter_store& encounters = job.data.encounters;
+  const Datatype& row = datatype(job.status.dattyp);
+  const int K = job.status.noccas;
+  std::map<std::pair<int, int>, int> numbers;
+  const auto numbered = [&](std::pair<int, int> key, double possible) {
+    const auto [place, is_new] = numbers.emplace(key, static_cast<int>(possible_.size()));
+    if (is_new) possible_.push_back(possible);
+    return place->second;
+  };
+  cohort_.reserve(static_cast<std::size_t>(encounters.size()));
+  for (int i = 1; i <= encounters.size(); ++i) {
+    const History history = encounters.history(i);
+    if (row.saturated == Saturated::whole_group || row.saturated == Saturated::closed_full) {
+      cohort_.push_back(numbered({0, 0}, live_histories(K) - 1.0));
+    } else if (row.saturated == Saturated::brood) {
+      const std::pair<int, int> brood = first_brood(history);
+      cohort_.push_back(numbered(brood, std::pow(brood.second + 1.0, K - std::max(brood.first, 1))));
+    } else {
+      const int first = first1(history);
+      const double possible =
+          row.saturated == Saturated::interval ? 2.0 : histories_after_release(row, first, K);
+      cohort_.push_back(numbered({first, 0}, possible));
+    }
+  }
+  observed_.assign(possible_.size() * static_cast<std::size_t>(ngrps_), 0.0);
+  lost_ = observed_;
+  for (int i = 1; i <= encounters.size(); ++i)
+    for (int g = 1; g <= ngrps_; ++g) {
+      const std::size_t group = static_cast<std::size_t>(g) - 1;
+      observed_[place(cohort_of(i), g)] += static_cast<double>(encounters.observed(i)[group]);
+      lost_[place(cohort_of(i), g)] += static_cast<double>(encounters.lost_on_capture(i)[group]);
+    }
+}
 
 Saturated_model saturd(const Job& job) {
   const Encounter_store& encounters = job.data.encounters;
+  const Datatype& row = datatype(job.status.dattyp);
+  if (job.status.nicovs > 0 || row.saturated == Saturated::none) {
+    Saturated_model model;
+    model.nsat = records_with_a_count(job);
+    return model;
+  }
+  if (row.saturated == Saturated::interval) return saturated_fates(job);
+
   const Cohorts cohorts(job);
   Saturated_model model;
   double sum = 0.0;
   int cells = 0;
-  for (int i = 1; i <= encounters.size(); ++i) {
-    bool counted = false;
+  for (int i = 1; i <= encounters.size(); ++i)
     for (int g = 1; g <= job.status.ngrps; ++g) {
-      const std::size_t group = static_cast<std::size_t>(g - 1);
+      const std::size_t group = static_cast<std::size_t>(g) - 1;
+      const int cohort = cohorts.cohort_of(i);
       const auto cell = [&](double count, double total) {
-        if (!(count > 0.0)) return;
-        sum += count * std::log(count / total);
-        ++cells;
-        counted = true;
+        sum += cell_term(count, total);
+        cells += count > 0.0 ? 1 : 0;
       };
-      cell(static_cast<double>(encounters.observed(i)[group]), cohorts.observed(cohorts.cohort_of(i), g));
-      cell(static_cast<double>(encounters.lost_on_capture(i)[group]), cohorts.lost(cohorts.cohort_of(i), g));
+      cell(static_cast<double>(encounters.observed(i)[group]), cohorts.observed(cohort, g));
+      cell(static_cast<double>(encounters.lost_on_capture(i)[group]), cohorts.lost(cohort, g));
     }
-    if (job.status.nicovs > 0 && counted) ++model.nsat;
-  }
   for (int k = 0; k < cohorts.count(); ++k)
-    for (int g = 1; g <= job.status.ngrps; ++g)
+    for (int g = 1; g <= job.status.ngrps; ++g) {
       for (const double total : {cohorts.observed(k, g), cohorts.lost(k, g)})
         if (total > 0.0) {
           ++model.cohorts;
           model.histories += cohorts.possible_histories(k);
         }
-  if (job.status.nicovs > 0) return model;
+      if (row.saturated == Saturated::closed_full)
+        sum += lgamma(cohorts.observed(k, g) + cohorts.lost(k, g) + 1.0);
+    }
   model.xlogs = -2.0 * sum;
   model.nsat = cells - model.cohorts;
   return model;
 }
 
+bool has_pearson_figures(const Job& job) {
+  const Datatype& row = datatype(job.status.dattyp);
+  if (job.status.nicovs > 0 || row.saturated == Saturated::none) return false;
+  return row.saturated != Saturated::interval || !fates_of_several_intervals(job);
+}
+
 double effective_sample_size(const Job& job) {
   const Encounter_store& encounters = job.data.encounters;
-  const int last_occasion = job.status.noccas;
+  const Datatype& row = datatype(job.status.dattyp);
   double size = 0.0;
   for (int i = 1; i <= encounters.size(); ++i) {
     const History history = encounters.history(i);
-    int releases = 0;  // captures that leave an occasion to come
-    for (int o = 1; o < last_occasion; ++o)
-      if (history.live(o) != '0' && history.live(o) != '.') ++releases;
-    const int last = lastlc(history);
-    const int releases_of_lost = releases - (last > 0 && last < last_occasion ? 1 : 0);
+    const bool animals = job.model.essanimals;
+    const double of_released = animals ? 1.0 : opportunities(row, history, false);
+    const double of_lost = animals ? 1.0 : opportunities(row, history, true);
     for (int g = 0; g < job.status.ngrps; ++g) {
-      const double observed = static_cast<double>(encounters.observed(i)[static_cast<std::size_t>(g)]);
-      const double lost = static_cast<double>(encounters.lost_on_capture(i)[static_cast<std::size_t>(g)]);
-      size += job.model.essanimals ? observed + lost : observed * releases + lost * releases_of_lost;
+      const std::size_t group = static_cast<std::size_t>(g);
+      size += of_released * static_cast<double>(encounters.observed(i)[group]) +
+              of_lost * static_cast<double>(encounters.lost_on_capture(i)[group]);
     }
   }
   return size;

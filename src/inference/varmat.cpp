@@ -12,6 +12,7 @@
 
 #include "data/datatype.h"
 #include "inference/rank.h"
+#include "job/array.h"
 #include "job/fault.h"
 #include "job/report.h"
 #include "job/template.h"
@@ -54,10 +55,7 @@ Array2<double> cell_derivatives(Job& job, std::span<const double> beta,
                                 const std::vector<Counted_cell>& cells, Step step, const char* failure) {
   Array2<double> part, up, up_lost, down, down_lost;
   const int n = static_cast<int>(beta.size());
-  if (!part.allocate(static_cast<int>(cells.size()), n)) {
-    warnum(job, failure, 5020);
-    error(job, "Not enough memory for the derivatives of the cell probabilities.");
-  }
+  if (!allocate(job, failure, part, static_cast<int>(cells.size()), n)) error_of_absent_array(job, "PART");
   std::vector<double> x(beta.begin(), beta.end());
   for (int k = 1; k <= n; ++k) {
     const double d = step(beta[at(k)]);
@@ -98,7 +96,7 @@ void halve_factors(std::span<double> h, int n) {
 void observed_procedure(Job& job, std::span<const double> beta, std::span<double> h) {
   const double deltax = job.status.deltax;
   const std::vector<Counted_cell> cells = counted_cells(job);
-  // KEPT: beyond 1 the step is deltax times x, so it is negative for a negative x; the quotient is the same.
+  // Beyond 1 the step has the sign of x; the quotient is the same.
   const Array2<double> part = cell_derivatives(
       job, beta, cells, [deltax](double x) { return std::abs(x) < 1.0 ? deltax : deltax * x; },
       "from memory allocation of PART.");
@@ -202,10 +200,7 @@ void jacobian(Job& job, std::span<const double> beta) {
       "from memory allocation of JACOB and PART1.");
   const int rows = static_cast<int>(cells.size());
   Array2<double> jacob;
-  if (!jacob.allocate(n, n)) {
-    warnum(job, "from memory allocation of JACOBX.", 5020);
-    return;
-  }
+  if (!allocate(job, "from memory allocation of JACOBX.", jacob, n, n)) return;
   for (int j = 1; j <= n; ++j)
     for (int k = 1; k <= n; ++k)
       jacob(j, k) = rows == 0 ? 0.0 : ddot(rows, part1.column(j).data(), 1, part1.column(k).data(), 1);
@@ -242,7 +237,7 @@ void varmat(Job& job, std::span<const double> beta, std::span<double> h) {
   const int n = static_cast<int>(beta.size());
   assert(h.size() == beta.size() * (beta.size() + 1) / 2);
   cell_probabilities(job, beta, job.model.cellpr, job.model.cellprlost);
-  if (!job.model.cellpr.present()) error(job, "Not enough memory for the cell probabilities.");
+  if (!job.model.cellpr.present()) error_of_absent_array(job, "CELLPR");
   if (job.status.debug != 0) jacobian(job, beta);
   switch (job.model.vartyp) {
     case hessian:

@@ -293,4 +293,17 @@ void cell_probabilities(Job& job) {
   cell_probabilities(job, job.model.betast.span(), job.model.cellpr, job.model.cellprlost);
 }
 
+double probability_never_met(Job& job, std::span<const double> beta, int j) {
+  Likelihood_work& work = work_of(job);
+  Thread_area<double>& area = *work.plain[0];
+  reals_of_record_1<double>(job, work, beta, area.reals);
+  area.cell.new_reals(false);
+  area.cell.begin();
+  const std::string cells(2 * static_cast<std::size_t>(job.status.noccas), '0');
+  Ch_result<double> result;
+  job.model.chprobpointer(job, result, History(cells.data(), job.status.noccas), 1, j, 0, area.reals.reals(),
+                          area.cell);
+  return result.prob;
+}
+
 }  // namespace tarn

@@ -40,4 +40,7 @@ void cell_probabilities(Job& job, std::span<const double> beta, Array2<double>& 
 /// The same at `betast` into `cellpr` and `cellprlost`.
 void cell_probabilities(Job& job);
 
+/// Probability, at the reals of record 1, that an animal of group j is met on no occasion.
+double probability_never_met(Job& job, std::span<const double> beta, int j);
+
 }  // namespace tarn

@@ -147,7 +147,7 @@ bool fit_pass(Job& job, const Saturated_model& saturated, double effective_size,
 
   model_figures(job, saturated, rank.npargmaxest, effective_size);
   open_residuals(job);
-  const Pearson_sums sums = resid(job);
+  const Pearson_sums sums = resid(job, x);
   close_residuals(job);
   if (job.status.detail != 0 && job.status.nicovs == 0)
     pearson_figures(job, saturated, sums, rank.npargmaxest);

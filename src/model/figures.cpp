@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "data/datatype.h"
 #include "job/fault.h"
 #include "job/report.h"
 #include "job/template.h"
@@ -41,6 +42,43 @@ void report_count(Job& job, const std::string& label, double value) {
   put(job, screen, "(3x,a,a,a,a,a)", label, job.model.modnam, " = ", digits, "          ");
 }
 
+/// Sum over the layers of a tabulation at occasion t of group g.
+double over_strata(const Array3<float>& counts, int t, int g) {
+  double sum = 0.0;
+  for (int k = 1; k <= counts.extent(3); ++k) sum += static_cast<double>(counts(t, g, k));
+  return sum;
+}
+
+/// Releases and losses of one group by occasion.
+void write_releases(Job& job, int g) {
+  linchk(job, 2);
+  put(job, listing, "(/1x,a,i0,a,a)", "Group ", g, " = ", job.data.glabel[static_cast<std::size_t>(g) - 1]);
+  std::vector<long long> both, released, lost;
+  bool losses = false;
+  for (int t = 1; t <= job.status.noccas; ++t) {
+    const double u = over_strata(job.data.u, t, g), ul = over_strata(job.data.ul, t, g);
+    released.push_back(whole(u));
+    lost.push_back(whole(ul));
+    both.push_back(whole(u + ul));
+    losses = losses || ul > 0.0;
+  }
+  if (losses) write_counts(job, "U(t)+UL(t):", both);
+  write_counts(job, "U(t):", released);
+  if (losses) write_counts(job, "UL(t):", lost);
+}
+
+/// Animals caught in each group of a closed population.
+void write_closed_counts(Job& job) {
+  std::vector<long long> caught;
+  for (int g = 1; g <= job.status.ngrps; ++g)
+    caught.push_back(whole(over_strata(job.data.u, 1, g) + over_strata(job.data.ul, 1, g)));
+  linchk(job, 2 + static_cast<int>((caught.size() + 10) / 11));
+  put(job, listing, "(/1x,a)", "M(t+1):");
+  put(job, listing, "(1x,11i7)", caught);
+  put(job, screen, "(/3x,a)", "M(t+1):");
+  put(job, screen, "(3x,11i7)", caught);
+}
+
 }  // namespace
 
 void report_line(Job& job, const std::string& text) {
@@ -63,34 +101,21 @@ void model_heading(Job& job) {
 
 void data_summary(Job& job) {
   const Status_module& status = job.status;
+  const Datatype& row = datatype(status.dattyp);
   const Encounter_store& encounters = job.data.encounters;
-  for (int i = 1; i <= encounters.size(); ++i)
-    if (first1(encounters.history(i)) == 0) error(job, "Bad capture history -- never captured.");
+  if (row.released)
+    for (int i = 1; i <= encounters.size(); ++i)
+      if (first1(encounters.history(i)) == 0) error(job, "Bad capture history -- never captured.");
   if (status.nstrta > 1) {
     linchk(job, 1);
     put(job, listing, "(1x,a,a)",
         "Strata=", job.data.strata.substr(0, static_cast<std::size_t>(status.nstrta)));
   }
-  for (int g = 1; g <= status.ngrps; ++g) {
-    linchk(job, 2);
-    put(job, listing, "(/1x,a,i0,a,a)", "Group ", g, " = ", job.data.glabel[static_cast<std::size_t>(g) - 1]);
-    std::vector<long long> both, released, lost;
-    bool losses = false;
-    for (int t = 1; t <= status.noccas; ++t) {
-      double u = 0.0, ul = 0.0;
-      for (int k = 1; k <= job.data.u.extent(3); ++k) {
-        u += static_cast<double>(job.data.u(t, g, k));
-        ul += static_cast<double>(job.data.ul(t, g, k));
-      }
-      released.push_back(whole(u));
-      lost.push_back(whole(ul));
-      both.push_back(whole(u + ul));
-      losses = losses || ul > 0.0;
-    }
-    if (losses) write_counts(job, "U(t)+UL(t):", both);
-    write_counts(job, "U(t):", released);
-    if (losses) write_counts(job, "UL(t):", lost);
-  }
+  if (row.closed != Closed::none && !row.sessions)
+    write_closed_counts(job);
+  else
+    for (int g = 1; g <= status.ngrps; ++g) write_releases(job, g);
+  if (!row.live && row.check != Cell_check::joint && row.check != Cell_check::barker) return;
   linchk(job, 2 + status.ngrps);
   put(job, listing, "(/1x,a)", "Total number of individuals captured for each grooup:");
   for (int g = 1; g <= status.ngrps; ++g) {
