@@ -171,6 +171,10 @@ void preliminary_fit(Job& job, const Fit& fit) {
   tranlg<double>(job, 1, x, work, 1, 0, mean_values(job, zeros));
   if (!work.fault.empty()) error(job, work.fault);
 
+  // The design that is solved holds the extra betas as they were fitted.
+  for (int i = model.ncovs + 1; i <= model.ncovs_nlbetas; ++i)
+    if (model.bindex(i) > 0) model.betast(i) = x[at(model.bindex(i) - 1)];
+
   model.nlink = wanted;
   setlink(job);
   solve_for_start(job, work, overridden);

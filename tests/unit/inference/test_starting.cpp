@@ -129,6 +129,17 @@ TEST(Starting, preliminary_fit_under_identity_is_not_capped) {
   EXPECT_NEAR(t.job.model.betast(2), slope, 1e-14);
 }
 
+TEST(Starting, extra_betas_keep_what_the_preliminary_fit_found) {
+  Model_job t;
+  t.job.model.nlink = 6;
+  t.read_design("design matrix constraints=1 covariates=1 nlbetas=1; exp(nlbeta(1));");
+  t.set_up();
+  Known_fit fit{{to_sin(0.3) / std::exp(-0.5), -0.5}};
+  choose_start(t.job, fit.for_job(t.job));
+  EXPECT_NEAR(t.job.model.betast(1), 0.3 / std::exp(-0.5), 1e-14);
+  EXPECT_EQ(t.job.model.betast(2), -0.5);
+}
+
 TEST(Starting, overridden_rows_keep_their_own_target) {
   Sizes sizes;
   sizes.dattyp = 5;
