@@ -11,7 +11,7 @@ namespace tarn {
 /// One string of any length; arrays of them hold statement words, labels and names.
 using Charray = std::string;
 
-inline constexpr int MAXCHR = 72000;      ///< positions of the statement buffer
+inline constexpr int MAXCHR = 72000;        ///< positions of the statement buffer
 inline constexpr int refill_bound = 67903;  ///< `fillsg` stops when the buffer holds more than this
 
 struct Status_module {
@@ -19,22 +19,22 @@ struct Status_module {
   std::string titstr = " ";
 
   // data
-  int dattyp = 0;          ///< data-type number, 0 until ETYPE has been read
-  std::string dt_string;   ///< ETYPE keyword as typed
-  int liveeh = 0;          ///< 1: one character an occasion
-  int closedmodel = 0;     ///< kind of the closed layer, 0 for open families
-  int noccas = 0;          ///< occasions
-  int ngrps = 0;           ///< groups
-  int nhist = 0;           ///< capacity of `encounters`, then the records read
-  int nicovs = 0;          ///< individual covariates
-  int nstrta = 1;          ///< strata
-  int nstrtaplus = 1;      ///< strata plus the layers that a family adds
+  int dattyp = 0;         ///< data-type number, 0 until ETYPE has been read
+  std::string dt_string;  ///< ETYPE keyword as typed
+  int liveeh = 0;         ///< 1: one character an occasion
+  int closedmodel = 0;    ///< kind of the closed layer, 0 for open families
+  int noccas = 0;         ///< occasions
+  int ngrps = 0;          ///< groups
+  int nhist = 0;          ///< capacity of `encounters`, then the records read
+  int nicovs = 0;         ///< individual covariates
+  int nstrta = 1;         ///< strata
+  int nstrtaplus = 1;     ///< strata plus the layers that a family adds
   int nevents = 0, neventsp = 0, neventslr = 0, neventsbr = 0;
   int nmixtures = 1;
-  int nprimy = 1;          ///< primary occasions
+  int nprimy = 1;  ///< primary occasions
   int nspeciesocc = 0;
   int nests = 0;
-  int lmissdots = 0;       ///< 1: some history holds "."
+  int lmissdots = 0;  ///< 1: some history holds "."
 
   // switches
   int debug = 0, debugsa = 0;
@@ -42,36 +42,38 @@ struct Status_module {
   int simult = 0, expect = 0, gtest = 0;
   int pool = 1;
   int icmeans = 0, stdic = 0;
-  int onlyrealderiv = 0;   ///< 1: read a variance-covariance file instead of fitting
-  int show_dt_model = 0;   ///< 1: add the data type to the model name
+  int onlyrealderiv = 0;  ///< 1: read a variance-covariance file instead of fitting
+  int show_dt_model = 0;  ///< 1: add the data type to the model name
   int num_threads = 1, num_max_threads = 1;
   int dynamic_threads = 0;
   int noecho = 0, color_output = 1, batchmode = 0;
 
   // the listing
-  int maxlin = 50;         ///< lines a page; 0 and below: no paging
-  int lines = 0;           ///< lines left on the page
+  int maxlin = 50;  ///< lines a page; 0 and below: no paging
+  int lines = 0;    ///< lines left on the page
   int npage = 0;
-  int newpag = 0;          ///< 1: nothing has been written since the page header
-  int prt_digits = 7;      ///< digits of `f14`, 1 to 7
+  int newpag = 0;      ///< 1: nothing has been written since the page header
+  int prt_digits = 7;  ///< digits of `f14`, 1 to 7
   char pagchr = 12;
   std::string datstr, timstr;
 
   // the statement in hand
   int lstchr = 0, nxtchr = 1, lcmdst = 1, lcmded = 0, lstwrd = 0, max_word_used = 0, eof = 0, indent = 1;
   std::string string = std::string(MAXCHR, ' ');  ///< the deck in memory; position p is string[p - 1]
-  std::vector<Charray> words, wordss;             ///< upper case, as typed; `lstwrd` entries count; see word()
-  std::string line_buffer = " ";                  ///< the piece of a line that was read last
-  bool line_goes_on = false;                      ///< the line of that piece has not been read to its end
+  std::vector<Charray> words, wordss;  ///< upper case, as typed; `lstwrd` entries count; see word()
+  std::string line_buffer = " ";       ///< the piece of a line that was read last
+  bool line_goes_on = false;           ///< the line of that piece has not been read to its end
 
-  std::string formt;       ///< a template or text made while running
-  std::string errmsg;      ///< system error text
-  int ieropt = 0;          ///< last status
+  std::string formt;   ///< a template or text made while running
+  std::string errmsg;  ///< system error text
+  int ieropt = 0;      ///< last status
 
   // files
   std::string deletecmd, nullfile;
-  std::string filein = " ", filout = " ", filres, filvcm, filvcmonlyrealderiv = " ", filsimneal, exsubdir = " ";
-  int sysin = 4, sysout = 6, sysres = 9, sysvcm = 10, sysmcmc = 11, sysmcmccsv = 12, syssimneal = 13, syscrn = 0;
+  std::string filein = " ", filout = " ", filres, filvcm, filvcmonlyrealderiv = " ", filsimneal,
+              exsubdir = " ";
+  int sysin = 4, sysout = 6, sysres = 9, sysvcm = 10, sysmcmc = 11, sysmcmccsv = 12, syssimneal = 13,
+      syscrn = 0;
   int oswindows = 0, osunix = 0, scninp = 1, scnout = 1;
 
   // numbers
@@ -91,9 +93,9 @@ struct Status_module {
 inline constexpr double limit_multiplier = 1.96f;
 
 /// Names of the links by code 1 to 12; table and keywords of LINK= and LINKS.
-inline constexpr std::array<const char*, 12> link_names{"LOGIT",         "LOGLOG", "CLOGLOG", "SIN",
-                                                        "LOG",           "IDENTITY", "PARM-SPECIFIC", "MLOGIT",
-                                                        "CLOGIT",        "ABSOLUTE", "CAUCHY",  "SUMRATIO"};
+inline constexpr std::array<const char*, 12> link_names{"LOGIT",  "LOGLOG",   "CLOGLOG",       "SIN",
+                                                        "LOG",    "IDENTITY", "PARM-SPECIFIC", "MLOGIT",
+                                                        "CLOGIT", "ABSOLUTE", "CAUCHY",        "SUMRATIO"};
 
 /// Names of the variance procedures by code 1 to 4.
 inline constexpr std::array<const char*, 4> varcalc{"Hessian", "Observed", "Expected", "2ndPart"};

@@ -15,8 +15,8 @@ struct Timing_module {
   std::int64_t syscountstrt = 0, syscountstop = 0, count_rate = 1, systime = 0;
   double job_cpu_start = 0.0;
   std::int64_t job_count_start = 0;
-  Date_time time_start{};       ///< the first reading of the job
-  Date_time wall_clock_start{}; ///< taken when the deck is first read
+  Date_time time_start{};        ///< the first reading of the job
+  Date_time wall_clock_start{};  ///< taken when the deck is first read
 };
 
 /// Minutes from v1 to v2.

@@ -58,7 +58,8 @@ struct Pim {
   /// Number of the real parameter in row r, column c; 0 outside the matrix.
   int at(int r, int c) const {
     if (r < 1 || r > nrows || c < start(r) || c > ncols) return 0;
-    return cells[static_cast<std::size_t>(r - 1) * static_cast<std::size_t>(ncols) + static_cast<std::size_t>(c - 1)];
+    return cells[static_cast<std::size_t>(r - 1) * static_cast<std::size_t>(ncols) +
+                 static_cast<std::size_t>(c - 1)];
   }
 };
 
@@ -68,8 +69,8 @@ class Pim_array {
   void allocate(int numparmnames, int index2lobd, int index2upbd, int index3lobd, int index3upbd, int ngrps) {
     n1_ = numparmnames, lo2_ = index2lobd, n2_ = index2upbd - index2lobd + 1, lo3_ = index3lobd;
     n3_ = index3upbd - index3lobd + 1, n4_ = ngrps;
-    pims_.assign(static_cast<std::size_t>(n1_) * static_cast<std::size_t>(n2_) * static_cast<std::size_t>(n3_) *
-                     static_cast<std::size_t>(n4_),
+    pims_.assign(static_cast<std::size_t>(n1_) * static_cast<std::size_t>(n2_) *
+                     static_cast<std::size_t>(n3_) * static_cast<std::size_t>(n4_),
                  Pim{});
   }
   bool present() const { return !pims_.empty(); }
@@ -81,8 +82,9 @@ class Pim_array {
     return static_cast<std::size_t>(q - 1) +
            static_cast<std::size_t>(n1_) *
                (static_cast<std::size_t>(a - lo2_) +
-                static_cast<std::size_t>(n2_) * (static_cast<std::size_t>(b - lo3_) +
-                                                 static_cast<std::size_t>(n3_) * static_cast<std::size_t>(g - 1)));
+                static_cast<std::size_t>(n2_) *
+                    (static_cast<std::size_t>(b - lo3_) +
+                     static_cast<std::size_t>(n3_) * static_cast<std::size_t>(g - 1)));
   }
   int n1_ = 0, lo2_ = 1, n2_ = 0, lo3_ = 1, n3_ = 0, n4_ = 0;
   std::vector<Pim> pims_;
@@ -93,20 +95,20 @@ class Pim_array {
 /// The arrays of a data set: from one data procedure to the next, or to the end of the job.
 struct Data_module {
   Encounter_store encounters;
-  std::string ehist;               ///< cells of the record in work, 2 x noccas characters
-  Array1<float> timint;            ///< interval lengths, 1 to noccas
-  int timevy = 0;                  ///< 0: every interval that the family uses as time is 1
-  Array3<float> u, ul;             ///< released and lost: occasion or session, group, stratum
+  std::string ehist;     ///< cells of the record in work, 2 x noccas characters
+  Array1<float> timint;  ///< interval lengths, 1 to noccas
+  int timevy = 0;        ///< 0: every interval that the family uses as time is 1
+  Array3<float> u, ul;   ///< released and lost: occasion or session, group, stratum
   std::vector<Charray> glabel, icname;
-  Array1<double> icvrmn, icvrsd;   ///< mean and deviation of each individual covariate
+  Array1<double> icvrmn, icvrsd;  ///< mean and deviation of each individual covariate
   std::string strata = "10" + std::string(94, ' ');
-  int order = 101;                 ///< quadrature nodes
+  int order = 101;  ///< quadrature nodes
   Array1<double> ghqv, ghqw;
   Array1<double> areas;
   Array2<double> unmarked, markunid, markknwn, tmarked, nstar, cstar, nbarmin, nstarmin, nstarstate;
   Array1<double> nlocations, ninside;
-  Array2<int> fdesign;             ///< 2^n states x (2^n - 1) sets of species: 1 where the state holds the set
-  Array2<int> pdesign;             ///< 2^n states x n species: 1 where the state holds the species
+  Array2<int> fdesign;  ///< 2^n states x (2^n - 1) sets of species: 1 where the state holds the set
+  Array2<int> pdesign;  ///< 2^n states x n species: 1 where the state holds the species
   std::vector<Charray> parameterlist;
   int numparmnames = 0;
 };
@@ -147,8 +149,8 @@ struct Model_arrays {
   // options
   int centfd = 0, licovs = 0;
   int phase1 = 1, phase2 = 1, phase3 = 1;
-  bool initial_given = false;        ///< the INITIAL statement was read
-  bool report_first = false;         ///< the next evaluation writes the first-iteration report
+  bool initial_given = false;  ///< the INITIAL statement was read
+  bool report_first = false;   ///< the next evaluation writes the first-iteration report
   int pentfirst = 1, lmcmc = 0, useobserved = 0, mcmcsamsiz = 0, profile = 0;
   int ntune = 4000, nburn = 1000, nmcmc = 10000, nseries = 1, iseed = 0;
   double stepsize = 0.5;
@@ -168,20 +170,20 @@ struct Model_arrays {
 
   // design
   int nlogit = 0, ncovs = 0, nlbetas = 0, ncovs_nlbetas = 0;
-  Array2<double> design;              ///< as read, coded cells included
-  Array1<int> designicvarflag;        ///< per row
+  Array2<double> design;        ///< as read, coded cells included
+  Array1<int> designicvarflag;  ///< per row
   Design_matrix_funcs_module functions;
   int nicovsused = 0;
   std::vector<std::array<int, 3>> designicovs;
-  std::vector<int> dmicrows;          ///< rows that depend on the animal, ascending
+  std::vector<int> dmicrows;                          ///< rows that depend on the animal, ascending
   std::vector<std::vector<Design_cell>> design_rows;  ///< compiled rows, without zero cells
   std::vector<Varying_cell> varying_cells;
-  Array1<double> scalefactor;         ///< 1 to ncovs_nlbetas
+  Array1<double> scalefactor;  ///< 1 to ncovs_nlbetas
   Array1<Charray> rlabel, blabel;
   std::vector<Charray> dlabel;
 
   // links
-  Array1<int> lindex;                 ///< link code of each real parameter
+  Array1<int> lindex;                          ///< link code of each real parameter
   std::vector<Link_function_row> linkfuncptr;  ///< nummlogit rows
 
   // what the statements fix and ask for
@@ -192,10 +194,10 @@ struct Model_arrays {
   std::vector<int> profilevals;
 
   // betas and reals
-  Array1<double> parm;         ///< reals of the last evaluation
-  Array1<double> beta, betast; ///< all betas, fixed ones in place; the vector that the optimizer sees
+  Array1<double> parm;          ///< reals of the last evaluation
+  Array1<double> beta, betast;  ///< all betas, fixed ones in place; the vector that the optimizer sees
   Array1<char> fixpar, profileflag;
-  Array1<int> bindex;          ///< position of a beta in the optimizer's vector, 0: not estimated
+  Array1<int> bindex;                 ///< position of a beta in the optimizer's vector, 0: not estimated
   double loglik = 0.0, sumpen = 0.0;  ///< -2 log likelihood and penalty of the last evaluation
   std::array<double, 2> penlty{};
 

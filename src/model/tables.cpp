@@ -205,7 +205,7 @@ Limits real_limits(double x, double s, bool log_scale, double deltax) {
 
 Array2<double> invert_information(Job& job, const std::vector<double>& information, int n, int k) {
   Array2<double> inverse;
-  if (n == 0 || !allocate(job, "from memory allocation of VCMAT.", inverse, n, n)) return inverse;
+  if (n == 0 || !allocate(job, vcmat_words, inverse, n, n)) return inverse;
   const std::size_t size = static_cast<std::size_t>(n);
   std::vector<double> x = information, s(size), e(size), work(size), v(size * size);
   int info = 0;

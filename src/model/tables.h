@@ -2,11 +2,15 @@
 // Estimates with their standard errors and limits, and the tables that show them.
 
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "job/job.h"
 
 namespace tarn {
+
+/// Words of a failed allocation of a matrix of betas.
+inline constexpr std::string_view vcmat_words = "from memory allocation of VCMAT.";
 
 /// A column of estimates on the scale of the design as typed. All members from 1.
 struct Estimates {

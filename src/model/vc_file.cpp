@@ -85,7 +85,7 @@ void write_vc_file(Job& job, const Model_estimates& estimates) {
       job,
       {{{"BETA PAR", beta.estimate}, {"BETA SE", beta.se}, {"BETA LCI", beta.lci}, {"BETA UCI", beta.uci}}});
   Array2<double> typed;
-  allocate(job, "from memory allocation of VCMAT.", typed, n, n);
+  allocate(job, vcmat_words, typed, n, n);
   require(job, typed, "VCMAT");
   for (int j = 1; j <= n; ++j)
     for (int i = 1; i <= n; ++i)

@@ -132,8 +132,7 @@ TEST(Gradient_check, has_three_outcomes) {
                        check_gradient(t, std::vector<double>{50.1, 0.0}, x);
                      }),
             "Numerical convergence never reached.");
-  EXPECT_TRUE(
-      t.listing_has(" ERROR -- Numerical convergence never reached, with maximum G =   50.100    \n"))
+  EXPECT_TRUE(t.listing_has(" ERROR -- Numerical convergence never reached, with maximum G =   50.100    \n"))
       << t.listing();
   EXPECT_TRUE(t.listing_has(" Last Beta Parameter Values:\n beta 1  0.1000000    \n"));
   EXPECT_TRUE(t.listing_has(" Last Real Parameter Values:\n real 1"));
