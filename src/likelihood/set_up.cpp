@@ -4,6 +4,7 @@
 #include <cfenv>
 #include <new>
 
+#include "job/array.h"
 #include "job/fault.h"
 #include "likelihood/cells.h"
 #include "likelihood/chprob.h"
@@ -74,10 +75,8 @@ void make_areas(Job& job, Likelihood_work& work) {
       work.plain.push_back(std::move(area));
     } catch (const std::bad_alloc&) {
       if (t == 0) throw;
-      job.status.ieropt = 5020;
-      job.status.errmsg = "Insufficient virtual memory";
-      warnum(job, "from memory allocation of DESIGNTMP, BETATMP and PARMTMP.", job.status.ieropt);
-      warn(job, job.status.errmsg);
+      warn_of_allocation(job, "from memory allocation of DESIGNTMP, BETATMP and PARMTMP.",
+                         Allocation::no_memory);
       return;
     }
   }

@@ -308,6 +308,7 @@ TEST(Set_up, a_type_without_routine_is_fatal) {
   Model_builder m(2, 4);
   const std::string text = error_of(m.test, [&] { m.finish(); });
   EXPECT_EQ(text, "result_var has an error for this data type.  LOGLIKE not computed.");
+  m.test.clear();
   m.job().status.dattyp = 186;
   EXPECT_EQ(error_of(m.test, [&] { set_up_likelihood(m.job()); }), "Incorrect value of DATTYP.");
 }
