@@ -173,6 +173,36 @@ enum class Derived_count : int {
   sessions_and_growth  ///< (3 nprimy - 2) ngrps
 };
 
+/// What is reported beyond the real parameters; the derived parameters map the tag to their sections.
+enum class Derived_sections : int {
+  none,                   ///< nothing is derived
+  survival,               ///< over all intervals, the one behind the last occasion included
+  survival_between,       ///< from the first to the last occasion
+  population,             ///< closed layer, one session
+  density,                ///< closed layer, one session, locations
+  session_population,     ///< closed layer, by session
+  strata_population,      ///< closed layer, by session and stratum
+  population_and_growth,  ///< closed layer, by session, then lambda and its logarithm
+  growth,                 ///< lambda and its logarithm
+  popan,                  ///< births and population by occasion
+  occupancy,
+  occupancy_detection,  ///< occupancy, expected detection
+  occupancy_gamma,      ///< gamma, then lambda and lambda'
+  occupancy_epsilon,    ///< epsilon, then lambda and lambda'
+  occupancy_psi,        ///< psi, then lambda and lambda'
+  open_robust,          ///< population and residency time
+  open_robust_seasons,
+  two_species,
+  two_species_sessions,
+  logit_normal,       ///< resighting rate, population
+  poisson_lognormal,  ///< population, resighting rate, chance to be seen
+  two_psi,
+  transition_products,
+  relaxed_closure,
+  multi_occupancy,
+  state_abundance
+};
+
 /// Rule for the upper bounds of the second and third index of the parameter index matrices.
 enum class Pim_bounds : int {
   strata,          ///< nstrta; max(nprimy, nstrta)
@@ -277,6 +307,7 @@ struct Datatype {
   bool releases_stated = false;  ///< a recovery matrix is followed by the numbers released
   bool negative_allowed = true;  ///< a negative count is a loss on capture
   bool loss_when_dead = false;   ///< it is one also when the last encounter is a dead one
+  Derived_sections derived_sections = Derived_sections::none;
 };
 
 inline constexpr int max_dattyp = 185;
