@@ -223,6 +223,10 @@ def masked(listing):
             if line.strip() and not re.search(r"[A-Za-z]{3}", line):
                 continue
             skip = None
+        if skip == "course":
+            if "Number of function evaluations was" not in line:
+                continue
+            skip = None
         if re.search(r"\bPage\s+\d+", line) and "Vers." in line:
             line = re.sub(r"Vers\. .* Page", "Vers. <clock> Page", line)
         elif line.startswith(" Welcome to TARN "):
@@ -246,6 +250,9 @@ def masked(listing):
             continue
         elif "Maximum ABS(G)" in line:
             line = re.sub(r" = .*", " = <value>", line)
+        elif line.strip() == "ENTERING MINIMIZATION":
+            # The course of the search under DEBUG; where it ends is what counts.
+            skip = "course"
         elif line.startswith(" Random Number Seed"):
             line = " Random Number Seed = <seed>"
         lines.append(line)
