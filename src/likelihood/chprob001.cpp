@@ -44,11 +44,11 @@ template <class Real>
 void chprob001(const Job& job, Ch_result<Real>& result, History histry, int i, int j, int lost,
                Reals<Real> parm, Cell_work<Real>& work) {
   const History_facts& facts = work.facts_of(i, histry);
-  if (facts.ends_in_zeros && !lost && work.reals_stamp() != 0) {
+  if (facts.codes != nullptr && !lost && work.reals_stamp() != 0) {
     Chain2_cohort<Real>& cohort = work.cohorts.at(j, facts.first, histry.noccas());
     if (cohort.made_for != work.reals_stamp())
       make_cohort(job, facts.first, histry.noccas(), j, parm, work, cohort);
-    result = Ch_result<Real>::from(cohort.prob(histry, facts.first, facts.last_caught));
+    result = Ch_result<Real>::from(cohort.prob(facts.codes, facts.first, facts.last_caught));
   } else {
     const int last = lost ? facts.lastlc : facts.lastsm;
     result = Ch_result<Real>::from(step_by_step(job, histry, facts.first, last, j, parm, work));

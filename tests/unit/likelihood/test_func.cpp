@@ -391,7 +391,7 @@ TEST(Cell_work, facts_of_a_made_up_history) {
   EXPECT_EQ(facts.first, 2);
   EXPECT_EQ(facts.lastlc, 2);
   EXPECT_EQ(facts.lastsm, 4);
-  EXPECT_FALSE(facts.ends_in_zeros);
+  EXPECT_EQ(facts.codes, nullptr);
 }
 
 TEST(Cell_work, the_longest_fault_text_is_cut) {
