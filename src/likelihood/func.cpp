@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cassert>
 #include <cfenv>
+#include <chrono>
 #include <cmath>
 #include <new>
 #include <string>
@@ -59,15 +60,23 @@ void sum_block(const Job& job, const Likelihood_work& work, Cell_routine<Real> r
   area.sum = sum;
 }
 
+/// A serial pass that takes less is not worth a parallel region: waking a thread takes some microseconds, and
+/// much more on a busy machine.
+constexpr std::chrono::microseconds smallest_parallel_pass{60};
+
 /// The sum over all histories, on as many threads as the model uses. The one parallel region of the program.
 /// Gives the number of areas that took part.
 template <class Real>
 int sum_on_threads(const Job& job, const Likelihood_work& work, Cell_routine<Real> routine,
-                   std::span<const Real> xbeta, Thread_areas<Real>& areas) {
+                   std::span<const Real> xbeta, Thread_areas<Real>& areas, Team& choice) {
   const int records = job.data.encounters.size();
   const Reals<Real> shared = areas[0]->reals.reals();
-  if (work.serial) {
+  if (areas.size() == 1 || !choice.parallel) {
+    areas[0]->flags = 0;
+    const auto begun = std::chrono::steady_clock::now();
     sum_block(job, work, routine, xbeta, shared, {1, records}, *areas[0]);
+    const bool worth_it = std::chrono::steady_clock::now() - begun >= smallest_parallel_pass;
+    if (!choice.measured) choice = {true, worth_it};
     return 1;
   }
   int used = 1;
@@ -140,7 +149,7 @@ struct Evaluation {
 /// Both halves of the log likelihood and of the penalty.
 template <class Real>
 Evaluation<Real> evaluate(Job& job, Cell_routine<Real> routine, std::span<const Real> xbeta,
-                          Thread_areas<Real>& areas) {
+                          Thread_areas<Real>& areas, Team& team) {
   Likelihood_work& work = *job.model.likelihood;
   Thread_area<Real>& main_area = *areas[0];
   reals_of_record_1(job, work, xbeta, main_area.reals);
@@ -150,7 +159,7 @@ Evaluation<Real> evaluate(Job& job, Cell_routine<Real> routine, std::span<const 
   Evaluation<Real> result;
   if (job.model.phase1 != 0) {
     const Job& shared = job;
-    result.histories = join(job, areas, sum_on_threads(shared, work, routine, xbeta, areas));
+    result.histories = join(job, areas, sum_on_threads(shared, work, routine, xbeta, areas, team));
   }
   if (job.model.phase2 != 0 && work.closed_form != Closed_form::none) {
     main_area.cell.new_reals(false);
@@ -192,7 +201,7 @@ Thread_areas<Derivative>& derivative_areas(const Job& job, Likelihood_work& work
 double func(Job& job, std::span<const double> beta) {
   Likelihood_work& work = work_of(job);
   Model_arrays& model = job.model;
-  const Evaluation<double> result = evaluate(job, model.chprobpointer, beta, work.plain);
+  const Evaluation<double> result = evaluate(job, model.chprobpointer, beta, work.plain, work.plain_team);
   const double likelihood = result.histories.likelihood() + result.closed;
   const double penalty = result.histories.penalty() + result.closed_penalty;
   model.loglik = -(likelihood + likelihood);
@@ -238,8 +247,8 @@ void func_derivatives(Job& job, std::span<const double> beta, int i, int j, std:
     const auto place = static_cast<std::size_t>(k) - 1;
     work.xbeta[place] = Derivative::variable(beta[place], k == i, mask);
   }
-  const Evaluation<Derivative> result =
-      evaluate<Derivative>(job, job.model.chprobderivative, work.xbeta, derivative_areas(job, work));
+  const Evaluation<Derivative> result = evaluate<Derivative>(
+      job, job.model.chprobderivative, work.xbeta, derivative_areas(job, work), work.derivative_team);
   for (std::size_t k = 0; k < mixed.size(); ++k) {
     const double likelihood = result.histories.likelihood(k) + result.closed.ab[k];
     const double penalty = result.histories.penalty(k) + result.closed_penalty.ab[k];

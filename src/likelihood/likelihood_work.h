@@ -26,17 +26,24 @@ struct alignas(128) Thread_area {
 template <class Real>
 using Thread_areas = std::vector<std::unique_ptr<Thread_area<Real>>>;
 
+/// Whether a pass over the histories is worth a parallel region. Its first run is serial and timed: a pass
+/// that takes less than some microseconds, as most small data sets do, only loses by waking threads.
+struct Team {
+  bool measured = false;
+  bool parallel = false;
+};
+
 struct Likelihood_work {
   explicit Likelihood_work(const Job& job) : facts(job.data.encounters), pims(job) {}
 
   Stored_facts facts;
   Pim_table pims;
   bool by_record = false;      ///< real parameters depend on the record
-  bool serial = true;          ///< the loop on the main thread alone: one thread, or too little work for two
   bool serial_penalty = true;  ///< `num_threads` is 1: element 2 of `penlty` counts
   int threads = 1;
   Closed_form closed_form = Closed_form::none;
   std::vector<char> readable;  ///< per record and group: every matrix cell that the history reads is there
+  Team plain_team, derivative_team;
   Thread_areas<double> plain;
   Thread_areas<Derivative> derivative;  ///< made when first asked for
   std::vector<Derivative> xbeta;

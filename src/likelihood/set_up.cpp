@@ -15,10 +15,6 @@
 namespace tarn {
 namespace {
 
-/// Steps of histories (records times groups times occasions) below which a second thread costs more than it
-/// does.
-constexpr double smallest_parallel_work = 20000.0;
-
 /// Puts the floating-point conditions back at the end of its life: those of the dry run, which computes with
 /// made-up numbers, are nobody's.
 class Floating_environment {
@@ -104,11 +100,8 @@ void set_up_likelihood(Job& job) {
     dry_run(job, *work, routines.reach);
   }
 
-  const double steps = static_cast<double>(job.data.encounters.size()) * job.status.ngrps * job.status.noccas;
-  const bool worth_it = steps >= smallest_parallel_work;
-  work->threads = worth_it ? std::max(job.status.num_threads, 1) : 1;
+  work->threads = std::max(job.status.num_threads, 1);
   make_areas(job, *work);
-  work->serial = work->plain.size() == 1;
   if (!model.parm.present() || model.parm.extent() != model.nlogit) {
     if (!model.parm.allocate(model.nlogit)) throw std::bad_alloc();
   }

@@ -10,6 +10,7 @@
 
 #include "data/datatype.h"
 #include "likelihood/func.h"
+#include "likelihood/likelihood_work.h"
 #include "model/design.h"
 #include "model/design_matrix_funcs_module.h"
 #include "support/test_job.h"
@@ -23,6 +24,7 @@ class Model_builder {
   Model_builder(int dattyp, int noccas, int ngrps = 1, int nicovs = 0) {
     Status_module& status = job().status;
     status.dattyp = dattyp;
+    status.closedmodel = static_cast<int>(datatype(dattyp).closed);
     status.noccas = noccas;
     status.ngrps = ngrps;
     status.nicovs = nicovs;
@@ -166,6 +168,12 @@ class Model_builder {
   void set_threads(int threads) {
     job().status.num_threads = threads;
     set_up_likelihood(job());
+  }
+
+  /// The same with a parallel region also where it is not worth it.
+  void force_threads(int threads) {
+    set_threads(threads);
+    job().model.likelihood->plain_team = job().model.likelihood->derivative_team = {true, threads > 1};
   }
 
   int betas() { return job().model.ncovs_nlbetas; }

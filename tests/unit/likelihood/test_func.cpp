@@ -170,7 +170,7 @@ TEST(Func, the_same_bits_for_every_number_of_threads) {
     funcg(m.job(), x, g);
     func_derivatives(m.job(), x, 2, 5, mixed);
     for (const int threads : {2, 3, 7, 16}) {
-      m.set_threads(threads);
+      m.force_threads(threads);
       EXPECT_EQ(std::bit_cast<std::uint64_t>(m.func(x)), std::bit_cast<std::uint64_t>(f)) << threads;
       EXPECT_EQ(m.job().model.sumpen, penalty);
       EXPECT_EQ(funcg(m.job(), x, other), f);
@@ -181,17 +181,39 @@ TEST(Func, the_same_bits_for_every_number_of_threads) {
   }
 }
 
-/// The same with more threads than records, the work threshold set aside.
-TEST(Func, threads_without_histories_add_nothing) {
-  Model_builder m = large_model(5, 13);
-  m.finish(1);
-  const std::vector<double> x = random_betas(m.job().model.ncovs_nlbetas, 14);
-  const double f = m.func(x);
-  Likelihood_work& work = *m.job().model.likelihood;
-  while (work.plain.size() < 9)
-    work.plain.push_back(std::make_unique<Thread_area<double>>(work.facts, work.pims));
-  work.serial = false;
-  EXPECT_EQ(m.func(x), f);
+TEST(Func, the_same_bits_for_every_number_of_threads_with_covariates) {
+  for (const int records : {3, 500}) {
+    Model_builder m(1, 6, 1, 1);
+    std::mt19937_64 source(21);
+    for (int i = 0; i < records; ++i)
+      m.record(random_history(source, 6), {1.0F}, {}, {static_cast<double>(source() % 100) / 50.0 - 1.0});
+    m.time_pims();
+    m.design(11);
+    for (int i = 1; i <= 10; ++i) m.cell(i, i, 1.0);
+    for (int c = 1; c <= 5; ++c) m.covariate(c, 11, 1);
+    m.finish(1);
+    const std::vector<double> x = random_betas(11, 22);
+    const double f = m.func(x);
+    const std::vector<double> parm(m.job().model.parm.begin(), m.job().model.parm.end());
+    std::vector<double> mixed(8), other(8);
+    func_derivatives(m.job(), x, 11, 4, mixed);
+    for (const int threads : {2, 3, 7}) {
+      m.force_threads(threads);
+      EXPECT_EQ(m.func(x), f);
+      EXPECT_TRUE(std::equal(parm.begin(), parm.end(), m.job().model.parm.begin()));
+      func_derivatives(m.job(), x, 11, 4, other);
+      EXPECT_EQ(other, mixed);
+    }
+  }
+}
+
+TEST(Func, a_pass_that_is_short_stays_on_one_thread) {
+  Model_builder small = large_model(5, 25), large = large_model(20000, 26);
+  for (Model_builder* m : {&small, &large}) {
+    m->finish(2);
+    m->func(random_betas(16, 27));
+    EXPECT_EQ(m->job().model.likelihood->plain_team.parallel, m == &large);
+  }
 }
 
 TEST(Func, order_of_records_and_groups_does_not_matter) {
@@ -218,7 +240,8 @@ TEST(Func, flags_of_workers_reach_the_main_thread) {
     m.record(i == 3999 ? "1" + std::string(19, '1') : random_history(source, 20), {1.0F});
   for (int q = 1; q <= 2; ++q) m.pim(q, 1, "TRIANG", 19, 19, [q](int, int) { return q; });
   m.job().model.nlink = 6;
-  m.finish(2);
+  m.finish();
+  m.force_threads(2);
   std::feclearexcept(FE_ALL_EXCEPT);
   m.func({1e-30, 0.5});  // the last record underflows, and only it: it is of the second thread
   EXPECT_NE(std::fetestexcept(FE_UNDERFLOW), 0);
@@ -236,7 +259,8 @@ TEST(Func, the_fault_of_the_lowest_history_is_reported) {
   for (const int threads : {1, 2, 3, 7}) {
     Model_builder m = large_model(4000, 17);
     for (int i = 1; i <= 4000; ++i) m.job().data.encounters.observed(i)[0] = 1.0F;
-    m.finish(threads);
+    m.finish();
+    m.force_threads(threads);
     m.job().model.chprobpointer = faulty;
     const std::string text = error_of(m.test, [&] { m.func(random_betas(16, 1)); });
     EXPECT_EQ(text, "Cell of record 777 cannot be computed.") << threads;
@@ -257,7 +281,7 @@ TEST(Kept, second_penalty_counts_in_serial_runs_only) {
   m.job().model.chprobpointer = second_penalty;
   m.func({0.5, 0.5});
   EXPECT_EQ(m.job().model.sumpen, 4.0);
-  m.set_threads(2);  // too small for two threads, but the rule follows their number
+  m.set_threads(2);  // too little work for two threads, but the rule follows their number
   m.job().model.chprobpointer = second_penalty;
   m.func({0.5, 0.5});
   EXPECT_EQ(m.job().model.sumpen, 0.0);
