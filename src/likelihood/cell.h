@@ -13,6 +13,7 @@
 #include "job/job.h"
 #include "likelihood/blocks/chain2.h"
 #include "likelihood/blocks/history.h"
+#include "likelihood/blocks/quadrature.h"
 #include "likelihood/blocks/rates.h"
 #include "likelihood/pim_table.h"
 #include "likelihood/reach.h"
@@ -76,6 +77,9 @@ class Cell_work {
     }
   }
 
+  /// Positions of the parameters of the closed layer.
+  const Closed_positions& closed_positions() const { return pims_->closed_positions(); }
+
   /// `count` scalars (not cleared) until the next `begin`. Storage is kept from cell to cell; only the first
   /// cells of a model allocate, and may throw std::bad_alloc, which the likelihood carries out of the
   /// parallel region.
@@ -112,9 +116,10 @@ class Cell_work {
   // KEPT: element 1 counts in serial runs (`num_threads` = 1) only; looks wrong, is required.
   std::array<Real, 2> penlty{};
 
-  Power_memo powers;             ///< see blocks/rates.h
-  Chain2_cohorts<Real> cohorts;  ///< see blocks/chain2.h
-  Pim_fault pim_fault;           ///< of the dry run
+  Power_memo powers;              ///< see blocks/rates.h
+  Chain2_cohorts<Real> cohorts;   ///< see blocks/chain2.h
+  Node_tables<Real> node_tables;  ///< see blocks/quadrature.h
+  Pim_fault pim_fault;            ///< of the dry run
 
  private:
   static constexpr std::size_t block_size = 1024;

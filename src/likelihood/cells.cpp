@@ -15,11 +15,17 @@ namespace tarn {
                             Cell_work<Reach>&);
 
 TARN_DECLARE(chprob001)
+TARN_DECLARE(closed_population)
+TARN_DECLARE(closed_density)
 
 Cell_routines cell_routines(Cell tag) {
   switch (tag) {
     case Cell::chprob001:
       return {chprob001<double>, chprob001<Derivative>, chprob001<Reach>};
+    case Cell::closed:
+      return {closed_population<double>, closed_population<Derivative>, closed_population<Reach>};
+    case Cell::density:
+      return {closed_density<double>, closed_density<Derivative>, closed_density<Reach>};
     default:
       return {};
   }

@@ -7,11 +7,12 @@
 namespace tarn {
 
 /// The closed-form term of a data type, summed over groups, as an addend of the log likelihood; its penalties
-/// go to `work.penlty`, which the caller has cleared. A type without one gives 0, and every type that has a
-/// cell routine today is such a type: a term is added here together with the routines that need it.
+/// go to `work.penlty`. A type without one gives 0, and so does a tag that no type with a cell routine has: a
+/// term is added here together with the routines that need it.
+///
+/// Term A, of one closed session with M animals caught and f0 never caught, with probability q of that:
+/// f0 log(max(q, `minlog`)) + lgamma(f0 + M + 1) - lgamma(f0 + 1).
 template <class Real>
-Real closed_terms(const Job&, Closed_form, Reals<Real>, Cell_work<Real>&) {
-  return 0.0;
-}
+Real closed_terms(const Job& job, Closed_form form, Reals<Real> parm, Cell_work<Real>& work);
 
 }  // namespace tarn

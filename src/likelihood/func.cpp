@@ -1,122 +1,57 @@
 #include "likelihood/func.h"
 
-#include <omp.h>
-
 #include <algorithm>
+#include <array>
 #include <cassert>
-#include <cfenv>
 #include <chrono>
 #include <cmath>
-#include <new>
 #include <string>
 
 #include "job/fault.h"
 #include "job/report.h"
 #include "job/template.h"
 #include "likelihood/closed_terms.h"
+#include "likelihood/gradient.h"
+#include "likelihood/history_loop.h"
 #include "likelihood/likelihood_work.h"
 
 namespace tarn {
 namespace {
 
-struct Block {
-  int from = 1, to = 0;
-};
-
-/// The histories of thread t (from 0) of a team: blocks in order, the first `records` mod `team` one longer.
-Block block_of(int records, int t, int team) {
-  const int each = records / team, longer = records % team;
-  const int before = t * each + std::min(t, longer);
-  return {before + 1, before + each + (t < longer ? 1 : 0)};
-}
-
 template <class Real>
 void sum_block(const Job& job, const Likelihood_work& work, Cell_routine<Real> routine,
-               std::span<const Real> xbeta, Reals<Real> shared, Block block, Thread_area<Real>& area) {
-  area.out_of_memory = false;
+               std::span<const Real> xbeta, Reals<Real> shared, History_block block,
+               Thread_area<Real>& area) {
   area.sum = {};
   History_sum<Real> sum;
   area.cell.new_reals(!work.by_record);
-  try {
-    if (work.by_record) {
-      int newbeta = 1;  // the first record of a thread fills its whole work area
-      const auto reals_of = [&](int i) {
-        tranlg<Real>(job, i, xbeta, area.reals, newbeta, 0, nullptr);
-        newbeta = 0;
-        if (!area.reals.fault.empty()) {
-          area.cell.fail(i, area.reals.fault);
-          area.reals.fault.clear();
-        }
-        return area.reals.reals();
-      };
-      add_histories(job, routine, block.from, block.to, reals_of, work.serial_penalty, area.cell, sum);
-    } else {
-      const auto reals_of = [shared](int) { return shared; };
-      add_histories(job, routine, block.from, block.to, reals_of, work.serial_penalty, area.cell, sum);
-    }
-  } catch (const std::bad_alloc&) {
-    area.out_of_memory = true;  // must not leave the region as an exception
+  if (work.by_record) {
+    int newbeta = 1;  // the first record of a thread fills its whole work area
+    const auto reals_of = [&](int i) {
+      reals_of_record(job, i, xbeta, newbeta, area);
+      newbeta = 0;
+      return area.reals.reals();
+    };
+    add_histories(job, routine, block.from, block.to, reals_of, work.serial_penalty, area.cell, sum);
+  } else {
+    const auto reals_of = [shared](int) { return shared; };
+    add_histories(job, routine, block.from, block.to, reals_of, work.serial_penalty, area.cell, sum);
   }
   area.sum = sum;
 }
 
-/// A serial pass that takes less is not worth a parallel region: waking a thread takes some microseconds, and
-/// much more on a busy machine.
-constexpr std::chrono::microseconds smallest_parallel_pass{60};
-
-/// The sum over all histories, on as many threads as the model uses. The one parallel region of the program.
-/// Gives the number of areas that took part.
+/// The sum over all histories, the threads' parts joined in their order.
 template <class Real>
-int sum_on_threads(const Job& job, const Likelihood_work& work, Cell_routine<Real> routine,
-                   std::span<const Real> xbeta, Thread_areas<Real>& areas, Team& choice) {
-  const int records = job.data.encounters.size();
-  const Reals<Real> shared = areas[0]->reals.reals();
-  if (areas.size() == 1 || !choice.parallel) {
-    areas[0]->flags = 0;
-    const auto begun = std::chrono::steady_clock::now();
-    sum_block(job, work, routine, xbeta, shared, {1, records}, *areas[0]);
-    const bool worth_it = std::chrono::steady_clock::now() - begun >= smallest_parallel_pass;
-    if (!choice.measured) choice = {true, worth_it};
-    return 1;
-  }
-  int used = 1;
-#pragma omp parallel num_threads(static_cast <int>(areas.size()))
-  {
-    const int t = omp_get_thread_num(), team = omp_get_num_threads();
-    Thread_area<Real>& area = *areas[static_cast<std::size_t>(t)];
-    if (t == 0) {
-      used = team;
-    } else {
-      std::feclearexcept(FE_ALL_EXCEPT);
-    }
-    sum_block(job, work, routine, xbeta, shared, block_of(records, t, team), area);
-    area.flags = t == 0 ? 0 : std::fetestexcept(FE_ALL_EXCEPT);
-  }
-  return used;
-}
-
-/// Joins what the threads have left, in thread order: sums, floating-point flags, faults.
-template <class Real>
-History_sum<Real> join(Job& job, Thread_areas<Real>& areas, int used) {
+History_sum<Real> sum_of_histories(Job& job, const Likelihood_work& work, Cell_routine<Real> routine,
+                                   std::span<const Real> xbeta, Thread_areas<Real>& areas, Team& team) {
+  const Reals<Real> reals = areas[0]->reals.reals();
+  const Job& shared = job;
+  const int used = on_threads(shared, team, areas, [&](int, Thread_area<Real>& area, History_block block) {
+    sum_block(shared, work, routine, xbeta, reals, block, area);
+  });
+  end_of_histories(job, areas, used);
   History_sum<Real> total;
-  int flags = 0;
-  bool out_of_memory = false;
-  Cell_work<Real>* fault = nullptr;
-  for (int t = 0; t < used; ++t) {
-    Thread_area<Real>& area = *areas[static_cast<std::size_t>(t)];
-    total.add(area.sum);
-    flags |= area.flags;
-    out_of_memory |= area.out_of_memory;
-    const int history = area.cell.fault_history();
-    if (history != 0 && (fault == nullptr || history < fault->fault_history())) fault = &area.cell;
-  }
-  if (flags != 0) std::feraiseexcept(flags);
-  if (out_of_memory) throw std::bad_alloc();
-  if (fault != nullptr) {
-    const std::string text(fault->fault_text());
-    for (auto& area : areas) area->cell.clear_fault();
-    error(job, text);
-  }
+  for (int t = 0; t < used; ++t) total.add(areas[static_cast<std::size_t>(t)]->sum);
   return total;
 }
 
@@ -158,8 +93,7 @@ Evaluation<Real> evaluate(Job& job, Cell_routine<Real> routine, std::span<const 
 
   Evaluation<Real> result;
   if (job.model.phase1 != 0) {
-    const Job& shared = job;
-    result.histories = join(job, areas, sum_on_threads(shared, work, routine, xbeta, areas, team));
+    result.histories = sum_of_histories(job, work, routine, xbeta, areas, team);
   }
   if (job.model.phase2 != 0 && work.closed_form != Closed_form::none) {
     main_area.cell.new_reals(false);
@@ -211,28 +145,51 @@ double func(Job& job, std::span<const double> beta) {
   return f;
 }
 
+namespace {
+
+/// The two ends of a difference quotient in one element of x, and the distance that they stand for.
+struct Difference {
+  double below, above, width;
+};
+
+Difference difference_at(const Job& job, double x) {
+  const double h = job.status.deltax * (std::abs(x) + 1.0);
+  if (job.model.centfd == 0) return {x, x + h, h};
+  const double half = 0.5 * h;
+  return {x - half, x + half, 2.0 * half};
+}
+
+/// `func` at x with each move in turn.
+std::vector<double> objectives_at(Job& job, std::span<double> x, std::span<const Moved_beta> moves) {
+  if (can_move_betas(job)) return moved_objectives(job, x, moves);
+  std::vector<double> f;
+  for (const Moved_beta& move : moves) {
+    double& element = x[static_cast<std::size_t>(move.position) - 1];
+    const double kept = element;
+    element = move.value;
+    f.push_back(func(job, x));
+    element = kept;
+  }
+  return f;
+}
+
+}  // namespace
+
 double funcg(Job& job, std::span<const double> beta, std::span<double> g) {
   std::vector<double>& x = work_of(job).shifted;
   x.assign(beta.begin(), beta.end());
   const double f = func(job, x);
-  const double deltax = job.status.deltax;
+  const bool central = job.model.centfd != 0;
+  std::vector<Moved_beta> moves;
   for (std::size_t i = 0; i < x.size(); ++i) {
-    const double kept = x[i];
-    if (job.model.centfd != 0) {
-      const double h = 0.5 * deltax * (std::abs(kept) + 1.0);
-      x[i] = kept + h;
-      const double above = func(job, x);
-      x[i] = kept - h;
-      const double below = func(job, x);
-      x[i] = kept;
-      g[i] = (above - below) / (2.0 * h);
-    } else {
-      const double h = deltax * (std::abs(kept) + 1.0);
-      x[i] = kept + h;
-      const double above = func(job, x);
-      x[i] = kept;
-      g[i] = (above - f) / h;
-    }
+    const Difference ends = difference_at(job, x[i]);
+    moves.push_back({static_cast<int>(i) + 1, ends.above});
+    if (central) moves.push_back({static_cast<int>(i) + 1, ends.below});
+  }
+  const std::vector<double> values = objectives_at(job, x, moves);
+  for (std::size_t i = 0; i < x.size(); ++i) {
+    const double above = central ? values[2 * i] : values[i], below = central ? values[2 * i + 1] : f;
+    g[i] = (above - below) / difference_at(job, x[i]).width;
   }
   return f;
 }

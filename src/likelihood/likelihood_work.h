@@ -1,16 +1,31 @@
 #pragma once
 // What the likelihood keeps for one model.
 
+#include <cfenv>
 #include <memory>
 #include <span>
 #include <vector>
 
 #include "data/datatype.h"
 #include "likelihood/cell.h"
+#include "likelihood/cell_classes.h"
 #include "likelihood/history_sum.h"
 #include "model/links.h"
 
 namespace tarn {
+
+/// Puts the floating-point conditions back at the end of its life: those of the dry run, which computes with
+/// made-up numbers, are nobody's.
+class Kept_floating_environment {
+ public:
+  Kept_floating_environment() { std::feholdexcept(&environment_); }
+  Kept_floating_environment(const Kept_floating_environment&) = delete;
+  Kept_floating_environment& operator=(const Kept_floating_environment&) = delete;
+  ~Kept_floating_environment() { std::fesetenv(&environment_); }
+
+ private:
+  std::fenv_t environment_;
+};
 
 /// All that one thread writes during an evaluation. On cache lines of its own.
 template <class Real>
@@ -47,7 +62,8 @@ struct Likelihood_work {
   Thread_areas<double> plain;
   Thread_areas<Derivative> derivative;  ///< made when first asked for
   std::vector<Derivative> xbeta;
-  std::vector<double> shifted;  ///< work vector of `funcg`
+  std::vector<double> shifted;            ///< work vector of `funcg`
+  std::unique_ptr<Cell_classes> classes;  ///< made when first asked for
 };
 
 }  // namespace tarn

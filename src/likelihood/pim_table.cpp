@@ -27,6 +27,9 @@ int row_read(const Pim& pim, int row) { return pim.shape == "SQUARE" ? std::min(
 
 Pim_table::Pim_table(const Job& job) {
   const Model_arrays& model = job.model;
+  const auto position = [&job](std::string_view name) { return findpar(job.data, name); };
+  closed_ = {position("pi"),     position("p"),  position("c"),     position("alpha"),
+             position("sigmap"), position("f0"), position("ptilde")};
   if (!model.pim2.present()) return;
   n1_ = job.data.numparmnames;
   n2_ = model.pim2index2upbd - model.pim2index2lobd + 1;
@@ -38,15 +41,28 @@ Pim_table::Pim_table(const Job& job) {
         for (int q = 1; q <= n1_; ++q) views_.emplace_back(model.pim2(q, a, b, g));
 }
 
+Checked_pim::Checked_pim(const Job& job, const Pim_fault& place, Pim_fault& fault)
+    : job_(&job), place_(place), fault_(&fault) {
+  if (!inside_bounds(job, place)) return;
+  nrows = matrix_at(job, place).nrows;
+  ncols = matrix_at(job, place).ncols;
+}
+
 int Checked_pim::look_up(int row, int column) const {
   int number = 0;
   if (inside_bounds(*job_, place_)) {
     const Pim& pim = matrix_at(*job_, place_);
     number = pim.at(row_read(pim, row), column);
   }
-  if (number >= 1 && number <= job_->model.nlogit) return number;
+  if (number >= 1 && number <= job_->model.nlogit) {
+    if (fault_->reached != nullptr) fault_->reached->push_back(number);
+    return number;
+  }
   if (fault_->parameter == 0) {
-    *fault_ = place_;
+    fault_->parameter = place_.parameter;
+    fault_->index2 = place_.index2;
+    fault_->index3 = place_.index3;
+    fault_->group = place_.group;
     fault_->row = row;
     fault_->column = column;
   }

@@ -1,11 +1,11 @@
 // What is done once for a model, before its likelihood is evaluated.
 
 #include <algorithm>
-#include <cfenv>
 #include <new>
 
 #include "job/array.h"
 #include "job/fault.h"
+#include "likelihood/blocks/closed_session.h"
 #include "likelihood/cells.h"
 #include "likelihood/chprob.h"
 #include "likelihood/closed_terms.h"
@@ -15,22 +15,58 @@
 namespace tarn {
 namespace {
 
-/// Puts the floating-point conditions back at the end of its life: those of the dry run, which computes with
-/// made-up numbers, are nobody's.
-class Floating_environment {
- public:
-  Floating_environment() { std::feholdexcept(&environment_); }
-  Floating_environment(const Floating_environment&) = delete;
-  Floating_environment& operator=(const Floating_environment&) = delete;
-  ~Floating_environment() { std::fesetenv(&environment_); }
+/// By parameter number from 0: real parameters that depend on an individual covariate or a design function,
+/// themselves or by a member of their set.
+std::vector<char> rows_by_record(const Model_arrays& model) {
+  std::vector<char> varies(static_cast<std::size_t>(model.nlogit), 0);
+  for (const int row : model.dmicrows) varies[static_cast<std::size_t>(row) - 1] = 1;
+  for (const Link_function_row& varying : model.linkfuncptr) {
+    if (!std::binary_search(model.dmicrows.begin(), model.dmicrows.end(), varying.parm)) continue;
+    for (const Link_function_row& member : model.linkfuncptr)
+      if (member.code == varying.code && member.set == varying.set)
+        varies[static_cast<std::size_t>(member.parm) - 1] = 1;
+  }
+  return varies;
+}
 
- private:
-  std::fenv_t environment_;
-};
+/// Matrices of p and c with fewer rows than there are mixtures: the last row serves those that have none.
+void warn_of_shared_rows(Job& job) {
+  const Status_module& status = job.status;
+  if (status.nmixtures < 2 || !is_closed_kind(status.closedmodel)) return;
+  const Closed_traits traits(status.closedmodel);
+  if (!traits.mixtures) return;
+  const Model_arrays& model = job.model;
+  for (const char* name : {"p", "c"}) {
+    const int q = findpar(job.data, name);
+    bool shared = false;
+    for (int g = 1; q > 0 && g <= status.ngrps; ++g)
+      for (int b = model.pim2index3lobd; b <= model.pim2index3upbd; ++b)
+        for (int a = model.pim2index2lobd; a <= model.pim2index2upbd; ++a) {
+          const Pim& pim = model.pim2(q, a, b, g);
+          shared = shared || (pim.given() && pim.nrows < status.nmixtures);
+        }
+    if (shared)
+      warn(job, "A parameter index matrix of '" + std::string(name) +
+                    "' has fewer rows than there are mixtures; its last row serves the others.");
+  }
+}
+
+/// Warnings on what the matrices and the design say, once for a model however often it is set up.
+void warn_of_closed_layer(Job& job, bool closed_term_by_record) {
+  if (job.model.closed_layer_told) return;
+  job.model.closed_layer_told = true;
+  warn_of_shared_rows(job);
+  if (closed_term_by_record)
+    warn(job,
+         "Individual covariates enter the capture probabilities of a full likelihood; the number of animals "
+         "never caught is then that of animals like the first record, and the population size has no "
+         "meaning.");
+}
 
 /// Runs every cell once on made-up parameters with checked look-ups. A look-up without a real parameter is
-/// fatal when the cell has a count; else the cell is marked as not readable.
-void dry_run(Job& job, Likelihood_work& work, Cell_routine<Reach> routine) {
+/// fatal when the cell has a count; else the cell is marked as not readable. True when the closed-form term
+/// reads a real parameter that depends on the record.
+bool dry_run(Job& job, Likelihood_work& work, Cell_routine<Reach> routine) {
   const Record_table table(job);
   const int records = job.data.encounters.size(), groups = job.status.ngrps;
   const std::vector<Reach> reals(static_cast<std::size_t>(std::max(job.model.nlogit, 1)), Reach(0.25));
@@ -54,11 +90,17 @@ void dry_run(Job& job, Likelihood_work& work, Cell_routine<Reach> routine) {
     }
   }
   if (work.closed_form != Closed_form::none) {
+    const std::vector<char> varying = rows_by_record(job.model);
     cell.begin();
     cell.pim_fault = {};
+    std::vector<int> reached;
+    cell.pim_fault.reached = &reached;
     closed_terms(job, work.closed_form, parm, cell);
     if (cell.pim_fault.parameter != 0) error(job, words_of(job, cell.pim_fault));
+    return std::any_of(reached.begin(), reached.end(),
+                       [&varying](int row) { return varying[static_cast<std::size_t>(row) - 1] != 0; });
   }
+  return false;
 }
 
 /// A work area for each thread. One that no memory is left for is told of and done without: the sum does not
@@ -95,10 +137,17 @@ void set_up_likelihood(Job& job) {
   work->closed_form = type.closed_form;
   work->serial_penalty = job.status.num_threads == 1;
 
-  {
-    const Floating_environment kept;
-    dry_run(job, *work, routines.reach);
+  job.data.ehist.assign(2 * static_cast<std::size_t>(job.status.noccas), '0');
+  if (type.nodes != Nodes::none) {
+    require(job, job.data.ghqv, "GHQV");
+    require(job, job.data.ghqw, "GHQW");
   }
+  bool closed_term_by_record = false;
+  {
+    const Kept_floating_environment kept;
+    closed_term_by_record = dry_run(job, *work, routines.reach);
+  }
+  warn_of_closed_layer(job, closed_term_by_record);
 
   work->threads = std::max(job.status.num_threads, 1);
   make_areas(job, *work);

@@ -248,6 +248,69 @@ void tranlg(const Job& job, int hist, std::span<const Real> xbeta, Real_work<Rea
   for (int j : pass.fixed) work.parm[at(model.fixdex[at(j)] - 1)] = model.fixval[at(j)];
 }
 
+Beta_rows rows_of_beta(const Job& job, const Real_work<double>& work, int beta) {
+  const Model_arrays& model = job.model;
+  std::vector<char> in_animal_pass(at(model.nlogit), 0), holds(at(model.nlogit), 0);
+  for (int row : work.animal.rows) in_animal_pass[at(row - 1)] = 1;
+  Beta_rows rows;
+  for (int row = 1; row <= model.nlogit; ++row) {
+    const std::vector<Design_cell>& cells = model.design_rows[at(row - 1)];
+    if (std::none_of(cells.begin(), cells.end(),
+                     [beta](const Design_cell& cell) { return cell.col == beta; }))
+      continue;
+    holds[at(row - 1)] = 1;
+    if (in_animal_pass[at(row - 1)]) rows.sums.push_back(row);
+  }
+  for (std::size_t set = 0; set < work.link_sets.size(); ++set) {
+    const auto member_row = [&](int k) { return model.linkfuncptr[at(k)].parm; };
+    bool moves = false;
+    for (int k = work.link_sets[set].first; k <= work.link_sets[set].last; ++k)
+      moves = moves || holds[at(member_row(k) - 1)];
+    if (!moves) continue;
+    if (in_animal_pass[at(member_row(work.link_sets[set].first) - 1)])
+      rows.animal.sets.push_back(static_cast<int>(set));
+    for (int k = work.link_sets[set].first; k <= work.link_sets[set].last; ++k)
+      holds[at(member_row(k) - 1)] = 1;
+  }
+  for (int row = 1; row <= model.nlogit; ++row)
+    if (holds[at(row - 1)]) (in_animal_pass[at(row - 1)] ? rows.animal.rows : rows.others).push_back(row);
+  for (int j = 0; j < model.nfixed(); ++j) {
+    const int row = model.fixdex[at(j)];
+    if (holds[at(row - 1)] && in_animal_pass[at(row - 1)]) rows.animal.fixed.push_back(j);
+  }
+  return rows;
+}
+
+void shift_beta(const Job& job, Real_work<double>& work, const Beta_rows& rows, int beta, double value,
+                Shift_undo& undo) {
+  const Model_arrays& model = job.model;
+  undo.linear.clear();
+  undo.parm.clear();
+  for (int row : rows.sums) undo.linear.push_back(work.linear[at(row - 1)]);
+  for (int row : rows.animal.rows) undo.parm.push_back(work.parm[at(row - 1)]);
+  undo.beta = work.beta[at(beta - 1)];
+  undo.sbeta = work.sbeta[at(beta - 1)];
+  work.beta[at(beta - 1)] = value;
+  work.sbeta[at(beta - 1)] = value * model.scalefactor(beta);
+  for (int row : rows.sums) {
+    double sum = 0.0;
+    for (const Design_cell& cell : model.design_rows[at(row - 1)])
+      sum += cell_value(cell, work.design, work.sbeta);
+    work.linear[at(row - 1)] = sum;
+  }
+  for (int set : rows.animal.sets) add_up_set(job, set, work);
+  for (int row : rows.animal.rows) finish_row(model, row, work);
+  for (int j : rows.animal.fixed) work.parm[at(model.fixdex[at(j)] - 1)] = model.fixval[at(j)];
+}
+
+void undo_shift(Real_work<double>& work, const Beta_rows& rows, int beta, const Shift_undo& undo) {
+  work.beta[at(beta - 1)] = undo.beta;
+  work.sbeta[at(beta - 1)] = undo.sbeta;
+  for (std::size_t k = 0; k < rows.sums.size(); ++k) work.linear[at(rows.sums[k] - 1)] = undo.linear[k];
+  for (std::size_t k = 0; k < rows.animal.rows.size(); ++k)
+    work.parm[at(rows.animal.rows[k] - 1)] = undo.parm[k];
+}
+
 template void prepare<double>(const Job&, Real_work<double>&);
 template void prepare<Derivative>(const Job&, Real_work<Derivative>&);
 template void tranlg<double>(const Job&, int, std::span<const double>, Real_work<double>&, int, int,

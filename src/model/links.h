@@ -58,6 +58,26 @@ template <class Real>
 void tranlg(const Job& job, int hist, std::span<const Real> xbeta, Real_work<Real>& work, int newbeta,
             int allrows, const double* other_values);
 
+/// What moves when one beta does. Only of models whose design functions do not use NLBETA.
+struct Beta_rows {
+  std::vector<int> sums;    ///< rows of the animal's pass whose linear predictor holds the beta
+  Link_pass animal;         ///< sets and rows of the animal's pass to do again
+  std::vector<int> others;  ///< real parameters outside that pass
+};
+Beta_rows rows_of_beta(const Job& job, const Real_work<double>& work, int beta);
+
+/// What `shift_beta` has overwritten.
+struct Shift_undo {
+  double beta = 0.0, sbeta = 0.0;
+  std::vector<double> linear, parm;
+};
+
+/// Gives beta number `beta` another value and does the animal's rows again that depend on it, with the
+/// numbers that `tranlg` would give them. Takes no memory once `undo` has met the largest model row count.
+void shift_beta(const Job& job, Real_work<double>& work, const Beta_rows& rows, int beta, double value,
+                Shift_undo& undo);
+void undo_shift(Real_work<double>& work, const Beta_rows& rows, int beta, const Shift_undo& undo);
+
 /// Link of each real parameter: `nlink`, then the data type's own LOG and IDENTITY parameters. With
 /// PARM-SPECIFIC the LINKS statement has said it and nothing is done.
 void setlink(Job& job);

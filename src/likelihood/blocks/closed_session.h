@@ -14,8 +14,8 @@
 //   a normal effect    on the logits of p and c (Gimenez and Choquet 2010)
 //   the condition      that the animal is caught at all: the sum is divided by p*
 //
-// Within session s, group g: p(o) stands in column o, c(o) in column o - 1, alpha(o) and sigmap(o) in column o
-// or the last one; p and c in the row of the mixture, alpha and sigmap in row 1.
+// Within session s, group g: p(o) stands in column o, c(o) in column o - 1, alpha(o) and sigmap(o) in column
+// o or the last one; p and c in the row of the mixture, alpha and sigmap in row 1.
 
 #include <algorithm>
 #include <array>
@@ -125,7 +125,9 @@ Closed_products<Real> closed_walk(const Closed_stretch& stretch, const First& p,
 template <class Real>
 Closed_products<Real> closed_component(const Job& job, Cell_work<Real>& work, const Closed_stretch& stretch,
                                        Closed_traits traits, int m, Reals<Real> parm) {
-  const auto matrix = [&](int q) { return work.pim(job, q, stretch.stratum, stretch.session, stretch.group); };
+  const auto matrix = [&](int q) {
+    return work.pim(job, q, stretch.stratum, stretch.session, stretch.group);
+  };
   const Closed_positions& at = work.closed_positions();
   const auto caught = matrix(at.p).row(m);
   const auto recaught = traits.recapture ? matrix(at.c).row(m) : caught;
@@ -158,7 +160,9 @@ Closed_products<Real> closed_over_nodes(const Job& job, Cell_work<Real>& work, c
   const int n = stretch.length;
   table.begin(rule, 2 * n, work.reals_stamp());
 
-  const auto matrix = [&](int q) { return work.pim(job, q, stretch.stratum, stretch.session, stretch.group); };
+  const auto matrix = [&](int q) {
+    return work.pim(job, q, stretch.stratum, stretch.session, stretch.group);
+  };
   const Closed_positions& at = work.closed_positions();
   const auto p_matrix = matrix(at.p), c_matrix = matrix(at.c), sigmas = matrix(at.sigmap);
   const auto require = [&](int column, const auto& rates, int rate_column, int o) {
@@ -212,7 +216,8 @@ Closed_result<Real> closmods(const Job& job, Cell_work<Real>& work, int i, const
     const auto products = detail::closed_over_nodes(job, work, stretch, parm);
     sum = {products.h, 1.0 - products.q};
   } else if (traits.mixtures) {
-    const auto pi = work.pim(job, work.closed_positions().pi, stretch.stratum, stretch.session, stretch.group);
+    const auto pi =
+        work.pim(job, work.closed_positions().pi, stretch.stratum, stretch.session, stretch.group);
     for_each_mixture<Real>(
         job.status.nmixtures, [&](int m) -> const Real& { return parm[weight_number(pi, m)]; },
         [&](int m, const Real& weight) {

@@ -1,5 +1,6 @@
 #pragma once
-// Normal random effects on the logit scale, integrated by Gauss-Hermite quadrature (Gimenez and Choquet 2010).
+// Normal random effects on the logit scale, integrated by Gauss-Hermite quadrature (Gimenez and Choquet
+// 2010).
 
 #include <array>
 #include <cstddef>
@@ -44,8 +45,8 @@ void for_each_node(const Node_rule& rule, Enter&& enter, Visit&& visit, double w
   }
 }
 
-/// What the odds of a rate are multiplied with at node x under standard deviation `sigma`, which must be below
-/// `largest_deviation`: exp(root_two sigma x), never 0 and never infinite.
+/// What the odds of a rate are multiplied with at node x under standard deviation `sigma`, which must be
+/// below `largest_deviation`: exp(root_two sigma x), never 0 and never infinite.
 template <class Real>
 Real odds_factor(const Real& sigma, double x) {
   return exprep(sigma * (root_two * x));

@@ -1,0 +1,67 @@
+#include "likelihood/cell_classes.h"
+
+#include <algorithm>
+#include <map>
+
+#include "likelihood/cells.h"
+#include "likelihood/history_sum.h"
+#include "likelihood/likelihood_work.h"
+
+namespace tarn {
+namespace {
+
+/// Sizes of the made-up reals: inside 0 to 1, at either end, and beyond every bound at which a routine turns.
+constexpr double sizes_of_reals[] = {0.25, 0.0, 1.0, 9.0};
+
+}  // namespace
+
+Cell_classes::Cell_classes(Job& job)
+    : groups_(static_cast<std::size_t>(job.status.ngrps)),
+      reals_(static_cast<std::size_t>(job.model.nlogit)) {
+  const Kept_floating_environment kept;
+  const Likelihood_work& work = *job.model.likelihood;
+  const Cell_routine<Reach> routine = cell_routines(datatype(job.status.dattyp).cell).reach;
+  const Record_table table(job);
+  const int records = job.data.encounters.size();
+  std::vector<std::vector<Reach>> reals;
+  for (const double size : sizes_of_reals) reals.emplace_back(std::max<std::size_t>(reals_, 1), Reach(size));
+
+  Cell_work<Reach> cell(work.facts, work.pims);
+  std::vector<int> reached;
+  cell.pim_fault.reached = &reached;
+  std::map<std::vector<int>, int> numbers;
+  const auto class_of = [&](int i, int j, int lost) {
+    reached.clear();
+    Ch_result<Reach> result;
+    for (const std::vector<Reach>& values : reals) {
+      cell.begin();
+      routine(job, result, table.history(i), i, j, lost, Reals<Reach>(values.data()), cell);
+    }
+    std::sort(reached.begin(), reached.end());
+    reached.erase(std::unique(reached.begin(), reached.end()), reached.end());
+    const auto [place, is_new] = numbers.emplace(reached, count_);
+    if (is_new) {
+      ++count_;
+      reads_.resize(static_cast<std::size_t>(count_) * reals_, 0);
+      for (const int row : reached)
+        reads_[static_cast<std::size_t>(count_ - 1) * reals_ + static_cast<std::size_t>(row - 1)] = 1;
+    }
+    return place->second;
+  };
+  class_.assign(2 * static_cast<std::size_t>(records) * groups_, -1);
+  for (int i = 1; i <= records; ++i)
+    for (int j = 1; j <= static_cast<int>(groups_); ++j) {
+      const std::size_t place =
+          2 * (static_cast<std::size_t>(i - 1) * groups_ + static_cast<std::size_t>(j - 1));
+      if (table.observed_of(i)[j - 1] > 0.0F) class_[place] = class_of(i, j, 0);
+      if (table.lost_of(i)[j - 1] > 0.0F) class_[place + 1] = class_of(i, j, 1);
+    }
+}
+
+const Cell_classes& cell_classes(Job& job) {
+  Likelihood_work& work = *job.model.likelihood;
+  if (work.classes == nullptr) work.classes = std::make_unique<Cell_classes>(job);
+  return *work.classes;
+}
+
+}  // namespace tarn

@@ -1,0 +1,38 @@
+#pragma once
+// Which real parameters the cell of a record reads.
+
+#include <vector>
+
+#include "job/job.h"
+
+namespace tarn {
+
+/// The cells of a data set, sorted into classes that read the same real parameters.
+class Cell_classes {
+ public:
+  /// Runs every cell that has a count, with look-ups noted, on reals of several sizes: what a routine leaves
+  /// out at one of them it reads at another.
+  explicit Cell_classes(Job& job);
+
+  int count() const { return count_; }
+  /// Class (from 0) of record i, group j; `lost` 0 for the released animals, 1 for those lost on capture.
+  int of(int i, int j, int lost) const {
+    return class_[2 * (static_cast<std::size_t>(i - 1) * groups_ + static_cast<std::size_t>(j - 1)) +
+                  static_cast<std::size_t>(lost)];
+  }
+  /// Whether the cells of class c read real parameter `row`.
+  bool reads(int c, int row) const {
+    return reads_[static_cast<std::size_t>(c) * reals_ + static_cast<std::size_t>(row - 1)] != 0;
+  }
+
+ private:
+  int count_ = 0;
+  std::size_t groups_ = 0, reals_ = 0;
+  std::vector<int> class_;   ///< -1 where the count is 0
+  std::vector<char> reads_;  ///< class, real parameter
+};
+
+/// The classes of the model in hand, made at the first call.
+const Cell_classes& cell_classes(Job& job);
+
+}  // namespace tarn

@@ -1,0 +1,103 @@
+#pragma once
+// The loop over histories on the threads of a model, and what comes back from it. The one parallel region.
+
+#include <omp.h>
+
+#include <algorithm>
+#include <cfenv>
+#include <chrono>
+#include <new>
+#include <string>
+
+#include "job/fault.h"
+#include "likelihood/likelihood_work.h"
+
+namespace tarn {
+
+/// Histories from to to, both counted.
+struct History_block {
+  int from = 1, to = 0;
+};
+
+/// The histories of thread t (from 0) of a team: blocks in order, the first `records` mod `team` one longer.
+inline History_block block_of(int records, int t, int team) {
+  const int each = records / team, longer = records % team;
+  const int before = t * each + std::min(t, longer);
+  return {before + 1, before + each + (t < longer ? 1 : 0)};
+}
+
+/// Below this a pass is not worth waking threads for.
+constexpr std::chrono::microseconds smallest_parallel_pass{20};
+
+/// Calls `part(t, area, block)` for every thread t (from 0) with its block of histories. The first pass of a
+/// team is serial and timed. What a part throws for want of memory is kept for `end_of_histories`. Gives the
+/// number of threads that took part.
+template <class Real, class Part>
+int on_threads(const Job& job, Team& team, Thread_areas<Real>& areas, Part part) {
+  const int records = job.data.encounters.size();
+  const auto guarded = [&](int t, Thread_area<Real>& area, History_block block) {
+    area.out_of_memory = false;
+    try {
+      part(t, area, block);
+    } catch (const std::bad_alloc&) {
+      area.out_of_memory = true;  // must not leave the region as an exception
+    }
+  };
+  if (areas.size() == 1 || !team.parallel) {
+    areas[0]->flags = 0;
+    const auto start = std::chrono::steady_clock::now();
+    guarded(0, *areas[0], {1, records});
+    if (!team.measured) team.parallel = std::chrono::steady_clock::now() - start >= smallest_parallel_pass;
+    team.measured = true;
+    return 1;
+  }
+  int used = 1;
+#pragma omp parallel num_threads(static_cast <int>(areas.size()))
+  {
+    const int t = omp_get_thread_num(), size = omp_get_num_threads();
+    Thread_area<Real>& area = *areas[static_cast<std::size_t>(t)];
+    if (t == 0) {
+      used = size;
+    } else {
+      std::feclearexcept(FE_ALL_EXCEPT);
+    }
+    guarded(t, area, block_of(records, t, size));
+    area.flags = t == 0 ? 0 : std::fetestexcept(FE_ALL_EXCEPT);
+  }
+  return used;
+}
+
+/// Joins the threads' floating-point flags to the main thread's; want of memory is thrown on, and the fault
+/// of the lowest history is fatal.
+template <class Real>
+void end_of_histories(Job& job, Thread_areas<Real>& areas, int used) {
+  int flags = 0;
+  bool out_of_memory = false;
+  Cell_work<Real>* fault = nullptr;
+  for (int t = 0; t < used; ++t) {
+    Thread_area<Real>& area = *areas[static_cast<std::size_t>(t)];
+    flags |= area.flags;
+    out_of_memory |= area.out_of_memory;
+    const int history = area.cell.fault_history();
+    if (history != 0 && (fault == nullptr || history < fault->fault_history())) fault = &area.cell;
+  }
+  if (flags != 0) std::feraiseexcept(flags);
+  if (out_of_memory) throw std::bad_alloc();
+  if (fault != nullptr) {
+    const std::string text(fault->fault_text());
+    for (auto& area : areas) area->cell.clear_fault();
+    error(job, text);
+  }
+}
+
+/// Reals of record i into the thread's work area; a fault is carried to the end of the histories.
+template <class Real>
+void reals_of_record(const Job& job, int i, std::span<const Real> xbeta, int newbeta,
+                     Thread_area<Real>& area) {
+  tranlg<Real>(job, i, xbeta, area.reals, newbeta, 0, nullptr);
+  if (area.reals.fault.empty()) return;
+  area.cell.fail(i, area.reals.fault);
+  area.reals.fault.clear();
+}
+
+}  // namespace tarn
