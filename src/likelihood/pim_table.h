@@ -58,7 +58,8 @@ class Checked_pim {
   };
 
   Checked_pim(const Job& job, const Pim_fault& place, Pim_fault& fault);
-  Row row(int r) const { return {*this, r}; }
+  Row row(int r) const& { return {*this, r}; }
+  Row row(int r) const&& = delete;  // a row refers to its matrix
   int operator()(int r, int c) const { return look_up(r, c); }
   int nrows = 0, ncols = 0;  ///< 0 when the matrix is outside the bounds of `pim2` or was not given
 

@@ -129,8 +129,8 @@ Closed_products<Real> closed_component(const Job& job, Cell_work<Real>& work, co
     return work.pim(job, q, stretch.stratum, stretch.session, stretch.group);
   };
   const Closed_positions& at = work.closed_positions();
-  const auto caught = matrix(at.p).row(m);
-  const auto recaught = traits.recapture ? matrix(at.c).row(m) : caught;
+  const auto first = matrix(at.p), again = matrix(traits.recapture ? at.c : at.p);
+  const auto caught = first.row(m), recaught = again.row(m);
   const int shift = traits.recapture ? 1 : 0;
   const auto p = [&](int o) -> const Real& { return parm[caught[o]]; };
   const auto c = [&](int o) -> const Real& { return parm[recaught[o - shift]]; };
