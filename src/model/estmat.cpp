@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "derived/derivedest.h"
 #include "inference/rank.h"
 #include "inference/resid.h"
 #include "inference/saturd.h"
@@ -122,8 +123,10 @@ void report_solution(Job& job, std::span<const double> x) {
   check_ieee_exceptions(job, "during optimization");
 }
 
-/// One fit and its results. True when LOOP has taken a beta out and the model is to be fitted again.
-bool fit_pass(Job& job, const Saturated_model& saturated, double effective_size, Previous_fit& previous) {
+/// One fit and its results, the last of them in `estimates`. True when LOOP has taken a beta out and the
+/// model is to be fitted again.
+bool fit_pass(Job& job, const Saturated_model& saturated, double effective_size, Previous_fit& previous,
+              Model_estimates& estimates) {
   Model_arrays& model = job.model;
   const int n = estimated_betas(model);
   std::vector<double> x = starting_vector(job, n);
@@ -154,7 +157,7 @@ bool fit_pass(Job& job, const Saturated_model& saturated, double effective_size,
   if (job.status.debug != 0) debug_after_fit(job, x);
 
   start_timing(job);
-  Model_estimates estimates;
+  estimates = {};
   estimates.vcmat = invert_information(job, information, n, rank.npargmaxest);
   report_estimates(job, estimates);
   write_vc_file(job, estimates);
@@ -190,23 +193,25 @@ void estmat(Job& job) {
   model_heading(job);
   check_links(job);
   set_up_likelihood(job);
+  check_derived(job);
   data_summary(job);
   const Saturated_model saturated = saturd(job);
   const double effective_size = saturated_report(job, saturated);
   scale_columns(job);
   if (job.status.debug != 0) print_all_pims(job);
 
+  Model_estimates estimates;
   if (job.status.onlyrealderiv != 0) {
-    Model_estimates estimates;
     read_vc_file(job, estimates);
     start_timing(job);
     report_estimates(job, estimates);
   } else {
     // A refit takes one beta out, so there are at most as many passes as betas.
     Previous_fit previous;
-    while (fit_pass(job, saturated, effective_size, previous)) {
+    while (fit_pass(job, saturated, effective_size, previous, estimates)) {
     }
   }
+  derivedest(job, estimated_vector(job.model), estimates.vcmat);
   check_ieee_exceptions(job, "processing derived parameters");
   close_vc_file(job);
   pass_over(job);

@@ -19,16 +19,6 @@ namespace {
 // Widths of the ruler lines, in which the section titles are centred.
 constexpr int beta_ruler = 90, real_ruler = 91;
 
-/// The estimated betas in the optimizer's order.
-std::vector<double> estimated_vector(const Model_arrays& model) {
-  int n = 0;
-  for (int i = 1; i <= model.ncovs_nlbetas; ++i) n = std::max(n, model.bindex(i));
-  std::vector<double> x(static_cast<std::size_t>(n));
-  for (int i = 1; i <= model.ncovs_nlbetas; ++i)
-    if (model.bindex(i) > 0) x[static_cast<std::size_t>(model.bindex(i)) - 1] = model.beta(i);
-  return x;
-}
-
 /// Beta of each position of the optimizer's vector, from 1.
 std::vector<int> betas_by_position(const Model_arrays& model, int n) {
   std::vector<int> beta_at(static_cast<std::size_t>(n) + 1, 0);
@@ -188,14 +178,19 @@ void warn_of_profiles(Job& job) {
 
 }  // namespace
 
+std::vector<double> estimated_vector(const Model_arrays& model) {
+  int n = 0;
+  for (int i = 1; i <= model.ncovs_nlbetas; ++i) n = std::max(n, model.bindex(i));
+  std::vector<double> x(static_cast<std::size_t>(n));
+  for (int i = 1; i <= model.ncovs_nlbetas; ++i)
+    if (model.bindex(i) > 0) x[static_cast<std::size_t>(model.bindex(i)) - 1] = model.beta(i);
+  return x;
+}
+
 Limits real_limits(double x, double s, bool log_scale, double deltax) {
   const double z = limit_multiplier;
   if (s == 0.0) return {x, x};
-  if (log_scale) {
-    const double ratio = s / x;
-    const double c = exprep(z * std::sqrt(std::log(std::max(1.0 + ratio * ratio, minlog))));
-    return {x / c, x * c};
-  }
+  if (log_scale) return log_limits(x, s);
   if (x > deltax && x < 1.0 - deltax) {
     const double c = exprep(z * s / (x * (1.0 - x)));
     return {x / (x + (1.0 - x) * c), x * c / (1.0 - x + x * c)};

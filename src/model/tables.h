@@ -5,6 +5,7 @@
 #include <string_view>
 #include <vector>
 
+#include "derived/intervals.h"
 #include "job/job.h"
 
 namespace tarn {
@@ -26,10 +27,10 @@ struct Model_estimates {
   Array2<double> vcrmat;  ///< nlogit x nlogit
 };
 
+/// The estimated betas of `model.beta`, in the optimizer's order.
+std::vector<double> estimated_vector(const Model_arrays& model);
+
 /// Limits of a real parameter x with standard error s, by the rule of its link.
-struct Limits {
-  double lower, upper;
-};
 /// @param log_scale  the row has the LOG link or belongs to a parameter that is not confined to 0..1
 Limits real_limits(double x, double s, bool log_scale, double deltax);
 

@@ -1,0 +1,100 @@
+#pragma once
+// Derived parameters: functions of the real parameters with delta-method variances, reported by sections.
+
+#include <span>
+#include <vector>
+
+#include "job/job.h"
+#include "likelihood/cell.h"
+#include "model/links.h"
+
+namespace tarn {
+
+struct Section;
+
+/// Records that give the same term of a sum over records: all of one class when real parameters do not depend
+/// on the record, one record otherwise.
+struct Record_class {
+  int record = 0;               ///< one of them
+  int first = 0;                ///< first live capture, 0 when no routine asks for it
+  std::vector<double> animals;  ///< by group, from 0: observed and lost
+};
+
+/// What the derived routines of one model read, and their working storage.
+class Derived_frame {
+ public:
+  /// Needs `job.model.likelihood`. With `dry` every real parameter is 0.25, whatever the betas.
+  explicit Derived_frame(Job& job, bool dry = false);
+
+  /// Real parameters at the covariate values of the table of reals: ICVALUES, else the means under ICMEANS,
+  /// else record 1. Faults are fatal.
+  Reals<double> reals(std::span<const double> x);
+  /// Real parameters of record i at its own covariates. Without `newbeta` only what depends on the record is
+  /// computed anew. Faults are fatal.
+  Reals<double> reals_of_record(int i, std::span<const double> x, bool newbeta);
+
+  /// Number of the real parameter in (row, column) of the matrix of parameter q; fatal when there is none.
+  int number(int q, int a, int b, int g, int row, int column);
+
+  /// Records grouped by unsampled occasions and, with `by_first`, first live capture. Made at the first call.
+  const std::vector<Record_class>& record_classes(bool by_first);
+
+  Job& job;
+  const bool by_record;    ///< real parameters depend on the record
+  Cell_work<double> cell;  ///< for the blocks of the likelihood
+
+  /// By derived value, from 0; a routine called with the flag 1 may fill them.
+  std::vector<double> minimum;         ///< animals known, the least population size
+  std::vector<double> added_variance;  ///< sampling term on top of the delta part
+
+ private:
+  void require_reals();
+
+  const bool dry_;
+  Real_work<double> work_;
+  std::vector<double> dry_reals_, zeros_;
+  std::vector<Record_class> classes_;
+  bool classes_made_ = false, classes_by_first_ = false;
+};
+
+/// A derived routine: the values of one section at the estimated betas `x`, in the order of the section's
+/// rows.
+/// @param flag  1 in the call at the estimates, 0 in those that differentiate
+using Derived_routine = void (*)(Derived_frame& frame, std::span<const double> x, int flag,
+                                 std::span<double> values);
+
+/// The values of one section. All from 1.
+struct Derived_values {
+  Array1<double> parmest, parmse, parmlci, parmuci;
+  Array2<double> partials;  ///< values x betas
+  Array2<double> vcdmat;    ///< values x values, without what `added_variance` adds
+};
+
+/// Estimates and derivatives of a routine: `parmest` at `betast`, then central differences with the step
+/// deltax / 2 (|beta| + 1) 100000 into `partials`. `betast` is perturbed in place and restored.
+/// @param g, w  as many as values; working storage
+void get_partials(Derived_frame& frame, Derived_routine funct, std::span<double> betast,
+                  Derived_values& values, std::span<double> g, std::span<double> w);
+
+/// Estimates, standard errors and limits of a section at the estimated betas `x`. False when there was no
+/// memory, which has been told.
+/// @param vcmat  variance-covariance matrix of the estimated betas, on the columns in force
+bool derive_section(Derived_frame& frame, const Section& section, std::span<const double> x,
+                    const Array2<double>& vcmat, Derived_values& values);
+
+/// Title, heading and one line per value.
+void report_section(Job& job, const Section& section, const Derived_values& values);
+
+/// Five records of the variance-covariance file: "DERIVED", `letter` and the count, then estimates, standard
+/// errors, lower and upper limits of values `first` to `first` + count - 1.
+void print_derived(Job& job, char letter, int count, const Derived_values& values, int first = 1);
+
+/// All sections of the data type, on listing and variance-covariance file. A type without any is passed over
+/// in silence.
+void derivedest(Job& job, std::span<const double> x, const Array2<double>& vcmat);
+
+/// Runs all sections of the data type once on made-up real parameters: a cell of a matrix that they read and
+/// that holds no real parameter is fatal. To be called when the model is set up.
+void check_derived(Job& job);
+
+}  // namespace tarn

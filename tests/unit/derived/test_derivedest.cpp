@@ -1,0 +1,360 @@
+// The frame of the derived parameters: derivatives, variances, layout, records, and who has sections at all.
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <cstring>
+
+#include "unit/derived/derived_model.h"
+
+namespace tarn {
+namespace {
+
+/// Three functions of two betas with known derivatives.
+void curves(Derived_frame&, std::span<const double> x, int, std::span<double> values) {
+  values[0] = std::exp(x[0]) + x[1] * x[1];
+  values[1] = std::sin(x[0] * x[1]);
+  values[2] = 1.0 / (1.0 + std::exp(-x[0] - 2.0 * x[1]));
+}
+
+void logistic(Derived_frame&, std::span<const double> x, int, std::span<double> values) {
+  values[0] = 1.0 / (1.0 + std::exp(-x[0]));
+}
+
+void constant(Derived_frame&, std::span<const double>, int, std::span<double> values) { values[0] = 0.25; }
+
+/// 40 animals known, 10 not; a sampling variance of 9.
+void counted(Derived_frame& frame, std::span<const double> x, int flag, std::span<double> values) {
+  values[0] = 40.0 + 10.0 * x[0];
+  if (flag != 1) return;
+  frame.minimum[0] = 40.0;
+  frame.added_variance[0] = 9.0;
+}
+
+template <int count>
+std::vector<std::vector<int>> numbered(const Job&) {
+  std::vector<std::vector<int>> rows;
+  for (int i = 1; i <= count; ++i) rows.push_back({i});
+  return rows;
+}
+
+constexpr std::array<Template<>, 1> no_heading{"(1x,'head')"};
+
+template <int count>
+Section section_of(Derived_routine routine, Interval interval, bool inflated = false) {
+  return {.title = "Curves of ",
+          .width = 74,
+          .heading = no_heading,
+          .heading_lines = 1,
+          .row = "(7x,i3,4(2x,a14))",
+          .rows = numbered<count>,
+          .interval = interval,
+          .inflated = inflated,
+          .routine = routine};
+}
+
+class Derived : public testing::Test {
+ protected:
+  Derived() : m(1, 3) {
+    m.record("110", {4});
+    m.time_pims();
+    m.finish();
+    job().model.modnam = "{M}";
+  }
+  Job& job() { return m.job(); }
+  Model_builder m;
+};
+
+TEST_F(Derived, partials_are_close_to_exact_derivatives) {
+  Derived_frame frame(job());
+  const std::vector<double> x{0.4, -0.7};
+  const Array2<double> v = matrix(2, {0.04, 0.01, 0.01, 0.09});
+  Derived_values values;
+  ASSERT_TRUE(derive_section(frame, section_of<3>(curves, Interval::plain), x, v, values));
+  const double p = 1.0 / (1.0 + std::exp(1.0));
+  const std::vector<std::vector<double>> exact{{std::exp(0.4), -1.4},
+                                               {-0.7 * std::cos(0.28), 0.4 * std::cos(0.28)},
+                                               {p * (1.0 - p), 2.0 * p * (1.0 - p)}};
+  for (int i = 1; i <= 3; ++i) {
+    const std::vector<double>& row = exact[static_cast<std::size_t>(i) - 1];
+    for (int k = 1; k <= 2; ++k) {
+      const double d = row[static_cast<std::size_t>(k) - 1];
+      EXPECT_NEAR(values.partials(i, k), d, 5e-5 * std::fabs(d));
+    }
+    EXPECT_NEAR(values.parmse(i), std::sqrt(sandwich_of(row, v)), 5e-5 * values.parmse(i));
+  }
+  EXPECT_NEAR(values.vcdmat(1, 2), values.vcdmat(2, 1), 1e-15);
+  EXPECT_DOUBLE_EQ(values.parmest(1), std::exp(0.4) + 0.49);
+}
+
+// The step is stated, so the differences themselves are known.
+TEST_F(Derived, partials_are_the_stated_central_differences) {
+  Derived_frame frame(job());
+  const std::vector<double> x{2.5};
+  const Array2<double> v = matrix(1, {0.3});
+  Derived_values values;
+  ASSERT_TRUE(derive_section(frame, section_of<1>(logistic, Interval::probability), x, v, values));
+  const double step = 1.4901161193847656e-08 * 0.5 * 3.5 * 100000.0;
+  const auto p = [](double b) { return 1.0 / (1.0 + std::exp(-b)); };
+  const double difference = (p(2.5 + step) - p(2.5 - step)) / (2.0 * step);
+  EXPECT_NEAR(step, 7.45e-4 * 3.5, 1e-6 * 3.5);
+  EXPECT_NEAR(values.partials(1, 1), difference, 1e-15);
+}
+
+TEST_F(Derived, one_beta_gives_the_square_of_its_partial_times_its_variance) {
+  Derived_frame frame(job());
+  Derived_values values;
+  ASSERT_TRUE(derive_section(frame, section_of<1>(logistic, Interval::probability), std::vector<double>{0.2},
+                             matrix(1, {0.3}), values));
+  EXPECT_DOUBLE_EQ(values.vcdmat(1, 1), values.partials(1, 1) * 0.3 * values.partials(1, 1));
+  EXPECT_DOUBLE_EQ(values.parmse(1), std::sqrt(values.vcdmat(1, 1)));
+}
+
+TEST_F(Derived, without_betas_there_is_no_variance) {
+  Derived_frame frame(job());
+  Derived_values values;
+  ASSERT_TRUE(derive_section(frame, section_of<1>(constant, Interval::probability), {}, {}, values));
+  EXPECT_EQ(values.parmest(1), 0.25);
+  EXPECT_EQ(values.parmse(1), 0.0);
+  EXPECT_DOUBLE_EQ(values.parmlci(1), 0.25);
+  EXPECT_DOUBLE_EQ(values.parmuci(1), 0.25);
+}
+
+TEST_F(Derived, negative_variance_gives_a_standard_error_of_0) {
+  Derived_frame frame(job());
+  Derived_values values;
+  ASSERT_TRUE(derive_section(frame, section_of<1>(logistic, Interval::plain), std::vector<double>{0.2},
+                             matrix(1, {-0.3}), values));
+  EXPECT_LT(values.vcdmat(1, 1), 0.0);
+  EXPECT_EQ(values.parmse(1), 0.0);
+  EXPECT_EQ(values.parmlci(1), values.parmest(1));
+}
+
+TEST_F(Derived, a_matrix_that_is_no_number_gives_errors_that_are_none) {
+  Derived_frame frame(job());
+  Derived_values values;
+  ASSERT_TRUE(derive_section(frame, section_of<1>(logistic, Interval::probability), std::vector<double>{0.2},
+                             matrix(1, {std::nan("")}), values));
+  EXPECT_TRUE(std::isnan(values.parmse(1)));
+  EXPECT_TRUE(std::isnan(values.parmlci(1)));
+  EXPECT_TRUE(std::isnan(values.parmuci(1)));
+}
+
+TEST_F(Derived, betas_come_back_as_they_were) {
+  Derived_frame frame(job());
+  std::vector<double> x{0.1, 0.2};
+  Derived_values values;
+  ASSERT_TRUE(values.parmest.allocate(3) && values.partials.allocate(3, 2));
+  std::vector<double> g(3), w(3);
+  get_partials(frame, curves, x, values, g, w);
+  EXPECT_EQ(x, (std::vector<double>{0.1, 0.2}));
+}
+
+TEST_F(Derived, count_of_the_section_is_known_to_the_job) {
+  Derived_frame frame(job());
+  Derived_values values;
+  ASSERT_TRUE(derive_section(frame, section_of<3>(curves, Interval::plain), std::vector<double>{0.1, 0.2},
+                             matrix(2, {1, 0, 0, 1}), values));
+  EXPECT_EQ(job().status.nests, 3);
+}
+
+double error_with_chat(Job& job, bool quasi, double chat, bool inflated) {
+  job.model.quasi = quasi;
+  job.model.chat = chat;
+  Derived_frame frame(job);
+  Derived_values values;
+  EXPECT_TRUE(derive_section(frame, section_of<1>(counted, Interval::population, inflated),
+                             std::vector<double>{1.0}, matrix(1, {0.16}), values));
+  return values.parmse(1);
+}
+
+TEST_F(Derived, chat_inflates_under_quasi_only_and_only_when_finite_and_positive) {
+  const double infinity = HUGE_VAL;
+  EXPECT_NEAR(error_with_chat(job(), false, 4.0, true), 5.0, 1e-9);
+  EXPECT_NEAR(error_with_chat(job(), true, 4.0, true), 10.0, 1e-9);
+  EXPECT_NEAR(error_with_chat(job(), true, 4.0, false), 5.0, 1e-9);
+  for (const double none : {0.0, -2.0, infinity, std::nan("")})
+    EXPECT_NEAR(error_with_chat(job(), true, none, true), 5.0, 1e-9);
+}
+
+TEST_F(Derived, a_population_below_the_animals_known_is_those) {
+  Derived_frame frame(job());
+  Derived_values values;
+  for (const double unseen : {0.0, -0.5}) {
+    ASSERT_TRUE(derive_section(frame, section_of<1>(counted, Interval::population),
+                               std::vector<double>{unseen}, matrix(1, {0.16}), values));
+    EXPECT_EQ(values.parmest(1), 40.0);
+    EXPECT_EQ(values.parmlci(1), 40.0);
+    EXPECT_EQ(values.parmuci(1), 40.0);
+  }
+}
+
+Derived_values made_values(int count) {
+  Derived_values values;
+  for (Array1<double>* column : {&values.parmest, &values.parmse, &values.parmlci, &values.parmuci})
+    EXPECT_TRUE(column->allocate(count));
+  for (int i = 1; i <= count; ++i) {
+    values.parmest(i) = 0.504 * i;
+    values.parmse(i) = 0.0625 * i;
+    values.parmlci(i) = 0.4 * i;
+    values.parmuci(i) = 0.6 * i;
+  }
+  return values;
+}
+
+TEST_F(Derived, layout_of_survival_over_the_study) {
+  job().status.ngrps = 2;
+  m.test.clear();
+  report_section(job(), only_section(4), made_values(2));
+  const std::vector<std::string> expected{
+      "",
+      "",
+      "                    Survival Estimates of {M}",
+      "",
+      "       Pr. Surviving",
+      "        Duration of                   95% Confidence Interval",
+      " Group     Study      Standard Error     Lower          Upper     ",
+      " ----- -------------- -------------- -------------- --------------",
+      "   1    0.5040000      0.0625000      0.4000000      0.6000000    ",
+      "   2    1.0080000      0.1250000      0.8000000      1.2000000    "};
+  EXPECT_EQ(m.test.listing_lines().size(), expected.size());
+  for (std::size_t i = 0; i < expected.size(); ++i) EXPECT_EQ(m.test.listing_lines()[i], expected[i]) << i;
+}
+
+TEST_F(Derived, layout_of_population) {
+  job().status.ngrps = 2;
+  for (const int dattyp : {5, 12}) {
+    m.test.clear();
+    report_section(job(), only_section(dattyp), made_values(2));
+    const std::vector<std::string> expected{
+        "",
+        "",
+        "                       Population Estimates of {M}",
+        "                                                95% Confidence Interval",
+        "     Group     N-hat        Standard Error      Lower           Upper",
+        " ---------  --------------  --------------  --------------  --------------",
+        "         1   0.5040000       0.0625000       0.4000000       0.6000000    ",
+        "         2   1.0080000       0.1250000       0.8000000       1.2000000    "};
+    EXPECT_EQ(m.test.listing_lines(), expected);
+  }
+}
+
+TEST_F(Derived, layout_of_density) {
+  m.test.clear();
+  report_section(job(), only_section(127), made_values(1));
+  const std::vector<std::string> expected{
+      "",
+      "",
+      "                         Density Estimates of {M}",
+      "                                                95% Confidence Interval",
+      "     Group     D-hat        Standard Error      Lower           Upper",
+      " ---------  --------------  --------------  --------------  --------------",
+      "         1   0.5040000       0.0625000       0.4000000       0.6000000    "};
+  EXPECT_EQ(m.test.listing_lines(), expected);
+}
+
+TEST_F(Derived, a_section_never_overflows_its_page) {
+  job().status.maxlin = 30;
+  job().status.ngrps = 2;
+  for (int left = 0; left <= 12; ++left) {
+    job().status.lines = left;
+    m.test.clear();
+    report_section(job(), only_section(4), made_values(2));
+    EXPECT_GE(job().status.lines, 0) << left;
+  }
+}
+
+TEST_F(Derived, rulers_are_as_wide_as_the_code_of_their_letter) {
+  for (const int dattyp : {4, 5, 12, 24, 48, 127, 155}) {
+    const Section& section = only_section(dattyp);
+    m.test.clear();
+    put(job(), listing, section.heading.back());
+    EXPECT_EQ(static_cast<int>(m.test.listing_lines().front().size()), section.width);
+    EXPECT_EQ(section.letter(), dattyp == 5 || dattyp == 12 || dattyp == 127 ? 'J' : 'B');
+  }
+}
+
+std::string record_of(const std::string& bytes) {
+  const std::int32_t length = static_cast<std::int32_t>(bytes.size());
+  std::string count(4, '\0');
+  std::memcpy(count.data(), &length, 4);
+  return count + bytes + count;
+}
+std::string bytes_of(const auto& number) {
+  std::string bytes(sizeof number, '\0');
+  std::memcpy(bytes.data(), &number, sizeof number);
+  return bytes;
+}
+
+TEST_F(Derived, records_byte_by_byte) {
+  job().streams.open_memory(job().status.sysvcm);
+  print_derived(job(), 'J', 2, made_values(2));
+  std::string expected = record_of("DERIVEDJ" + bytes_of(std::int32_t{2}));
+  expected += record_of("DERV PAR" + bytes_of(0.504) + bytes_of(1.008));
+  expected += record_of("DERV SE " + bytes_of(0.0625) + bytes_of(0.125));
+  expected += record_of("DERV LCI" + bytes_of(0.4) + bytes_of(0.8));
+  expected += record_of("DERV UCI" + bytes_of(0.6) + bytes_of(1.2));
+  EXPECT_EQ(job().streams.contents(job().status.sysvcm), expected);
+}
+
+TEST_F(Derived, records_from_a_later_value_on) {
+  job().streams.open_memory(job().status.sysvcm);
+  print_derived(job(), 'B', 1, made_values(2), 2);
+  std::string expected = record_of("DERIVEDB" + bytes_of(std::int32_t{1}));
+  expected += record_of("DERV PAR" + bytes_of(1.008));
+  expected += record_of("DERV SE " + bytes_of(0.125));
+  expected += record_of("DERV LCI" + bytes_of(0.8));
+  expected += record_of("DERV UCI" + bytes_of(1.2));
+  EXPECT_EQ(job().streams.contents(job().status.sysvcm), expected);
+}
+
+TEST_F(Derived, types_without_sections_write_nothing) {
+  int silent = 0;
+  for (int n = 1; n <= max_dattyp; ++n) {
+    if (datatype(n).derived_sections != Derived_sections::none) continue;
+    ++silent;
+    job().status.dattyp = n;
+    m.test.clear();
+    derivedest(job(), {}, {});
+    check_derived(job());
+    EXPECT_EQ(m.test.listing(), "") << n;
+    EXPECT_EQ(m.test.screen(), "") << n;
+  }
+  EXPECT_EQ(silent, 31);
+}
+
+TEST_F(Derived, a_number_outside_the_table_is_told) {
+  for (const int n : {0, 186, -4}) {
+    job().status.dattyp = n;
+    m.test.clear();
+    derivedest(job(), {}, {});
+    EXPECT_TRUE(
+        m.test.listing_has("  * *  WARNING  * *   No derived parameters are available for data type number " +
+                           std::to_string(n) + "."));
+  }
+}
+
+TEST_F(Derived, sections_that_are_not_there_yet_are_told_once) {
+  job().status.dattyp = 177;
+  ASSERT_TRUE(derived_sections(datatype(177)).empty());
+  m.test.clear();
+  derivedest(job(), {}, {});
+  const std::string text =
+      "Derived parameters of this data type are not available in this version of TARN and are passed over.";
+  const std::string listing = m.test.listing();
+  EXPECT_NE(listing.find(text), std::string::npos);
+  EXPECT_EQ(listing.find(text), listing.rfind(text));
+}
+
+TEST_F(Derived, few_lines_left_start_a_page) {
+  for (const int left : {10, 11}) {
+    job().status.maxlin = 50;
+    job().status.lines = left;
+    const int page = job().status.npage;
+    derivedest(job(), {}, {});
+    EXPECT_EQ(job().status.npage, left == 10 ? page + 1 : page);
+  }
+}
+
+}  // namespace
+}  // namespace tarn
