@@ -6,6 +6,7 @@
 #include "likelihood/cells.h"
 #include "likelihood/history_sum.h"
 #include "likelihood/likelihood_work.h"
+#include "model/design_matrix_funcs_module.h"
 
 namespace tarn {
 namespace {
@@ -56,6 +57,40 @@ Cell_classes::Cell_classes(Job& job)
       if (table.observed_of(i)[j - 1] > 0.0F) class_[place] = class_of(i, j, 0);
       if (table.lost_of(i)[j - 1] > 0.0F) class_[place + 1] = class_of(i, j, 1);
     }
+}
+
+Moved_classes::Moved_classes(Job& job) {
+  const Model_arrays& model = job.model;
+  const Cell_classes& classes = cell_classes(job);
+  classes_ = classes.count();
+  for (int i = 1; i <= model.ncovs_nlbetas; ++i) {
+    const int position = model.bindex(i);
+    if (position == 0) continue;
+    if (beta_at_.size() < static_cast<std::size_t>(position))
+      beta_at_.resize(static_cast<std::size_t>(position));
+    beta_at_[static_cast<std::size_t>(position) - 1] = i;
+  }
+  const Real_work<double>& reals = model.likelihood->plain[0]->reals;
+  for (const int beta : beta_at_) rows_.push_back(rows_of_beta(job, reals, beta));
+  for (int c = 0; c < classes_; ++c)
+    for (const Beta_rows& rows : rows_) {
+      const auto read = [&classes, c](int row) { return classes.reads(c, row); };
+      moves_.push_back(std::any_of(rows.animal.rows.begin(), rows.animal.rows.end(), read) ||
+                       std::any_of(rows.others.begin(), rows.others.end(), read));
+    }
+}
+
+bool rows_of_betas_known(const Job& job) {
+  const Design_matrix_funcs_module& functions = job.model.functions;
+  for (int k = 1; k <= functions.numdmfuncs; ++k)
+    if (functions.dmfuncstypes(function_number, k) == nlbeta_function) return false;
+  return true;
+}
+
+const Moved_classes& moved_classes(Job& job) {
+  Likelihood_work& work = *job.model.likelihood;
+  if (work.moved == nullptr) work.moved = std::make_unique<Moved_classes>(job);
+  return *work.moved;
 }
 
 const Cell_classes& cell_classes(Job& job) {

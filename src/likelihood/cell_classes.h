@@ -4,6 +4,7 @@
 #include <vector>
 
 #include "job/job.h"
+#include "model/links.h"
 
 namespace tarn {
 
@@ -32,7 +33,33 @@ class Cell_classes {
   std::vector<char> reads_;  ///< class, real parameter
 };
 
-/// The classes of the model in hand, made at the first call.
+/// Which classes of cells change when a beta does.
+class Moved_classes {
+ public:
+  explicit Moved_classes(Job& job);
+  int count() const { return classes_; }
+  /// Length of the optimizer's vector.
+  int betas() const { return static_cast<int>(rows_.size()); }
+  /// Whether class c reads a real parameter that the beta at `position` (from 1) moves.
+  bool moves(int c, int position) const {
+    return moves_[static_cast<std::size_t>(c) * rows_.size() + static_cast<std::size_t>(position - 1)] != 0;
+  }
+  const Beta_rows& rows(int position) const { return rows_[static_cast<std::size_t>(position - 1)]; }
+  /// Number among all betas of the one at `position`.
+  int beta(int position) const { return beta_at_[static_cast<std::size_t>(position - 1)]; }
+
+ private:
+  int classes_ = 0;
+  std::vector<int> beta_at_;
+  std::vector<Beta_rows> rows_;
+  std::vector<char> moves_;
+};
+
+/// False when a design function holds a beta: what such a beta moves does not stand in the design.
+bool rows_of_betas_known(const Job& job);
+
+/// The tables of the model in hand, made at the first call.
 const Cell_classes& cell_classes(Job& job);
+const Moved_classes& moved_classes(Job& job);
 
 }  // namespace tarn

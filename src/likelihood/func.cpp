@@ -25,6 +25,14 @@ void sum_block(const Job& job, const Likelihood_work& work, Cell_routine<Real> r
   area.sum = {};
   History_sum<Real> sum;
   area.cell.new_reals(!work.by_record);
+  // A cell whose derivatives are all 0 has no part in a pass of derivatives.
+  const auto wanted = [&work](int i, int j, int lost) {
+    if constexpr (std::is_same_v<Real, Derivative>)
+      return work.idle_classes.empty() ||
+             !work.idle_classes[static_cast<std::size_t>(work.classes->of(i, j, lost))];
+    else
+      return true;
+  };
   if (work.by_record) {
     int newbeta = 1;  // the first record of a thread fills its whole work area
     const auto reals_of = [&](int i) {
@@ -32,10 +40,10 @@ void sum_block(const Job& job, const Likelihood_work& work, Cell_routine<Real> r
       newbeta = 0;
       return area.reals.reals();
     };
-    add_histories(job, routine, block.from, block.to, reals_of, work.serial_penalty, area.cell, sum);
+    add_histories(job, routine, block.from, block.to, reals_of, wanted, work.serial_penalty, area.cell, sum);
   } else {
     const auto reals_of = [shared](int) { return shared; };
-    add_histories(job, routine, block.from, block.to, reals_of, work.serial_penalty, area.cell, sum);
+    add_histories(job, routine, block.from, block.to, reals_of, wanted, work.serial_penalty, area.cell, sum);
   }
   area.sum = sum;
 }
@@ -130,6 +138,20 @@ Thread_areas<Derivative>& derivative_areas(const Job& job, Likelihood_work& work
   return work.derivative;
 }
 
+/// Classes of cells that do not read a real parameter which beta i moves, or none which one of the betas j
+/// and those behind it in the lanes moves: their mixed derivatives are 0. Empty when that cannot be told.
+void find_idle_classes(Job& job, int i, int j, std::vector<char>& idle) {
+  idle.clear();
+  if (!rows_of_betas_known(job)) return;
+  const Moved_classes& moved = moved_classes(job);
+  for (int c = 0; c < moved.count(); ++c) {
+    bool of_lanes = false;
+    for (int k = j; k < j + Derivative::lanes && k <= moved.betas(); ++k)
+      of_lanes = of_lanes || moved.moves(c, k);
+    idle.push_back(moved.moves(c, i) && of_lanes ? 0 : 1);
+  }
+}
+
 }  // namespace
 
 double func(Job& job, std::span<const double> beta) {
@@ -204,6 +226,7 @@ void func_derivatives(Job& job, std::span<const double> beta, int i, int j, std:
     const auto place = static_cast<std::size_t>(k) - 1;
     work.xbeta[place] = Derivative::variable(beta[place], k == i, mask);
   }
+  find_idle_classes(job, i, j, work.idle_classes);
   const Evaluation<Derivative> result = evaluate<Derivative>(
       job, job.model.chprobderivative, work.xbeta, derivative_areas(job, work), work.derivative_team);
   for (std::size_t k = 0; k < mixed.size(); ++k) {

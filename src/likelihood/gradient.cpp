@@ -6,20 +6,11 @@
 #include "likelihood/cell_classes.h"
 #include "likelihood/closed_terms.h"
 #include "likelihood/history_loop.h"
-#include "model/design_matrix_funcs_module.h"
 
 namespace tarn {
 namespace {
 
 std::size_t at(int i) { return static_cast<std::size_t>(i); }
-
-/// Beta of every position of the optimizer's vector, from 1 at element 0.
-std::vector<int> betas_by_position(const Model_arrays& model, std::size_t n) {
-  std::vector<int> beta_at(n, 0);
-  for (int i = 1; i <= model.ncovs_nlbetas; ++i)
-    if (model.bindex(i) > 0) beta_at[at(model.bindex(i) - 1)] = i;
-  return beta_at;
-}
 
 /// One vector of the pass.
 struct Move {
@@ -40,11 +31,12 @@ struct Thread_sums {
 class Moves_pass {
  public:
   Moves_pass(Job& job, std::span<const double> x, std::span<const Moved_beta> moves)
-      : job_(job), work_(*job.model.likelihood), x_(x.begin(), x.end()), classes_(cell_classes(job)) {
-    const std::vector<int> beta_at = betas_by_position(job.model, x.size());
-    const Real_work<double>& reals = work_.plain[0]->reals;
-    for (std::size_t k = 0; k < x.size(); ++k) rows_.push_back(rows_of_beta(job, reals, beta_at[k]));
-    for (const Moved_beta& to : moves) moves_.push_back({to, beta_at[at(to.position - 1)], {}, 0.0, 0.0});
+      : job_(job),
+        work_(*job.model.likelihood),
+        x_(x.begin(), x.end()),
+        classes_(cell_classes(job)),
+        moved_(moved_classes(job)) {
+    for (const Moved_beta& to : moves) moves_.push_back({to, moved_.beta(to.position), {}, 0.0, 0.0});
     find_changes();
     for (Move& move : moves_) fill(move);
   }
@@ -80,22 +72,13 @@ class Moves_pass {
   }
 
  private:
-  bool changes(int c, std::size_t m) const { return changes_[at(c) * moves_.size() + m] != 0; }
+  bool changes(int c, std::size_t m) const { return moved_.moves(c, moves_[m].to.position); }
 
-  /// Which moves change which classes of cells.
   void find_changes() {
-    changes_.assign(at(classes_.count()) * moves_.size(), 0);
     moves_of_.resize(at(classes_.count()));
     for (int c = 0; c < classes_.count(); ++c)
-      for (std::size_t m = 0; m < moves_.size(); ++m) {
-        const Beta_rows& rows = rows_[at(moves_[m].to.position - 1)];
-        const auto read = [&](int row) { return classes_.reads(c, row); };
-        if (std::none_of(rows.animal.rows.begin(), rows.animal.rows.end(), read) &&
-            std::none_of(rows.others.begin(), rows.others.end(), read))
-          continue;
-        changes_[at(c) * moves_.size() + m] = 1;
-        moves_of_[at(c)].push_back(static_cast<int>(m));
-      }
+      for (std::size_t m = 0; m < moves_.size(); ++m)
+        if (changes(c, m)) moves_of_[at(c)].push_back(static_cast<int>(m));
   }
 
   /// What a move gives that is the same for every record.
@@ -106,7 +89,7 @@ class Moves_pass {
     element = move.to.value;
     tranlg<double>(job_, 1, x_, area.reals, 1, 1, nullptr);
     element = kept;
-    for (int row : rows_[at(move.to.position - 1)].others)
+    for (int row : moved_.rows(move.to.position).others)
       move.others.emplace_back(row, area.reals.parm[at(row - 1)]);
     if (job_.model.phase2 == 0 || work_.closed_form == Closed_form::none) return;
     area.cell.new_reals(false);
@@ -154,7 +137,7 @@ class Moves_pass {
       }
       for (const int m : *moves) {
         const Move& move = moves_[at(m)];
-        const Beta_rows& rows = rows_[at(move.to.position - 1)];
+        const Beta_rows& rows = moved_.rows(move.to.position);
         shift_beta(job, area.reals, rows, move.beta, move.to.value, sums.undo);
         sums.kept.clear();
         for (const auto& [row, value] : move.others) {
@@ -184,9 +167,8 @@ class Moves_pass {
   Likelihood_work& work_;
   std::vector<double> x_;
   const Cell_classes& classes_;
-  std::vector<Beta_rows> rows_;  ///< per position
+  const Moved_classes& moved_;
   std::vector<Move> moves_;
-  std::vector<char> changes_;               ///< class, move
   std::vector<std::vector<int>> moves_of_;  ///< per class
 };
 
@@ -194,10 +176,8 @@ class Moves_pass {
 
 bool can_move_betas(const Job& job) {
   const Model_arrays& model = job.model;
-  if (!model.likelihood->by_record || model.phase1 == 0 || job.data.encounters.size() == 0) return false;
-  for (int k = 1; k <= model.functions.numdmfuncs; ++k)
-    if (model.functions.dmfuncstypes(5, k) == nlbeta_function) return false;
-  return true;
+  return model.likelihood->by_record && model.phase1 != 0 && job.data.encounters.size() > 0 &&
+         rows_of_betas_known(job);
 }
 
 std::vector<double> moved_objectives(Job& job, std::span<const double> x, std::span<const Moved_beta> moves) {

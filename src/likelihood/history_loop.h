@@ -26,9 +26,6 @@ inline History_block block_of(int records, int t, int team) {
   return {before + 1, before + each + (t < longer ? 1 : 0)};
 }
 
-/// Below this a pass is not worth waking threads for.
-constexpr std::chrono::microseconds smallest_parallel_pass{20};
-
 /// Calls `part(t, area, block)` for every thread t (from 0) with its block of histories. The first pass of a
 /// team is serial and timed. What a part throws for want of memory is kept for `end_of_histories`. Gives the
 /// number of threads that took part.
@@ -47,8 +44,7 @@ int on_threads(const Job& job, Team& team, Thread_areas<Real>& areas, Part part)
     areas[0]->flags = 0;
     const auto start = std::chrono::steady_clock::now();
     guarded(0, *areas[0], {1, records});
-    if (!team.measured) team.parallel = std::chrono::steady_clock::now() - start >= smallest_parallel_pass;
-    team.measured = true;
+    team.timed(std::chrono::steady_clock::now() - start);
     return 1;
   }
   int used = 1;

@@ -97,21 +97,27 @@ inline void add_cell(const Job& job, Cell_routine<Real> routine, const Record_ta
   if (serial_penalty && value_of(work.penlty[1]) != 0.0) sum.add_penalty(work.penlty[1]);
 }
 
-/// Histories `from` to `to`, groups inside. `reals_of(i)` gives the real parameters of record i.
-template <class Real, class Reals_of>
+/// Histories `from` to `to`, groups inside. `reals_of(i)` gives the real parameters of record i; it is asked
+/// once for a record that has a cell. `wanted(i, j, lost)` tells which cells with a count take part.
+template <class Real, class Reals_of, class Wanted>
 void add_histories(const Job& job, Cell_routine<Real> routine, int from, int to, Reals_of&& reals_of,
-                   bool serial_penalty, Cell_work<Real>& work, History_sum<Real>& sum) {
+                   Wanted&& wanted, bool serial_penalty, Cell_work<Real>& work, History_sum<Real>& sum) {
   const Record_table records(job);
   const int groups = job.status.ngrps;
   for (int i = from; i <= to; ++i) {
-    const Reals<Real> parm = reals_of(i);
     const float* observed = records.observed_of(i);
     const float* lost = records.lost_of(i);
+    Reals<Real> parm;
+    bool known = false;
+    const auto add = [&](int j, int kind, float count) {
+      if (!(count > 0.0F) || !wanted(i, j, kind)) return;
+      if (!known) parm = reals_of(i);
+      known = true;
+      add_cell(job, routine, records, i, j, kind, count, parm, serial_penalty, work, sum);
+    };
     for (int j = 1; j <= groups; ++j) {
-      if (observed[j - 1] > 0.0F)
-        add_cell(job, routine, records, i, j, 0, observed[j - 1], parm, serial_penalty, work, sum);
-      if (lost[j - 1] > 0.0F)
-        add_cell(job, routine, records, i, j, 1, lost[j - 1], parm, serial_penalty, work, sum);
+      add(j, 0, observed[j - 1]);
+      add(j, 1, lost[j - 1]);
     }
   }
 }

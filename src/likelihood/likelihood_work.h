@@ -1,7 +1,9 @@
 #pragma once
 // What the likelihood keeps for one model.
 
+#include <algorithm>
 #include <cfenv>
+#include <chrono>
 #include <memory>
 #include <span>
 #include <vector>
@@ -41,11 +43,23 @@ struct alignas(128) Thread_area {
 template <class Real>
 using Thread_areas = std::vector<std::unique_ptr<Thread_area<Real>>>;
 
-/// Whether a pass over the histories is worth a parallel region. Its first run is serial and timed: a pass
-/// that takes less than some microseconds, as most small data sets do, only loses by waking threads.
+/// Whether a pass over the histories is worth a parallel region: one that takes less than some microseconds,
+/// as with most small data sets, only loses by waking threads. Told by the shortest of the first passes,
+/// which are serial: on a busy machine one of them may take long for no reason of its own.
 struct Team {
   bool measured = false;
   bool parallel = false;
+  int passes = 0;
+  std::chrono::nanoseconds shortest = std::chrono::nanoseconds::max();
+
+  void timed(std::chrono::nanoseconds pass) {
+    constexpr std::chrono::microseconds worth_it{60}, beyond_doubt{1000};
+    constexpr int passes_needed = 3;
+    if (measured) return;
+    shortest = std::min(shortest, pass);
+    measured = ++passes == passes_needed || pass >= beyond_doubt;
+    parallel = measured && shortest >= worth_it;
+  }
 };
 
 struct Likelihood_work {
@@ -64,6 +78,8 @@ struct Likelihood_work {
   std::vector<Derivative> xbeta;
   std::vector<double> shifted;            ///< work vector of `funcg`
   std::unique_ptr<Cell_classes> classes;  ///< made when first asked for
+  std::unique_ptr<Moved_classes> moved;
+  std::vector<char> idle_classes;  ///< of the pass of derivatives in hand; empty: none
 };
 
 }  // namespace tarn

@@ -211,7 +211,7 @@ TEST(Func, a_pass_that_is_short_stays_on_one_thread) {
   Model_builder small = large_model(5, 25), large = large_model(20000, 26);
   for (Model_builder* m : {&small, &large}) {
     m->finish(2);
-    m->func(random_betas(16, 27));
+    for (int pass = 1; pass <= 4; ++pass) m->func(random_betas(16, 27));
     EXPECT_EQ(m->job().model.likelihood->plain_team.parallel, m == &large);
   }
 }
@@ -329,7 +329,7 @@ TEST(Func, first_iteration_report) {
 }
 
 TEST(Set_up, a_type_without_routine_is_fatal) {
-  Model_builder m(2, 4);
+  Model_builder m(14, 4);
   const std::string text = error_of(m.test, [&] { m.finish(); });
   EXPECT_EQ(text, "result_var has an error for this data type.  LOGLIKE not computed.");
   m.test.clear();
