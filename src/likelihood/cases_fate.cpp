@@ -21,14 +21,15 @@ void known_fate(const Job& job, Ch_result<Real>& result, History histry, int i, 
   const int first = work.facts_of(i, histry).first;
   const auto s = work.pim(job, 1, 1, 1, j);
   const auto survives = [&](int c) { return survival(job, work, parm, s(first, c), c); };
-  result = Ch_result<Real>::from(followed<Real>(histry, first, survives));
+  result = Ch_result<Real>::from(followed<Real>(histry, survives));
 }
 
 // Nest success (Dinsmore et al. 2002).
 //
-//   first "1"   the day on which the nest was found, active; last "1": the last day on which it was seen
-//   active dead "1"    the day on which it was found failed: it failed between that day and the last day
-//   active interval c  survives with S(c), to the power of the interval's length
+//   first "1"   the day on which the nest was found, active
+//   last "1"    the last day on which it was seen active
+//   dead "1"    the day on which it was found failed, having failed since the last day active
+//   interval c  survives with S(c), to the power of the interval's length
 //
 // S(c) stands in the row of the day found, column c. A nest that was not found failed is followed to its last
 // day active only.

@@ -4,8 +4,9 @@
 //   interval c  survives with S(c); stays in the area with F(c), given survival; both to the power of the
 //               interval's length; a death is reported with r(c), wherever it happens
 //   occasion o  in the area: caught with p(o); else never caught
-//   cell c      first character "1": caught on occasion c; second character not "0": reported dead in
-//   interval c an animal lost on capture is followed to its last capture only
+//   cell c      first character "1": caught on occasion c
+//               second character not "0": reported dead in interval c
+//   an animal lost on capture is followed to its last capture only
 //
 // Rates stand in the row of the first capture: S and r in column c up to the interval behind the last
 // occasion, F in column c, p of occasion o in column o - 1.

@@ -1,8 +1,8 @@
 // Recoveries without a reporting rate of their own: Brownie, BTO, virtual population analysis.
 //
 // In all of them an animal is released at the start of interval `first` (first character "1") and reported
-// dead in interval `last` (second character not "0"), or never. Rates stand in the row of the release, column
-// c. A release with a negative count is no release.
+// dead in interval `last` (second character not "0"), or never. Rates stand in the row of the release. A
+// release with a negative count is no release.
 
 #include "likelihood/blocks/fates.h"
 #include "likelihood/blocks/rates.h"

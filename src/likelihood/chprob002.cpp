@@ -4,8 +4,7 @@
 //   interval c  survives with S(c), to the power of the interval's length; a death is reported with r(c)
 //   cell c      first character "1": released at the start of interval c
 //               second character not "0": reported dead in interval c
-//   an animal without a report was not reported in any interval up to the last, the one behind the last
-//   occasion
+//   an animal without a report was not reported in any interval, the one behind the last occasion included
 //
 // S(c) and r(c) stand in the row of the release, column c. A release with a negative count is no release.
 

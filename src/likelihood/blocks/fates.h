@@ -44,12 +44,12 @@ Real seber_recovery(History histry, int first, int last, Survives survives, Repo
                         [&](int c) -> Real { return (1.0 - survives(c)) * reports(c); });
 }
 
-/// An animal that is followed in some of the intervals from `first` on: a first character other than "0" and
-/// "." says that it is, any second character other than "0" that it died.
+/// An animal that is followed in some intervals: a first character other than "0" and "." says that it is,
+/// any second character other than "0" that it died.
 template <class Real, class Survives>
-Real followed(History histry, int first, Survives survives) {
+Real followed(History histry, Survives survives) {
   Real prob = 1.0;
-  for (int c = first; c <= histry.noccas(); ++c) {
+  for (int c = 1; c <= histry.noccas(); ++c) {
     if (histry.live(c) == '0' || histry.live(c) == '.') continue;
     const Real s = survives(c);
     prob = prob * (histry.dead(c) == '0' ? s : Real(1.0 - s));
