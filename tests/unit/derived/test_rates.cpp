@@ -124,6 +124,33 @@ TEST(Kmprod, survival_without_deaths_has_limits_of_1) {
   EXPECT_EQ(values.parmuci(1), 1.0);
 }
 
+// As in the table of reals: ICVALUES, else the means under ICMEANS, else the first record.
+TEST(Kmprod, covariates_take_the_values_of_the_report) {
+  Model_builder m(4, 2, 1, 1);
+  m.record("11", {1}, {}, {2.0});
+  m.record("10", {1}, {}, {-1.0});
+  m.pim(1, 1, "SQUARE", 1, 2, [](int, int) { return 1; });
+  m.design(2);
+  m.cell(1, 1, 1.0);
+  m.covariate(1, 2, 1);
+  m.finish();
+  Job& job = m.job();
+  ASSERT_TRUE(job.data.icvrmn.allocate(1));
+  job.data.icvrmn(1) = 0.5;
+  const auto product = [&] {
+    double value = 0.0;
+    Derived_frame frame(job);
+    kmprod(frame, std::vector<double>{0.3, 0.4}, 1, {&value, 1});
+    return value;
+  };
+  const auto expected = [](double x) { return std::pow(1.0 / (1.0 + std::exp(-0.3 - 0.4 * x)), 2.0); };
+  EXPECT_NEAR(product(), expected(2.0), 1e-15);
+  job.status.icmeans = 1;
+  EXPECT_NEAR(product(), expected(0.5), 1e-15);
+  job.model.icvalues = {-3.0};
+  EXPECT_NEAR(product(), expected(-3.0), 1e-15);
+}
+
 TEST(Kmprod, a_cell_without_a_number_is_fatal_when_the_model_is_set_up) {
   Model_builder m(4, 3);
   m.pim(1, 1, "SQUARE", 1, 3, [](int, int c) { return c == 2 ? 0 : 1; });
