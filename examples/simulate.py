@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
 """Makes the example decks: animals marked and met again on a few occasions, drawn from a seeded generator.
 
-    examples/simulate.py        writes the four decks beside this program
+    examples/simulate.py        writes the five decks beside this program
 """
 
 import math
@@ -180,8 +180,69 @@ proc stop;
 """)
 
 
+def abundance():
+    """A closed population in which one kind of animal is caught more easily than the other."""
+    rng = random.Random(6606)
+    counts = Counter()
+    for _ in range(320):
+        chance = 0.55 if rng.random() < 0.4 else 0.15
+        caught = "".join("1" if rng.random() < chance else "0" for _ in range(7))
+        if "1" in caught:
+            counts[caught] += 1
+    records = "".join(f"{h} {n};\n" for h, n in sorted(counts.items(), reverse=True))
+
+    def data(etype, option=""):
+        return f"proc chmatrix occasions=7 groups=1 etype={etype}{option} hist={len(counts)} nohist;\nglabel(1)=Wood mice;\n{records}"
+
+    write("abundance.deck", f"""/* How many wood mice live on the grid? Seven nights of trapping, too short for births, deaths and moves.
+   Behind the table of real parameters each model reports the population size with its limits, which never
+   fall below the number of mice caught. The listing leaves out the echo of the histories (nohist). */
+proc title Wood mice on a trapping grid (simulated);
+
+/* One chance of capture p for all mice and nights; c, that of a mouse caught before, has the same number. f0 is
+   the number of mice never caught, so N = mice caught + f0. It is estimated on the log scale. */
+{data("CLOSED")}
+proc estimate link=LOGIT;
+model={{N, p=c}};
+group=1 p rows=1 cols=7 square constant=1;
+group=1 c rows=1 cols=6 square constant=1;
+group=1 f0 rows=1 cols=1 square constant=2;
+design matrix constraints=2 covariates=2 identity;
+rlabel(1)=Capture;
+rlabel(2)=Mice never caught;
+
+/* The same without f0: the chance of a history given that the mouse was caught at all. N is derived: each mouse
+   caught stands for 1/p* mice, p* the chance to be caught at least once. */
+{data("HUGGINS")}
+proc estimate link=LOGIT;
+model={{p=c}};
+group=1 p rows=1 cols=7 square constant=1;
+group=1 c rows=1 cols=6 square constant=1;
+design matrix constraints=1 covariates=1 identity;
+rlabel(1)=Capture;
+
+/* Two kinds of mice, one shy and one bold: a share pi has the chance of the first row of p, the rest that of the
+   second. Its AICc may be compared with that of the model before, since both are conditional; the one without
+   heterogeneity takes the bold for all and finds too few. */
+{data("HUGHET", " mixtures=2")}
+proc estimate link=LOGIT;
+model={{pi, p(kind)}};
+group=1 pi rows=1 cols=1 square constant=1;
+group=1 p rows=2 cols=7 square;
+2 2 2 2 2 2 2;
+3 3 3 3 3 3 3;
+design matrix constraints=3 covariates=3 identity;
+rlabel(1)=Share of the shy;
+rlabel(2)=Capture, shy;
+rlabel(3)=Capture, bold;
+initial 0 -1.5 0;
+proc stop;
+""")
+
+
 if __name__ == "__main__":
     time_dependent()
     two_groups()
     individual_covariate()
     unequal_intervals()
+    abundance()
