@@ -206,8 +206,8 @@ struct Model_arrays {
   Cell_routine<Derivative> chprobderivative = nullptr;
   std::shared_ptr<Likelihood_work> likelihood;
   bool closed_layer_told = false;  ///< warnings on the closed layer were given
-  Array2<double> cellpr;      ///< record, group: probability of the observed cell
-  Array2<double> cellprlost;  ///< the same of the lost-on-capture cell
+  Array2<double> cellpr;           ///< record, group: probability of the observed cell
+  Array2<double> cellprlost;       ///< the same of the lost-on-capture cell
 
   int nummlogit() const { return static_cast<int>(linkfuncptr.size()); }
   int nfixed() const { return static_cast<int>(fixdex.size()); }
