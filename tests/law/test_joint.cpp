@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include "support/cell_bench.h"
+#include "support/joint_paths.h"
 
 namespace tarn {
 namespace {
@@ -13,64 +14,6 @@ Cell_bench burnham(int noccas, std::initializer_list<float> lengths = {}) {
 Cell_bench barker(int noccas, std::initializer_list<float> lengths = {}) {
   return {8, noccas, {noccas, noccas - 1, noccas, noccas, noccas, noccas - 1, noccas - 1}, lengths};
 }
-
-/// Walks every latent path of one animal, event by event, and adds its probability to the history it shows.
-class Paths {
- public:
-  Paths(Cell_bench& bench, bool barker, int first) : bench_(bench), barker_(barker), first_(first) {
-    std::string cells(2 * static_cast<std::size_t>(bench.noccas()), '0');
-    cells[2 * static_cast<std::size_t>(first) - 2] = '1';
-    interval(first, cells, true, 1.0);
-  }
-  History_table table;
-
- private:
-  double x(int q, int c) const { return bench_.real(q, first_, c); }
-  double kept(int q, int c) const { return std::pow(x(q, c), bench_.length(c)); }
-  double within(int q, int c) const { return 1.0 - std::pow(1.0 - x(q, c), bench_.length(c)); }
-
-  /// An animal that is alive at the start of interval c.
-  void interval(int c, const std::string& cells, bool in_area, double prob) {
-    if (c > bench_.noccas()) {
-      table[cells] += prob;
-      return;
-    }
-    const auto with_event = [&](char event) {
-      std::string shown = cells;
-      shown[2 * static_cast<std::size_t>(c) - 1] = event;
-      return shown;
-    };
-    const double s = kept(1, c), r = x(3, c);
-    table[with_event('1')] += prob * (1.0 - s) * r;
-    const double seen_dead = barker_ ? within(5, c) : 0.0, seen_alive = barker_ ? within(4, c) : 0.0;
-    table[cells] += prob * (1.0 - s) * (1.0 - r) * (1.0 - seen_dead);
-    if (barker_) table[with_event('2')] += prob * (1.0 - s) * (1.0 - r) * seen_dead;
-    moves(c, cells, in_area, prob * s * (1.0 - seen_alive));
-    if (barker_) moves(c, with_event('2'), in_area, prob * s * seen_alive);
-  }
-
-  void moves(int c, const std::string& cells, bool in_area, double prob) {
-    if (c == bench_.noccas()) {
-      table[cells] += prob;
-      return;
-    }
-    double inside = 0.0;
-    if (in_area)
-      inside = kept(barker_ ? 6 : 4, c);
-    else if (barker_)
-      inside = within(7, c);
-    if (inside < 1.0) interval(c + 1, cells, false, prob * (1.0 - inside));
-    if (inside == 0.0) return;
-    std::string caught = cells;
-    caught[2 * static_cast<std::size_t>(c)] = '1';
-    interval(c + 1, caught, true, prob * inside * x(2, c));
-    interval(c + 1, cells, true, prob * inside * (1.0 - x(2, c)));
-  }
-
-  Cell_bench& bench_;
-  bool barker_;
-  int first_;
-};
 
 class Joint_laws : public testing::TestWithParam<std::tuple<unsigned, bool>> {
  protected:
@@ -89,7 +32,7 @@ TEST_P(Joint_laws, probability_is_the_sum_over_latent_paths) {
     for (const int noccas : {3, 4}) {
       Cell_bench bench = made(of_barker, noccas);
       for (int first = 1; first <= noccas; ++first) {
-        const Paths paths(bench, of_barker, first);
+        const Joint_paths paths(bench, of_barker, first);
         std::size_t possible = 0;
         const int n = noccas - first;
         if (of_barker) {
@@ -108,7 +51,7 @@ TEST_P(Joint_laws, probability_is_the_sum_over_latent_paths) {
 TEST_P(Joint_laws, losses_are_followed_to_the_last_capture_only) {
   for (const bool of_barker : {false, true}) {
     Cell_bench bench = made(of_barker, 4);
-    const Paths paths(bench, of_barker, 1);
+    const Joint_paths paths(bench, of_barker, 1);
     History_table by_last_capture;
     for (const auto& [cells, prob] : paths.table) {
       std::size_t last = 6;
@@ -146,7 +89,7 @@ TEST_P(Joint_laws, barker_without_resightings_and_return_is_burnham) {
     }
   for (const int q : {4, 5, 7}) eight.set(q, 0.0);
   for (int first = 1; first <= 4; ++first)
-    for (const auto& [cells, prob] : Paths(three, false, first).table)
+    for (const auto& [cells, prob] : Joint_paths(three, false, first).table)
       for (const bool lost : {false, true})
         EXPECT_NEAR(eight.prob(cells, lost), three.prob(cells, lost), 1e-16) << cells;
 }
