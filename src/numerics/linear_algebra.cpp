@@ -51,8 +51,8 @@ thread_local int objected_to = 0;
 // here.
 void xerbla_(const char*, const int* argument, std::size_t) { objected_to = *argument; }
 
-// Stands in for the library's question whether infinities and NaNs behave. Its own answer divides by zero to find
-// out, and that would be reported as the model's doing.
+// Stands in for the library's question whether infinities and NaNs behave. Its own answer divides by zero to
+// find out, and that would be reported as the model's doing.
 int ieeeck_(const int*, const float*, const float*) { return std::numeric_limits<double>::is_iec559 ? 1 : 0; }
 
 namespace tarn {
