@@ -109,6 +109,18 @@ void expect_truth(const Design& d, const Numbered& model, const Deck_result& res
   }
 }
 
+/// The estimate of the derived section: the population, or the density when the area is 1. Of misread marks
+/// only the share `alpha` is known to be animals.
+void expect_derived_truth(const Design& d, double animals, const Deck_result& result) {
+  const std::size_t section = result.listing.find(" Estimates of {recovered}");
+  ASSERT_NE(section, std::string::npos);
+  const std::size_t row = result.listing.find("\n         1 ", section);
+  ASSERT_NE(row, std::string::npos);
+  const double truth = animals * d.alpha * (d.ptilde > 0.0 ? d.ptilde : 1.0);
+  EXPECT_NEAR(std::strtod(result.listing.c_str() + row + 12, nullptr), truth, 10.0 * d.tolerance * truth)
+      << "type " << d.type;
+}
+
 void PrintTo(const Design& d, std::ostream* out) { *out << "type " << d.type << ", mixtures " << d.p.size(); }
 
 class Closed_recovery : public testing::TestWithParam<Design> {};
@@ -133,7 +145,10 @@ TEST_P(Closed_recovery, expected_counts_give_back_the_parameters) {
       records += history + " " + std::to_string(i) + " 2" + count_of(expected * inside[i]) + ";\n";
   }
   const Numbered model = numbered(d, kind, population * animals.never());
-  expect_truth(d, model, fitted(d, records, model));
+  const Deck_result result = fitted(d, records, model);
+  expect_truth(d, model, result);
+  // In the conditional kinds the probabilities are those of animals caught.
+  expect_derived_truth(d, kind.conditional ? population / (1.0 - animals.never()) : population, result);
 }
 
 INSTANTIATE_TEST_SUITE_P(
