@@ -57,4 +57,32 @@ std::vector<Live_record> live_recaptures(const Live_design& design) {
   return records;
 }
 
+double Closed_design::capture_logit(int o) const { return -1.0 + 0.5 * std::sin(1.3 * o); }
+
+std::vector<Closed_record> closed_captures(const Closed_design& design) {
+  Source source(design.seed);
+  std::vector<Closed_record> records;
+  std::map<std::string, int> folded;
+  for (int animal = 0; animal < design.animals;) {
+    const double x = design.slope != 0.0 ? source.normal() : 0.0;
+    std::string live(static_cast<std::size_t>(design.occasions), '0');
+    bool seen = false;
+    for (int o = 1; o <= design.occasions; ++o) {
+      const double logit =
+          design.capture_logit(o) + design.slope * x + (seen ? design.recapture_offset : 0.0);
+      if (source.uniform() >= 1.0 / (1.0 + std::exp(-logit))) continue;
+      live[static_cast<std::size_t>(o) - 1] = '1';
+      seen = true;
+    }
+    if (!seen) continue;
+    ++animal;
+    if (design.slope != 0.0)
+      records.push_back({live, 1, x});
+    else
+      ++folded[live];
+  }
+  for (const auto& [live, count] : folded) records.push_back({live, count, 0.0});
+  return records;
+}
+
 }  // namespace tarn::bench

@@ -30,4 +30,26 @@ struct Live_record {
 /// One record an animal with a slope, else one a distinct history.
 std::vector<Live_record> live_recaptures(const Live_design& design);
 
+/// Captures in a closed population: a first capture on occasion o with logit^-1(a(o) + slope x), a later one
+/// with the logit raised by `recapture_offset`; x is standard normal, in every animal. Only animals that were
+/// caught have records.
+struct Closed_design {
+  int occasions = 10;
+  int animals = 1000;  ///< caught
+  double slope = 0.0;  ///< with a slope records are not folded
+  double recapture_offset = 0.6;
+  std::uint64_t seed = 1;
+
+  double capture_logit(int o) const;  ///< a(o)
+};
+
+struct Closed_record {
+  std::string live;
+  int count = 1;
+  double covariate = 0.0;
+};
+
+/// One record an animal with a slope, else one a distinct history.
+std::vector<Closed_record> closed_captures(const Closed_design& design);
+
 }  // namespace tarn::bench
