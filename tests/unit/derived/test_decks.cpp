@@ -103,6 +103,82 @@ TEST(Decks, a_model_that_is_fitted_again_has_one_report) {
               row_of(section_of(run_deck(known_fate_deck()), "Survival Estimates of "), "\n   1 ")[0], 1e-6);
 }
 
+/// One rate for all intervals: the product is its power, and the error follows from the one beta.
+void expect_power(const Deck_result& result, int intervals) {
+  ASSERT_EQ(result.stop, "NORMAL EXIT") << result.listing;
+  const Deck_result::Row rate = result.real(1);
+  const std::vector<double> row = row_of(section_of(result, "Survival Estimates of {S}"), "\n   1 ");
+  ASSERT_EQ(row.size(), 4u) << result.listing;
+  const double product = std::pow(rate.estimate, intervals);
+  const double se = intervals * product / rate.estimate * rate.se;
+  // Tables show seven digits.
+  EXPECT_NEAR(row[0], product, 1e-6);
+  EXPECT_NEAR(row[1], se, 1e-4 * se);
+}
+
+TEST(Decks, nest_success_from_the_first_to_the_last_day) {
+  expect_power(
+      run_deck("proc chmatrix occasions=6 groups=1 hist=10 etype=NEST;\n"
+               "nest survival group=1;\n 1 4 6 1 8;\n 1 6 6 0 20;\n 2 5 6 1 3;\n 3 6 6 0 11;\n"
+               "proc estimate link=LOGIT;\n model={S};\n group=1 S rows=1 cols=5 square constant=1;\n"
+               "design matrix constraints=1 covariates=1 identity;\n proc stop;"),
+      5);
+}
+
+TEST(Decks, young_survival_from_the_first_to_the_last_occasion) {
+  expect_power(
+      run_deck("proc chmatrix occasions=4 groups=1 hist=10 etype=LYSMA;\n"
+               "06040302 3;\n 05050401 2;\n 0403..02 4;\n 07050503 2;\n"
+               "proc estimate link=LOGIT;\n model={S};\n group=1 Phi rows=1 cols=3 square constant=1;\n"
+               " group=1 p rows=1 cols=3 square constant=2;\n"
+               "design matrix constraints=2 covariates=2 identity;\n proc stop;"),
+      3);
+}
+
+TEST(Decks, each_group_has_its_row) {
+  const Deck_result result = run_deck(
+      "proc chmatrix occasions=2 groups=2 hist=3 etype=KNOWN;\n 1010 20 10;\n 1011 5 20;\n 1100 5 10;\n"
+      "proc estimate link=LOGIT;\n model={S};\n group=1 S rows=1 cols=2 square;\n 1 2;\n"
+      " group=2 S rows=1 cols=2 square;\n 3 4;\n"
+      "design matrix constraints=4 covariates=4 identity;\n proc stop;");
+  ASSERT_EQ(result.stop, "NORMAL EXIT") << result.listing;
+  const std::string section = section_of(result, "Survival Estimates of {S}");
+  EXPECT_NEAR(row_of(section, "\n   1 ")[0], 25.0 / 30.0 * 20.0 / 25.0, 1e-6);
+  EXPECT_NEAR(row_of(section, "\n   2 ")[0], 30.0 / 40.0 * 10.0 / 30.0, 1e-6);
+}
+
+// No record lives to the last interval, but the product reads it.
+TEST(Decks, a_matrix_that_is_too_narrow_is_told_before_the_fit) {
+  const Deck_result result = run_deck(
+      "proc chmatrix occasions=3 groups=1 hist=3 etype=KNOWN;\n 101000 20;\n 101100 5;\n 110000 5;\n"
+      "proc estimate link=LOGIT;\n model={S};\n group=1 S rows=1 cols=2 square constant=1;\n"
+      "design matrix constraints=1 covariates=1 identity;\n proc stop;");
+  EXPECT_EQ(result.stop, "ERROR EXIT from TARN");
+  EXPECT_TRUE(
+      result.has("ERROR -- Parameter index matrix 'S', group 1: row 1, column 3 is needed but lies outside "
+                 "the matrix."))
+      << result.listing;
+  EXPECT_FALSE(result.has("-2logL {S}"));
+}
+
+TEST(Decks, density_is_the_inverse_of_the_area) {
+  const auto row = [](const std::string& areas) {
+    const Deck_result result = run_deck(
+        "proc chmatrix occasions=3 groups=1 hist=8 etype=DENSITYPC;\n" + areas +
+        "100 3 4 30;\n 010 1 4 12;\n 001 2 3 9;\n 110 0 0 25;\n 101 1 1 8;\n 011 2 4 11;\n 111 3 5 40;\n"
+        "proc estimate link=LOGIT;\n model={p};\n group=1 p rows=1 cols=3 square constant=1;\n"
+        " group=1 c rows=1 cols=2 square constant=1;\n group=1 ptilde rows=1 cols=1 square constant=2;\n"
+        "design matrix constraints=2 covariates=2 identity;\n proc stop;");
+    EXPECT_EQ(result.stop, "NORMAL EXIT") << result.listing;
+    return row_of(section_of(result, "Density Estimates of {p}"), group_1);
+  };
+  const std::vector<double> one = row(""), four = row("areas=4;\n");
+  ASSERT_EQ(one.size(), 4u);
+  ASSERT_EQ(four.size(), 4u);
+  EXPECT_GT(one[0], 50.0);
+  for (std::size_t k = 0; k < 4; ++k) EXPECT_NEAR(four[k], one[k] / 4.0, 1e-6 * one[k]);
+}
+
 TEST(Decks, scaled_columns_change_nothing) {
   const Deck_result scaled = run_deck(capture_deck()), plain = run_deck(capture_deck(2000.0));
   ASSERT_EQ(scaled.stop, "NORMAL EXIT") << scaled.listing;
