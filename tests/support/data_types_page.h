@@ -5,6 +5,7 @@
 #include <string_view>
 
 #include "data/datatype.h"
+#include "support/fitted_types.h"
 
 namespace tarn {
 
@@ -62,6 +63,17 @@ inline std::string data_types_page() {
             " | " + (row.live ? "1" : "2") + " | " + signs + " | " +
             std::string(closed_kinds[static_cast<int>(row.closed)]) + " | " + (row.sessions ? "yes" : "") +
             " | " + (row.nodes == Nodes::none ? "" : "yes") + " | " + link + " |\n";
+  }
+  page +=
+      "\n## Types that are fitted\n\n"
+      "K is the number of occasions; interval c runs from occasion c to occasion c + 1. In the forms of two "
+      "characters\nthere is an interval K behind the last occasion.\n";
+  for (const Family_note& note : fitted_types()) {
+    page += "\n### ";
+    for (std::size_t k = 0; k < note.numbers.size(); ++k)
+      page += (k == 0 ? "`" : ", `") + std::string(datatype(note.numbers[k]).keyword[0]) + "` (" +
+              std::to_string(note.numbers[k]) + ")";
+    page += "\n\n" + std::string(note.text);
   }
   return page;
 }
