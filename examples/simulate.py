@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
 """Makes the example decks: animals marked and met again on a few occasions, drawn from a seeded generator.
 
-    examples/simulate.py        writes the five decks beside this program
+    examples/simulate.py        writes the eight decks beside this program
 """
 
 import math
@@ -240,9 +240,181 @@ proc stop;
 """)
 
 
+def band_recovery():
+    """Ducks banded in eight years, some of which a hunter reports in the season that follows or a later one."""
+    rng = random.Random(7707)
+    years, banded = 8, 400
+    survival, reported = 0.62, 0.25
+    table = [[0] * (years + 1) for _ in range(years + 1)]
+    for start in range(1, years + 1):
+        for _ in range(banded):
+            for year in range(start, years + 1):
+                if rng.random() >= survival:
+                    if rng.random() < reported:
+                        table[start][year] += 1
+                    break
+    rows = "".join(" ".join(str(n) for n in table[i][i:]) + ";\n" for i in range(1, years + 1))
+    rows += " ".join([str(banded)] * years) + ";\n"
+
+    write("band_recovery.deck", f"""/* Ducks banded before the hunting seasons of eight years. A band reaches us when a hunter reports it.
+   Row i of the recovery matrix holds the ducks banded in year i, by the year of the report; below the
+   rows stand the numbers banded. Survival is from one banding to the next. */
+proc title Band recoveries of ducks (simulated);
+
+/* Seber: a duck dies in a year with 1 - S, and a death is reported with r. */
+proc chmatrix occasions={years} groups=1 etype=DEAD hist=60;
+recovery matrix group=1;
+{rows}
+proc estimate link=LOGIT;
+model={{S(.) r(.)}};
+group=1 S rows={years} cols={years} triang constant=1;
+group=1 r rows={years} cols={years} triang constant=2;
+design matrix constraints=2 covariates=2 identity;
+rlabel(1)=Survival;
+rlabel(2)=Reporting of a death;
+
+/* Survival by year. With r constant all eight are estimable; with r by year, too, the last S and the last r would
+   stand only as a product, and the listing would count one parameter less. */
+proc estimate link=LOGIT;
+model={{S(t) r(.)}};
+group=1 S rows={years} cols={years} triang time=1;
+group=1 r rows={years} cols={years} triang constant={years + 1};
+design matrix constraints={years + 1} covariates={years + 1} identity;
+
+/* Brownie: f is the chance of a living duck to be shot and reported in the coming season, not tied to S. No
+   season follows the last one, so S has a column less than f. The first model below is the first one
+   above, with f = (1 - S) r, and its -2 log likelihood is the same. */
+proc chmatrix occasions={years} groups=1 etype=BROWNIE hist=60;
+recovery matrix group=1;
+{rows}
+proc estimate link=LOGIT;
+model={{S(.) f(.)}};
+group=1 S rows={years - 1} cols={years - 1} triang constant=1;
+group=1 f rows={years} cols={years} triang constant=2;
+design matrix constraints=2 covariates=2 identity;
+rlabel(1)=Survival;
+rlabel(2)=Recovery;
+
+proc estimate link=LOGIT;
+model={{S(.) f(t)}};
+group=1 S rows={years - 1} cols={years - 1} triang constant=1;
+group=1 f rows={years} cols={years} triang time=2;
+design matrix constraints={years + 1} covariates={years + 1} identity;
+rlabel(1)=Survival;
+proc stop;
+""")
+
+
+def telemetry():
+    """Fawns with radio collars: the fate of each is known while its collar works."""
+    rng = random.Random(8808)
+    months = 9
+    tables = ""
+    for group, hunted in ((1, 0.93), (2, 0.86)):
+        at_risk, deaths = [0] * (months + 1), [0] * (months + 1)
+        for _ in range(45):
+            month = rng.choice((1, 1, 1, 2, 3))
+            while month <= months:
+                at_risk[month] += 1
+                if rng.random() >= (hunted if month in (6, 7) else 0.965):
+                    deaths[month] += 1
+                    break
+                if rng.random() < 0.03:  # collar fails
+                    break
+                month += 1
+        tables += f"known fate group={group};\n" + "".join(f"{at_risk[m]} {deaths[m]};\n" for m in range(1, months + 1))
+    write("telemetry.deck", f"""/* Fawns with radio collars in two valleys, followed for nine months. Each row of a table holds the fawns that wore a
+   working collar at the start of a month and those of them that died in it. Fawns may enter late, and one whose
+   collar fails is simply not at risk any more. */
+proc title Fawns with radio collars (simulated);
+proc chmatrix occasions={months} groups=2 etype=KNOWN hist=20;
+glabel(1)=Closed valley;
+glabel(2)=Hunted valley;
+{tables}
+/* Survival by month, the same in both valleys. Months 6 and 7 are the hunting season. Behind the table of reals
+   stands the survival over all nine months. */
+proc estimate link=SIN;
+model={{S(t)}};
+group=1 S rows={months} cols={months} triang time=1;
+group=2 S rows={months} cols={months} triang time=1;
+design matrix constraints={months} covariates={months} identity;
+
+/* One survival outside the season, another in it, and a difference between the valleys in the season only. */
+proc estimate link=LOGIT;
+model={{S(season * valley)}};
+group=1 S rows=1 cols={months} square;
+1 1 1 1 1 2 2 1 1;
+group=2 S rows=1 cols={months} square;
+1 1 1 1 1 3 3 1 1;
+design matrix constraints=3 covariates=3;
+1 0 0;
+1 1 0;
+1 1 1;
+blabel(1)=Outside the season;
+blabel(2)=Season minus outside;
+blabel(3)=Hunted minus closed;
+rlabel(1)=Outside the season;
+rlabel(2)=In season, closed;
+rlabel(3)=In season, hunted;
+proc stop;
+""")
+
+
+def nest_success():
+    """Nests found on any day of a month and visited every few days."""
+    rng = random.Random(9909)
+    days = 30
+    records, count = "", 0
+    for _ in range(90):
+        cover = rng.uniform(10.0, 90.0)
+        daily = expit(2.1 + 0.022 * cover)
+        day = found = active = rng.randint(1, 12)
+        fledges = found + rng.randint(12, 18)
+        fate, checked = 0, found
+        while day < min(fledges, days):
+            visit = min(day + rng.randint(2, 4), fledges, days)
+            if all(rng.random() < daily for _ in range(visit - day)):
+                day = active = checked = visit
+            else:
+                fate, checked = 1, visit
+                break
+        records += f"{found} {active} {checked} {fate} 1 {cover:.0f};\n"
+        count += 1
+    write("nest_success.deck", f"""/* Nests of meadow birds. Each statement: the day found, the last day seen active, the last day checked, the fate
+   (0 fledged, 1 failed), the number of such nests, and the cover of the vegetation in percent. A nest that failed
+   did so on some day between the last two visits; nobody needs to know on which. */
+proc title Nests under vegetation (simulated);
+proc chmatrix occasions={days} groups=1 etype=NEST hist={count} icovar=1 nohist;
+icovariates=cover;
+nest survival group=1;
+{records}
+/* Daily survival, the same for all nests and days. */
+proc estimate link=LOGIT;
+model={{S(.)}};
+group=1 S rows=1 cols={days - 1} square constant=1;
+design matrix constraints=1 covariates=1 identity;
+rlabel(1)=Daily survival;
+
+/* Daily survival by cover, reported for a nest with 80 percent. */
+proc estimate link=LOGIT;
+model={{S(cover)}};
+group=1 S rows=1 cols={days - 1} square constant=1;
+design matrix constraints=1 covariates=2;
+1 cover;
+blabel(1)=Daily survival;
+blabel(2)=Slope of cover;
+rlabel(1)=Daily survival;
+icvalues=80;
+proc stop;
+""")
+
+
 if __name__ == "__main__":
     time_dependent()
     two_groups()
     individual_covariate()
     unequal_intervals()
     abundance()
+    band_recovery()
+    telemetry()
+    nest_success()
