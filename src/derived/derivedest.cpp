@@ -233,6 +233,7 @@ void derivedest(Job& job, std::span<const double> x, const Array2<double>& vcmat
          "over.");
     return;
   }
+  if (!x.empty()) require(job, vcmat, "VCMAT");
   Derived_frame frame(job);
   Derived_values values;
   for (const Section* section : sections) {
