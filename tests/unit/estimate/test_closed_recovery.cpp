@@ -217,6 +217,71 @@ TEST(Closed_recovery_of_many, rates_of_every_occasion_when_recaptures_are_like_c
     EXPECT_NEAR(result.real(o).estimate, x.p[0][static_cast<std::size_t>(o) - 1], 1e-5) << o;
 }
 
+// Two groups: rates of every occasion of their own, recaptures a common step away on the logit scale.
+TEST(Closed_recovery_of_many, recaptures_a_constant_away_in_two_groups) {
+  const Closed_kind kind = Closed_kind::of(5);
+  const double rates[2][5] = {{0.2, 0.5, 0.35, 0.3, 0.6}, {0.45, 0.3, 0.25, 0.5, 0.4}}, sizes[2] = {2e7, 3e7};
+  constexpr double step = 0.7;
+  std::vector<Closed_reals> x(2);
+  std::vector<double> never;
+  std::vector<Closed_animals> animals;
+  for (std::size_t g = 0; g < 2; ++g) {
+    x[g].pi = {1.0};
+    x[g].p = {std::vector<double>(rates[g], rates[g] + 5)};
+    x[g].c = x[g].p;
+    for (double& c : x[g].c[0]) c = 1.0 / (1.0 + (1.0 - c) / c * std::exp(-step));
+    x[g].alpha.assign(5, 1.0);
+    animals.emplace_back(kind, x[g]);
+    never.push_back(sizes[g] * animals[g].never());
+  }
+  std::string records;
+  for (const std::string& history : all_histories(5))
+    if (history.find('1') != std::string::npos)
+      records += history + count_of(sizes[0] * animals[0].prob(history)) +
+                 count_of(sizes[1] * animals[1].prob(history)) + ";\n";
+  std::string matrices, design;
+  int number = 0;
+  for (int g = 1; g <= 2; ++g) {
+    const std::string group = "group=" + std::to_string(g);
+    const auto next = [&number](int size) {
+      const int first = number + 1;
+      number += size;
+      return std::to_string(first);
+    };
+    matrices += group + " p rows=1 cols=5 square time=" + next(5) + ";\n";
+    matrices += group + " c rows=1 cols=4 square time=" + next(4) + ";\n";
+    matrices += group + " f0 rows=1 cols=1 square constant=" + next(1) + ";\n";
+    for (int row = 1; row <= 10; ++row) {
+      const int own = row <= 5 ? row : row <= 9 ? row - 4 : 6;  // column among the group's six
+      for (int column = 1; column <= 13; ++column) {
+        const bool is_step = column == 13 && row > 5 && row < 10;
+        design += column == 6 * (g - 1) + own || is_step ? "1 " : "0 ";
+      }
+      design += ";\n";
+    }
+  }
+  // A search that starts with few animals never caught ends where there are none.
+  std::string start = "initial";
+  for (int g = 0; g < 2; ++g)
+    start += " -1 -1 -1 -1 -1" + count_of(std::log(never[static_cast<std::size_t>(g)]) - 0.3);
+  start += " 0.3";
+  const Deck_result result =
+      run_deck("proc chmatrix occasions=5 groups=2 hist=40 etype=CLOSED nohist;\n" + records +
+               "proc estimate link=LOGIT;\n model={recovered};\n" + matrices +
+               "design matrix constraints=20 covariates=13;\n" + design + start + ";\nproc stop;\n");
+  ASSERT_EQ(result.stop, "NORMAL EXIT") << result.listing;
+  for (int g = 0; g < 2; ++g) {
+    const auto& of = x[static_cast<std::size_t>(g)];
+    for (int o = 1; o <= 5; ++o)
+      EXPECT_NEAR(result.real(10 * g + o).estimate, of.p[0][static_cast<std::size_t>(o) - 1], 1e-5) << g << o;
+    for (int o = 2; o <= 5; ++o)
+      EXPECT_NEAR(result.real(10 * g + 4 + o).estimate, of.c[0][static_cast<std::size_t>(o) - 1], 1e-5)
+          << g << o;
+    const double f0 = never[static_cast<std::size_t>(g)];
+    EXPECT_NEAR(result.real(10 * g + 10).estimate / f0, 1.0, 1e-5) << g;
+  }
+}
+
 TEST(Closed_recovery_of_many, slope_of_a_covariate) {
   const Closed_kind kind = Closed_kind::of(12);
   const double beta[] = {-0.8, 0.3, 0.5};  // p, c, and the covariate in both

@@ -89,6 +89,18 @@ TEST(Closed_session, a_history_without_a_capture) {
   EXPECT_EQ(session_of(conditional, "000", 2, example(conditional.kind)).prob, 0.0);
 }
 
+TEST(Closed_session, rates_that_are_no_numbers_take_the_floor) {
+  for (const int type : {12, 25, 26, 50, 53, 54, 127, 129, 145, 161}) {
+    Closed_builder b(type, 3, {.mixtures = 2});
+    b.records({"010", "011"});
+    b.model.finish();
+    Closed_reals x = b.random_reals(6);
+    for (auto& row : x.p) row.assign(3, std::nan(""));
+    const double f = b.model.func(b.vector_of(x));
+    EXPECT_EQ(f, -2.0 * 4.0 * std::log(minlog)) << type;
+  }
+}
+
 TEST(Closed_session, a_kind_that_is_none) {
   Closed_builder b(5, 3);
   for (const int kind : {0, -1, 14, std::numeric_limits<int>::max(), std::numeric_limits<int>::min()}) {
