@@ -262,6 +262,14 @@ TEST(Fates, broods_that_need_no_parameter) {
   EXPECT_EQ(bench.prob("010200"), 0.0);  // more than there were
 }
 
+TEST(Fates, negative_count_of_a_brood_or_a_nest_changes_nothing) {
+  Cell_bench brood_of_two = young(3), one_nest = nest(4);
+  brood_of_two.draw(6);
+  one_nest.draw(6);
+  EXPECT_EQ(brood_of_two.prob("020100", true), brood_of_two.prob("020100"));
+  EXPECT_EQ(one_nest.prob("10100001", true), one_nest.prob("10100001"));
+}
+
 TEST(Fates, broods_with_rates_of_zero_and_one) {
   Cell_bench bench = young(3);
   bench.set(1, 1.0);

@@ -150,6 +150,21 @@ TEST(Recovery_decks, two_parameterisations_have_one_maximum) {
   EXPECT_NEAR(f, g, 1e-9 * f);
 }
 
+TEST(Recovery_decks, two_groups_by_matrix) {
+  const Study males = seber(six(0.6), six(0.3), ones), females = seber(six(0.75), six(0.2), ones);
+  std::string second = females.matrix(true);
+  second.replace(second.find("group=1"), 7, "group=2");
+  std::string fit = "proc estimate link=LOGIT;\nmodel={m};\n";
+  for (const std::string g : {"1", "2"})
+    for (const std::string q : {"S", "r"})
+      fit += "group=" + g + ' ' + q +
+             " rows=6 cols=6 triang constant=" + std::to_string((g == "1" ? 0 : 2) + (q == "S" ? 1 : 2)) +
+             ";\n";
+  expect_reals(run_deck("proc chmatrix occasions=6 groups=2 hist=100 etype=DEAD;\n" + males.matrix(true) +
+                        second + fit + "design matrix constraints=4 covariates=4 identity;\nproc stop;\n"),
+               {0.6, 0.3, 0.75, 0.2});
+}
+
 TEST(Recovery_decks, bto_with_one_survival) {
   const Study study = seber(six(0.6), six(1.0), ones);
   const std::string constant = model({{"S", 6, "constant=1"}}, 1);
@@ -204,6 +219,25 @@ TEST(Fate_decks, known_fate_by_time) {
   expect_reals(run_deck(data("KNOWN", 4, table) + by_time), s);
   expect_reals(
       run_deck(data("KNOWN", 4, "time intervals 1 2 .5 1.5;\n" + records(staggered, 1000.0)) + by_time), s);
+}
+
+TEST(Fate_decks, known_fate_has_the_binomial_standard_error) {
+  const Deck_result result = run_deck(data("KNOWN", 2, "known fate group=1;\n1000 100;\n500 200;\n") +
+                                      model({{"S", 2, "time=1"}}, 2));
+  expect_reals(result, {0.9, 0.6});
+  EXPECT_NEAR(result.real(1).se, std::sqrt(0.9 * 0.1 / 1000.0), 1e-7);
+  EXPECT_NEAR(result.real(2).se, std::sqrt(0.6 * 0.4 / 500.0), 1e-7);
+}
+
+TEST(Fate_decks, known_fate_with_unwatched_intervals) {
+  // 100 animals in interval 1, of which 90 live on unwatched for an interval and are found again; 45 of 90
+  // live.
+  const Deck_result result = run_deck(data("KNOWN", 3, "110000 10;\n10.010 45;\n10.011 30;\n100011 15;\n") +
+                                      model({{"S", 3, "time=1"}}, 3));
+  ASSERT_EQ(result.stop, "NORMAL EXIT") << result.listing;
+  EXPECT_NEAR(result.real(1).estimate, 0.9, 1e-5);
+  EXPECT_NEAR(result.real(3).estimate, 0.5, 1e-5);
+  EXPECT_EQ(result.number("Number of Estimated Parameters {m} = "), 2.0);
 }
 
 /// Nests found on days 1, 3 and 5 and visited every second day up to day 9, whose daily survival on day c is
