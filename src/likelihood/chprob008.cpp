@@ -46,9 +46,7 @@ void chprob008(const Job& job, Ch_result<Real>& result, History histry, int i, i
     Real caught(int c) const { return parm[p(first, c)]; }
 
    private:
-    Real within(int number, int c) const {
-      return job.data.timevy == 0 ? parm[number] : chance_within(parm[number], job.data.timint(c));
-    }
+    Real within(int number, int c) const { return chance_within(job, work, parm, number, c); }
     static Real shows(char event, const Real& chance) { return event == '2' ? chance : Real(1.0 - chance); }
   };
   const History_facts& facts = work.facts_of(i, histry);

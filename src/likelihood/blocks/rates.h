@@ -55,4 +55,20 @@ Real chance_within(const Real& rate, double length) {
   return 1.0 - pow(1.0 - rate, length);
 }
 
+/// The same for the event of rate `parm[number]` within interval c; the rate itself, without a power, when
+/// `timevy` is 0.
+template <class Real>
+Real chance_within(const Job& job, Cell_work<Real>& work, Reals<Real> parm, int number, int c) {
+  const Real& rate = parm[number];
+  if (job.data.timevy == 0) return rate;
+  const double length = job.data.timint(c);
+  if constexpr (std::is_same_v<Real, double>) {
+    if (length == 1.0) return rate;
+    return 1.0 - work.powers(1.0 - rate, length,
+                             static_cast<std::size_t>(number) * 37 + static_cast<std::size_t>(c));
+  } else {
+    return chance_within(rate, length);
+  }
+}
+
 }  // namespace tarn
