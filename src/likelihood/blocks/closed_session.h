@@ -179,12 +179,13 @@ Closed_products<Real> closed_over_nodes(const Job& job, Cell_work<Real>& work, c
 
   Closed_products<Real> sum{0.0, 0.0};
   const Real* rates = nullptr;
+  const std::ptrdiff_t order = rule.order;
   for_each_node<1>(
-      rule, [&](int, int k) { rates = table.at(k) - 1; },
+      rule, [&](int, int k) { rates = table.column(0) + k; },
       [&](double weight) {
         const Closed_products<Real> node = closed_walk<Real>(
-            stretch, [rates](int o) -> const Real& { return rates[o]; },
-            [rates, n](int o) -> const Real& { return rates[n + o]; },
+            stretch, [rates, order](int o) -> const Real& { return rates[(o - 1) * order]; },
+            [rates, order, n](int o) -> const Real& { return rates[(n + o - 1) * order]; },
             [](const Real& later) -> const Real& { return later; });
         // A node at which no animal can be caught adds to the product of no capture alone.
         sum.q += weight * node.q;

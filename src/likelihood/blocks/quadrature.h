@@ -2,6 +2,7 @@
 // Normal random effects on the logit scale, integrated by Gauss-Hermite quadrature (Gimenez and Choquet
 // 2010).
 
+#include <algorithm>
 #include <array>
 #include <cstddef>
 #include <type_traits>
@@ -52,6 +53,12 @@ Real odds_factor(const Real& sigma, double x) {
   return exprep(sigma * (root_two * x));
 }
 
+/// The rate whose odds to `rest` are `odds`.
+template <class Real>
+Real rate_of_odds(const Real& odds, const Real& rest) {
+  return odds / (rest + odds);
+}
+
 /// expit(logit(rate) + log(factor)), written with odds so that a node costs one division and neither a
 /// logarithm nor an exponential. A rate outside 0 to 1 counts as the end of the range, a NaN as 0.
 template <class Real>
@@ -59,8 +66,7 @@ Real shifted_rate(const Real& rate, const Real& factor) {
   const double r = value_of(rate);
   if (!(r > 0.0)) return 0.0;
   if (!(r < 1.0)) return 1.0;
-  const Real odds = rate * factor;
-  return odds / (1.0 - rate + odds);
+  return rate_of_odds<Real>(rate * factor, 1.0 - rate);
 }
 
 /// The rates of one session at every node of an effect that they share. A column is a rate of one occasion;
@@ -90,15 +96,22 @@ class Node_table {
     // KEPT: from a standard deviation of 7.5 on the rate is 0 at every node; looks wrong, is required.
     const bool vanished = !(value_of(sigma) < largest_deviation);
     if (!vanished && deviation_ != sigma_number) make_factors(rule, sigma_number, sigma);
-    Real* cell = rates_.data() + column;
-    for (const Real& factor : factors_) {
-      *cell = vanished ? Real(0.0) : shifted_rate(rate, factor);
-      cell += columns_;
+    const std::size_t order = factors_.size();
+    Real* cell = rates_.data() + static_cast<std::size_t>(column) * order;
+    const double r = value_of(rate);
+    if (vanished || !(r > 0.0 && r < 1.0)) {
+      std::fill(cell, cell + order, vanished ? Real(0.0) : shifted_rate(rate, Real(1.0)));
+      return;
     }
+    // Node after node in memory: with covariates the divisions of a record cost more than its walks.
+    const Real rest = 1.0 - rate;
+    const Real* factor = factors_.data();
+#pragma omp simd
+    for (std::size_t k = 0; k < order; ++k) cell[k] = rate_of_odds<Real>(rate * factor[k], rest);
   }
 
-  /// The columns at node k, both from 0.
-  const Real* at(int k) const { return rates_.data() + static_cast<std::ptrdiff_t>(k) * columns_; }
+  /// The rates of a column at all nodes, from 0.
+  const Real* column(int c) const { return rates_.data() + static_cast<std::size_t>(c) * factors_.size(); }
 
  private:
   void make_factors(const Node_rule& rule, int sigma_number, const Real& sigma) {
