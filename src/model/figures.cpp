@@ -79,6 +79,23 @@ void write_closed_counts(Job& job) {
   put(job, screen, "(3x,11i7)", caught);
 }
 
+/// Animals of each group, for the types whose records are of captured animals.
+void write_captured(Job& job) {
+  const Status_module& status = job.status;
+  const Datatype& row = datatype(status.dattyp);
+  const Encounter_store& encounters = job.data.encounters;
+  if (!row.live && row.check != Cell_check::joint && row.check != Cell_check::barker) return;
+  linchk(job, 2 + status.ngrps);
+  put(job, listing, "(/1x,a)", "Total number of individuals captured for each grooup:");
+  for (int g = 1; g <= status.ngrps; ++g) {
+    double total = 0.0;
+    for (int i = 1; i <= encounters.size(); ++i)
+      total += static_cast<double>(encounters.observed(i)[static_cast<std::size_t>(g) - 1]) +
+               static_cast<double>(encounters.lost_on_capture(i)[static_cast<std::size_t>(g) - 1]);
+    put(job, listing, "(1x,a,i0)", job.data.glabel[static_cast<std::size_t>(g) - 1] + ": ", whole(total));
+  }
+}
+
 }  // namespace
 
 void report_line(Job& job, const std::string& text) {
@@ -115,16 +132,6 @@ void data_summary(Job& job) {
     write_closed_counts(job);
   else
     for (int g = 1; g <= status.ngrps; ++g) write_releases(job, g);
-  if (!row.live && row.check != Cell_check::joint && row.check != Cell_check::barker) return;
-  linchk(job, 2 + status.ngrps);
-  put(job, listing, "(/1x,a)", "Total number of individuals captured for each grooup:");
-  for (int g = 1; g <= status.ngrps; ++g) {
-    double total = 0.0;
-    for (int i = 1; i <= encounters.size(); ++i)
-      total += static_cast<double>(encounters.observed(i)[static_cast<std::size_t>(g) - 1]) +
-               static_cast<double>(encounters.lost_on_capture(i)[static_cast<std::size_t>(g) - 1]);
-    put(job, listing, "(1x,a,i0)", job.data.glabel[static_cast<std::size_t>(g) - 1] + ": ", whole(total));
-  }
 }
 
 double saturated_report(Job& job, const Saturated_model& saturated) {
@@ -134,6 +141,7 @@ double saturated_report(Job& job, const Saturated_model& saturated) {
   const double n = std::trunc(effective_sample_size(job) + 0.5);
   put(job, listing, "(1x,a,i0)", "Effective Sample Size = ", whole(n));
   put(job, screen, "(3x,a,i0)", "Effective Sample Size = ", whole(n));
+  write_captured(job);
   return n;
 }
 
