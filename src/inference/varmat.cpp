@@ -237,7 +237,6 @@ void varmat(Job& job, std::span<const double> beta, std::span<double> h) {
   const int n = static_cast<int>(beta.size());
   assert(h.size() == beta.size() * (beta.size() + 1) / 2);
   cell_probabilities(job, beta, job.model.cellpr, job.model.cellprlost);
-  if (!job.model.cellpr.present()) error_of_absent_array(job, "CELLPR");
   if (job.status.debug != 0) jacobian(job, beta);
   switch (job.model.vartyp) {
     case hessian:

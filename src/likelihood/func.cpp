@@ -7,6 +7,7 @@
 #include <cmath>
 #include <string>
 
+#include "job/array.h"
 #include "job/fault.h"
 #include "job/report.h"
 #include "job/template.h"
@@ -240,12 +241,11 @@ void cell_probabilities(Job& job, std::span<const double> beta, Array2<double>& 
                         Array2<double>& lost) {
   Likelihood_work& work = work_of(job);
   const int records = job.data.encounters.size(), groups = job.status.ngrps;
-  if (!observed.allocate(records, groups) || !lost.allocate(records, groups)) {
-    warnum(job, "from memory allocation of CELLPR.", 5020);
-    observed.free();
-    lost.free();
-    return;
-  }
+  observed.free();
+  lost.free();
+  if (!allocate(job, "from memory allocation of CELLPR.", shaped(observed, records, groups),
+                shaped(lost, records, groups)))
+    error_of_absent_array(job, "CELLPR");
   Thread_area<double>& area = *work.plain[0];
   reals_of_record_1<double>(job, work, beta, area.reals);
   area.cell.new_reals(!work.by_record);

@@ -33,7 +33,7 @@ void func_derivatives(Job& job, std::span<const double> beta, int i, int j, std:
 
 /// Probabilities of the cells at `beta` into two arrays of (record, group): of the observed cell, computed
 /// for every record and group, and of the lost-on-capture cell, 0 where no animal was lost. Leaves `loglik`
-/// and its like alone.
+/// and its like alone. No memory for the two is fatal.
 void cell_probabilities(Job& job, std::span<const double> beta, Array2<double>& observed,
                         Array2<double>& lost);
 

@@ -2,6 +2,7 @@
 
 #include <cstdint>
 
+#include "job/array.h"
 #include "job/fault.h"
 #include "job/report.h"
 #include "job/statement.h"
@@ -13,7 +14,6 @@ namespace {
 
 /// Cells of a matrix that can be held; more could only be an error of the deck.
 constexpr std::int64_t most_design_cells = 20'000'000;
-constexpr int no_memory = 5020, already_there = 5014;
 constexpr const char* arrays_of_a_design =
     "from memory allocation of DESIGN, LINDEX, RLABEL, BLABEL, SCALEFACTOR, and DESIGNNICVARFLG.";
 
@@ -38,7 +38,8 @@ int new_node(Job& job, int function, int first, int second) {
     // ever.
     const int larger = room == 0 ? 20 : room + std::max(10, room / 2);
     if (!tables.dmfuncstypes.resize(6, larger) || !tables.dmfuncsargs.resize(2, larger)) {
-      warnum(job, "from memory allocation of DMFUNCSTYPES and DMFUNCSARGS.", no_memory);
+      warn_of_allocation(job, "from memory allocation of DMFUNCSTYPES and DMFUNCSARGS.",
+                         Allocation::no_memory);
       error(job, "No memory for the design matrix functions.");
     }
   }
@@ -135,7 +136,7 @@ void make_arrays(Job& job) {
       !model.design.allocate(model.nlogit, model.ncovs) || !model.lindex.allocate(model.nlogit) ||
       !model.rlabel.allocate(model.nlogit) || !model.blabel.allocate(model.ncovs_nlbetas) ||
       !model.scalefactor.allocate(model.ncovs_nlbetas) || !model.designicvarflag.allocate(model.nlogit)) {
-    warnum(job, arrays_of_a_design, no_memory);
+    warn_of_allocation(job, arrays_of_a_design, Allocation::no_memory);
     error(job, "No memory for a design matrix of " + adjustfmt(model.nlogit) + " rows and " +
                    adjustfmt(model.ncovs) + " columns.");
   }
@@ -178,7 +179,7 @@ void default_labels(Job& job) {
 void design_statement(Job& job) {
   Model_arrays& model = job.model;
   if (model.design.present()) {
-    warnum(job, arrays_of_a_design, already_there);
+    warn_of_allocation(job, arrays_of_a_design, Allocation::already_allocated);
     error(job, "A second DESIGN MATRIX was specified in one PROC ESTIMATE.");
   }
   bool identity = false;

@@ -4,6 +4,7 @@
 #include <string_view>
 
 #include "data/datatype.h"
+#include "job/array.h"
 #include "job/fault.h"
 #include "job/report.h"
 #include "job/statement.h"
@@ -17,7 +18,6 @@ namespace tarn {
 namespace {
 
 constexpr int statement_indent = 2, procedure_indent = 1;
-constexpr int no_memory = 5020;
 /// Labels of derived parameters that are kept while their number is not known yet.
 constexpr int most_derived_labels = 100'000;
 
@@ -204,7 +204,8 @@ void make_arrays(Job& job) {
       model.betast.allocate(model.ncovs_nlbetas) && model.fixpar.allocate(model.nlogit) &&
       model.profileflag.allocate(model.nlogit) && model.bindex.allocate(model.ncovs_nlbetas))
     return;
-  warnum(job, "from memory allocation of PARM, BETA, FIXPAR, BETAST and BINDEX.", no_memory);
+  warn_of_allocation(job, "from memory allocation of PARM, BETA, FIXPAR, BETAST and BINDEX.",
+                     Allocation::no_memory);
   error(job, "No memory for the parameters of the model.");
 }
 

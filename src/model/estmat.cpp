@@ -1,6 +1,7 @@
 #include "model/estmat.h"
 
 #include <algorithm>
+#include <cstdint>
 #include <limits>
 #include <span>
 #include <string>
@@ -11,6 +12,7 @@
 #include "inference/resid.h"
 #include "inference/saturd.h"
 #include "inference/varmat.h"
+#include "job/array.h"
 #include "job/fault.h"
 #include "job/report.h"
 #include "job/template.h"
@@ -43,18 +45,29 @@ int estimated_betas(const Model_arrays& model) {
       std::count_if(model.bindex.begin(), model.bindex.end(), [](int b) { return b > 0; }));
 }
 
-void fit(Job& job, std::vector<double>& x, std::vector<double>& h, std::vector<double>& g) {
+/// The Hessian's factors and the gradient of a search over n betas.
+struct Fit_arrays {
+  Fit_arrays(Job& job, int n) {
+    if (!allocate(job, "from memory allocation of G, H and WORK.", shaped(g, n),
+                  shaped(h, static_cast<std::int64_t>(n) * (n + 1) / 2)))
+      error_of_absent_array(job, "H");
+  }
+  Array1<double> g, h;
+};
+
+void fit(Job& job, std::vector<double>& x, Fit_arrays& arrays) {
   double f = 0.0;
-  optmiz(job, static_cast<Minimiser>(job.model.optimizer), job.model.maxfn, job.model.nsig, x, f, h, g);
+  optmiz(job, static_cast<Minimiser>(job.model.optimizer), job.model.maxfn, job.model.nsig, x, f,
+         arrays.h.span(), arrays.g.span());
 }
 
 /// The optimizer's vector at the start of a fit.
 std::vector<double> starting_vector(Job& job, int n) {
   Model_arrays& model = job.model;
   choose_start(job, [&job](std::vector<double>& start) {
-    std::vector<double> h(start.size() * (start.size() + 1) / 2), g(start.size());
+    Fit_arrays arrays(job, static_cast<int>(start.size()));
     set_up_likelihood(job);
-    fit(job, start, h, g);
+    fit(job, start, arrays);
   });
   std::vector<double> x(static_cast<std::size_t>(n));
   for (int i = 1; i <= model.ncovs_nlbetas; ++i)
@@ -130,29 +143,28 @@ bool fit_pass(Job& job, const Saturated_model& saturated, double effective_size,
   Model_arrays& model = job.model;
   const int n = estimated_betas(model);
   std::vector<double> x = starting_vector(job, n);
-  std::vector<double> h(static_cast<std::size_t>(n) * (static_cast<std::size_t>(n) + 1) / 2),
-      g(static_cast<std::size_t>(n));
+  Fit_arrays arrays(job, n);
   set_up_likelihood(job);
   if (previous.removed > 0) write_confounded(job, previous, x);
   if (job.status.debug != 0) debug_before_fit(job, x);
   model.report_first = true;
-  fit(job, x, h, g);
+  fit(job, x, arrays);
   report_solution(job, x);
-  const double largest_gradient = check_gradient(job, g, x);
+  const double largest_gradient = check_gradient(job, arrays.g.span(), x);
   const double loglik = model.loglik;
 
   start_timing(job);
-  varmat(job, x, h);
+  varmat(job, x, arrays.h.span());
   put_step_time(job, "To compute VC matrix, CPU Time was ");
   model.loglik = loglik;
-  const std::vector<double> information = expand(h, n);
+  const std::vector<double> information = expand(arrays.h.span(), n);
   const Rank rank = estimated_parameters(job, information, n, largest_gradient);
 
   model_figures(job, saturated, rank.npargmaxest, effective_size);
   open_residuals(job);
   const Pearson_sums sums = resid(job, x);
   close_residuals(job);
-  if (job.status.detail != 0 && job.status.nicovs == 0)
+  if (job.status.detail != 0 && has_pearson_figures(job))
     pearson_figures(job, saturated, sums, rank.npargmaxest);
   if (job.status.debug != 0) debug_after_fit(job, x);
 
@@ -167,7 +179,10 @@ bool fit_pass(Job& job, const Saturated_model& saturated, double effective_size,
   previous.reals.assign(model.parm.begin(), model.parm.end());
   previous.confounded = confounded_beta(model, information, n, pivot);
   previous.removed = remove_singular_beta(job, pivot);
-  if (!model.beta.clone(previous.betsav)) error(job, "from memory allocation of BETSAV.");
+  if (!model.beta.clone(previous.betsav)) {
+    warn_of_allocation(job, "from memory allocation of BETSAV.", Allocation::no_memory);
+    error_of_absent_array(job, "BETSAV");
+  }
   check_ieee_exceptions(job, "determining singular parameters");
   if (job.status.debug != 0) debug_beta_index(job);
   return true;

@@ -6,6 +6,7 @@
 #include <string>
 
 #include "data/datatype.h"
+#include "job/array.h"
 #include "job/fault.h"
 #include "job/report.h"
 #include "job/statement.h"
@@ -302,7 +303,8 @@ void piread(Job& job) {
 
 void fillminlen(Job& job) {
   std::vector<int>& minlen = job.model.minlen;
-  if (!minlen.empty()) warnum(job, "from memory allocation of MINLEN.", 5014);
+  if (!minlen.empty())
+    warn_of_allocation(job, "from memory allocation of MINLEN.", Allocation::already_allocated);
   minlen.assign(static_cast<std::size_t>(std::max(job.status.nprimy, 0)), 0);
   std::size_t session = 0;
   int count = 1;

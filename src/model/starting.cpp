@@ -5,6 +5,7 @@
 #include <string>
 
 #include "data/datatype.h"
+#include "job/array.h"
 #include "job/fault.h"
 #include "model/links.h"
 #include "numerics/linear_algebra.h"
@@ -16,7 +17,6 @@ namespace {
 
 constexpr int sin_link = 4, log_link = 5, identity_link = 6;
 constexpr double common_start = -0.1, resight_start = 0.1, log_cap = -0.01;
-constexpr int no_memory = 5020;
 /// Diagonal elements of R below this share of the first do not carry a beta.
 constexpr double rank_tolerance = 1e-10;
 
@@ -128,7 +128,7 @@ void solve_for_start(Job& job, const Real_work<double>& work, const std::vector<
 
   Array2<double> design, matrix;
   if (!design.allocate(model.nlogit, model.ncovs) || !matrix.allocate(rows.size(), columns.size())) {
-    warnum(job, "from memory allocation of VCMAT and PARMSV.", no_memory);
+    warn_of_allocation(job, "from memory allocation of VCMAT and PARMSV.", Allocation::no_memory);
     error(job, "No memory for the preliminary fit.");
   }
   evaluated_design(job, work.design, design);

@@ -223,9 +223,11 @@ Array2<double> invert_information(Job& job, const std::vector<double>& informati
 void beta_estimates(Job& job, Model_estimates& estimates) {
   const Model_arrays& model = job.model;
   Estimates& beta = estimates.beta;
-  for (Array1<double>* column : {&beta.estimate, &beta.se, &beta.lci, &beta.uci})
-    allocate(job, "from memory allocation of BETA_SE.", *column, model.ncovs_nlbetas);
-  require(job, beta.uci, "BETA_SE");
+  const int betas = model.ncovs_nlbetas;
+  if (!allocate(job, "from memory allocation of BETA_SE.", shaped(beta.estimate, betas),
+                shaped(beta.se, betas), shaped(beta.lci, betas), shaped(beta.uci, betas)))
+    error_of_absent_array(job, "BETA_SE");
+  if (!estimated_vector(model).empty()) require(job, estimates.vcmat, "VCMAT");
   for (int i = 1; i <= model.ncovs_nlbetas; ++i) {
     beta.estimate(i) = model.beta(i) * model.scalefactor(i);
     const int position = model.bindex(i);
@@ -241,9 +243,9 @@ void real_estimates(Job& job, Model_estimates& estimates) {
   std::vector<double> x = estimated_vector(model);
   const int n = static_cast<int>(x.size()), nlogit = model.nlogit;
   Estimates& real = estimates.real;
-  for (Array1<double>* column : {&real.estimate, &real.se, &real.lci, &real.uci})
-    allocate(job, "from memory allocation of PARMSE, PARMLCI and PARMUCI.", *column, nlogit);
-  require(job, real.uci, "PARMUCI");
+  if (!allocate(job, "from memory allocation of PARMSE, PARMLCI and PARMUCI.", shaped(real.estimate, nlogit),
+                shaped(real.se, nlogit), shaped(real.lci, nlogit), shaped(real.uci, nlogit)))
+    error_of_absent_array(job, "PARMSE");
   Array2<double> partials;
   if (n > 0) {
     allocate(job, "from memory allocation of PARTIALS, PARMUP, and PARMDN.", partials, nlogit, n);

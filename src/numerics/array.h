@@ -173,6 +173,13 @@ class Array {
   std::size_t size_ = 0;
 };
 
+/// Makes a work area that lives for one call, in routines that cannot tell a user of want of memory: throws
+/// std::bad_alloc, as a list of the standard library does.
+template <class T, int Rank, class... Extents>
+void make_work_area(Array<T, Rank>& array, Extents... extents) {
+  if (!array.allocate(extents...)) throw std::bad_alloc();
+}
+
 template <class T>
 using Array1 = Array<T, 1>;
 template <class T>

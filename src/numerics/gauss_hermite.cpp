@@ -17,13 +17,13 @@ constexpr int sweep_limit = 30;
 struct Recurrence {
   Array1<long double> up, down;
 
-  bool prepare(int order) {
-    if (!up.allocate(order) || !down.allocate(order)) return false;
+  void prepare(int order) {
+    make_work_area(up, order);
+    make_work_area(down, order);
     for (int k = 1; k <= order; ++k) {
       up(k) = std::sqrt(2.0L / k);
       down(k) = std::sqrt((k - 1.0L) / k);
     }
-    return true;
   }
   /// The polynomials of degree `order` and `order` - 1 at x.
   void evaluate(int order, long double x, long double& last, long double& before) const {
@@ -43,7 +43,7 @@ struct Recurrence {
 // Christoffel numbers).
 bool polish(int order, std::span<double> nodes, std::span<double> weights) {
   Recurrence hermite;
-  if (!hermite.prepare(order)) return false;
+  hermite.prepare(order);
   const long double total = 1.0L / std::numbers::inv_sqrtpi_v<long double>;
   const long double slope = std::sqrt(2.0L * order);
   for (int low = 0, high = order - 1; low <= high; ++low, --high) {
@@ -152,7 +152,7 @@ bool gauss_hermite(int order, std::span<double> nodes, std::span<double> weights
       weights.size() < static_cast<std::size_t>(order))
     return false;
   Array1<double> b;
-  if (!b.allocate(order)) return false;
+  make_work_area(b, order);
   return gaussq(order, b.span(), nodes, weights) == 0 && polish(order, nodes, weights);
 }
 

@@ -9,9 +9,9 @@ namespace tarn {
 /// @param nodes, weights  arrays of `order` at least; nodes ascending and exactly symmetric; the weights sum
 /// to
 ///   sqrt(pi). For large orders the weights of the far tails are denormal or zero.
-/// @return false when the order or an array is too short, when there is no memory, or when an eigenvalue did
-/// not
-///   converge in 30 sweeps; in the last case the arrays hold what was reached
+/// @return false when the order or an array is too short or when an eigenvalue did not converge in 30 sweeps;
+///   in the last case the arrays hold what was reached
+/// Throws std::bad_alloc without memory for its work areas.
 /// Golub and Welsch (1969).
 bool gauss_hermite(int order, std::span<double> nodes, std::span<double> weights);
 

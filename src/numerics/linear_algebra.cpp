@@ -94,7 +94,7 @@ bool with_work_area(Call call, int& info) {
   if (info != 0) return false;
   lwork = static_cast<int>(std::clamp(wanted, 1.0, 2.0e9));
   Array1<double> work;
-  if (!work.allocate(lwork)) return false;
+  make_work_area(work, lwork);
   call(work.data(), &lwork, &info);
   return true;
 }
@@ -147,7 +147,8 @@ Column_ranges arrange_columns(double* x, int ldx, int n, int p, int* jpvt) {
 /// are.
 bool factor_movable(double* x, int ldx, int n, Column_ranges ranges, double* qraux, int* jpvt) {
   Array1<int> order, names;
-  if (!order.allocate(ranges.movable) || !names.allocate(ranges.movable)) return false;
+  make_work_area(order, ranges.movable);
+  make_work_area(names, ranges.movable);
   for (int j = 1; j <= ranges.movable; ++j) {
     order(j) = j <= ranges.initial ? 1 : 0;
     names(j) = jpvt[j - 1];
@@ -234,13 +235,14 @@ void dpoco(double* a, int lda, int n, double& rcond, double*, int& info) {
   rcond = n == 0 ? 1.0 : 0.0;
   info = 0;
   if (n == 0) return;
-  Array1<double> work;
-  Array1<int> iwork;
-  if (n < 0 || lda < n || !finite_upper(a, lda, n) || !work.allocate(3 * static_cast<std::ptrdiff_t>(n)) ||
-      !iwork.allocate(n)) {
+  if (n < 0 || lda < n || !finite_upper(a, lda, n)) {
     info = refused(n);
     return;
   }
+  Array1<double> work;
+  Array1<int> iwork;
+  make_work_area(work, 3 * static_cast<std::ptrdiff_t>(n));
+  make_work_area(iwork, n);
   const double norm = dlansy_("1", "U", &n, a, &lda, work.data(), 1, 1);
   dpotrf_("U", &n, a, &lda, &info, 1);
   if (info != 0) return;
@@ -293,12 +295,14 @@ void dqrsl(const double* x, int ldx, int n, int k, const double* qraux, const do
   const bool want_qy = job / 10000 != 0, want_b = job % 1000 / 100 != 0, want_rsd = job % 100 / 10 != 0,
              want_xb = job % 10 != 0, want_qty = job % 10000 != 0;
   if (n == 0) return;
-  Array1<double> rotated, work;
   if (n < 0 || k < 0 || k > n || ldx < n || !finite_matrix(x, ldx, n, k) || !finite(qraux, k) ||
-      !finite(y, n) || !rotated.allocate(n) || !work.allocate(n)) {
+      !finite(y, n)) {
     info = refused(n);
     return;
   }
+  Array1<double> rotated, work;
+  make_work_area(rotated, n);
+  make_work_area(work, n);
   const auto copied = [n](const double* from, Array1<double>& to) { std::copy(from, from + n, to.data()); };
   // Outputs may lie where y does, so nothing is written before y has been used for the last time.
   copied(y, rotated);
@@ -347,14 +351,15 @@ void dsvdc(double* x, int ldx, int n, int p, double* s, double* e, double* u, in
   const char* right = want_v ? "A" : "N";
   std::fill_n(e, p, 0.0);
   std::fill_n(s, std::min(n + 1, p), 0.0);
-  Array2<double> matrix, transposed;
   const int order = want_v ? p : 1;
-  if (ldx < n || (jobu != 0 && ldu < n) || (want_v && ldv < p) || !finite_matrix(x, ldx, n, p) ||
-      !matrix.allocate(n, p) || !transposed.allocate(order, order)) {
+  if (ldx < n || (jobu != 0 && ldu < n) || (want_v && ldv < p) || !finite_matrix(x, ldx, n, p)) {
     std::fill_n(s, count, not_a_number);
     info = refused(n);
     return;
   }
+  Array2<double> matrix, transposed;
+  make_work_area(matrix, n, p);
+  make_work_area(transposed, order, order);
   // The copy lets u or v lie where x does, as the published routine allows.
   for (int j = 1; j <= p; ++j) std::copy_n(column(x, ldx, j), n, matrix.column(j).data());
   const int ldleft = jobu == 0 ? 1 : ldu;

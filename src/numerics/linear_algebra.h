@@ -4,9 +4,10 @@ namespace tarn {
 
 // Dense routines with the published names, argument orders, job codes and returns (Dongarra, Bunch, Moler and
 // Stewart 1979), on top of LAPACK. Matrices are column-major with a leading dimension; indices in `info` and
-// `jpvt` start at 1. A matrix or vector with an entry that is not finite, a leading dimension that is too
-// small, or want of memory gives `info` = n (at least 1) and leaves the outputs as documented; nothing is
-// ever printed and nothing ends the process. Orders of 0 are accepted and do nothing.
+// `jpvt` start at 1. A matrix or vector with an entry that is not finite or a leading dimension that is too
+// small gives `info` = n (at least 1) and leaves the outputs as documented; nothing is ever printed and
+// nothing ends the process. Want of memory throws std::bad_alloc: it must not pass for a singular matrix.
+// Orders of 0 are accepted and do nothing.
 
 /// Cholesky factor R of A = R'R (both in the upper triangle of `a`; the lower one is not read) and an
 /// estimate of the reciprocal condition in the 1-norm.

@@ -1,0 +1,26 @@
+#pragma once
+// Allocation that fails on demand: this program's global operator new.
+
+namespace tarn {
+
+/// Which allocations a fault counts.
+enum class Counted { everywhere, in_parallel_regions };
+/// What fails: the n-th allocation that counts, or that one and all behind it.
+enum class Failing { one, all_from_there };
+
+/// While it lives, the n-th allocation (from 1) fails: operator new throws std::bad_alloc, the form that does
+/// not throw gives a null pointer. One at a time.
+class Allocation_fault {
+ public:
+  Allocation_fault(long n, Failing failing, Counted counted);
+  Allocation_fault(const Allocation_fault&) = delete;
+  Allocation_fault& operator=(const Allocation_fault&) = delete;
+  ~Allocation_fault();
+  /// Allocations that counted so far.
+  static long count();
+};
+
+/// Allocations of this program that have not been given back.
+long live_allocations();
+
+}  // namespace tarn
