@@ -3,10 +3,10 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
-#include <functional>
 #include <random>
 
 #include "inference/varmat.h"
+#include "support/differences.h"
 #include "support/model_builder.h"
 
 namespace tarn {
@@ -101,13 +101,6 @@ Model covariates(Source& source) {
   return made;
 }
 
-/// Central differences at steps h, h/2, h/4, extrapolated to step 0 (Richardson 1911).
-double extrapolated(double h, const std::function<double(double)>& difference) {
-  const double d0 = difference(h), d1 = difference(h / 2.0), d2 = difference(h / 4.0);
-  const double e0 = (4.0 * d1 - d0) / 3.0, e1 = (4.0 * d2 - d1) / 3.0;
-  return (16.0 * e1 - e0) / 15.0;
-}
-
 using Maker = Model (*)(Source&);
 class Derivatives : public testing::TestWithParam<std::tuple<Maker, unsigned>> {
  protected:
@@ -127,7 +120,7 @@ TEST_P(Derivatives, gradient_agrees_with_extrapolated_differences) {
   model_.m.job().model.centfd = 1;
   const double f = funcg(model_.m.job(), x, g);
   for (std::size_t i = 0; i < x.size(); ++i) {
-    const double exact = extrapolated(
+    const double exact = extrapolated_difference(
         1e-2, [&](double h) { return (at(x, i, h, i, 0.0) - at(x, i, -h, i, 0.0)) / (2.0 * h); });
     // The rounding of f over a step of about 1e-8.
     EXPECT_NEAR(g[i], exact, 1e-7 * std::abs(f)) << "beta " << i + 1;
@@ -145,7 +138,7 @@ TEST_P(Derivatives, second_derivatives_agree_with_extrapolated_differences) {
   const auto element = [&](std::size_t i, std::size_t j) { return full[i * x.size() + j]; };
   for (std::size_t i = 0; i < x.size(); ++i)
     for (std::size_t j = 0; j <= i; ++j) {
-      const double mixed = extrapolated(2e-2, [&](double d) {
+      const double mixed = extrapolated_difference(2e-2, [&](double d) {
         if (i == j) return (at(x, i, d, i, 0.0) - 2.0 * f + at(x, i, -d, i, 0.0)) / (d * d);
         return (at(x, i, d, j, d) - at(x, i, d, j, -d) - at(x, i, -d, j, d) + at(x, i, -d, j, -d)) /
                (4.0 * d * d);
