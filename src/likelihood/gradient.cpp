@@ -49,7 +49,7 @@ class Moves_pass {
       own.of_move.resize(moves_.size());
     }
     const Job& shared = job_;
-    const int used = on_threads(shared, work_.plain_team, work_.plain,
+    const int used = on_threads(shared, work_.gradient_team, work_.plain,
                                 [&](int t, Thread_area<double>& area, History_block block) {
                                   run(shared, area, block, sums[at(t)]);
                                 });

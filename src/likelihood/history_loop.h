@@ -26,9 +26,9 @@ inline History_block block_of(int records, int t, int team) {
   return {before + 1, before + each + (t < longer ? 1 : 0)};
 }
 
-/// Calls `part(t, area, block)` for every thread t (from 0) with its block of histories. The first pass of a
-/// team is serial and timed. What a part throws for want of memory is kept for `end_of_histories`. Gives the
-/// number of threads that took part.
+/// Calls `part(t, area, block)` for every thread t (from 0) with its block of histories. The team
+/// times its passes and tells which of them are shared out. What a part throws for want of memory is kept for
+/// `end_of_histories`. Gives the number of threads that took part.
 template <class Real, class Part>
 int on_threads(const Job& job, Team& team, Thread_areas<Real>& areas, Part part) {
   const int records = job.data.encounters.size();
@@ -40,9 +40,9 @@ int on_threads(const Job& job, Team& team, Thread_areas<Real>& areas, Part part)
       area.out_of_memory = true;  // must not leave the region as an exception
     }
   };
+  const auto start = std::chrono::steady_clock::now();
   if (areas.size() == 1 || !team.parallel) {
     areas[0]->flags = 0;
-    const auto start = std::chrono::steady_clock::now();
     guarded(0, *areas[0], {1, records});
     team.timed(std::chrono::steady_clock::now() - start);
     return 1;
@@ -60,6 +60,7 @@ int on_threads(const Job& job, Team& team, Thread_areas<Real>& areas, Part part)
     guarded(t, area, block_of(records, t, size));
     area.flags = t == 0 ? 0 : std::fetestexcept(FE_ALL_EXCEPT);
   }
+  team.timed(std::chrono::steady_clock::now() - start);
   return used;
 }
 

@@ -45,20 +45,59 @@ using Thread_areas = std::vector<std::unique_ptr<Thread_area<Real>>>;
 
 /// Whether a pass over the histories is worth a parallel region: one that takes less than some microseconds,
 /// as with most small data sets, only loses by waking threads. Told by the shortest of the first passes,
-/// which are serial: on a busy machine one of them may take long for no reason of its own.
+/// which are serial: on a busy machine one of them may take long for no reason of its own. Such a machine can
+/// also make a region many times dearer than the pass that it shares out, when a thread waits for a core. So
+/// the region stays under judgement: a window of passes that took longer than serial ones do is followed by a
+/// rest of serial passes, which are timed in their turn, and each rest that did not help is twice as long.
+/// What a pass gives is the same either way.
 struct Team {
   bool measured = false;
   bool parallel = false;
-  int passes = 0;
+  bool resting = false;
+  int passes = 0;  ///< in the window in hand
+  int rest = shortest_rest;
   std::chrono::nanoseconds shortest = std::chrono::nanoseconds::max();
+  std::chrono::nanoseconds spent{0};  ///< in the window in hand
+  /// What a serial pass takes, from the last serial ones.
+  std::chrono::nanoseconds serial = std::chrono::nanoseconds::max();
+
+  static constexpr int trial = 16, shortest_rest = 64, longest_rest = 4096;
 
   void timed(std::chrono::nanoseconds pass) {
+    if (!measured)
+      first_passes(pass);
+    else if (parallel || resting)
+      later_passes(pass);
+  }
+
+ private:
+  void first_passes(std::chrono::nanoseconds pass) {
     constexpr std::chrono::microseconds worth_it{60}, beyond_doubt{1000};
     constexpr int passes_needed = 3;
-    if (measured) return;
     shortest = std::min(shortest, pass);
     measured = ++passes == passes_needed || pass >= beyond_doubt;
-    parallel = measured && shortest >= worth_it;
+    if (!measured) return;
+    parallel = shortest >= worth_it;
+    serial = shortest;
+    passes = 0;
+  }
+
+  void later_passes(std::chrono::nanoseconds pass) {
+    spent += pass;
+    if (++passes < (parallel ? trial : rest)) return;
+    const std::chrono::nanoseconds mean = spent / passes;
+    if (resting) {
+      serial = mean;
+      rest = std::min(2 * rest, longest_rest);
+      resting = false;
+    } else if (mean > serial) {
+      resting = true;
+    } else {
+      rest = shortest_rest;
+    }
+    parallel = !resting;
+    passes = 0;
+    spent = std::chrono::nanoseconds{0};
   }
 };
 
@@ -72,7 +111,7 @@ struct Likelihood_work {
   int threads = 1;
   Closed_form closed_form = Closed_form::none;
   std::vector<char> readable;  ///< per record and group: every matrix cell that the history reads is there
-  Team plain_team, derivative_team;
+  Team plain_team, gradient_team, derivative_team;  ///< one for each kind of pass
   Thread_areas<double> plain;
   Thread_areas<Derivative> derivative;  ///< made when first asked for
   std::vector<Derivative> xbeta;

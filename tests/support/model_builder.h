@@ -173,7 +173,12 @@ class Model_builder {
   /// The same with a parallel region also where it is not worth it.
   void force_threads(int threads) {
     set_threads(threads);
-    job().model.likelihood->plain_team = job().model.likelihood->derivative_team = {true, threads > 1};
+    Likelihood_work& work = *job().model.likelihood;
+    for (Team* team : {&work.plain_team, &work.gradient_team, &work.derivative_team}) {
+      *team = {};
+      team->measured = true;
+      team->parallel = threads > 1;  // and stays so, since no serial pass was timed
+    }
   }
 
   int betas() { return job().model.ncovs_nlbetas; }

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <bit>
 #include <cfenv>
+#include <chrono>
 #include <cmath>
 #include <cstdint>
 #include <random>
@@ -214,6 +215,33 @@ TEST(Func, a_pass_that_is_short_stays_on_one_thread) {
     for (int pass = 1; pass <= 4; ++pass) m->func(random_betas(16, 27));
     EXPECT_EQ(m->job().model.likelihood->plain_team.parallel, m == &large);
   }
+}
+
+TEST(Func, a_region_that_a_busy_machine_makes_dear_is_given_up_for_a_while) {
+  using namespace std::chrono_literals;
+  Team team;
+  const auto pass_for = [&team](int passes, std::chrono::microseconds each) {
+    for (int k = 0; k < passes; ++k) team.timed(each);
+  };
+  pass_for(3, 100us);
+  EXPECT_TRUE(team.parallel);
+  pass_for(10 * Team::trial, 60us);
+  EXPECT_TRUE(team.parallel);
+  pass_for(Team::trial, 900us);
+  EXPECT_FALSE(team.parallel);
+  pass_for(Team::shortest_rest - 1, 100us);
+  EXPECT_FALSE(team.parallel);
+  pass_for(1, 100us);
+  EXPECT_TRUE(team.parallel) << "tried again after the rest";
+  pass_for(Team::trial, 900us);
+  pass_for(2 * Team::shortest_rest - 1, 100us);
+  EXPECT_FALSE(team.parallel) << "the second rest is twice as long";
+  pass_for(1, 1000us);
+  EXPECT_TRUE(team.parallel);
+  pass_for(Team::trial, 80us);
+  pass_for(Team::trial, 900us);
+  pass_for(Team::shortest_rest, 100us);
+  EXPECT_TRUE(team.parallel) << "a region that paid makes the rests short again";
 }
 
 TEST(Func, order_of_records_and_groups_does_not_matter) {
