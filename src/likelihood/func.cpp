@@ -27,7 +27,7 @@ void sum_block(const Job& job, const Likelihood_work& work, Cell_routine<Real> r
   History_sum<Real> sum;
   area.cell.new_reals(!work.by_record);
   // A cell whose derivatives are all 0 has no part in a pass of derivatives.
-  const auto wanted = [&work](int i, int j, int lost) {
+  const auto wanted = [&](int i, int j, int lost) {
     if constexpr (std::is_same_v<Real, Derivative>)
       return work.idle_classes.empty() ||
              !work.idle_classes[static_cast<std::size_t>(work.classes->of(i, j, lost))];
