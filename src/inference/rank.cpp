@@ -67,7 +67,9 @@ std::vector<int> order_by_estimability(std::span<const double> information, int 
 void write_order(Job& job, const Rank& rank, int n) {
   const std::vector<int> betas = beta_numbers(job.model, rank.jpvt);
   const int widest = *std::max_element(betas.begin(), betas.end());
-  const std::string width = adjustfmt(static_cast<long long>(adjustfmt(widest).size()) + 1);
+  // KEPT: fields as wide as the largest number, so that numbers of that length stand side by side without a
+  // blank. Looks wrong, is required.
+  const std::string width = adjustfmt(static_cast<long long>(adjustfmt(widest).size()));
   linchk(job, 2 + (n + 24) / 25);
   put_runtime(job, listing, "(/1x,a,100(/1x,25i" + width + "))",
               "Attempted ordering of parameters by estimatibility:", betas);

@@ -55,10 +55,10 @@ struct Fit_arrays {
   Array1<double> g, h;
 };
 
-void fit(Job& job, std::vector<double>& x, Fit_arrays& arrays) {
+void fit(Job& job, std::vector<double>& x, Fit_arrays& arrays, bool report) {
   double f = 0.0;
   optmiz(job, static_cast<Minimiser>(job.model.optimizer), job.model.maxfn, job.model.nsig, x, f,
-         arrays.h.span(), arrays.g.span());
+         arrays.h.span(), arrays.g.span(), report);
 }
 
 /// The optimizer's vector at the start of a fit.
@@ -67,7 +67,7 @@ std::vector<double> starting_vector(Job& job, int n) {
   choose_start(job, [&job](std::vector<double>& start) {
     Fit_arrays arrays(job, static_cast<int>(start.size()));
     set_up_likelihood(job);
-    fit(job, start, arrays);
+    fit(job, start, arrays, false);
   });
   std::vector<double> x(static_cast<std::size_t>(n));
   for (int i = 1; i <= model.ncovs_nlbetas; ++i)
@@ -148,7 +148,7 @@ bool fit_pass(Job& job, const Saturated_model& saturated, double effective_size,
   if (previous.removed > 0) write_confounded(job, previous, x);
   if (job.status.debug != 0) debug_before_fit(job, x);
   model.report_first = true;
-  fit(job, x, arrays);
+  fit(job, x, arrays, true);
   report_solution(job, x);
   const double largest_gradient = check_gradient(job, arrays.g.span(), x);
   const double loglik = model.loglik;

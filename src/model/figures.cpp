@@ -49,6 +49,21 @@ double over_strata(const Array3<float>& counts, int t, int g) {
   return sum;
 }
 
+/// Animals of one group that were not released again, by the occasion of their last capture.
+std::vector<long long> not_released(const Job& job, int g) {
+  const Encounter_store& encounters = job.data.encounters;
+  std::vector<double> counts(static_cast<std::size_t>(job.status.noccas), 0.0);
+  for (int i = 1; i <= encounters.size(); ++i) {
+    const int last = lastlc(encounters.history(i));
+    if (last > 0)
+      counts[static_cast<std::size_t>(last) - 1] +=
+          static_cast<double>(encounters.lost_on_capture(i)[static_cast<std::size_t>(g) - 1]);
+  }
+  std::vector<long long> shown;
+  for (const double count : counts) shown.push_back(whole(count));
+  return shown;
+}
+
 /// Releases and losses of one group by occasion.
 void write_releases(Job& job, int g) {
   linchk(job, 2);
@@ -64,7 +79,9 @@ void write_releases(Job& job, int g) {
   }
   if (losses) write_counts(job, "U(t)+UL(t):", both);
   write_counts(job, "U(t):", released);
-  if (losses) write_counts(job, "UL(t):", lost);
+  if (!losses) return;
+  write_counts(job, "UL(t):", lost);
+  write_counts(job, "Not Released(t):", not_released(job, g));
 }
 
 /// Animals caught in each group of a closed population.

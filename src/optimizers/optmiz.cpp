@@ -62,7 +62,7 @@ void word_va09ad(Job& job, const Va09ad_result& end, int maxfn, int nsig, std::s
 }  // namespace
 
 void optmiz(Job& job, Minimiser method, int maxfn, int nsig, std::span<double> x, double& f,
-            std::span<double> h, std::span<double> g) {
+            std::span<double> h, std::span<double> g, bool report) {
   start_timing(job);
   if (method != Minimiser::va09ad)
     error(job, "The optimizer " + std::string(minimiser_names[static_cast<std::size_t>(method) - 1]) +
@@ -77,6 +77,7 @@ void optmiz(Job& job, Minimiser method, int maxfn, int nsig, std::span<double> x
                                    course_of_va09ad(job));
   f = end.f;
   word_va09ad(job, end, maxfn, nsig, g);
+  if (!report) return;
 
   linchk(job, 3);
   // KEPT: the count is that of iterations, though the line says function evaluations. Looks wrong, is

@@ -17,8 +17,9 @@ enum class Minimiser : int { va09ad = 1, simanneal, optmizs, newoptmiz, find_min
 /// @param f  objective at x
 /// @param h  n(n+1)/2: factors L D L' of the final Hessian approximation by columns (mc11ad.h)
 /// @param g  n long: gradient at x
+/// @param report  false for a fit that only seeks a start: count and time are not written
 /// A fit that ends early warns and goes on; a minimiser that this program does not have is fatal.
 void optmiz(Job& job, Minimiser method, int maxfn, int nsig, std::span<double> x, double& f,
-            std::span<double> h, std::span<double> g);
+            std::span<double> h, std::span<double> g, bool report = true);
 
 }  // namespace tarn

@@ -98,6 +98,13 @@ TEST(Estimated_parameters, orders_the_betas_and_names_the_singular_ones) {
   EXPECT_TRUE(t.screen_has("Beta number 3 is a singular value."));
 }
 
+TEST(Kept, order_of_betas_has_no_blanks_between) {
+  Test_job t;
+  make_model(t, 3);
+  estimated_parameters(t, diagonal({40.0, 30.0, 1.0}), 3, 1.0);
+  EXPECT_TRUE(t.listing_has(" Attempted ordering of parameters by estimatibility:\n 123\n")) << t.listing();
+}
+
 TEST(Estimated_parameters, numpar_skips_the_rules) {
   Test_job t;
   make_model(t, 3);
