@@ -59,6 +59,8 @@ void read_locations(Job& job, int n, int r) {
   };
   job.data.ninside(r) = count(2);
   job.data.nlocations(r) = count(3);
+  if (!(job.data.ninside(r) >= 0.0))
+    record_fault(job, n, " Number inside grid is negative on the encounter history.");
   if (job.data.ninside(r) > job.data.nlocations(r))
     record_fault(job, n, " Number inside grid > number of locations on the encounter history.");
 }
@@ -139,7 +141,6 @@ void read_record(Job& job, Data_procedure& procedure) {
   }
   if (typed.find('.') != std::string::npos) job.status.lmissdots = 1;
   check_cells(job, n, row, cells, typed);
-  procedure.found.add(job, row, cells);
 
   int next = 2, r = 0;
   if (row.density) {

@@ -15,7 +15,6 @@ struct Data_procedure {
   int extra_values = 0;  ///< of these, with more values than expected
   bool folded = false;   ///< some history was met twice
   bool faulty = false;   ///< some history holds a foreign character
-  Kinds_found found;
 };
 
 /// The record to which the history in `ehist` belongs. Without individual covariates: the first record with

@@ -50,10 +50,12 @@ void require_no_covariates(Job& job, std::string_view statement) {
     error(job, "A " + std::string(statement) + " statement cannot be used with individual covariates.");
 }
 
-/// Matrices of recoveries and of known fates make histories whose second characters tell of the dead.
-void require_dead_columns(Job& job, std::string_view statement) {
+/// Matrices of recoveries and of known fates make histories whose second characters tell of the dead. Those
+/// of nests have another meaning; `survivors` are no records of a type whose every animal was recovered.
+void require_dead_columns(Job& job, std::string_view statement, bool survivors) {
   const Datatype& row = datatype(job.status.dattyp);
-  if (row.live || !row.released || job.data.strata.front() != '1')
+  if (row.live || !row.released || job.data.strata.front() != '1' || row.cell == Cell::nest ||
+      (survivors && row.check == Cell_check::recovery_needed))
     error(job, "A " + std::string(statement) + " statement cannot be used with this data type.");
 }
 
@@ -99,7 +101,7 @@ void rcread(Job& job, const Data_procedure& procedure) {
   status.indent = -3;
   const int group = group_of(job, "recovery matrix");
   require_no_covariates(job, "RECOVERY MATRIX");
-  require_dead_columns(job, "RECOVERY MATRIX");
+  require_dead_columns(job, "RECOVERY MATRIX", false);
   Array3<float>& u = job.data.u;
   const auto whole_count = [&](int place) {
     const long long count = static_cast<long long>(ivalue(job, word(job, place))) * procedure.clones;
@@ -145,7 +147,7 @@ void kfread(Job& job, const Data_procedure& procedure) {
   status.indent = -3;
   const int group = group_of(job, "known fate data matrix");
   require_no_covariates(job, "KNOWN FATE");
-  require_dead_columns(job, "KNOWN FATE");
+  require_dead_columns(job, "KNOWN FATE", true);
   for (int i = 1; i <= status.noccas; ++i) {
     getcmd(job);
     status.indent = -3;

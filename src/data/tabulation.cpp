@@ -224,7 +224,11 @@ void finish_records(Job& job, Data_procedure& procedure) {
     warn(job, "Number of encounter history records found with extra individual covariate values was " +
                   adjustfmt(procedure.extra_values) + ".");
   if (procedure.folded) warn(job, "At least a pair of the encounter histories are duplicates.");
-  if (encounters.size() > 0) check_kinds(job, row, procedure.found);
+  if (row.joint_words != Joint_words::none && encounters.size() > 0) {
+    Kinds_found found;  // over the store, which holds the histories of matrices, too
+    for (int i = 1; i <= encounters.size(); ++i) found.add(job, row, encounters.history(i));
+    check_kinds(job, row, found);
+  }
   for (int i = 1; row.check == Cell_check::robust_barker && i <= encounters.size(); ++i)
     check_sessions(job, i, row, encounters.history(i));
   if (row.resight != Resight::none) {

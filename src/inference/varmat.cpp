@@ -116,7 +116,10 @@ using Cohort = std::tuple<int, int, int, bool>;
 Cohort cohort_of(const Job& job, const Counted_cell& cell) {
   const History history = job.data.encounters.history(cell.record);
   const int first = first1(history);
-  if (first == 0 || !datatype(job.status.dattyp).released) return {1, cell.group, 1, cell.lost};
+  const Datatype& row = datatype(job.status.dattyp);
+  // The animals of a closed population were all there from the start, and `u` counts them at occasion 1.
+  const bool whole_group = row.closed != Closed::none && !row.sessions;
+  if (first == 0 || !row.released || whole_group) return {1, cell.group, 1, cell.lost};
   const std::size_t place = job.data.strata.find(history.live(first));
   return {first, cell.group, place == std::string::npos ? 1 : static_cast<int>(place) + 1, cell.lost};
 }
@@ -238,6 +241,12 @@ void varmat(Job& job, std::span<const double> beta, std::span<double> h) {
   assert(h.size() == beta.size() * (beta.size() + 1) / 2);
   cell_probabilities(job, beta, job.model.cellpr, job.model.cellprlost);
   if (job.status.debug != 0) jacobian(job, beta);
+  const int vartyp = job.model.vartyp;
+  if ((vartyp == observed_information || vartyp == expected_information) &&
+      datatype(job.status.dattyp).closed_form != Closed_form::none)
+    warn(job,
+         "This variance procedure sums over the records and knows nothing of the number of animals never "
+         "caught; standard errors of a full likelihood have no meaning with it.");
   switch (job.model.vartyp) {
     case hessian:
       halve_factors(h, n);

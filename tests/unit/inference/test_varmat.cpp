@@ -217,6 +217,30 @@ TEST(Varmat, expected_information_of_losses) {
   EXPECT_NEAR(h[0], 4.0 * (1 / q + 1 / (1 - q)) * p * p, 1e-5);
 }
 
+TEST(Varmat, expected_information_of_a_closed_population) {
+  // Conditional likelihood, p = c, 3 occasions: the number of captures k has chance C(3, k) p^k (1 - p)^(3 -
+  // k) / p*, so the information of an animal is that of a binomial cut off at 0. `u` counts all at
+  // occasion 1.
+  Model_builder m(12, 3);
+  m.pim(1, 1, "SQUARE", 1, 3, [](int, int) { return 1; });
+  m.pim(2, 1, "SQUARE", 1, 2, [](int, int) { return 1; });
+  m.job().model.nlink = 6;
+  for (const char* live : {"111", "110", "101", "100", "011", "010", "001"}) m.record(live, {10.0F});
+  m.finish();
+  set_releases(m, {70.0F, 0.0F, 0.0F}, {0.0F, 0.0F, 0.0F});
+  m.job().model.vartyp = 3;
+  const double p = 0.375, q = 1 - p, pstar = 1 - q * q * q;
+  double information = 0.0;
+  const double ways[] = {0, 3, 3, 1};
+  const double mean = 3 * p / pstar;
+  for (int k = 1; k <= 3; ++k)
+    information += ways[k] * std::pow(p, k) * std::pow(q, 3 - k) / pstar * (k - mean) * (k - mean);
+  information /= p * q * p * q;
+  std::vector<double> h(1);
+  varmat(m.job(), std::vector{p}, h);
+  EXPECT_NEAR(h[0], 70.0 * information, 1e-4);
+}
+
 TEST(Varmat, singular_information_of_a_parameter_that_is_not_identified) {
   // The last Phi and p of a time-dependent model enter as a product.
   Model_builder m(1, 3);
