@@ -29,25 +29,30 @@ std::vector<char> rows_by_record(const Model_arrays& model) {
   return varies;
 }
 
-/// Matrices of p and c with fewer rows than there are mixtures: the last row serves those that have none.
-void warn_of_shared_rows(Job& job) {
+/// Matrices of p and c with another number of rows than there are mixtures: with fewer the last row serves
+/// those that have none, with more the rows behind the last mixture are idle.
+void warn_of_mixture_rows(Job& job) {
   const Status_module& status = job.status;
-  if (status.nmixtures < 2 || !is_closed_kind(status.closedmodel)) return;
+  if (!is_closed_kind(status.closedmodel)) return;
   const Closed_traits traits(status.closedmodel);
   if (!traits.mixtures) return;
   const Model_arrays& model = job.model;
   for (const char* name : {"p", "c"}) {
     const int q = findpar(job.data, name);
-    bool shared = false;
+    bool shared = false, idle = false;
     for (int g = 1; q > 0 && g <= status.ngrps; ++g)
       for (int b = model.pim2index3lobd; b <= model.pim2index3upbd; ++b)
         for (int a = model.pim2index2lobd; a <= model.pim2index2upbd; ++a) {
           const Pim& pim = model.pim2(q, a, b, g);
           shared = shared || (pim.given() && pim.nrows < status.nmixtures);
+          idle = idle || (pim.given() && pim.nrows > status.nmixtures);
         }
     if (shared)
       warn(job, "A parameter index matrix of '" + std::string(name) +
                     "' has fewer rows than there are mixtures; its last row serves the others.");
+    if (idle)
+      warn(job, "A parameter index matrix of '" + std::string(name) +
+                    "' has more rows than MIXTURES= tells; those behind are not used.");
   }
 }
 
@@ -55,7 +60,7 @@ void warn_of_shared_rows(Job& job) {
 void warn_of_closed_layer(Job& job, bool closed_term_by_record) {
   if (job.model.closed_layer_told) return;
   job.model.closed_layer_told = true;
-  warn_of_shared_rows(job);
+  warn_of_mixture_rows(job);
   if (closed_term_by_record)
     warn(job,
          "Individual covariates enter the capture probabilities of a full likelihood; the number of animals "
