@@ -143,16 +143,19 @@ void write_covariate_values(Job& job) {
     else
       put(job, listing, "(10x,a,t35,a)", name, f14(job, shown));
   }
-  if (model.functions.prior_capture) {
-    std::string cells;
-    const History history = job.data.encounters.history(1);
-    for (int o = 1; o <= history.noccas(); ++o) {
-      cells += history.live(o);
-      if (status.liveeh == 0) cells += history.dead(o);
-    }
-    linchk(job, 1);
-    put(job, listing, "(6x,a,1x,a)", " Estimates based on the following encounter history:", cells);
+}
+
+/// The history that design functions of earlier captures take theirs from.
+void write_prior_captures(Job& job) {
+  const Status_module& status = job.status;
+  std::string cells;
+  const History history = job.data.encounters.history(1);
+  for (int o = 1; o <= history.noccas(); ++o) {
+    cells += history.live(o);
+    if (status.liveeh == 0) cells += history.dead(o);
   }
+  linchk(job, 1);
+  put(job, listing, "(6x,a,1x,a)", " Estimates based on the following encounter history:", cells);
 }
 
 /// Rows for which a profile interval was asked: one that depends on an animal's covariate cannot have one.
@@ -306,6 +309,7 @@ void real_table(Job& job, const Estimates& real) {
   linchk(job, 8);
   sectionhead(job, "Real Function Parameters of " + model.modnam, real_ruler, 2);
   if (model.licovs != 0 && job.status.nicovs > 0) write_covariate_values(job);
+  if (model.functions.prior_capture) write_prior_captures(job);
   put(job, listing, "(63x,\"95% Confidence Interval\")");
   put(job, listing, "(5x,\"Parameter\",14x,\"  Estimate       Standard Error\",5x,\"Lower\",11x,\"Upper\")");
   put(job, listing, "(1x,26(\"-\"),4(2x,\"--------------\"))");
