@@ -151,14 +151,13 @@ struct Model_arrays {
   int phase1 = 1, phase2 = 1, phase3 = 1;
   bool initial_given = false;  ///< the INITIAL statement was read
   bool report_first = false;   ///< the next evaluation writes the first-iteration report
-  int pentfirst = 1, lmcmc = 0, useobserved = 0, mcmcsamsiz = 0, profile = 0;
+  int pentfirst = 1, lmcmc = 0, useobserved = 0, mcmcsamsiz = 0;
   int ntune = 4000, nburn = 1000, nmcmc = 10000, nseries = 1, iseed = 0;
   double stepsize = 0.5;
   std::string mcmcfilename = "MCMC.BIN", mcmccsvfilename;
   int numderivedmcmcpar = 0;
   int nlink = 4, vartyp = 4, optimizer = 1, maxfn = 2000, nsig = 7, numpar = 0;
   bool loop = false, standardize_design = true, essanimals = false, quasi = false, identity = false;
-  bool hyperdistributions = false;
   double chatuse = 1.0, chat = 1.0;
   std::string modnam = "{No Model Specified}";
 

@@ -103,7 +103,6 @@ void read_covariate_values(Job& job) {
 
 void read_profile(Job& job) {
   Model_arrays& model = job.model;
-  model.profile = 1;
   for (int i = first_value_word(job); i <= job.status.lstwrd; ++i) {
     if (word(job, i) != "CHAT") {
       model.profilevals.push_back(ivalue(job, word(job, i)));
