@@ -8,8 +8,8 @@
 #include <string>
 #include <string_view>
 
-#include "job/fault.h"
 #include "job/procedures.h"
+#include "job/services/fault.h"
 #include "support/test_job.h"
 
 namespace tarn {

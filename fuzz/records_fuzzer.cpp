@@ -2,7 +2,7 @@
 
 #include <string>
 
-#include "data/datatype.h"
+#include "data/catalogue/datatype.h"
 #include "fuzz_run.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t size) {

@@ -1,6 +1,6 @@
 // The statement reader: any bytes, cut into statements and words, every word read as a number.
 
-#include "job/statement.h"
+#include "job/services/statement.h"
 
 #include <cstddef>
 #include <cstdint>

@@ -1,6 +1,6 @@
 #!/usr/bin/env python3
-"""Includes go one way: a file includes lower ranks, or its own rank without a circle. The ranks are those of
-docs/architecture.md; CMakeLists.txt mirrors them as static libraries."""
+"""Includes go one way: a file includes what stands in earlier folders, or in its own without a circle. The order of the
+folders is the list `tarn_folders` in CMakeLists.txt, where each of them is a library of the same name."""
 
 import re
 import sys
@@ -9,38 +9,18 @@ from pathlib import Path
 root = Path(__file__).resolve().parent.parent
 source = root / "src"
 
-# The first pattern that matches a path (without its extension, under src/) gives its rank.
-ranks = [
-    (r"numerics/.*", 0),
-    (r"optimizers/optmiz", 5),
-    (r"optimizers/.*", 0),
-    (r"job/(status_module|timing_module|streams)", 1),
-    (r"model/data_module", 1),
-    (r"inference/profile_conf_interval_module", 1),
-    (r"sampling/hyper_dist_module", 1),
-    (r"data/(datatype|datatype_table|encounter)", 1),
-    (r"job/job", 2),
-    (r"job/(tarn|command_line|procedures)", 10),
-    (r"job/.*", 3),
-    (r"data/.*", 4),
-    (r"model/(pim|design\w*|links)", 4),
-    (r"model/starting", 6),
-    (r"likelihood/.*", 5),
-    (r"inference/.*", 6),
-    (r"derived/.*", 7),
-    (r"sampling/.*", 8),
-    (r"model/(estmat|estimate_\w+|results|tables|figures|debug_report|vc_file)", 9),
-]
+listed = re.search(r"set\(tarn_folders\s+([^)]*)\)", (root / "CMakeLists.txt").read_text())
+folders = listed.group(1).split()
+# The state of a job: headers without code, which every later folder reads whatever folder they stand in.
+record = re.compile(r".*_module\.h|job/job\.h")
 
 include_line = re.compile(r'^\s*#\s*include\s*(["<])([^">]+)[">]', re.M)
 
 
-def rank_of(path):
-    bare = path.rsplit(".", 1)[0]
-    for pattern, rank in ranks:
-        if re.fullmatch(pattern, bare):
-            return rank
-    return None
+def place_of(name):
+    """The folder of a file, or `records`; None when the list does not have it."""
+    folder = "records" if record.fullmatch(name) else name.rsplit("/", 1)[0]
+    return folder if folder in folders else None
 
 
 def find_circle(graph):
@@ -73,9 +53,9 @@ def main():
     names = {str(p.relative_to(source)) for p in files}
     for path in files:
         name = str(path.relative_to(source))
-        rank = rank_of(name)
-        if rank is None:
-            faults.append(f"{name}: no rank; give it one in scripts/check_includes.py")
+        folder = place_of(name)
+        if folder is None:
+            faults.append(f"{name}: its folder is not in the list `tarn_folders` of CMakeLists.txt")
             continue
         graph[name] = []
         for kind, target in include_line.findall(path.read_text()):
@@ -85,9 +65,9 @@ def main():
                 faults.append(f"{name}: includes {target}, which is not under src/")
                 continue
             graph[name].append(target)
-            other = rank_of(target)
-            if other is not None and other > rank:
-                faults.append(f"{name} (rank {rank}) includes {target} (rank {other})")
+            other = place_of(target)
+            if other is not None and folders.index(other) > folders.index(folder):
+                faults.append(f"{name} (in {folder}) includes {target} (in {other}), which comes later")
     circle = find_circle(graph)
     if circle:
         faults.append("circle: " + " -> ".join(circle))

@@ -4,8 +4,8 @@
 #include <array>
 #include <vector>
 
-#include "job/report.h"
-#include "job/template.h"
+#include "job/services/report.h"
+#include "job/services/template.h"
 
 namespace tarn {
 

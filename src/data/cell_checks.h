@@ -4,10 +4,10 @@
 #include <string>
 #include <string_view>
 
-#include "data/datatype.h"
-#include "data/encounter.h"
-#include "job/fault.h"
+#include "data/catalogue/datatype.h"
+#include "data/catalogue/encounter.h"
 #include "job/job.h"
+#include "job/services/fault.h"
 
 namespace tarn {
 

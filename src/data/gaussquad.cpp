@@ -6,10 +6,10 @@
 #include <limits>
 #include <string>
 
-#include "job/array.h"
-#include "job/fault.h"
-#include "job/report.h"
-#include "job/template.h"
+#include "job/services/array.h"
+#include "job/services/fault.h"
+#include "job/services/report.h"
+#include "job/services/template.h"
 #include "numerics/gauss_hermite.h"
 
 namespace tarn {

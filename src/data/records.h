@@ -1,8 +1,8 @@
 #pragma once
 // Encounter-history records: reading, placing and tabulating them, and the index helpers that report.
 
+#include "data/catalogue/datatype.h"
 #include "data/cell_checks.h"
-#include "data/datatype.h"
 #include "job/job.h"
 
 namespace tarn {

@@ -4,9 +4,9 @@
 #include <bit>
 #include <vector>
 
-#include "job/array.h"
-#include "job/fault.h"
-#include "job/report.h"
+#include "job/services/array.h"
+#include "job/services/fault.h"
+#include "job/services/report.h"
 
 namespace tarn {
 

@@ -2,9 +2,9 @@
 
 #include <algorithm>
 
-#include "job/array.h"
-#include "job/fault.h"
-#include "job/statement.h"
+#include "job/services/array.h"
+#include "job/services/fault.h"
+#include "job/services/statement.h"
 
 namespace tarn {
 

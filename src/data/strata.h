@@ -4,7 +4,7 @@
 #include <string>
 #include <string_view>
 
-#include "data/datatype.h"
+#include "data/catalogue/datatype.h"
 #include "job/job.h"
 
 namespace tarn {

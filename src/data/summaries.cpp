@@ -6,10 +6,10 @@
 #include <string>
 
 #include "data/tabulation.h"
-#include "job/fault.h"
-#include "job/report.h"
-#include "job/statement.h"
-#include "job/template.h"
+#include "job/services/fault.h"
+#include "job/services/report.h"
+#include "job/services/statement.h"
+#include "job/services/template.h"
 
 namespace tarn {
 

@@ -4,9 +4,9 @@
 #include <cmath>
 #include <vector>
 
-#include "job/fault.h"
-#include "job/report.h"
-#include "job/template.h"
+#include "job/services/fault.h"
+#include "job/services/report.h"
+#include "job/services/template.h"
 
 namespace tarn {
 

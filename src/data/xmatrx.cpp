@@ -7,19 +7,19 @@
 #include <string_view>
 #include <vector>
 
-#include "data/datatype.h"
+#include "data/catalogue/datatype.h"
 #include "data/gaussquad.h"
 #include "data/records.h"
 #include "data/species.h"
 #include "data/strata.h"
 #include "data/summaries.h"
 #include "data/tabulation.h"
-#include "job/array.h"
-#include "job/fault.h"
-#include "job/report.h"
-#include "job/statement.h"
-#include "job/template.h"
-#include "job/threads.h"
+#include "job/services/array.h"
+#include "job/services/fault.h"
+#include "job/services/report.h"
+#include "job/services/statement.h"
+#include "job/services/template.h"
+#include "job/services/threads.h"
 
 namespace tarn {
 

@@ -8,11 +8,11 @@
 #include <string>
 #include <unordered_map>
 
-#include "data/datatype.h"
+#include "data/catalogue/datatype.h"
 #include "derived/sections.h"
-#include "job/array.h"
-#include "job/fault.h"
-#include "job/report.h"
+#include "job/services/array.h"
+#include "job/services/fault.h"
+#include "job/services/report.h"
 #include "likelihood/likelihood_work.h"
 
 namespace tarn {

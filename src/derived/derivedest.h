@@ -5,8 +5,8 @@
 #include <vector>
 
 #include "job/job.h"
-#include "likelihood/cell.h"
-#include "model/links.h"
+#include "likelihood/blocks/cell.h"
+#include "model/structure/links.h"
 
 namespace tarn {
 

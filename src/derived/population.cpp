@@ -2,8 +2,8 @@
 
 #include <algorithm>
 
-#include "data/datatype.h"
-#include "job/fault.h"
+#include "data/catalogue/datatype.h"
+#include "job/services/fault.h"
 #include "likelihood/blocks/closed_session.h"
 
 namespace tarn {

@@ -1,6 +1,6 @@
 #include "derived/rates.h"
 
-#include "data/datatype.h"
+#include "data/catalogue/datatype.h"
 
 namespace tarn {
 

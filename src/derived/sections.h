@@ -7,10 +7,10 @@
 #include <string_view>
 #include <vector>
 
-#include "data/datatype.h"
+#include "data/catalogue/datatype.h"
 #include "derived/derivedest.h"
 #include "derived/intervals.h"
-#include "job/template.h"
+#include "job/services/template.h"
 
 namespace tarn {
 

@@ -5,10 +5,10 @@
 #include <limits>
 #include <string>
 
-#include "job/fault.h"
-#include "job/report.h"
-#include "job/template.h"
-#include "job/timing.h"
+#include "job/services/fault.h"
+#include "job/services/report.h"
+#include "job/services/template.h"
+#include "job/services/timing.h"
 #include "numerics/linear_algebra.h"
 
 namespace tarn {

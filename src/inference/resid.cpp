@@ -3,9 +3,9 @@
 #include <string>
 #include <vector>
 
-#include "job/fault.h"
-#include "job/report.h"
-#include "job/template.h"
+#include "job/services/fault.h"
+#include "job/services/report.h"
+#include "job/services/template.h"
 #include "likelihood/func.h"
 
 namespace tarn {

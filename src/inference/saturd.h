@@ -3,7 +3,7 @@
 
 #include <vector>
 
-#include "data/datatype.h"
+#include "data/catalogue/datatype.h"
 #include "job/job.h"
 
 namespace tarn {

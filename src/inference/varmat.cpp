@@ -10,15 +10,15 @@
 #include <string_view>
 #include <tuple>
 
-#include "data/datatype.h"
+#include "data/catalogue/datatype.h"
 #include "inference/rank.h"
-#include "job/array.h"
-#include "job/fault.h"
-#include "job/report.h"
-#include "job/template.h"
-#include "job/timing.h"
+#include "job/services/array.h"
+#include "job/services/fault.h"
+#include "job/services/report.h"
+#include "job/services/template.h"
+#include "job/services/timing.h"
 #include "likelihood/func.h"
-#include "model/links.h"
+#include "model/structure/links.h"
 #include "numerics/linear_algebra.h"
 
 namespace tarn {

@@ -5,10 +5,10 @@
 #include <cstdlib>
 #include <filesystem>
 
-#include "job/fault.h"
-#include "job/statement.h"
-#include "job/template.h"
-#include "job/threads.h"
+#include "job/services/fault.h"
+#include "job/services/statement.h"
+#include "job/services/template.h"
+#include "job/services/threads.h"
 
 namespace tarn {
 

@@ -11,12 +11,12 @@
 #include <vector>
 
 #include "data/xmatrx.h"
-#include "job/fault.h"
-#include "job/report.h"
-#include "job/statement.h"
-#include "job/template.h"
-#include "job/threads.h"
-#include "job/timing.h"
+#include "job/services/fault.h"
+#include "job/services/report.h"
+#include "job/services/statement.h"
+#include "job/services/template.h"
+#include "job/services/threads.h"
+#include "job/services/timing.h"
 #include "model/estmat.h"
 
 namespace tarn {

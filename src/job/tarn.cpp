@@ -12,10 +12,10 @@
 #include <vector>
 
 #include "job/command_line.h"
-#include "job/fault.h"
 #include "job/procedures.h"
-#include "job/threads.h"
-#include "job/timing.h"
+#include "job/services/fault.h"
+#include "job/services/threads.h"
+#include "job/services/timing.h"
 
 namespace {
 

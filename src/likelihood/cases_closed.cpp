@@ -5,8 +5,8 @@
 //
 //   prob = closed probability times ptilde^I (1 - ptilde)^(L - I)
 
+#include "likelihood/blocks/cell.h"
 #include "likelihood/blocks/closed_session.h"
-#include "likelihood/cell.h"
 #include "likelihood/chprob.h"
 
 namespace tarn {

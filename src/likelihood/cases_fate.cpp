@@ -1,8 +1,8 @@
 // Fates that are known: animals that are followed, nests that are visited.
 
+#include "likelihood/blocks/cell.h"
 #include "likelihood/blocks/fates.h"
 #include "likelihood/blocks/rates.h"
-#include "likelihood/cell.h"
 #include "likelihood/chprob.h"
 
 namespace tarn {

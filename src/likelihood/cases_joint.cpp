@@ -11,9 +11,9 @@
 // Rates stand in the row of the first capture: S and r in column c up to the interval behind the last
 // occasion, F in column c, p of occasion o in column o - 1.
 
+#include "likelihood/blocks/cell.h"
 #include "likelihood/blocks/joint.h"
 #include "likelihood/blocks/rates.h"
-#include "likelihood/cell.h"
 #include "likelihood/chprob.h"
 
 namespace tarn {

@@ -4,9 +4,9 @@
 // dead in interval `last` (second character not "0"), or never. Rates stand in the row of the release. A
 // release with a negative count is no release.
 
+#include "likelihood/blocks/cell.h"
 #include "likelihood/blocks/fates.h"
 #include "likelihood/blocks/rates.h"
-#include "likelihood/cell.h"
 #include "likelihood/chprob.h"
 
 namespace tarn {

@@ -11,8 +11,8 @@
 #include <cstddef>
 #include <span>
 
+#include "likelihood/blocks/cell.h"
 #include "likelihood/blocks/rates.h"
-#include "likelihood/cell.h"
 #include "likelihood/chprob.h"
 
 namespace tarn {

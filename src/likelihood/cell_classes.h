@@ -4,7 +4,7 @@
 #include <vector>
 
 #include "job/job.h"
-#include "model/links.h"
+#include "model/structure/links.h"
 
 namespace tarn {
 

@@ -1,6 +1,6 @@
 #include "likelihood/cells.h"
 
-#include "likelihood/cell.h"
+#include "likelihood/blocks/cell.h"
 
 namespace tarn {
 

@@ -1,8 +1,8 @@
 #pragma once
 // From the tag of a data type's cell to its routine.
 
-#include "data/datatype.h"
-#include "likelihood/reach.h"
+#include "data/catalogue/datatype.h"
+#include "likelihood/blocks/reach.h"
 #include "model/data_module.h"
 #include "numerics/derivative.h"
 

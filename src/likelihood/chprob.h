@@ -3,7 +3,7 @@
 
 #include <string_view>
 
-#include "likelihood/cell.h"
+#include "likelihood/blocks/cell.h"
 
 namespace tarn {
 

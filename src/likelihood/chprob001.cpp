@@ -9,9 +9,9 @@
 // Phi(c) and p(c + 1) stand in the row of the first capture, column c. Histories that end in "0" alone, as
 // most do, share the steps of their cohort as long as the reals are the same.
 
+#include "likelihood/blocks/cell.h"
 #include "likelihood/blocks/chain2.h"
 #include "likelihood/blocks/rates.h"
-#include "likelihood/cell.h"
 #include "likelihood/chprob.h"
 
 namespace tarn {

@@ -8,9 +8,9 @@
 //
 // S(c) and r(c) stand in the row of the release, column c. A release with a negative count is no release.
 
+#include "likelihood/blocks/cell.h"
 #include "likelihood/blocks/fates.h"
 #include "likelihood/blocks/rates.h"
-#include "likelihood/cell.h"
 #include "likelihood/chprob.h"
 
 namespace tarn {

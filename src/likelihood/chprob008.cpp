@@ -15,9 +15,9 @@
 
 #include <string>
 
+#include "likelihood/blocks/cell.h"
 #include "likelihood/blocks/joint.h"
 #include "likelihood/blocks/rates.h"
-#include "likelihood/cell.h"
 #include "likelihood/chprob.h"
 
 namespace tarn {

@@ -1,8 +1,8 @@
 #pragma once
 // Terms of the log likelihood that depend on summary counts and on real parameters only.
 
-#include "data/datatype.h"
-#include "likelihood/cell.h"
+#include "data/catalogue/datatype.h"
+#include "likelihood/blocks/cell.h"
 
 namespace tarn {
 

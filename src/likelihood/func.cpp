@@ -7,10 +7,10 @@
 #include <cmath>
 #include <string>
 
-#include "job/array.h"
-#include "job/fault.h"
-#include "job/report.h"
-#include "job/template.h"
+#include "job/services/array.h"
+#include "job/services/fault.h"
+#include "job/services/report.h"
+#include "job/services/template.h"
 #include "likelihood/closed_terms.h"
 #include "likelihood/gradient.h"
 #include "likelihood/history_loop.h"

@@ -9,7 +9,7 @@
 #include <new>
 #include <string>
 
-#include "job/fault.h"
+#include "job/services/fault.h"
 #include "likelihood/likelihood_work.h"
 
 namespace tarn {

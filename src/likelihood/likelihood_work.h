@@ -8,11 +8,11 @@
 #include <span>
 #include <vector>
 
-#include "data/datatype.h"
-#include "likelihood/cell.h"
+#include "data/catalogue/datatype.h"
+#include "likelihood/blocks/cell.h"
 #include "likelihood/cell_classes.h"
 #include "likelihood/history_sum.h"
-#include "model/links.h"
+#include "model/structure/links.h"
 
 namespace tarn {
 

@@ -3,8 +3,8 @@
 #include <algorithm>
 #include <new>
 
-#include "job/array.h"
-#include "job/fault.h"
+#include "job/services/array.h"
+#include "job/services/fault.h"
 #include "likelihood/blocks/closed_session.h"
 #include "likelihood/cells.h"
 #include "likelihood/chprob.h"

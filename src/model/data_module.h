@@ -7,8 +7,9 @@
 #include <string>
 #include <vector>
 
-#include "data/encounter.h"
+#include "data/catalogue/encounter.h"
 #include "job/status_module.h"
+#include "model/design_matrix_funcs_module.h"
 #include "numerics/array.h"
 
 namespace tarn {
@@ -113,14 +114,6 @@ struct Data_module {
   int numparmnames = 0;
 };
 
-/// The tables of the design functions. Node k: functions 1 to 15, arguments, place of its result.
-struct Design_matrix_funcs_module {
-  int numdmfuncs = 0, dmfuncsmaxnest = 0, dmfuncslevel = 0;
-  Array2<int> dmfuncstypes;    ///< 6 x n
-  Array2<double> dmfuncsargs;  ///< 2 x n
-  bool prior_capture = false;  ///< PRIORCAPL or PRIORCAPD is used
-};
-
 /// One member of a multinomial set: a row of `linkfuncptr`.
 struct Link_function_row {
   int code = 0;    ///< 8, 9 or 12
@@ -213,8 +206,5 @@ struct Model_arrays {
   int nbetafixed() const { return static_cast<int>(fixbetadex.size()); }
   int nicvalues() const { return static_cast<int>(icvalues.size()); }
 };
-
-/// Position of `name` (its first 10 characters) in `parameterlist`, case and all; 0 when it is not there.
-int findpar(const Data_module& data, std::string_view name);
 
 }  // namespace tarn

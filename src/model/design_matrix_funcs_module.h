@@ -4,7 +4,7 @@
 #include <array>
 #include <string_view>
 
-#include "job/job.h"
+#include "numerics/array.h"
 
 namespace tarn {
 
@@ -49,7 +49,12 @@ inline constexpr double covariate_code = -999000.0, function_code = -899000.0;
 /// More nodes than this would run into the codes of the covariates.
 inline constexpr int most_nodes = 99999;
 
-/// Number 1 to 15 of a function name (upper case); 0 when it is none.
-int design_function(std::string_view name);
+/// The tables of the design functions. Node k: functions 1 to 15, arguments, place of its result.
+struct Design_matrix_funcs_module {
+  int numdmfuncs = 0, dmfuncsmaxnest = 0, dmfuncslevel = 0;
+  Array2<int> dmfuncstypes;    ///< 6 x n
+  Array2<double> dmfuncsargs;  ///< 2 x n
+  bool prior_capture = false;  ///< PRIORCAPL or PRIORCAPD is used
+};
 
 }  // namespace tarn

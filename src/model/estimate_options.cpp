@@ -3,9 +3,9 @@
 #include <array>
 #include <string_view>
 
-#include "job/fault.h"
-#include "job/statement.h"
-#include "model/links.h"
+#include "job/services/fault.h"
+#include "job/services/statement.h"
+#include "model/structure/links.h"
 
 namespace tarn {
 

@@ -3,15 +3,15 @@
 #include <string>
 #include <string_view>
 
-#include "data/datatype.h"
-#include "job/array.h"
-#include "job/fault.h"
-#include "job/report.h"
-#include "job/statement.h"
-#include "model/design.h"
+#include "data/catalogue/datatype.h"
+#include "job/services/array.h"
+#include "job/services/fault.h"
+#include "job/services/report.h"
+#include "job/services/statement.h"
 #include "model/estimate_options.h"
-#include "model/links.h"
-#include "model/pim.h"
+#include "model/structure/design.h"
+#include "model/structure/links.h"
+#include "model/structure/pim.h"
 
 namespace tarn {
 

@@ -12,22 +12,22 @@
 #include "inference/resid.h"
 #include "inference/saturd.h"
 #include "inference/varmat.h"
-#include "job/array.h"
-#include "job/fault.h"
-#include "job/report.h"
-#include "job/template.h"
-#include "job/timing.h"
+#include "job/services/array.h"
+#include "job/services/fault.h"
+#include "job/services/report.h"
+#include "job/services/template.h"
+#include "job/services/timing.h"
 #include "likelihood/func.h"
-#include "model/debug_report.h"
-#include "model/design.h"
 #include "model/estimate_options.h"
-#include "model/figures.h"
-#include "model/links.h"
-#include "model/pim.h"
+#include "model/fit.h"
+#include "model/results/debug_report.h"
+#include "model/results/figures.h"
+#include "model/results/tables.h"
+#include "model/results/vc_file.h"
 #include "model/starting.h"
-#include "model/tables.h"
-#include "model/vc_file.h"
-#include "optimizers/optmiz.h"
+#include "model/structure/design.h"
+#include "model/structure/links.h"
+#include "model/structure/pim.h"
 
 namespace tarn {
 namespace {
@@ -55,19 +55,13 @@ struct Fit_arrays {
   Array1<double> g, h;
 };
 
-void fit(Job& job, std::vector<double>& x, Fit_arrays& arrays, bool report) {
-  double f = 0.0;
-  optmiz(job, static_cast<Minimiser>(job.model.optimizer), job.model.maxfn, job.model.nsig, x, f,
-         arrays.h.span(), arrays.g.span(), report);
-}
-
 /// The optimizer's vector at the start of a fit.
 std::vector<double> starting_vector(Job& job, int n) {
   Model_arrays& model = job.model;
   choose_start(job, [&job](std::vector<double>& start) {
     Fit_arrays arrays(job, static_cast<int>(start.size()));
     set_up_likelihood(job);
-    fit(job, start, arrays, false);
+    fit(job, {start, arrays.g.span(), arrays.h.span()}, false);
   });
   std::vector<double> x(static_cast<std::size_t>(n));
   for (int i = 1; i <= model.ncovs_nlbetas; ++i)
@@ -148,7 +142,7 @@ bool fit_pass(Job& job, const Saturated_model& saturated, double effective_size,
   if (previous.removed > 0) write_confounded(job, previous, x);
   if (job.status.debug != 0) debug_before_fit(job, x);
   model.report_first = true;
-  fit(job, x, arrays, true);
+  fit(job, {x, arrays.g.span(), arrays.h.span()});
   report_solution(job, x);
   const double largest_gradient = check_gradient(job, arrays.g.span(), x);
   const double loglik = model.loglik;

@@ -4,10 +4,10 @@
 #include <cmath>
 #include <string>
 
-#include "data/datatype.h"
-#include "job/array.h"
-#include "job/fault.h"
-#include "model/links.h"
+#include "data/catalogue/datatype.h"
+#include "job/services/array.h"
+#include "job/services/fault.h"
+#include "model/structure/links.h"
 #include "numerics/linear_algebra.h"
 #include "numerics/special.h"
 

@@ -1,25 +1,50 @@
 #pragma once
-// The one entry for fitting: selects the minimiser, words its return codes, reports count and time.
+// The one entry for minimising: selects the method. It writes nothing; the caller words how a search ended.
 
+#include <array>
 #include <span>
+#include <string_view>
 
-#include "job/job.h"
+#include "optimizers/objective.h"
 
 namespace tarn {
 
 /// Minimisers by number, as the keywords of PROC ESTIMATE select them.
 enum class Minimiser : int { va09ad = 1, simanneal, optmizs, newoptmiz, find_minimum, sa, diff_evol };
 
-/// Minimises the objective of the job's model over the estimated betas.
-/// @param maxfn  limit on evaluations of the objective
-/// @param nsig  significant digits wanted: every step element below 10^-nsig ends the search
-/// @param x  n long: starting values in, solution out
-/// @param f  objective at x
-/// @param h  n(n+1)/2: factors L D L' of the final Hessian approximation by columns (mc11ad.h)
-/// @param g  n long: gradient at x
-/// @param report  false for a fit that only seeks a start: count and time are not written
-/// A fit that ends early warns and goes on; a minimiser that this program does not have is fatal.
-void optmiz(Job& job, Minimiser method, int maxfn, int nsig, std::span<double> x, double& f,
-            std::span<double> h, std::span<double> g, bool report = true);
+/// Keywords by number 1 to 7.
+inline constexpr std::array<std::string_view, 7> minimiser_names{
+    "VA09AD", "SIMANNEAL", "OPTMIZ", "NEWOPTMIZ", "SIMANNEAL2", "SIMANNEAL3", "DIFF_EVOL"};
+
+constexpr std::string_view name_of(Minimiser method) {
+  return minimiser_names[static_cast<std::size_t>(method) - 1];
+}
+
+struct Minimiser_settings {
+  Minimiser method = Minimiser::va09ad;
+  int maxfn = 2000;     ///< limit on evaluations of the objective
+  int nsig = 7;         ///< significant digits wanted: every step element below 10^-nsig ends the search
+  bool detail = false;  ///< the course is told in detail
+};
+
+/// The vectors of a search over n elements.
+struct Search_vectors {
+  std::span<double> x;  ///< n long: starting values in, solution out
+  std::span<double> g;  ///< n long: gradient at x
+  std::span<double> h;  ///< n(n+1)/2: factors L D L' of the final Hessian approximation by columns (mc11ad.h)
+};
+
+/// How a search ended.
+struct Minimiser_end {
+  bool available = true;  ///< false: this program does not have the method, and nothing was done
+  int iexit = 0;          ///< code of the method
+  int itn = 0;            ///< iterations
+  int ifn = 0;            ///< evaluations of the objective
+  double f = 0.0;         ///< objective at x
+};
+
+/// Minimises `objective` from `vectors.x`.
+Minimiser_end minimise(const Gradient_objective& objective, const Minimiser_settings& settings,
+                       const Search_vectors& vectors, const Minimiser_course& course);
 
 }  // namespace tarn

@@ -7,8 +7,8 @@
 #include <memory>
 #include <new>
 
-#include "job/fault.h"
 #include "job/procedures.h"
+#include "job/services/fault.h"
 
 namespace tarn {
 namespace {

@@ -10,8 +10,8 @@
 #include <string>
 #include <vector>
 
-#include "data/datatype.h"
-#include "likelihood/cell.h"
+#include "data/catalogue/datatype.h"
+#include "likelihood/blocks/cell.h"
 #include "likelihood/cells.h"
 #include "support/model_builder.h"
 

@@ -4,7 +4,7 @@
 #include <string>
 #include <string_view>
 
-#include "data/datatype.h"
+#include "data/catalogue/datatype.h"
 #include "support/fitted_types.h"
 
 namespace tarn {
@@ -28,7 +28,8 @@ inline std::string data_types_page() {
   std::string page =
       "# Data types\n"
       "\n"
-      "Made from the table in `src/data/datatype_table.cpp` by the program `data_types_page`; a test "
+      "Made from the table in `src/data/catalogue/datatype_table.cpp` by the program `data_types_page`; a "
+      "test "
       "compares the two.\n"
       "\n"
       "`ETYPE=` of `PROC CHMATRIX` takes a keyword of this list. The parameter names, case and all, are "

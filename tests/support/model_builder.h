@@ -8,11 +8,11 @@
 #include <string_view>
 #include <vector>
 
-#include "data/datatype.h"
+#include "data/catalogue/datatype.h"
 #include "likelihood/func.h"
 #include "likelihood/likelihood_work.h"
-#include "model/design.h"
 #include "model/design_matrix_funcs_module.h"
+#include "model/structure/design.h"
 #include "support/test_job.h"
 
 namespace tarn {

@@ -6,9 +6,9 @@
 #include <string_view>
 #include <vector>
 
-#include "job/fault.h"
 #include "job/job.h"
-#include "job/statement.h"
+#include "job/services/fault.h"
+#include "job/services/statement.h"
 
 namespace tarn {
 

@@ -4,7 +4,7 @@
 #include <cstddef>
 #include <vector>
 
-#include "data/encounter.h"
+#include "data/catalogue/encounter.h"
 #include "likelihood/blocks/emission.h"
 
 namespace tarn {

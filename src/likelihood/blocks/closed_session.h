@@ -22,9 +22,9 @@
 #include <cstddef>
 #include <string_view>
 
+#include "likelihood/blocks/cell.h"
 #include "likelihood/blocks/mixture.h"
 #include "likelihood/blocks/quadrature.h"
-#include "likelihood/cell.h"
 
 namespace tarn {
 

@@ -1,7 +1,7 @@
 #pragma once
 // Fates after a release: a death reported in one interval or never, an animal that is followed.
 
-#include "data/encounter.h"
+#include "data/catalogue/encounter.h"
 
 namespace tarn {
 

@@ -2,7 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include "data/datatype.h"
+#include "data/catalogue/datatype.h"
 #include "data_job.h"
 
 namespace tarn {

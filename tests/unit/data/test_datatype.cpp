@@ -1,4 +1,4 @@
-#include "data/datatype.h"
+#include "data/catalogue/datatype.h"
 
 #include <gtest/gtest.h>
 

@@ -1,4 +1,4 @@
-#include "data/encounter.h"
+#include "data/catalogue/encounter.h"
 
 #include <gtest/gtest.h>
 

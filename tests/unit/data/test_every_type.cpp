@@ -4,7 +4,7 @@
 
 #include <random>
 
-#include "data/datatype.h"
+#include "data/catalogue/datatype.h"
 #include "data_job.h"
 
 namespace tarn {

@@ -10,7 +10,7 @@
 #include <cstdint>
 #include <random>
 
-#include "job/report.h"
+#include "job/services/report.h"
 #include "likelihood/likelihood_work.h"
 #include "support/model_builder.h"
 

@@ -1,0 +1,128 @@
+#include "data/catalogue/encounter.h"
+
+#include <algorithm>
+#include <cassert>
+#include <cstdint>
+#include <utility>
+
+namespace tarn {
+
+namespace {
+
+bool captured(char live) { return live != '.' && live != '0'; }
+
+/// FNV-1a (Fowler, Noll and Vo) with a last mixing of the high bits, which the table's mask would drop.
+std::size_t hash_of(std::string_view cells) {
+  std::uint64_t hash = 14695981039346656037ull;
+  for (const char c : cells) hash = (hash ^ static_cast<unsigned char>(c)) * 1099511628211ull;
+  return static_cast<std::size_t>(hash ^ (hash >> 29));
+}
+
+}  // namespace
+
+int first1(History h) {
+  for (int o = 1; o <= h.noccas(); ++o)
+    if (captured(h.live(o))) return o;
+  return 0;
+}
+
+int first01(History h) {
+  for (int o = 1; o <= h.noccas(); ++o)
+    if (h.live(o) != '.') return o;
+  return 0;
+}
+
+int frstnz(History h) {
+  for (int o = 1; o <= h.noccas(); ++o)
+    if (h.live(o) != '0' || h.dead(o) != '0') return o;
+  return 0;
+}
+
+int last1(History h) {
+  for (int o = h.noccas(); o >= 1; --o)
+    if (captured(h.live(o)) || h.dead(o) != '0') return o;
+  return 0;
+}
+
+int lastlc(History h) {
+  for (int o = h.noccas(); o >= 1; --o)
+    if (captured(h.live(o))) return o;
+  return 0;
+}
+
+int lastdr(History h) {
+  for (int o = h.noccas(); o >= 1; --o)
+    if (h.dead(o) != '0') return o;
+  return 0;
+}
+
+int lastsm(History h) {
+  for (int o = h.noccas(); o >= 1; --o)
+    if (h.live(o) != '.') return o;
+  return 0;
+}
+
+void Encounter_store::reset(int noccas, int ngrps, int nicovs, int capacity) {
+  *this = Encounter_store{};
+  noccas_ = std::max(noccas, 0), ngrps_ = std::max(ngrps, 0), nicovs_ = std::max(nicovs, 0);
+  capacity_ = capacity;
+}
+
+History Encounter_store::history(int i) const {
+  assert(i >= 1 && i <= count_);
+  return {cells_.data() + static_cast<std::size_t>(i - 1) * 2 * static_cast<std::size_t>(noccas_), noccas_};
+}
+
+namespace {
+
+template <class T>
+auto part(T& values, int i, int length) {
+  const std::size_t n = static_cast<std::size_t>(length);
+  return std::span(values).subspan(static_cast<std::size_t>(i - 1) * n, n);
+}
+
+}  // namespace
+
+std::span<float> Encounter_store::observed(int i) { return part(observed_, i, ngrps_); }
+std::span<const float> Encounter_store::observed(int i) const { return part(observed_, i, ngrps_); }
+std::span<float> Encounter_store::lost_on_capture(int i) { return part(lost_, i, ngrps_); }
+std::span<const float> Encounter_store::lost_on_capture(int i) const { return part(lost_, i, ngrps_); }
+std::span<double> Encounter_store::ind_covariates(int i) { return part(covariates_, i, nicovs_); }
+std::span<const double> Encounter_store::ind_covariates(int i) const { return part(covariates_, i, nicovs_); }
+
+Encounter_data Encounter_store::operator()(int i) const {
+  return {observed(i), lost_on_capture(i), history(i), ind_covariates(i)};
+}
+
+int Encounter_store::append(History cells, double missing) {
+  assert(cells.noccas() == noccas_);
+  if (2 * (distinct_ + 1) > index_.size()) grow_index();
+  const std::size_t records = static_cast<std::size_t>(count_) + 1;
+  const std::string copy(cells.text());  // the history may lie in this store and move while it grows
+  cells_.insert(cells_.end(), copy.begin(), copy.end());
+  observed_.resize(records * static_cast<std::size_t>(ngrps_), 0.0f);
+  lost_.resize(records * static_cast<std::size_t>(ngrps_), 0.0f);
+  covariates_.resize(records * static_cast<std::size_t>(nicovs_), missing);
+  ++count_;
+  int& slot = index_[slot_of(history(count_).text())];
+  if (slot == 0) slot = count_, ++distinct_;
+  return count_;
+}
+
+int Encounter_store::find(History cells) const { return index_.empty() ? 0 : index_[slot_of(cells.text())]; }
+
+std::size_t Encounter_store::slot_of(std::string_view cells) const {
+  const std::size_t mask = index_.size() - 1;
+  std::size_t slot = hash_of(cells) & mask;
+  while (index_[slot] != 0 && history(index_[slot]).text() != cells) slot = (slot + 1) & mask;
+  return slot;
+}
+
+void Encounter_store::grow_index() {
+  const std::vector<int> old =
+      std::exchange(index_, std::vector<int>(std::max<std::size_t>(16, 2 * index_.size()), 0));
+  for (const int record : old)
+    if (record != 0) index_[slot_of(history(record).text())] = record;
+}
+
+}  // namespace tarn

@@ -1,0 +1,89 @@
+#include "model/fit.h"
+
+#include <algorithm>
+#include <limits>
+#include <string>
+
+#include "job/services/fault.h"
+#include "job/services/report.h"
+#include "job/services/template.h"
+#include "job/services/timing.h"
+#include "likelihood/func.h"
+
+namespace tarn {
+namespace {
+
+void write_point(Job& job, Target target, const Minimiser_state& state) {
+  put(job, target, "(1x,'Current Function Value = ',g15.7)", state.f);
+  put(job, target, "(1x,'Current Parameter Values:')");
+  put(job, target, "(5g15.7)", state.x);
+  put(job, target, "(1x,'Current Gradient:')");
+  put(job, target, "(5g15.7)", state.g);
+}
+
+Minimiser_course course_of_va09ad(Job& job) {
+  Minimiser_course course;
+  course.entering = [&job] { put(job, listing, "('  ENTERING MINIMIZATION'/)"); };
+  course.detail = [&job](const Minimiser_state& state) {
+    put(job, listing | screen, "(24i5)", state.itn, state.ifn, state.maxfn, state.iexit);
+    write_point(job, listing | screen, state);
+  };
+  course.progress = [&job](const Minimiser_state& state) {
+    outtext(job, job.model.modnam.substr(0, 80) + " Iteration " + std::to_string(state.itn) +
+                     " -2logL:" + f14(job, state.f));
+  };
+  course.leaving = [&job](const Minimiser_state& state) {
+    put(job, listing, "(24i5)", state.itn, state.ifn, state.iexit);
+    write_point(job, listing, state);
+  };
+  return course;
+}
+
+void word_va09ad(Job& job, const Minimiser_end& end, const Minimiser_settings& settings,
+                 std::span<const double> g) {
+  // The largest signed element, so that a stop with a gradient that nowhere points up is silent.
+  const bool rising =
+      !g.empty() && *std::max_element(g.begin(), g.end()) > std::numeric_limits<double>::epsilon();
+  if (end.iexit <= 1 || !rising) return;
+  warnum(job, "from VA09AD optimization routine.", end.iexit);
+  if (end.iexit == 3) {
+    warn(job, "Number of function evaluations exceeded MAXFN = " + adjustfmt(settings.maxfn) + " before");
+    warn(job, "parameters were estimated to NSIG = " + adjustfmt(settings.nsig) + " digits for " +
+                  job.model.modnam + ".");
+  }
+}
+
+}  // namespace
+
+Minimiser_end fit(Job& job, const Search_vectors& vectors, bool report) {
+  start_timing(job);
+  const Model_arrays& model = job.model;
+  const Minimiser_settings settings{.method = static_cast<Minimiser>(model.optimizer),
+                                    .maxfn = model.maxfn,
+                                    .nsig = model.nsig,
+                                    .detail = job.status.debug != 0};
+  const auto objective = [&job](std::span<const double> beta, std::span<double> gradient) {
+    return funcg(job, beta, gradient);
+  };
+  const Minimiser_end end = minimise(objective, settings, vectors, course_of_va09ad(job));
+  if (!end.available)
+    error(job, "The optimizer " + std::string(name_of(settings.method)) +
+                   " is not available in this version of TARN.");
+  word_va09ad(job, end, settings, vectors.g);
+  if (!report) return end;
+
+  linchk(job, 3);
+  // KEPT: the count is that of iterations, though the line says function evaluations. Looks wrong, is
+  // required.
+  put(job, listing, "(/1X,'Number of function evaluations was ',i0,' for ',i0,' parameters.')", end.itn,
+      static_cast<int>(vectors.x.size()));
+  std::string cpu, cpuunit, sys, sysunit;
+  end_timing(job, cpu, cpuunit, sys, sysunit);
+  const std::string_view label = "For numerical optimization, CPU Time was ",
+                         between = " and System Time was ";
+  put(job, listing, "(1x,9a)", label, cpu, " ", cpuunit, between, sys, " ", sysunit, ".");
+  put(job, screen, "(/1x,9a)", label, cpu, " ", cpuunit, between, sys, " ", sysunit, ".");
+  return end;
+}
+
+}  // namespace tarn

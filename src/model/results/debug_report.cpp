@@ -1,0 +1,116 @@
+#include "model/results/debug_report.h"
+
+#include <algorithm>
+#include <string>
+#include <vector>
+
+#include "job/services/array.h"
+#include "job/services/fault.h"
+#include "job/services/report.h"
+#include "job/services/template.h"
+#include "likelihood/func.h"
+#include "model/structure/design.h"
+#include "model/structure/links.h"
+#include "numerics/special.h"
+
+namespace tarn {
+namespace {
+
+void write_values(Job& job, std::string_view heading, std::span<const double> values) {
+  linchk(job, 1 + static_cast<int>((values.size() + 4) / 5));
+  put(job, listing, "(1x,a)", heading);
+  put(job, listing, "(1x,5g14.6)", values);
+}
+
+std::vector<char> shown_cells(const Job& job, History history) {
+  std::vector<char> cells;
+  for (int o = 1; o <= history.noccas(); ++o) {
+    cells.push_back(history.live(o));
+    if (job.status.liveeh == 0) cells.push_back(history.dead(o));
+  }
+  return cells;
+}
+
+struct Cell_line {
+  double count, prob, lnprob, cumulative;
+};
+
+void write_cell(Job& job, const std::string& width, History history, const Cell_line& cell, bool initial) {
+  const std::vector<char> cells = shown_cells(job, history);
+  const long long count = static_cast<long long>(std::min(cell.count, 1e18));
+  linchk(job, 1);
+  if (initial)
+    put_runtime(job, listing, "(1x," + width + "(a),a,i0,3(1x,a,g14.8),4(1x,a,i0))", cells,
+                " Count = ", count, " Cell Prob=", cell.prob, " log(L) = ", cell.lnprob,
+                " Cum -2log(L) = ", cell.cumulative, " First capture = ", first1(history),
+                " Last Live Cap = ", lastlc(history), " Last Seen = ", last1(history),
+                " Last Sampled = ", lastsm(history));
+  else
+    put_runtime(job, listing, "(1x," + width + "(a),1x,a,i0,3(1x,a,g14.8))", cells, " Count = ", count,
+                " Cell Prob = ", cell.prob, " log(L) = ", cell.lnprob, " Cum -2log(L) = ", cell.cumulative);
+}
+
+/// The probability of every observed and lost cell, with the running -2 log likelihood.
+void write_cells(Job& job, std::span<const double> x, bool initial) {
+  Array2<double> observed, lost;
+  cell_probabilities(job, x, observed, lost);
+  linchk(job, 1);
+  put(job, listing, "(1x,a)", initial ? "Initial cell probabilities:" : "Final cell probabilities:");
+  const Encounter_store& encounters = job.data.encounters;
+  const std::string width = adjustfmt((job.status.liveeh != 0 ? 1 : 2) * job.status.noccas);
+  double cumulative = 0.0;
+  for (int i = 1; i <= encounters.size(); ++i)
+    for (int g = 1; g <= job.status.ngrps; ++g) {
+      const std::size_t group = static_cast<std::size_t>(g) - 1;
+      const auto cell = [&](double count, double prob) {
+        if (!(count > 0.0)) return;
+        const double lnprob = floored_log(prob);
+        cumulative -= 2.0 * count * lnprob;
+        write_cell(job, width, encounters.history(i), {count, prob, lnprob, cumulative}, initial);
+      };
+      cell(static_cast<double>(encounters.observed(i)[group]), observed(i, g));
+      cell(static_cast<double>(encounters.lost_on_capture(i)[group]), lost(i, g));
+    }
+}
+
+}  // namespace
+
+void debug_before_fit(Job& job, std::span<const double> start) {
+  const Model_arrays& model = job.model;
+  write_values(job, "Starting beta values:", start);
+  Design_work<double> work;
+  prepare(job, work);
+  std::vector<double> zeros;
+  updatedm<double>(job, 1, start, work, report_values(job, zeros));
+  Array2<double> values;
+  if (!values.allocate(job.model.nlogit, job.model.ncovs)) error_of_absent_array(job, "DESIGN");
+  evaluated_design(job, work, values);
+  linchk(job, 1);
+  put(job, listing, "(1x,a)", "Design Matrix Values:");
+  std::vector<double> row(static_cast<std::size_t>(model.ncovs));
+  for (int r = 1; r <= model.nlogit; ++r) {
+    for (int c = 1; c <= model.ncovs; ++c) row[static_cast<std::size_t>(c) - 1] = values(r, c);
+    linchk(job, 1 + (model.ncovs - 1) / 20);
+    put(job, listing, "(1x,a,i3,':',200(20f4.0/))", "Row", r, row);
+  }
+  write_cells(job, start, true);
+}
+
+void debug_after_fit(Job& job, std::span<const double> solution) {
+  write_values(job, "Parameter Values:", job.model.parm.span());
+  write_values(job, "BETAST Values:", solution);
+  write_values(job, "BETA Values:", job.model.beta.span());
+  write_cells(job, solution, false);
+}
+
+void debug_beta_index(Job& job) {
+  const Model_arrays& model = job.model;
+  const auto estimated = std::count_if(model.bindex.begin(), model.bindex.end(), [](int b) { return b > 0; });
+  linchk(job, 4 + (model.ncovs_nlbetas + 19) / 20);
+  put(job, listing, "(1x,5(/2x,a,\"=\",i0))", "Number of Beta Parameters Estimated", estimated,
+      "Number of Beta Parameters in the model", model.ncovs_nlbetas);
+  put(job, listing, "(1x,a)", "Beta Index Array:");
+  put(job, listing, "(1x,20i5)", model.bindex);
+}
+
+}  // namespace tarn

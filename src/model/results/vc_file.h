@@ -1,0 +1,23 @@
+#pragma once
+// The variance-covariance file: written after a fit, read again in place of one.
+
+#include "job/job.h"
+#include "model/results/tables.h"
+
+namespace tarn {
+
+/// Opens `filvcm` (the null stream when it is the null file, also with a point behind its name) and writes
+/// the records of the model: header, betas, their matrix, reals, their matrix. Betas and their matrix are on
+/// the scale of the design as typed. A file that cannot be opened is fatal. The stream stays open for what
+/// derived parameters add.
+void write_vc_file(Job& job, const Model_estimates& estimates);
+
+/// Closes the file. A working file named "TARN.VCM" is deleted by the system's command.
+void close_vc_file(Job& job);
+
+/// Reads `filvcmonlyrealderiv` instead of fitting: betas into `job.model.beta` and `estimates.beta`, their
+/// matrix into `estimates.vcmat`, both on the scale of the columns in force. A file that is not there, is
+/// damaged, or belongs to another model is fatal.
+void read_vc_file(Job& job, Model_estimates& estimates);
+
+}  // namespace tarn

@@ -1,0 +1,186 @@
+#include "model/structure/design.h"
+#include "numerics/derivative.h"
+
+namespace tarn {
+
+namespace {
+
+std::size_t at(int i) { return static_cast<std::size_t>(i); }
+
+/// The whole number in a function's argument, towards 0; numbers that no index can be come out as -1.
+int whole(double x) { return x > -1e9 && x < 1e9 ? static_cast<int>(x) : -1; }
+
+struct Record_values {
+  const double* covariates = nullptr;  ///< 1 to count, from 0
+  int count = 0;
+  History history;
+};
+
+/// The record's covariates and history; absent parts stay empty.
+Record_values values_of(const Job& job, int hist, const double* other_values) {
+  Record_values record;
+  record.count = job.status.nicovs;
+  record.covariates = other_values;
+  if (hist >= 1 && hist <= job.data.encounters.size()) {
+    record.history = job.data.encounters.history(hist);
+    if (other_values == nullptr) {
+      const std::span<const double> own = job.data.encounters.ind_covariates(hist);
+      record.covariates = own.data();
+      record.count = static_cast<int>(own.size());
+    }
+  }
+  if (record.covariates == nullptr) record.count = 0;
+  return record;
+}
+
+constexpr const char* no_covariate_value =
+    "Design matrix refers to an individual covariate that no record holds.";
+
+/// Whether some occasion from a to b has a capture in its first (`live`) or second character.
+const char* prior_capture(const Record_values& record, double a, double b, bool live, bool& found) {
+  const int first = whole(a), last = whole(b);
+  found = false;
+  if (last < first) return nullptr;
+  if (first < 1 || last > record.history.noccas())
+    return "Occasion of PRIORCAPL or PRIORCAPD is outside of the encounter history.";
+  for (int o = first; o <= last && !found; ++o) {
+    const char c = live ? record.history.live(o) : record.history.dead(o);
+    found = c != '.' && c != '0';
+  }
+  return nullptr;
+}
+
+bool equal(double a, double b) { return vanishes(std::abs(a - b)); }
+
+/// Result of one function; `fault` takes the text of what must stop the run.
+template <class Real>
+Real evaluate(const Job& job, int function, int level, const Real& a, const Real& b,
+              std::span<const Real> xbeta, const Record_values& record, const char*& fault) {
+  const double x = value_of(a), y = value_of(b);
+  switch (function) {
+    case add_function:
+      return a + b;
+    case product_function:
+      return a * b;
+    case eq_function:
+      return equal(x, y) ? 1.0 : 0.0;
+    case ge_function:
+      return x > y || equal(x, y) ? 1.0 : 0.0;
+    case gt_function:
+      return x > y ? 1.0 : 0.0;
+    case le_function:
+      return y > x || equal(x, y) ? 1.0 : 0.0;
+    case lt_function:
+      return y > x ? 1.0 : 0.0;
+    case power_function:
+      return pow(a, b);
+    case min_function:
+      return b < a ? b : a;
+    case max_function:
+      return b > a ? b : a;
+    case log_function:
+      return floored_log(a);
+    case exp_function:
+      return exprep(a);
+    case priorcapl_function:
+    case priorcapd_function: {
+      bool found = false;
+      const char* outside = prior_capture(record, x, y, function == priorcapl_function, found);
+      if (outside != nullptr) fault = outside;
+      return found ? 1.0 : 0.0;
+    }
+    case nlbeta_function: {
+      const Model_arrays& model = job.model;
+      const int beta = whole(x) >= 1 && whole(x) <= model.nlbetas ? whole(x) + model.ncovs : 0;
+      const int position = beta > 0 ? model.bindex(beta) : 0;
+      if (position >= 1 && at(position) <= xbeta.size()) return xbeta[at(position - 1)];
+      fault = beta == 0 ? "NLBETA refers to a beta parameter that does not exist."
+                        : "NLBETA refers to a beta parameter that is not estimated.";
+      return 0.0;
+    }
+    default:
+      fault = level == 1 ? "Incorrect DESIGN Matrix function number specified."
+                         : "Incorrect DESIGNTMP Matrix nested function number specified.";
+      return 0.0;
+  }
+}
+
+/// Results of all nodes, the last first, so that a nested one runs before its parent. That of a node of level
+/// 1 is left in the place of its own first argument.
+template <class Real>
+const char* evaluate_nodes(const Job& job, const Record_values& record, std::span<const Real> xbeta,
+                           std::vector<Real>& arguments) {
+  const Design_matrix_funcs_module& tables = job.model.functions;
+  const char* fault = nullptr;
+  for (int k = 1; k <= tables.numdmfuncs; ++k)
+    for (int slot = 1; slot <= 2; ++slot) arguments[at(2 * (k - 1) + slot - 1)] = tables.dmfuncsargs(slot, k);
+  for (int k = tables.numdmfuncs; k >= 1; --k) {
+    Real* own = &arguments[at(2 * (k - 1))];
+    for (int slot = 1; slot <= 2; ++slot) {
+      const int kind = tables.dmfuncstypes(slot, k);
+      if (kind == number_argument) continue;
+      const int number = whole(value_of(own[slot - 1]));
+      if (kind == covariate_argument && number >= 1 && number <= record.count) {
+        own[slot - 1] = record.covariates[number - 1];
+      } else if (kind == cell_argument && number >= 1 && number <= job.model.ncovs) {
+        own[slot - 1] = job.model.design(tables.dmfuncstypes(row_or_slot, k), number);
+      } else {
+        fault = no_covariate_value;
+        own[slot - 1] = 0.0;
+      }
+    }
+    const int level = tables.dmfuncstypes(nesting_level, k);
+    const Real result = evaluate<Real>(job, tables.dmfuncstypes(function_number, k), level, own[0], own[1],
+                                       xbeta, record, fault);
+    if (level == 1)
+      own[0] = result;
+    else
+      arguments[at(2 * (tables.dmfuncstypes(column_or_parent, k) - 1) + tables.dmfuncstypes(row_or_slot, k) -
+                   1)] = result;
+  }
+  return fault;
+}
+
+}  // namespace
+
+int design_function(std::string_view name) {
+  for (std::size_t f = 0; f < dmfuncnames.size(); ++f)
+    if (dmfuncnames[f] == name) return static_cast<int>(f) + 1;
+  return 0;
+}
+
+template <class Real>
+void prepare(const Job& job, Design_work<Real>& work) {
+  work.cells.assign(job.model.varying_cells.size(), Real(0.0));
+  work.arguments.assign(2 * at(job.model.functions.numdmfuncs), Real(0.0));
+}
+
+template <class Real>
+const char* updatedm(const Job& job, int hist, std::span<const Real> xbeta, Design_work<Real>& work,
+                     const double* other_values) {
+  const Model_arrays& model = job.model;
+  const Record_values record = values_of(job, hist, other_values);
+  const char* fault = nullptr;
+  if (model.functions.numdmfuncs > 0) fault = evaluate_nodes(job, record, xbeta, work.arguments);
+  for (std::size_t v = 0; v < model.varying_cells.size(); ++v) {
+    const Varying_cell& cell = model.varying_cells[v];
+    if (cell.node > 0) {
+      work.cells[v] = work.arguments[at(2 * (cell.node - 1))];
+    } else if (cell.covariate <= record.count) {
+      work.cells[v] = record.covariates[cell.covariate - 1];
+    } else {
+      work.cells[v] = 0.0;
+      fault = no_covariate_value;
+    }
+  }
+  return fault;
+}
+
+template void prepare<double>(const Job&, Design_work<double>&);
+template void prepare<Derivative>(const Job&, Design_work<Derivative>&);
+template const char* updatedm<double>(const Job&, int, std::span<const double>, Design_work<double>&,
+                                      const double*);
+template const char* updatedm<Derivative>(const Job&, int, std::span<const Derivative>,
+                                          Design_work<Derivative>&, const double*);
+
+}  // namespace tarn

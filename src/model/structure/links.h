@@ -1,0 +1,109 @@
+#pragma once
+// From betas to real parameters: the twelve link functions and `tranlg`.
+
+#include <span>
+#include <string>
+#include <vector>
+
+#include "model/structure/design.h"
+
+namespace tarn {
+
+/// A multinomial set: rows `first` to `last` (from 0) of `linkfuncptr`.
+struct Link_set {
+  int first = 0, last = 0;
+};
+
+/// Which real parameters a pass of `tranlg` gives: all of them, or those that depend on the animal.
+struct Link_pass {
+  std::vector<int> sets;   ///< multinomial sets to add up (from 0)
+  std::vector<int> rows;   ///< real parameters to finish
+  std::vector<int> fixed;  ///< positions in `fixdex` (from 0) to apply
+};
+
+/// One thread's real parameters: linear predictors kept, finished values, design cells that vary with the
+/// animal. `prepare` sizes it; it is valid until the design, the links, the fixed parameters or `bindex`
+/// change.
+template <class Real>
+struct Real_work {
+  std::string fault;  ///< text of the first fault that must stop the run; empty if none
+
+  std::vector<Real> beta, sbeta;  ///< full beta vector (fixed ones in place) and its scaled columns, from 0
+  std::vector<Real> prefix;       ///< per animal row: the sum up to its first varying cell
+  std::vector<int> prefix_cells;  ///< per animal row: how many cells that sum holds
+  std::vector<Real> linear;       ///< linear predictor of each real parameter, from 0
+  std::vector<Real> parm;         ///< finished value of each real parameter, from 0
+  std::vector<Real> exp_sum;      ///< per set: `expparm` of its members
+  std::vector<double> fixed_sum;  ///< per set: `fixparm` of its members
+  std::vector<Link_set> link_sets;
+  std::vector<int> set_of;  ///< per real parameter: its set, -1 if none
+  Link_pass all, animal;
+  Design_work<Real> design;
+
+  /// The finished values, as cell routines see them.
+  Reals<Real> reals() const { return Reals<Real>(parm.data()); }
+};
+
+/// Sizes the work area for the model and copies the full beta vector (`job.model.beta`, fixed betas in
+/// place). The only place where memory is taken.
+template <class Real>
+void prepare(const Job& job, Real_work<Real>& work);
+
+/// Real parameters of record `hist`. A pass with `newbeta` = 1 or `allrows` gives all of them. Any other pass
+/// gives the rows of `dmicrows` and the sets that hold one of them; the rest keep their finished value. Takes
+/// no memory and throws nothing; a fault leaves its text in `work.fault`.
+/// @param xbeta  estimated betas in the optimizer's order, 1 per positive `bindex`
+/// @param other_values  1 to nicovs covariate values in place of the record's; nullptr: the record's own
+template <class Real>
+void tranlg(const Job& job, int hist, std::span<const Real> xbeta, Real_work<Real>& work, int newbeta,
+            int allrows, const double* other_values);
+
+/// What moves when one beta does. Only of models whose design functions do not use NLBETA.
+struct Beta_rows {
+  std::vector<int> sums;    ///< rows of the animal's pass whose linear predictor holds the beta
+  Link_pass animal;         ///< sets and rows of the animal's pass to do again
+  std::vector<int> others;  ///< real parameters outside that pass
+};
+Beta_rows rows_of_beta(const Job& job, const Real_work<double>& work, int beta);
+
+/// What `shift_beta` has overwritten.
+struct Shift_undo {
+  double beta = 0.0, sbeta = 0.0;
+  std::vector<double> linear, parm;
+};
+
+/// Gives beta number `beta` another value and does the animal's rows again that depend on it, with the
+/// numbers that `tranlg` would give them. Takes no memory once `undo` has met the largest model row count.
+void shift_beta(const Job& job, Real_work<double>& work, const Beta_rows& rows, int beta, double value,
+                Shift_undo& undo);
+void undo_shift(Real_work<double>& work, const Beta_rows& rows, int beta, const Shift_undo& undo);
+
+/// Link of each real parameter: `nlink`, then the data type's own LOG and IDENTITY parameters. With
+/// PARM-SPECIFIC the LINKS statement has said it and nothing is done.
+void setlink(Job& job);
+
+/// Reads the LINKS statement's rows into `lindex` and `linkfuncptr`.
+void links_statement(Job& job);
+
+/// Code 1 to 12 of a link name (upper case); 0 when there is no such link.
+int link_code(std::string_view name);
+
+/// Column 5 of `linkfuncptr`: the position of each member in `fixdex`.
+void find_fixed_members(Job& job);
+
+/// Fatal when a SUMRATIO row stands in no set. Sets that a LINKS statement has made under another LINK= than
+/// PARM-SPECIFIC are dropped with a warning.
+void check_links(Job& job);
+
+/// dp/dx of a link as a function of the real value p, for codes 1 to 6, 10 and 11; any other code is fatal.
+double link_derivative(Job& job, int link, double p);
+
+/// Covariate values by rule: none when no cell uses a covariate; ICVALUES; the means under ICMEANS (0 when
+/// the covariates are standardised); else none. `zeros` holds the values when they are made for the call.
+const double* report_values(const Job& job, std::vector<double>& zeros);
+
+/// `job.model.parm` for record `hist` at `xbeta`, with the covariate values of `report_values`. Faults are
+/// fatal.
+void recompute_reals(Job& job, int hist, std::span<const double> xbeta);
+
+}  // namespace tarn
