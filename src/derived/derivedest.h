@@ -5,7 +5,7 @@
 #include <vector>
 
 #include "job/job.h"
-#include "likelihood/blocks/cell.h"
+#include "likelihood/cell/cell.h"
 #include "model/structure/links.h"
 
 namespace tarn {
