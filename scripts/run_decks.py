@@ -62,6 +62,7 @@ from pathlib import Path
 
 root = Path(__file__).resolve().parent.parent
 deck_folder = root / "tests" / "decks"
+option_folder = deck_folder / "options"
 time_limit = 120
 
 # Every text with which a run may end.
@@ -441,6 +442,8 @@ def run_deck(binary, deck, threads, update):
     # A golden listing without expectations has no pages: where they break depends on lines that do not count.
     listing, faults = run_once(binary, deck, deck.read_bytes(), pairs, threads, paged=bool(pairs))
     faults = [text for _, text in faults]
+    if deck.parent == option_folder:
+        faults = option_faults(deck, pairs) + faults
     if golden.is_file() or update:
         if golden.is_file():
             differences = compare_listings(golden.read_text(), listing)
