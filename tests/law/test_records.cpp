@@ -128,23 +128,27 @@ TEST_P(Records, do_not_know_where_their_reals_come_from) {
 
 // The gradient's one pass over the records gives the numbers of single evaluations.
 TEST_P(Records, move_one_beta_at_a_time_as_in_single_evaluations) {
-  Model_builder m = model(animals());
-  const std::vector<double> x = moderate_betas(m, 17);
-  ASSERT_TRUE(can_move_betas(m.job()));
-  std::vector<Moved_beta> moves;
-  std::vector<double> single;
-  for (int k = 1; k <= m.betas(); ++k)
-    for (const double by : {1e-8, -0.4, 2.0}) {
-      moves.push_back({k, x[static_cast<std::size_t>(k) - 1] + by});
-      std::vector<double> moved = x;
-      moved[static_cast<std::size_t>(k) - 1] += by;
-      single.push_back(m.func(moved));
+  for (const int slope_every : {1, 3}) {
+    Fitted_options options = by_record;
+    options.slope_every = slope_every;
+    Model_builder m = fitted_model(GetParam(), animals(), options);
+    const std::vector<double> x = moderate_betas(m, 17);
+    ASSERT_TRUE(can_move_betas(m.job()));
+    std::vector<Moved_beta> moves;
+    std::vector<double> single;
+    for (int k = 1; k <= m.betas(); ++k)
+      for (const double by : {1e-8, -0.4, 2.0}) {
+        moves.push_back({k, x[static_cast<std::size_t>(k) - 1] + by});
+        std::vector<double> moved = x;
+        moved[static_cast<std::size_t>(k) - 1] += by;
+        single.push_back(m.func(moved));
+      }
+    for (const int threads : {1, 2}) {
+      m.force_threads(threads);
+      const std::vector<double> together = moved_objectives(m.job(), x, moves);
+      for (std::size_t k = 0; k < moves.size(); ++k)
+        EXPECT_EQ(together[k], single[k]) << "beta " << moves[k].position << ", threads " << threads;
     }
-  for (const int threads : {1, 2}) {
-    m.force_threads(threads);
-    const std::vector<double> together = moved_objectives(m.job(), x, moves);
-    for (std::size_t k = 0; k < moves.size(); ++k)
-      EXPECT_EQ(together[k], single[k]) << "beta " << moves[k].position << ", threads " << threads;
   }
 }
 

@@ -53,9 +53,11 @@ struct Animal {
 
 struct Fitted_options {
   int noccas = 4, groups = 2, covariates = 2;
-  /// Every real parameter has the sum of an intercept and of a slope times a covariate as its predictor.
+  /// Real parameters have the sum of an intercept and of a slope times a covariate as their predictor.
   /// Otherwise intercepts alone.
   bool by_record = false;
+  /// One real parameter in so many has a slope.
+  int slope_every = 1;
   /// Betas are reals, whatever the parameter.
   bool identity = false;
 };
@@ -201,7 +203,7 @@ inline Model_builder unfinished_model(int type, const std::vector<Animal>& anima
                                       const Fitted_options& options) {
   Model_builder m(type, options.noccas, options.groups, options.covariates);
   Job& job = m.job();
-  job.status.nmixtures = 2;
+  job.status.nmixtures = findpar(job.data, "pi") > 0 ? 2 : 1;
   job.data.order = 9;
   if (datatype(type).nodes != Nodes::none) gausquadpar(job);
   Array1<double>&located = job.data.nlocations, &inside = job.data.ninside;
@@ -240,12 +242,15 @@ inline Model_builder unfinished_model(int type, const std::vector<Animal>& anima
       });
     }
   if (options.by_record) {
-    // Neighbours have slopes and covariates of their own, but no real parameter is without.
+    // Neighbours have slopes and covariates of their own.
     constexpr int slopes = 3;
     m.design(number + slopes);
+    int with_slope = 0;
     for (int row = 1; row <= number; ++row) {
       m.cell(row, row, 1.0);
-      m.covariate(row, number + 1 + row % slopes, 1 + row % options.covariates);
+      if (row % options.slope_every != 0) continue;
+      ++with_slope;
+      m.covariate(row, number + 1 + with_slope % slopes, 1 + with_slope % options.covariates);
     }
   }
   return m;
