@@ -7,8 +7,8 @@
 #include <string_view>
 #include <vector>
 
-#include "fault/failing_new.h"
 #include "job/job.h"
+#include "support/failing_new.h"
 
 namespace tarn {
 
