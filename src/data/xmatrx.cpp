@@ -163,7 +163,7 @@ void read_data_type(Job& job, int i) {
   Status_module& status = job.status;
   const std::string& keyword = word(job, i + 2);
   status.dattyp = dattyp_of(keyword);
-  if (status.dattyp == 0) error(job, "Invalid value of ETYPE = \"" + keyword + "\" was specified.");
+  if (!is_datatype(status.dattyp)) error(job, "Invalid value of ETYPE = \"" + keyword + "\" was specified.");
   status.dt_string = word_as_typed(job, i + 2);
   const Datatype& row = datatype(status.dattyp);
   status.liveeh = row.live ? 1 : 0;
@@ -324,7 +324,7 @@ void report_counts(Job& job) {
 
 void fill_parameter_list(Job& job) {
   const Status_module& status = job.status;
-  if (status.dattyp < 1 || status.dattyp > max_dattyp)
+  if (!is_datatype(status.dattyp))
     error(job, "Invalid value of DATATYPE is being used to set the parameter names.");
   job.data.parameterlist = parmlist(status.dattyp);
   job.data.numparmnames = static_cast<int>(job.data.parameterlist.size());
@@ -336,7 +336,7 @@ void report_data_type(Job& job) {
   linchk(job, 3);
   put(job, listing | screen, "(/6x,a,i0/6x,a,a)", "Data type number is ", status.dattyp, "Data type is ",
       status.formt);
-  if (!status.debug || status.dattyp == 0) return;
+  if (status.debug == 0 || !is_datatype(status.dattyp)) return;
   const std::vector<std::string> names = parmlist(status.dattyp);
   static constexpr std::string_view number = " Parameter number ", named = " named ";
   std::vector<int> numbers(names.size());

@@ -220,7 +220,7 @@ void derivedest(Job& job, std::span<const double> x, const Array2<double>& vcmat
   constexpr int least_lines = 10;
   const int dattyp = job.status.dattyp;
   if (job.status.lines <= least_lines) headng(job);
-  if (dattyp < 1 || dattyp > max_dattyp) {
+  if (!is_datatype(dattyp)) {
     warn(job, "No derived parameters are available for data type number " + adjustfmt(dattyp) + ".");
     return;
   }

@@ -131,7 +131,7 @@ void set_up_likelihood(Job& job) {
   Model_arrays& model = job.model;
   model.likelihood.reset();
   const Datatype& type = datatype(job.status.dattyp);
-  if (job.status.dattyp < 1 || job.status.dattyp > max_dattyp) error(job, "Incorrect value of DATTYP.");
+  if (!is_datatype(job.status.dattyp)) error(job, "Incorrect value of DATTYP.");
   const Cell_routines routines = cell_routines(type.cell);
   if (routines.plain == nullptr) error(job, no_result_text);
   model.chprobpointer = routines.plain;

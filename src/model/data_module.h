@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "data/catalogue/encounter.h"
+#include "data/catalogue/link.h"
 #include "job/status_module.h"
 #include "model/design_matrix_funcs_module.h"
 #include "numerics/array.h"
@@ -116,11 +117,11 @@ struct Data_module {
 
 /// One member of a multinomial set: a row of `linkfuncptr`.
 struct Link_function_row {
-  int code = 0;    ///< 8, 9 or 12
-  int set = 0;     ///< set number
-  int second = 0;  ///< second number of a CLOGIT
-  int parm = 0;    ///< real parameter
-  int fixed = 0;   ///< position in `fixdex`, 0 if it is not fixed
+  Link code = Link::none;  ///< MLOGIT, CLOGIT or SUMRATIO
+  int set = 0;             ///< set number
+  int second = 0;          ///< second number of a CLOGIT
+  int parm = 0;            ///< real parameter
+  int fixed = 0;           ///< position in `fixdex`, 0 if it is not fixed
 };
 
 /// A cell of the compiled design: column, and a plain value or the number of the varying cell that gives it.
@@ -149,7 +150,8 @@ struct Model_arrays {
   double stepsize = 0.5;
   std::string mcmcfilename = "MCMC.BIN", mcmccsvfilename;
   int numderivedmcmcpar = 0;
-  int nlink = 4, vartyp = 4, optimizer = 1, maxfn = 2000, nsig = 7, numpar = 0;
+  Link nlink = Link::sin;
+  int vartyp = 4, optimizer = 1, maxfn = 2000, nsig = 7, numpar = 0;
   bool loop = false, standardize_design = true, essanimals = false, quasi = false, identity = false;
   double chatuse = 1.0, chat = 1.0;
   std::string modnam = "{No Model Specified}";
@@ -175,7 +177,7 @@ struct Model_arrays {
   std::vector<Charray> dlabel;
 
   // links
-  Array1<int> lindex;                          ///< link code of each real parameter
+  Array1<Link> lindex;                         ///< link of each real parameter
   std::vector<Link_function_row> linkfuncptr;  ///< nummlogit rows
 
   // what the statements fix and ask for

@@ -15,7 +15,6 @@ namespace tarn {
 
 namespace {
 
-constexpr int sin_link = 4, log_link = 5, identity_link = 6;
 constexpr double common_start = -0.1, resight_start = 0.1, log_cap = -0.01;
 /// Diagonal elements of R below this share of the first do not carry a beta.
 constexpr double rank_tolerance = 1e-10;
@@ -34,12 +33,12 @@ double animals_caught(const Job& job, int g, int first, int last) {
   return animals;
 }
 
-double log_of_count(double count) { return floored_log(std::max(count, 1.0)); }
-
-/// Whether the type is one whose starts are drawn from its data.
-bool has_data_starts(int dattyp) {
-  return dattyp == 5 || dattyp == 11 || dattyp == 16 || (dattyp >= 114 && dattyp <= 174);
+/// Links whose betas start where `initpar` puts them, as -0.1 is far from the ends of their range.
+bool starts_without_fit(Link link) {
+  return link == Link::logit || link == Link::loglog || link == Link::cloglog || link == Link::sin;
 }
+
+double log_of_count(double count) { return floored_log(std::max(count, 1.0)); }
 
 /// Start of the first real parameter of a matrix; `known` is false when the data tell nothing.
 double data_start(const Job& job, const std::string& name, int g, int session, bool resight, bool& known) {
@@ -135,7 +134,7 @@ void solve_for_start(Job& job, const Real_work<double>& work, const std::vector<
   std::vector<double> y;
   for (std::size_t r = 0; r < rows.size(); ++r) {
     const double parm = work.parm[at(rows[r] - 1)];
-    y.push_back(model.lindex(rows[r]) == log_link ? floored_log(parm) : parm);
+    y.push_back(model.lindex(rows[r]) == Link::log ? floored_log(parm) : parm);
     for (std::size_t c = 0; c < columns.size(); ++c)
       matrix(static_cast<int>(r) + 1, static_cast<int>(c) + 1) =
           design(rows[r], columns[c]) * model.scalefactor(columns[c]);
@@ -146,7 +145,7 @@ void solve_for_start(Job& job, const Real_work<double>& work, const std::vector<
     const bool for_overridden_rows_only = std::all_of(rows.begin(), rows.end(), [&](int row) {
       return design(row, columns[c]) == 0.0 || overridden[at(row - 1)] != 0;
     });
-    if (model.nlink == log_link && !for_overridden_rows_only) start = start < log_cap ? start : log_cap;
+    if (model.nlink == Link::log && !for_overridden_rows_only) start = start < log_cap ? start : log_cap;
     model.betast(columns[c]) = start;
   }
 }
@@ -155,11 +154,11 @@ void solve_for_start(Job& job, const Real_work<double>& work, const std::vector<
 void preliminary_fit(Job& job, const Fit& fit) {
   Model_arrays& model = job.model;
   initpar(job);
-  const int wanted = model.nlink;
-  model.nlink = sin_link;
+  const Link wanted = model.nlink;
+  model.nlink = Link::sin;
   setlink(job);
   std::vector<char> overridden;
-  for (int link : model.lindex) overridden.push_back(link != sin_link);
+  for (const Link link : model.lindex) overridden.push_back(link != Link::sin);
 
   std::vector<double> x;
   for (int i = 1; i <= model.ncovs_nlbetas; ++i)
@@ -185,19 +184,18 @@ void preliminary_fit(Job& job, const Fit& fit) {
 void initpar(Job& job) {
   Model_arrays& model = job.model;
   for (int i = 1; i <= model.ncovs; ++i) model.betast(i) = common_start;
-  if (model.identity && has_data_starts(job.status.dattyp)) place_data_starts(job);
+  if (model.identity && datatype(job.status.dattyp).data_starts) place_data_starts(job);
 }
 
 void choose_start(Job& job, const Fit& fit) {
   Model_arrays& model = job.model;
-  constexpr int poisson_resight = 115;
   if (model.initial_given) {
     // KEPT: the values belong to the scaled columns, not to the design as typed.
     for (int i = 1; i <= model.ncovs_nlbetas; ++i)
       if (model.bindex(i) > 0) model.betast(i) = model.intvals[at(i - 1)];
-  } else if (model.nlink <= sin_link || job.status.dattyp == poisson_resight) {
+  } else if (starts_without_fit(model.nlink) || datatype(job.status.dattyp).starts_without_fit) {
     initpar(job);
-  } else if (model.nlink == log_link || model.nlink == identity_link) {
+  } else if (model.nlink == Link::log || model.nlink == Link::identity) {
     preliminary_fit(job, fit);
   } else {
     model.betast.fill(0.0);

@@ -36,7 +36,7 @@ class Model_builder {
     present(data.timint.allocate(noccas));
     data.timint.fill(1.0F);
     job().model.pim2.allocate(data.numparmnames, 1, 1, 1, 1, ngrps);
-    job().model.nlink = 1;
+    job().model.nlink = Link::logit;
   }
 
   Job& job() { return test.job; }
@@ -129,8 +129,8 @@ class Model_builder {
   }
 
   /// Link of one real parameter (others take `model.nlink`).
-  void link(int parameter, int code) { links_.push_back({parameter, code}); }
-  void set_member(int parameter, int code, int set) {
+  void link(int parameter, Link code) { links_.push_back({parameter, code}); }
+  void set_member(int parameter, Link code, int set) {
     link(parameter, code);
     job().model.linkfuncptr.push_back({code, set, 0, parameter, 0});
   }
@@ -191,7 +191,8 @@ class Model_builder {
     if (!made) throw std::bad_alloc();
   }
   struct Linked {
-    int parameter, code;
+    int parameter;
+    Link code = Link::none;
   };
   std::vector<Linked> links_;
 };

@@ -127,7 +127,7 @@ void report_value(Job& job, const std::string& label, double value) {
 
 void model_heading(Job& job) {
   heading_line(job, "Model is ", job.model.modnam);
-  heading_line(job, "Link Function Used is ", link_names[static_cast<std::size_t>(job.model.nlink) - 1]);
+  heading_line(job, "Link Function Used is ", std::string(link_name(job.model.nlink)));
   setlink(job);
   heading_line(job, "Variance Estimation Procedure Used is ",
                varcalc[static_cast<std::size_t>(job.model.vartyp) - 1]);

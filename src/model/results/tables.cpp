@@ -28,14 +28,12 @@ std::vector<int> betas_by_position(const Model_arrays& model, int n) {
   return beta_at;
 }
 
-bool multinomial(int link) { return link == 8 || link == 9 || link == 12; }
-
 /// Rows whose real parameter is not the link of a sum of products: a multinomial set, or an extra beta inside
 /// a design function. Their derivatives are central differences.
 std::vector<char> rows_without_analytic_derivative(const Model_arrays& model) {
   std::vector<char> rows(static_cast<std::size_t>(model.nlogit) + 1, 0);
   for (int r = 1; r <= model.nlogit; ++r)
-    if (multinomial(model.lindex(r))) rows[static_cast<std::size_t>(r)] = 1;
+    if (links_a_set(model.lindex(r))) rows[static_cast<std::size_t>(r)] = 1;
   const Design_matrix_funcs_module& functions = model.functions;
   constexpr int nlbeta_function = 15;
   for (int k = 1; k <= functions.numdmfuncs; ++k) {
@@ -95,7 +93,7 @@ void fill_partials(Job& job, std::span<double> x, Array2<double>& partials) {
 std::vector<char> rows_on_log_scale(const Job& job) {
   const Model_arrays& model = job.model;
   std::vector<char> rows(static_cast<std::size_t>(model.nlogit) + 1, 0);
-  for (int r = 1; r <= model.nlogit; ++r) rows[static_cast<std::size_t>(r)] = model.lindex(r) == 5;
+  for (int r = 1; r <= model.nlogit; ++r) rows[static_cast<std::size_t>(r)] = model.lindex(r) == Link::log;
   for (const char* name : {"sigma", "N", "f0"}) {
     const int q = findpar(job.data, name);
     if (q == 0) continue;

@@ -13,44 +13,29 @@ namespace tarn {
 
 namespace {
 
-enum Link {
-  logit_link = 1,
-  loglog_link,
-  cloglog_link,
-  sin_link,
-  log_link,
-  identity_link,
-  parm_specific,
-  mlogit_link,
-  clogit_link,
-  absolute_link,
-  cauchy_link,
-  sumratio_link
-};
-
 std::size_t at(int i) { return static_cast<std::size_t>(i); }
 
 /// A link with a value of its own; other codes leave `known` false.
 template <class Real>
-Real apply_link(int link, const Real& x, bool& known) {
+Real apply_link(Link link, const Real& x, bool& known) {
   switch (link) {
-    case logit_link:
+    case Link::logit:
       return expit(x);
-    case loglog_link:
+    case Link::loglog:
       return exprep(-exprep(-x));
-    case cloglog_link:
+    case Link::cloglog:
       return 1.0 - exprep(-exprep(x));
-    case sin_link:
+    case Link::sin:
       return (sin(x) + 1.0) * 0.5;
-    case log_link:
+    case Link::log:
       return exprep(x);
-    case identity_link:
+    case Link::identity:
       return x;
-    case absolute_link: {
+    case Link::absolute: {
       Real size = abs(x);
       return size > minlog ? size : Real(minlog);
     }
-    case cauchy_link:
+    case Link::cauchy:
       return atan(x) / std::numbers::pi + 0.5;
     default:
       known = false;
@@ -143,15 +128,15 @@ void add_up_set(const Job& job, int set, Real_work<Real>& work) {
     }
     const Real& x = work.linear[at(member.parm - 1)];
     Real& parm = work.parm[at(member.parm - 1)];
-    parm = member.code == sumratio_link ? abs(x) : exprep(x);
+    parm = member.code == Link::sumratio ? abs(x) : exprep(x);
     sum += parm;
   }
   work.exp_sum[at(set)] = sum;
   work.fixed_sum[at(set)] = fixed;
   if (fixed > 1.0 && work.fault.empty()) {
     const Link_function_row& head = model.linkfuncptr[at(range.first)];
-    work.fault = std::string("Sum of fixed values for ") + link_names[at(head.code - 1)] + "(" +
-                 adjustfmt(head.set) + ") that exceeded 1.0 was " + f14(job, fixed);
+    work.fault = "Sum of fixed values for " + std::string(link_name(head.code)) + "(" + adjustfmt(head.set) +
+                 ") that exceeded 1.0 was " + f14(job, fixed);
   }
 }
 
@@ -161,24 +146,24 @@ void finish_row(const Model_arrays& model, int row, Real_work<Real>& work) {
   Real& parm = work.parm[at(row - 1)];
   // A member of a set holds its exponential or size here already, unless it is fixed.
   if (set < 0) parm = work.linear[at(row - 1)];
-  const int link = model.lindex(row);
-  if (link == mlogit_link || link == clogit_link) {
+  const Link link = model.lindex(row);
+  if (link == Link::mlogit || link == Link::clogit) {
     // KEPT: a row of these links that stands in no set keeps its linear predictor: the divisor is 1 + 0.
     if (set >= 0) parm = parm / (1.0 + work.exp_sum[at(set)]) * (1.0 - work.fixed_sum[at(set)]);
     return;
   }
   bool known = true;
-  if (link == sumratio_link && set >= 0)
+  if (link == Link::sumratio && set >= 0)
     parm = parm / work.exp_sum[at(set)];
   else
     parm = apply_link(link, Real(parm), known);
   if (!known && work.fault.empty())
-    work.fault = link == sumratio_link ? "SUMRATIO link for a real parameter that stands in no set."
-                                       : "Incorrect LINK function number specified.";
+    work.fault = link == Link::sumratio ? "SUMRATIO link for a real parameter that stands in no set."
+                                        : "Incorrect LINK function number specified.";
 }
 
 /// Gives a link to every real parameter that stands in a matrix of parameter q.
-void override_link(Job& job, int q, int link) {
+void override_link(Job& job, int q, Link link) {
   Model_arrays& model = job.model;
   for (int g = 1; g <= job.status.ngrps; ++g)
     for (int b = model.pim2index3lobd; b <= model.pim2index3upbd; ++b)
@@ -318,11 +303,6 @@ template void tranlg<double>(const Job&, int, std::span<const double>, Real_work
 template void tranlg<Derivative>(const Job&, int, std::span<const Derivative>, Real_work<Derivative>&, int,
                                  int, const double*);
 
-int link_code(std::string_view name) {
-  const auto found = std::find(link_names.begin(), link_names.end(), name);
-  return found == link_names.end() ? 0 : static_cast<int>(found - link_names.begin()) + 1;
-}
-
 void find_fixed_members(Job& job) {
   Model_arrays& model = job.model;
   for (Link_function_row& member : model.linkfuncptr) {
@@ -336,18 +316,18 @@ void links_statement(Job& job) {
   for (int i = 1; i <= model.nlogit; ++i) {
     getcmd(job);
     const std::string name = word(job, 1);
-    int code = link_code(name);
-    if (code == 0) {
+    Link code = link_of(name);
+    if (code == Link::none) {
       warn(job, "unidentified LINK function " + name);
-      code = logit_link;
+      code = Link::logit;
       warn(job, "LINK function set to LOGIT        ");
     }
     model.lindex(i) = code;
-    if (code != mlogit_link && code != clogit_link && code != sumratio_link) continue;
+    if (!links_a_set(code)) continue;
     Link_function_row member;
     member.code = code;
     member.set = ivalue(job, word_as_typed(job, 3));
-    if (code == clogit_link) member.second = ivalue(job, word_as_typed(job, 4));
+    if (code == Link::clogit) member.second = ivalue(job, word_as_typed(job, 4));
     member.parm = i;
     model.linkfuncptr.push_back(member);
   }
@@ -361,20 +341,19 @@ void links_statement(Job& job) {
 
 void setlink(Job& job) {
   Model_arrays& model = job.model;
-  if (model.nlink == parm_specific) return;
+  if (model.nlink == Link::parm_specific) return;
   model.lindex.fill(model.nlink);
-  if (job.status.dattyp < 5 || job.status.dattyp > 182) return;
   const Datatype& type = datatype(job.status.dattyp);
   for (int q = 1; q <= job.data.numparmnames; ++q) {
     const std::string& name = job.data.parameterlist[at(q - 1)];
-    if (names_hold(type.log_link, name)) override_link(job, q, log_link);
-    if (names_hold(type.identity_link, name)) override_link(job, q, identity_link);
+    if (names_hold(type.log_link, name)) override_link(job, q, Link::log);
+    if (names_hold(type.identity_link, name)) override_link(job, q, Link::identity);
   }
 }
 
 void check_links(Job& job) {
   Model_arrays& model = job.model;
-  if (model.nlink != parm_specific && model.nummlogit() > 0) {
+  if (model.nlink != Link::parm_specific && model.nummlogit() > 0) {
     warn(job, "The LINKS statement has no effect without LINK=PARM-SPECIFIC.");
     model.linkfuncptr.clear();
   }
@@ -382,26 +361,26 @@ void check_links(Job& job) {
   std::vector<int> set_of;
   find_sets(model, sets, set_of);
   for (int i = 1; i <= model.nlogit; ++i)
-    if (model.lindex(i) == sumratio_link && set_of[at(i - 1)] < 0)
+    if (model.lindex(i) == Link::sumratio && set_of[at(i - 1)] < 0)
       error(job, "SUMRATIO link for real parameter " + adjustfmt(i) + " that stands in no set.");
 }
 
-double link_derivative(Job& job, int link, double p) {
+double link_derivative(Job& job, Link link, double p) {
   switch (link) {
-    case logit_link:
+    case Link::logit:
       return p * (1.0 - p);
-    case loglog_link:
+    case Link::loglog:
       return -p * floored_log(p);
-    case cloglog_link:
+    case Link::cloglog:
       return -(1.0 - p) * floored_log(1.0 - p);
-    case sin_link:
+    case Link::sin:
       return sqrt(p * (1.0 - p));
-    case log_link:
+    case Link::log:
       return p;
-    case identity_link:
-    case absolute_link:
+    case Link::identity:
+    case Link::absolute:
       return 1.0;
-    case cauchy_link: {
+    case Link::cauchy: {
       const double s = sin(std::numbers::pi * p);
       return s * s / std::numbers::pi;
     }

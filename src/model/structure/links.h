@@ -85,9 +85,6 @@ void setlink(Job& job);
 /// Reads the LINKS statement's rows into `lindex` and `linkfuncptr`.
 void links_statement(Job& job);
 
-/// Code 1 to 12 of a link name (upper case); 0 when there is no such link.
-int link_code(std::string_view name);
-
 /// Column 5 of `linkfuncptr`: the position of each member in `fixdex`.
 void find_fixed_members(Job& job);
 
@@ -95,8 +92,8 @@ void find_fixed_members(Job& job);
 /// PARM-SPECIFIC are dropped with a warning.
 void check_links(Job& job);
 
-/// dp/dx of a link as a function of the real value p, for codes 1 to 6, 10 and 11; any other code is fatal.
-double link_derivative(Job& job, int link, double p);
+/// dp/dx of a link as a function of the real value p; fatal for the links of sets and PARM-SPECIFIC.
+double link_derivative(Job& job, Link link, double p);
 
 /// Covariate values by rule: none when no cell uses a covariate; ICVALUES; the means under ICMEANS (0 when
 /// the covariates are standardised); else none. `zeros` holds the values when they are made for the call.

@@ -366,8 +366,7 @@ void print_all_pims(Job& job) {
 
 void set_index_bounds(Job& job) {
   const Status_module& status = job.status;
-  if (status.dattyp < 1 || status.dattyp > max_dattyp)
-    error(job, "An invalid value of DATTYP was set in proc chmatrix.");
+  if (!is_datatype(status.dattyp)) error(job, "An invalid value of DATTYP was set in proc chmatrix.");
   Model_arrays& model = job.model;
   const Datatype& type = datatype(status.dattyp);
   if (type.sessions) {

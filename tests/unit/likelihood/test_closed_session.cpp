@@ -304,7 +304,7 @@ TEST(Closed_set_up, the_reals_of_record_1_stand_in_the_term) {
   Closed_builder b = with_covariate(5), plain(5, 3);
   b.model.finish();
   Job& job = b.model.job();
-  job.model.lindex.fill(6);
+  job.model.lindex.fill(Link::identity);
   std::vector<double> beta(static_cast<std::size_t>(job.model.nlogit), 0.3);
   beta.back() = 0.2;  // f0 itself, and the slope of p(2)
   const double both = b.model.func(beta);

@@ -22,7 +22,7 @@ Model_builder plain_model(int noccas) {
   Model_builder m(1, noccas);
   const int n = noccas - 1;
   for (int q = 1; q <= 2; ++q) m.pim(q, 1, "TRIANG", n, n, [q](int, int) { return q; });
-  m.job().model.nlink = 6;
+  m.job().model.nlink = Link::identity;
   return m;
 }
 
@@ -140,7 +140,7 @@ TEST(Func, a_record_without_counts_calls_nothing) {
   m.record("1011", {0.0F, 2.0F});
   // Group 1 has no matrices at all, and no record needs them.
   for (int q = 1; q <= 2; ++q) m.pim(q, 2, "TRIANG", 3, 3, [q](int, int) { return q; });
-  m.job().model.nlink = 6;
+  m.job().model.nlink = Link::identity;
   m.finish();
   EXPECT_GT(m.func({0.5, 0.5}), 0.0);
   cell_probabilities(m.job());
@@ -267,7 +267,7 @@ TEST(Func, flags_of_workers_reach_the_main_thread) {
   for (int i = 0; i < 4000; ++i)
     m.record(i == 3999 ? "1" + std::string(19, '1') : random_history(source, 20), {1.0F});
   for (int q = 1; q <= 2; ++q) m.pim(q, 1, "TRIANG", 19, 19, [q](int, int) { return q; });
-  m.job().model.nlink = 6;
+  m.job().model.nlink = Link::identity;
   m.finish();
   m.force_threads(2);
   std::feclearexcept(FE_ALL_EXCEPT);

@@ -27,7 +27,7 @@ bool warned(const Test_job& t, const std::string& text) {
 
 TEST(Estimate_options, defaults) {
   const Model_arrays model;
-  EXPECT_EQ(model.nlink, 4);
+  EXPECT_EQ(model.nlink, Link::sin);
   EXPECT_EQ(model.vartyp, 4);
   EXPECT_EQ(model.optimizer, 1);
   EXPECT_EQ(model.maxfn, 2000);
@@ -53,7 +53,7 @@ TEST(Estimate_options, values_are_read) {
   EXPECT_EQ(model.maxfn, 100);
   EXPECT_EQ(model.numpar, 3);
   EXPECT_EQ(t.job.status.deltax, 1e-5);
-  EXPECT_EQ(model.nlink, 5);
+  EXPECT_EQ(model.nlink, Link::log);
   EXPECT_EQ(model.vartyp, 1);
   EXPECT_EQ(model.nburn, 1);
   EXPECT_EQ(model.ntune, 2);
@@ -121,7 +121,7 @@ TEST(Estimate_options, unknown_names_warn_and_take_the_default) {
   EXPECT_TRUE(warned(t, "LINK function set to SIN          "));
   EXPECT_TRUE(warned(t, "The proc estimate option 'WINGS' was not recognized."));
   EXPECT_EQ(t.job.model.vartyp, 4);
-  EXPECT_EQ(t.job.model.nlink, 4);
+  EXPECT_EQ(t.job.model.nlink, Link::sin);
 }
 
 TEST(Estimate_options, a_value_that_is_missing_is_fatal) {

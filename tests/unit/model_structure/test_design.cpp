@@ -70,7 +70,7 @@ TEST(Design, rows_and_labels_as_typed) {
   EXPECT_EQ(model.design(2, 3), 300.0);
   EXPECT_EQ(model.rlabel(2), "real 2");
   EXPECT_EQ(model.blabel(4), "beta 4");
-  EXPECT_EQ(model.lindex(1), 4);
+  EXPECT_EQ(model.lindex(1), Link::sin);
   EXPECT_EQ(model.scalefactor(4), 1.0);
   EXPECT_FALSE(model.identity);
 }
