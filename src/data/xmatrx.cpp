@@ -101,7 +101,7 @@ void allocate_data(Job& job) {
   } else if (allocate(job, tabulation, shaped(data.timint, status.noccas),
                       shaped(data.u, status.noccas, status.ngrps, layers),
                       shaped(data.ul, status.noccas, status.ngrps, layers))) {
-    data.glabel.assign(static_cast<std::size_t>(status.ngrps), Charray());
+    data.glabel.assign(status.ngrps, Charray());
     data.ehist.assign(2 * static_cast<std::size_t>(status.noccas), ' ');
   }
   if (status.nicovs > 0) {
@@ -110,7 +110,7 @@ void allocate_data(Job& job) {
       warn_of_allocation(job, covariates, Allocation::no_memory);
     else if (allocate(job, covariates, shaped(data.icvrmn, status.nicovs),
                       shaped(data.icvrsd, status.nicovs)))
-      data.icname.assign(static_cast<std::size_t>(status.nicovs), Charray());
+      data.icname.assign(status.nicovs, Charray());
   }
 }
 
@@ -252,11 +252,11 @@ void allocate_family_arrays(Job& job) {
 }
 
 void name_groups(Job& job) {
-  std::vector<Charray>& glabel = job.data.glabel;
-  glabel[0] = "Control Group";
-  if (job.status.ngrps == 2) glabel[1] = "Treatment Group";
+  List<Charray>& glabel = job.data.glabel;
+  glabel(1) = "Control Group";
+  if (job.status.ngrps == 2) glabel(2) = "Treatment Group";
   for (int i = 2; job.status.ngrps > 2 && i <= job.status.ngrps; ++i)
-    glabel[static_cast<std::size_t>(i - 1)] = formatted("(A,I0)", "Treatment Group ", i - 1);
+    glabel(i) = formatted("(A,I0)", "Treatment Group ", i - 1);
 }
 
 /// The statement behind the one in hand, which is echoed unless it is a record and NOHIST is set.
@@ -327,7 +327,7 @@ void fill_parameter_list(Job& job) {
   if (!is_datatype(status.dattyp))
     error(job, "Invalid value of DATATYPE is being used to set the parameter names.");
   job.data.parameterlist = parmlist(status.dattyp);
-  job.data.numparmnames = static_cast<int>(job.data.parameterlist.size());
+  job.data.numparmnames = job.data.parameterlist.size();
 }
 
 void report_data_type(Job& job) {
@@ -355,13 +355,13 @@ void report_species(Job& job) {
   put(job, listing, "(1x,\"Number of Species = \",i0)", job.status.nspeciesocc);
   if (!job.status.debug) return;
   const Array2<int>& fdesign = job.data.fdesign;
-  std::vector<int> cells;
+  List<int> cells;
   for (int c = 1; c <= fdesign.extent(2); ++c) cells.push_back(c);
   linchk(job, fdesign.extent(1) + 1);
-  put(job, listing, "(4x,'COLS:',64i3)", cells);
+  put(job, listing, "(4x,'COLS:',64i3)", cells.span());
   for (int r = 1; r <= fdesign.extent(1); ++r) {
-    for (int c = 1; c <= fdesign.extent(2); ++c) cells[static_cast<std::size_t>(c - 1)] = fdesign(r, c);
-    put(job, listing, "(1x,'ROW ',i3,':',64i3)", r, cells);
+    for (int c = 1; c <= fdesign.extent(2); ++c) cells(c) = fdesign(r, c);
+    put(job, listing, "(1x,'ROW ',i3,':',64i3)", r, cells.span());
   }
 }
 

@@ -4,7 +4,8 @@
 
 #include <array>
 #include <string>
-#include <vector>
+
+#include "numerics/list.h"
 
 namespace tarn {
 
@@ -60,9 +61,9 @@ struct Status_module {
   // the statement in hand
   int lstchr = 0, nxtchr = 1, lcmdst = 1, lcmded = 0, lstwrd = 0, max_word_used = 0, eof = 0, indent = 1;
   std::string string = std::string(MAXCHR, ' ');  ///< the deck in memory; position p is string[p - 1]
-  std::vector<Charray> words, wordss;  ///< upper case, as typed; `lstwrd` entries count; see word()
-  std::string line_buffer = " ";       ///< the piece of a line that was read last
-  bool line_goes_on = false;           ///< the line of that piece has not been read to its end
+  List<Charray> words, wordss;    ///< upper case, as typed; `lstwrd` entries count; see word()
+  std::string line_buffer = " ";  ///< the piece of a line that was read last
+  bool line_goes_on = false;      ///< the line of that piece has not been read to its end
 
   std::string formt;   ///< a template or text made while running
   std::string errmsg;  ///< system error text

@@ -89,8 +89,7 @@ class Moves_pass {
     element = move.to.value;
     tranlg<double>(job_, 1, x_, area.reals, 1, 1, nullptr);
     element = kept;
-    for (int row : moved_.rows(move.to.position).others)
-      move.others.emplace_back(row, area.reals.parm[at(row - 1)]);
+    for (int row : moved_.rows(move.to.position).others) move.others.emplace_back(row, area.reals.parm(row));
     if (job_.model.phase2 == 0 || work_.closed_form == Closed_form::none) return;
     area.cell.new_reals(false);
     area.cell.begin();
@@ -141,13 +140,13 @@ class Moves_pass {
         shift_beta(job, area.reals, rows, move.beta, move.to.value, sums.undo);
         sums.kept.clear();
         for (const auto& [row, value] : move.others) {
-          sums.kept.push_back(area.reals.parm[at(row - 1)]);
-          area.reals.parm[at(row - 1)] = value;
+          sums.kept.push_back(area.reals.parm(row));
+          area.reals.parm(row) = value;
         }
         for (const Record_cell& cell : cells)
           if (changes(cell.of_class, at(m))) add(cell, sums.of_move[at(m)]);
         for (std::size_t k = 0; k < move.others.size(); ++k)
-          area.reals.parm[at(move.others[k].first - 1)] = sums.kept[k];
+          area.reals.parm(move.others[k].first) = sums.kept[k];
         undo_shift(area.reals, rows, move.beta, sums.undo);
       }
     }

@@ -36,17 +36,14 @@ void warn_of_mixture_rows(Job& job) {
   if (!is_closed_kind(status.closedmodel)) return;
   const Closed_traits traits(status.closedmodel);
   if (!traits.mixtures) return;
-  const Model_arrays& model = job.model;
   for (const char* name : {"p", "c"}) {
     const int q = findpar(job.data, name);
     bool shared = false, idle = false;
-    for (int g = 1; q > 0 && g <= status.ngrps; ++g)
-      for (int b = model.pim2index3lobd; b <= model.pim2index3upbd; ++b)
-        for (int a = model.pim2index2lobd; a <= model.pim2index2upbd; ++a) {
-          const Pim& pim = model.pim2(q, a, b, g);
-          shared = shared || (pim.given() && pim.nrows < status.nmixtures);
-          idle = idle || (pim.given() && pim.nrows > status.nmixtures);
-        }
+    if (q == 0) continue;
+    for_each_matrix_of(job, q, [&](const Pim_place&, const Pim& pim) {
+      shared = shared || (pim.given() && pim.nrows < status.nmixtures);
+      idle = idle || (pim.given() && pim.nrows > status.nmixtures);
+    });
     if (shared)
       warn(job, "A parameter index matrix of '" + std::string(name) +
                     "' has fewer rows than there are mixtures; its last row serves the others.");
@@ -138,7 +135,7 @@ void set_up_likelihood(Job& job) {
   model.chprobderivative = routines.derivative;
 
   auto work = std::make_shared<Likelihood_work>(job);
-  work->by_record = model.licovs != 0 || model.functions.numdmfuncs > 0;
+  work->by_record = reals_depend_on_record(model);
   work->closed_form = type.closed_form;
   work->serial_penalty = job.status.num_threads == 1;
 

@@ -31,7 +31,7 @@ class Model_builder {
     status.liveeh = 1;
     Data_module& data = job().data;
     for (const std::string& name : parmlist(dattyp)) data.parameterlist.push_back(name);
-    data.numparmnames = static_cast<int>(data.parameterlist.size());
+    data.numparmnames = data.parameterlist.size();
     data.encounters.reset(noccas, ngrps, nicovs, 1 << 30);
     present(data.timint.allocate(noccas));
     data.timint.fill(1.0F);
@@ -67,17 +67,16 @@ class Model_builder {
   void pim(int q, int g, std::string_view shape, int nrows, int ncols,
            const std::function<int(int, int)>& number) {
     Pim& pim = job().model.pim2(q, 1, 1, g);
-    pim.parname = job().data.parameterlist[static_cast<std::size_t>(q) - 1];
+    pim.parname = job().data.parameterlist(q);
     pim.group = g;
     pim.shape = shape;
     pim.nrows = nrows;
     pim.ncols = ncols;
-    pim.cells.assign(static_cast<std::size_t>(nrows) * static_cast<std::size_t>(ncols), 0);
+    pim.cells.assign(nrows * ncols, 0);
     for (int r = 1; r <= nrows; ++r)
       for (int c = pim.start(r); c <= ncols; ++c) {
         const int n = number(r, c);
-        pim.cells[static_cast<std::size_t>(r - 1) * static_cast<std::size_t>(ncols) +
-                  static_cast<std::size_t>(c - 1)] = n;
+        pim.cell(r, c) = n;
         job().model.nlogit = std::max(job().model.nlogit, n);
       }
   }
@@ -160,8 +159,8 @@ class Model_builder {
     model.lindex.fill(model.nlink);
     for (const auto& [parameter, code] : links_) model.lindex(parameter) = code;
     for (auto& member : model.linkfuncptr)
-      for (std::size_t k = 0; k < model.fixdex.size(); ++k)
-        if (model.fixdex[k] == member.parm) member.fixed = static_cast<int>(k) + 1;
+      for (int k = 1; k <= model.nfixed(); ++k)
+        if (model.fixdex(k) == member.parm) member.fixed = k;
     covariate_tables(job());
     set_threads(threads);
   }

@@ -35,10 +35,7 @@ Pim_table::Pim_table(const Job& job) {
   n2_ = model.pim2index2upbd - model.pim2index2lobd + 1;
   n3_ = model.pim2index3upbd - model.pim2index3lobd + 1;
   origin_ = ((n3_ + model.pim2index3lobd) * n2_ + model.pim2index2lobd) * n1_ + 1;
-  for (int g = 1; g <= job.status.ngrps; ++g)
-    for (int b = model.pim2index3lobd; b <= model.pim2index3upbd; ++b)
-      for (int a = model.pim2index2lobd; a <= model.pim2index2upbd; ++a)
-        for (int q = 1; q <= n1_; ++q) views_.emplace_back(model.pim2(q, a, b, g));
+  for_each_matrix(job, [this](const Pim_place&, const Pim& pim) { views_.emplace_back(pim); });
 }
 
 Checked_pim::Checked_pim(const Job& job, const Pim_fault& place, Pim_fault& fault)
@@ -71,8 +68,8 @@ int Checked_pim::look_up(int row, int column) const {
 
 std::string words_of(const Job& job, const Pim_fault& fault) {
   std::string name = adjustfmt(fault.parameter);
-  const auto position = static_cast<std::size_t>(fault.parameter) - 1;
-  if (position < job.data.parameterlist.size()) name = "'" + job.data.parameterlist[position] + "'";
+  if (fault.parameter >= 1 && fault.parameter <= job.data.parameterlist.size())
+    name = "'" + job.data.parameterlist(fault.parameter) + "'";
   std::string text = "Parameter index matrix " + name;
   const Model_arrays& model = job.model;
   if (model.pim2index2upbd > 1) text += ", second index " + adjustfmt(fault.index2);

@@ -97,11 +97,10 @@ std::vector<char> rows_on_log_scale(const Job& job) {
   for (const char* name : {"sigma", "N", "f0"}) {
     const int q = findpar(job.data, name);
     if (q == 0) continue;
-    for (int a = model.pim2index2lobd; a <= model.pim2index2upbd; ++a)
-      for (int b = model.pim2index3lobd; b <= model.pim2index3upbd; ++b)
-        for (int g = 1; g <= job.status.ngrps; ++g)
-          for (const int cell : model.pim2(q, a, b, g).cells)
-            if (cell >= 1 && cell <= model.nlogit) rows[static_cast<std::size_t>(cell)] = 1;
+    for_each_matrix_of(job, q, [&](const Pim_place&, const Pim& pim) {
+      for (const int cell : pim.cells)
+        if (cell >= 1 && cell <= model.nlogit) rows[static_cast<std::size_t>(cell)] = 1;
+    });
   }
   return rows;
 }
@@ -135,7 +134,7 @@ void write_covariate_values(Job& job) {
     const double shown = values != nullptr
                              ? values[c - 1]
                              : job.data.encounters.ind_covariates(1)[static_cast<std::size_t>(c) - 1];
-    const std::string& name = job.data.icname[static_cast<std::size_t>(c) - 1];
+    const std::string& name = job.data.icname(c);
     if (standardized)
       put(job, listing, "(10x,a,t35,a,a,a)", name, f14(job, shown), f14(job, job.data.icvrmn(c)),
           f14(job, job.data.icvrsd(c)));

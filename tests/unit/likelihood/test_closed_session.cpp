@@ -241,8 +241,8 @@ TEST(Closed_set_up, cells_of_occasions_not_sampled_are_not_needed) {
     const Closed_reals x = example(b.kind);
     const double expected = b.model.func(b.vector_of(x));
     Job& job = b.model.job();
-    job.model.pim2(findpar(job.data, "p"), 1, 1, 1).cells[2] = 0;
-    job.model.pim2(findpar(job.data, "c"), 1, 1, 1).cells[1] = 999;
+    job.model.pim2(findpar(job.data, "p"), 1, 1, 1).cells(3) = 0;
+    job.model.pim2(findpar(job.data, "c"), 1, 1, 1).cells(2) = 999;
     set_up_likelihood(job);
     EXPECT_EQ(b.model.func(b.vector_of(x)), expected) << type;
   }

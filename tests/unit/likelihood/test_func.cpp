@@ -249,11 +249,11 @@ TEST(Func, order_of_records_and_groups_does_not_matter) {
   m.finish();
   Model_builder reversed(1, 9, 2);
   for (int i = 300; i >= 1; --i) {
-    const Encounter_data record = m.job().data.encounters(i);
+    const Encounter_store& store = m.job().data.encounters;
     std::string live;
-    for (int o = 1; o <= 9; ++o) live += record.enc_hist.live(o);
-    reversed.record(live, {record.observed[1], record.observed[0]},
-                    {record.lost_on_capture[1], record.lost_on_capture[0]});
+    for (int o = 1; o <= 9; ++o) live += store.history(i).live(o);
+    reversed.record(live, {store.observed(i, 2), store.observed(i, 1)},
+                    {store.lost_on_capture(i, 2), store.lost_on_capture(i, 1)});
   }
   reversed.time_pims();  // shared by the groups
   reversed.finish();
@@ -386,7 +386,7 @@ TEST(Set_up, a_number_above_the_design_is_fatal) {
   Model_builder m = plain_model(4);
   m.record("1011", {1.0F});
   m.finish();
-  m.job().model.pim2(1, 1, 1, 1).cells[2] = 3;
+  m.job().model.pim2(1, 1, 1, 1).cells(3) = 3;
   EXPECT_EQ(error_of(m.test, [&] { set_up_likelihood(m.job()); }),
             "Parameter index matrix 'Phi', group 1: row 1, column 3 holds 3, which is no row of the design "
             "matrix.");

@@ -241,8 +241,8 @@ TEST(Estimate_statements, derived_labels_up_to_their_number) {
   sizes.ngrps = 2;
   Model_job t(sizes);
   read_model(t, plain_design + "dlabel(2)=N of males; dlabel(3)=x;");
-  ASSERT_EQ(t.job.model.dlabel.size(), 2u);
-  EXPECT_EQ(t.job.model.dlabel[1], "N of males");
+  ASSERT_EQ(t.job.model.dlabel.size(), 2);
+  EXPECT_EQ(t.job.model.dlabel(2), "N of males");
   EXPECT_TRUE(warned(t, "Value of derived parameter label index exceeds number of derived parameters."));
 }
 
@@ -312,8 +312,8 @@ TEST(Estimate_statements, matrices_and_links_are_read_in_any_order) {
       "constant=2;");
   model_arrays(t.job);
   EXPECT_EQ(t.job.model.pim2(1, 1, 1, 1).at(1, 2), 2);
-  EXPECT_EQ(t.job.model.linkfuncptr[0].fixed, 1);
-  EXPECT_EQ(t.job.model.linkfuncptr[1].fixed, 0);
+  EXPECT_EQ(t.job.model.linkfuncptr(1).fixed, 1);
+  EXPECT_EQ(t.job.model.linkfuncptr(2).fixed, 0);
 }
 
 TEST(Model_arrays, positions_of_the_estimated_betas) {

@@ -30,7 +30,7 @@ class Link_job : public Model_job {
   std::vector<double> reals(const std::vector<double>& beta) {
     prepare(job, work);
     tranlg<double>(job, 1, beta, work, 1, 0, nullptr);
-    return work.parm;
+    return {work.parm.begin(), work.parm.end()};
   }
 
   Real_work<double> work;
@@ -155,14 +155,14 @@ TEST(Links, statement_fills_codes_and_sets) {
   EXPECT_EQ(codes, (std::vector<Link>{Link::sumratio, Link::mlogit, Link::logit, Link::clogit, Link::mlogit,
                                       Link::sin}));
   ASSERT_EQ(model.nummlogit(), 4);
-  const auto row = [&](std::size_t k) {
-    const Link_function_row& r = model.linkfuncptr[k];
+  const auto row = [&](int k) {
+    const Link_function_row& r = model.linkfuncptr(k);
     return std::vector<int>{static_cast<int>(r.code), r.set, r.second, r.parm, r.fixed};
   };
-  EXPECT_EQ(row(0), (std::vector<int>{8, 7, 0, 2, 0}));
-  EXPECT_EQ(row(1), (std::vector<int>{8, 7, 0, 5, 1}));
-  EXPECT_EQ(row(2), (std::vector<int>{9, 5, 3, 4, 0}));
-  EXPECT_EQ(row(3), (std::vector<int>{12, 2, 0, 1, 0}));
+  EXPECT_EQ(row(1), (std::vector<int>{8, 7, 0, 2, 0}));
+  EXPECT_EQ(row(2), (std::vector<int>{8, 7, 0, 5, 1}));
+  EXPECT_EQ(row(3), (std::vector<int>{9, 5, 3, 4, 0}));
+  EXPECT_EQ(row(4), (std::vector<int>{12, 2, 0, 1, 0}));
 }
 
 TEST(Links, members_of_a_set_need_not_stand_together_in_the_deck) {
@@ -317,8 +317,8 @@ TEST(Tranlg, an_animal_pass_gives_what_a_full_pass_gives) {
     tranlg<double>(t.job, hist, beta, full, 1, 0, nullptr);
     EXPECT_EQ(animal.parm, full.parm) << hist;
   }
-  EXPECT_EQ(animal.parm[6], 0.125);
-  EXPECT_EQ(animal.parm[7], 1.0);
+  EXPECT_EQ(animal.parm(7), 0.125);
+  EXPECT_EQ(animal.parm(8), 1.0);
 }
 
 TEST(Tranlg, a_pass_without_new_betas_leaves_finished_rows_alone) {
@@ -327,7 +327,7 @@ TEST(Tranlg, a_pass_without_new_betas_leaves_finished_rows_alone) {
   Real_work<double> work;
   prepare(t.job, work);
   tranlg<double>(t.job, 1, beta, work, 1, 0, nullptr);
-  const std::vector<double> before = work.parm;
+  const List<double> before = work.parm;
   tranlg<double>(t.job, 1, other, work, 0, 0, nullptr);
   EXPECT_EQ(work.parm, before);
   tranlg<double>(t.job, 1, other, work, 0, 1, nullptr);
@@ -346,7 +346,7 @@ TEST(Tranlg, fixed_betas_keep_their_value) {
   Real_work<double> work;
   prepare(t.job, work);
   tranlg<double>(t.job, 1, std::vector<double>{0.5}, work, 1, 0, nullptr);
-  EXPECT_EQ(work.parm[0], 10.5);
+  EXPECT_EQ(work.parm(1), 10.5);
 }
 
 TEST(Tranlg, derivatives_agree_with_the_table) {
@@ -361,7 +361,7 @@ TEST(Tranlg, derivatives_agree_with_the_table) {
     prepare(t.job, work);
     const std::vector<Derivative> beta{Derivative::variable(0.4, true, 1u)};
     tranlg<Derivative>(t.job, 1, beta, work, 1, 0, nullptr);
-    EXPECT_NEAR(work.parm[0].a, link_derivative(t.job, link, work.parm[0].v), 1e-14) << link_name(link);
+    EXPECT_NEAR(work.parm(1).a, link_derivative(t.job, link, work.parm(1).v), 1e-14) << link_name(link);
   }
 }
 
@@ -384,9 +384,9 @@ TEST(Tranlg, derivatives_of_a_set_and_of_an_animal_pass) {
   tranlg<double>(t.job, 2, x, up, 1, 0, nullptr);
   x[2] -= 2.0 * step;
   tranlg<double>(t.job, 2, x, down, 1, 0, nullptr);
-  for (std::size_t i = 0; i < work.parm.size(); ++i)
+  for (int i = 1; i <= work.parm.size(); ++i)
     // A central difference of this step is good to about 1e-10 for values near 1.
-    EXPECT_NEAR(work.parm[i].a, (up.parm[i] - down.parm[i]) / (2.0 * step), 1e-8) << i;
+    EXPECT_NEAR(work.parm(i).a, (up.parm(i) - down.parm(i)) / (2.0 * step), 1e-8) << i;
 }
 
 TEST(Link_derivative, other_codes_are_fatal) {
