@@ -145,7 +145,7 @@ void expected_procedure(Job& job, std::span<const double> beta, std::span<double
     cohorts[cohort_of(job, cells[at(c)])].push_back(c);
   // A history on several records is one cell of its cohort, unless the records' own covariates tell them
   // apart.
-  const bool by_record = job.model.licovs != 0 || job.model.functions.numdmfuncs > 0;
+  const bool by_record = reals_depend_on_record(job.model);
   for (auto& [cohort, members] : cohorts) {
     const double count = released(job, cohort);
     const auto text = [&](int c) { return job.data.encounters.history(cells[at(c)].record).text(); };
@@ -260,7 +260,7 @@ void varmat(Job& job, std::span<const double> beta, std::span<double> h) {
     default:
       second_partials_procedure(job, beta, h);
   }
-  const bool record_needed = job.model.licovs != 0 || job.model.functions.numdmfuncs > 0;
+  const bool record_needed = reals_depend_on_record(job.model);
   if (!record_needed || job.data.encounters.size() > 0) recompute_reals(job, 1, beta);
 }
 

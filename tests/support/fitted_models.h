@@ -228,16 +228,16 @@ inline Model_builder unfinished_model(int type, const std::vector<Animal>& anima
       inside(i) = animal.inside;
     }
   }
-  job.model.nlink = options.identity ? 6 : 1;
+  job.model.nlink = options.identity ? Link::identity : Link::logit;
   int number = 0;
   for (int g = 1; g <= options.groups; ++g)
     for (int q = 1; q <= job.data.numparmnames; ++q) {
-      const std::string& name = job.data.parameterlist[static_cast<std::size_t>(q) - 1];
+      const std::string& name = job.data.parameterlist(q);
       const auto size = fitted_models_detail::matrix_size(type, name, options.noccas, job.status.nmixtures);
       const bool rate = fitted_models_detail::is_rate(type, name);
       m.pim(q, g, size.by_cohort ? "TRIANG" : "SQUARE", size.rows, size.columns, [&](int, int) {
         ++number;
-        if (rate && !options.identity) m.link(number, 5);
+        if (rate && !options.identity) m.link(number, Link::log);
         return number;
       });
     }

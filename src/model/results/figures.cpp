@@ -67,7 +67,7 @@ std::vector<long long> not_released(const Job& job, int g) {
 /// Releases and losses of one group by occasion.
 void write_releases(Job& job, int g) {
   linchk(job, 2);
-  put(job, listing, "(/1x,a,i0,a,a)", "Group ", g, " = ", job.data.glabel[static_cast<std::size_t>(g) - 1]);
+  put(job, listing, "(/1x,a,i0,a,a)", "Group ", g, " = ", job.data.glabel(g));
   std::vector<long long> both, released, lost;
   bool losses = false;
   for (int t = 1; t <= job.status.noccas; ++t) {
@@ -109,7 +109,7 @@ void write_captured(Job& job) {
     for (int i = 1; i <= encounters.size(); ++i)
       total += static_cast<double>(encounters.observed(i)[static_cast<std::size_t>(g) - 1]) +
                static_cast<double>(encounters.lost_on_capture(i)[static_cast<std::size_t>(g) - 1]);
-    put(job, listing, "(1x,a,i0)", job.data.glabel[static_cast<std::size_t>(g) - 1] + ": ", whole(total));
+    put(job, listing, "(1x,a,i0)", job.data.glabel(g) + ": ", whole(total));
   }
 }
 
@@ -127,7 +127,7 @@ void report_value(Job& job, const std::string& label, double value) {
 
 void model_heading(Job& job) {
   heading_line(job, "Model is ", job.model.modnam);
-  heading_line(job, "Link Function Used is ", link_names[static_cast<std::size_t>(job.model.nlink) - 1]);
+  heading_line(job, "Link Function Used is ", std::string(link_name(job.model.nlink)));
   setlink(job);
   heading_line(job, "Variance Estimation Procedure Used is ",
                varcalc[static_cast<std::size_t>(job.model.vartyp) - 1]);

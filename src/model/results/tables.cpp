@@ -28,14 +28,12 @@ std::vector<int> betas_by_position(const Model_arrays& model, int n) {
   return beta_at;
 }
 
-bool multinomial(int link) { return link == 8 || link == 9 || link == 12; }
-
 /// Rows whose real parameter is not the link of a sum of products: a multinomial set, or an extra beta inside
 /// a design function. Their derivatives are central differences.
 std::vector<char> rows_without_analytic_derivative(const Model_arrays& model) {
   std::vector<char> rows(static_cast<std::size_t>(model.nlogit) + 1, 0);
   for (int r = 1; r <= model.nlogit; ++r)
-    if (multinomial(model.lindex(r))) rows[static_cast<std::size_t>(r)] = 1;
+    if (links_a_set(model.lindex(r))) rows[static_cast<std::size_t>(r)] = 1;
   const Design_matrix_funcs_module& functions = model.functions;
   constexpr int nlbeta_function = 15;
   for (int k = 1; k <= functions.numdmfuncs; ++k) {
@@ -95,15 +93,14 @@ void fill_partials(Job& job, std::span<double> x, Array2<double>& partials) {
 std::vector<char> rows_on_log_scale(const Job& job) {
   const Model_arrays& model = job.model;
   std::vector<char> rows(static_cast<std::size_t>(model.nlogit) + 1, 0);
-  for (int r = 1; r <= model.nlogit; ++r) rows[static_cast<std::size_t>(r)] = model.lindex(r) == 5;
+  for (int r = 1; r <= model.nlogit; ++r) rows[static_cast<std::size_t>(r)] = model.lindex(r) == Link::log;
   for (const char* name : {"sigma", "N", "f0"}) {
     const int q = findpar(job.data, name);
     if (q == 0) continue;
-    for (int a = model.pim2index2lobd; a <= model.pim2index2upbd; ++a)
-      for (int b = model.pim2index3lobd; b <= model.pim2index3upbd; ++b)
-        for (int g = 1; g <= job.status.ngrps; ++g)
-          for (const int cell : model.pim2(q, a, b, g).cells)
-            if (cell >= 1 && cell <= model.nlogit) rows[static_cast<std::size_t>(cell)] = 1;
+    for_each_matrix_of(job, q, [&](const Pim_place&, const Pim& pim) {
+      for (const int cell : pim.cells)
+        if (cell >= 1 && cell <= model.nlogit) rows[static_cast<std::size_t>(cell)] = 1;
+    });
   }
   return rows;
 }
@@ -137,7 +134,7 @@ void write_covariate_values(Job& job) {
     const double shown = values != nullptr
                              ? values[c - 1]
                              : job.data.encounters.ind_covariates(1)[static_cast<std::size_t>(c) - 1];
-    const std::string& name = job.data.icname[static_cast<std::size_t>(c) - 1];
+    const std::string& name = job.data.icname(c);
     if (standardized)
       put(job, listing, "(10x,a,t35,a,a,a)", name, f14(job, shown), f14(job, job.data.icvrmn(c)),
           f14(job, job.data.icvrsd(c)));
