@@ -81,8 +81,8 @@ std::vector<std::vector<std::string>> pages_of(const std::string& listing) {
   return pages;
 }
 
-/// Length of a page without what DEBUG adds to it and does not reserve: the course of the minimiser, the
-/// ratios of the singular values, and one line each of the floating-point flags and of the beta index array.
+/// Length of a page without what is not reserved: a line of each block of floating-point flags and, under
+/// DEBUG, the course of the minimiser, the ratios of the singular values, and a line of the beta index array.
 std::size_t paged_lines(const std::vector<std::string>& page) {
   std::size_t count = 0;
   bool unpaged = false;
