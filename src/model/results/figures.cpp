@@ -21,8 +21,10 @@ void heading_line(Job& job, std::string_view label, const std::string& text) {
   put(job, listing, "(1x/1x,a,a)", label, text);
 }
 
-/// A count for an integer field; what no integer holds is cut.
-long long whole(double count) { return static_cast<long long>(std::min(count, 1e18)); }
+/// A count for an integer field; what no integer holds is cut, and no number gives 0.
+long long whole(double count) {
+  return std::isnan(count) ? 0 : static_cast<long long>(std::clamp(count, -1e18, 1e18));
+}
 
 /// Counts by occasion of one group, under their heading.
 void write_counts(Job& job, std::string_view heading, const std::vector<long long>& counts) {
