@@ -4,7 +4,7 @@
 
 namespace tarn {
 
-void kmprod(Derived_frame& frame, std::span<const double> x, int, std::span<double> values) {
+void kmprod(Derived_frame& frame, std::span<const double> x, int, View<double> values) {
   const Job& job = frame.job;
   const Reals<double> parm = frame.reals(x);
   const int s = findpar(job.data, "S"), q = s > 0 ? s : findpar(job.data, "Phi");
@@ -14,7 +14,7 @@ void kmprod(Derived_frame& frame, std::span<const double> x, int, std::span<doub
     double product = 1.0;
     for (int c = 1; c <= intervals; ++c)
       product *= survival(job, frame.cell, parm, frame.number(q, 1, 1, g, 1, c), c);
-    values[static_cast<std::size_t>(g) - 1] = product;
+    values(g) = product;
   }
 }
 

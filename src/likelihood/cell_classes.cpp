@@ -7,6 +7,7 @@
 #include "likelihood/history_sum.h"
 #include "likelihood/likelihood_work.h"
 #include "model/design_matrix_funcs_module.h"
+#include "numerics/floating_environment.h"
 
 namespace tarn {
 namespace {

@@ -2,7 +2,6 @@
 // What the likelihood keeps for one model.
 
 #include <algorithm>
-#include <cfenv>
 #include <chrono>
 #include <memory>
 #include <span>
@@ -15,19 +14,6 @@
 #include "model/structure/links.h"
 
 namespace tarn {
-
-/// Puts the floating-point conditions back at the end of its life: those of the dry run, which computes with
-/// made-up numbers, are nobody's.
-class Kept_floating_environment {
- public:
-  Kept_floating_environment() { std::feholdexcept(&environment_); }
-  Kept_floating_environment(const Kept_floating_environment&) = delete;
-  Kept_floating_environment& operator=(const Kept_floating_environment&) = delete;
-  ~Kept_floating_environment() { std::fesetenv(&environment_); }
-
- private:
-  std::fenv_t environment_;
-};
 
 /// All that one thread writes during an evaluation. On cache lines of its own.
 template <class Real>

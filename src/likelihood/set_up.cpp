@@ -11,6 +11,7 @@
 #include "likelihood/closed_terms.h"
 #include "likelihood/func.h"
 #include "likelihood/likelihood_work.h"
+#include "numerics/floating_environment.h"
 
 namespace tarn {
 namespace {
