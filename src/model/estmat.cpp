@@ -24,6 +24,7 @@
 #include "model/results/heading.h"
 #include "model/results/rank_listing.h"
 #include "model/results/residual_file.h"
+#include "model/results/results_file.h"
 #include "model/results/tables.h"
 #include "model/results/vc_file.h"
 #include "model/starting.h"
@@ -121,7 +122,7 @@ void report_solution(Job& job, View<const double> x, Fit_record& record) {
   for (int i = 1; i <= model.ncovs_nlbetas; ++i)
     if (model.bindex(i) > 0) model.beta(i) = x(model.bindex(i));
   record.loglik = model.loglik;
-  record.penalty = model.sumpen;
+  record.penalty = model.sumpen + 0.0;  // a 0 without a sign
   const bool penalised = record.penalty > std::numeric_limits<double>::epsilon();
   if (penalised) warn(job, "One or more encounter histories have probabilities not in interval 0-1.");
   report_value(job, "-2logL ", record.loglik);
@@ -239,6 +240,13 @@ void read_estimates(Job& job, Fitted_model& record) {
   record.typed_vcmat = typed_vcmat(job, record.estimates.vcmat);
 }
 
+/// Hands the warnings behind the first `earlier` ones over to the record.
+void take_warnings(Job& job, std::size_t earlier, Fitted_model& record) {
+  std::vector<std::string>& warnings = job.status.warnings;
+  for (std::size_t k = earlier; k < warnings.size(); ++k) record.warnings.push_back(std::move(warnings[k]));
+  warnings.resize(earlier);
+}
+
 /// Statements that were read and ask for what this version does not do.
 void pass_over(Job& job) {
   if (job.model.lmcmc != 0)
@@ -248,6 +256,7 @@ void pass_over(Job& job) {
 }  // namespace
 
 void estmat(Job& job) {
+  const std::size_t earlier_warnings = job.status.warnings.size();
   job.model = {};
   job.status.detail = 1;
   set_index_bounds(job);
@@ -283,6 +292,12 @@ void estmat(Job& job) {
   check_ieee_exceptions(job, "processing derived parameters");
   close_vc_file(job);
   pass_over(job);
+  ++job.status.models;
+  take_warnings(job, earlier_warnings, record);
+  if (results_wanted(job)) {
+    record.description = describe_model(job);
+    write_results(job, record);
+  }
   job.model = {};
 }
 

@@ -88,7 +88,8 @@ Array2<T> copy_of(const Array2<T>& array) {
 void describe_matrix(const Pim& pim, int second, int third, Model_description& description) {
   Index_matrix& matrix = description.matrices.emplace_back();
   matrix.parameter = pim.parname;
-  matrix.description = pim.pardescptn;
+  const std::size_t first = pim.pardescptn.find_first_not_of(' ');
+  if (first != std::string::npos) matrix.description = pim.pardescptn.substr(first);
   matrix.shape = pim.shape;
   matrix.group = pim.group;
   matrix.second = second;
@@ -149,7 +150,6 @@ void describe_reals(const Job& job, Model_description& description) {
     real.label = model.rlabel(r);
     real.link = link_names[static_cast<std::size_t>(model.lindex(r)) - 1];
     real.fixed = model.fixpar(r) != 0;
-    real.profile = model.profileflag(r) != 0;
   }
   for (const Link_function_row& member : model.linkfuncptr) {
     if (member.parm < 1 || member.parm > model.nlogit) continue;

@@ -49,7 +49,7 @@ struct Real_description {
   std::string label;
   std::string_view link;
   int set = 0, second_set = 0;  ///< numbers of its multinomial set, 0: none
-  bool fixed = false, profile = false;
+  bool fixed = false;
   Real_places places;
 };
 
