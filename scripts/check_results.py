@@ -214,6 +214,11 @@ class Model_check:
         if quasi:
             k, m2logl = self.fit["rank"]["parameters"], self.fit["minus_2_log_likelihood"]
             demand(math.isclose(quasi["qaic"], m2logl / quasi["c_hat"] + 2 * k, rel_tol=1e-14), "quasi c-hat")
+        saturated, k = self.model["saturated"], self.fit["rank"]["parameters"]
+        demand(figures["deviance_df"] == saturated["parameters"] - k, "parameters of the saturated model")
+        if pearson:
+            demand(pearson["histories"] == saturated["histories"], "possible histories")
+            demand(pearson["df"] == saturated["histories"] - k - saturated["cohorts"], "cohorts")
         for label, key in (
             ("Pearson Chisquare ", "chi_square"),
             ("Possible Encounter Histories ", "histories"),
@@ -399,6 +404,13 @@ def check_warnings(objects, listing):
     demand([w.rstrip() for w in objects[-1]["warnings"]] == [w.rstrip() for w in rest], "warnings", objects[-1]["warnings"], rest)
 
 
+def check_data_type(model, before):
+    """The data that a model was fitted to are those that were read last."""
+    number = re.findall(r"^ +Data type number is (\d+)", before, re.M)[-1]
+    name = re.findall(r"^ +Data type is (.*)$", before, re.M)[-1].rstrip()
+    demand([str(model["data_type"]["number"]), model["data_type"]["name"]] == [number, name], "data type", number, name)
+
+
 def fields_of(value, path, found):
     """Paths of all members below a value; `[]` stands for the elements of a list."""
     if path:
@@ -467,10 +479,12 @@ def run_deck(binary, deck, given):
     else:
         demand(end["error"] is None, "error", end["error"])
     check_warnings(objects, listing)
-    parts = re.split(r"^(?= Model is )", listing, flags=re.M)[1:]
+    head, *parts = re.split(r"^(?= Model is )", listing, flags=re.M)
     demand(len(parts) >= len(objects) - 1, "models on the listing")
     for model, part in zip(objects, parts):
         if model["type"] == "model":
+            check_data_type(model, head)
+            head += part
             Model_check(model, [line.rstrip("\r") for line in part.split("\n")]).run()
     for element in objects:
         fields_of(element, "", given[element["type"]])

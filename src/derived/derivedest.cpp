@@ -63,7 +63,7 @@ std::string key_of(History history, int first) {
 Derived_frame::Derived_frame(Job& job_in, bool dry)
     : job(job_in),
       by_record(job_in.model.likelihood->by_record),
-      cell(job_in.model.likelihood->facts, job_in.model.likelihood->pims),
+      cell(job_in.model.likelihood->setting),
       dry_(dry) {
   if (dry)
     dry_reals_.assign(static_cast<std::size_t>(std::max(job.model.nlogit, 1)), 0.25);
@@ -77,7 +77,6 @@ void Derived_frame::require_reals() {
 
 Reals<double> Derived_frame::reals(std::span<const double> x) {
   cell.begin();
-  cell.new_reals(true);
   if (dry_) return Reals<double>(dry_reals_.data());
   tranlg<double>(job, 1, x, work_, 1, 0, report_values(job, zeros_));
   require_reals();
@@ -86,7 +85,6 @@ Reals<double> Derived_frame::reals(std::span<const double> x) {
 
 Reals<double> Derived_frame::reals_of_record(int i, std::span<const double> x, bool newbeta) {
   cell.begin();
-  if (newbeta || by_record) cell.new_reals(!by_record);
   if (dry_) return Reals<double>(dry_reals_.data());
   if (newbeta || by_record) {
     tranlg<double>(job, i, x, work_, newbeta ? 1 : 0, 0, nullptr);
@@ -97,8 +95,9 @@ Reals<double> Derived_frame::reals_of_record(int i, std::span<const double> x, b
 
 int Derived_frame::number(int q, int a, int b, int g, int row, int column) {
   Pim_fault fault;
-  const int found = Checked_pim(job, {q, a, b, g, 0, 0}, fault)(row, column);
-  if (fault.parameter != 0) error(job, words_of(job, fault));
+  const int found =
+      Checked_pim(job, {.parameter = q, .index2 = a, .index3 = b, .group = g}, fault)(row, column);
+  if (fault.found) error(job, words_of(job, fault));
   return found;
 }
 

@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "job/job.h"
-#include "likelihood/blocks/cell.h"
+#include "likelihood/cell/cell.h"
 #include "model/structure/links.h"
 #include "numerics/list.h"
 

@@ -18,7 +18,9 @@ double caught_once(Derived_frame& frame, Reals<double> parm, int i, int g) {
   stretch.length = job.status.noccas;
   stretch.group = g;
   frame.cell.begin();
-  return closmods(job, frame.cell, i, stretch, job.status.closedmodel, parm).pstar;
+  return closmods(job, frame.cell, kept<One_closed_session>(frame.cell), i, stretch, job.status.closedmodel,
+                  parm)
+      .pstar;
 }
 
 /// Position of `alpha`, 0 without mis-identification.

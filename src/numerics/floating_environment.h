@@ -1,12 +1,11 @@
 #pragma once
-// The floating-point conditions of a stretch of the program.
 
 #include <cfenv>
 
 namespace tarn {
 
-/// Clears the floating-point conditions, and puts back at the end of its life those that it found: for dry
-/// runs, whose made-up numbers raise conditions that are nobody's.
+/// Puts the floating-point conditions back at the end of its life: those of a run on made-up numbers are
+/// nobody's.
 class Kept_floating_environment {
  public:
   Kept_floating_environment() { std::feholdexcept(&environment_); }

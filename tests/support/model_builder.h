@@ -174,7 +174,7 @@ class Model_builder {
   void force_threads(int threads) {
     set_threads(threads);
     Likelihood_work& work = *job().model.likelihood;
-    for (Team* team : {&work.plain_team, &work.gradient_team, &work.derivative_team}) {
+    for (Team* team : {&work.plain_team, &work.gradient_team, &work.proposal_team, &work.derivative_team}) {
       *team = {};
       team->measured = true;
       team->parallel = threads > 1;  // and stays so, since no serial pass was timed

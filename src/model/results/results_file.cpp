@@ -1,21 +1,14 @@
 #include "model/results/results_file.h"
 
-#include <nlohmann/json.hpp>
 #include <optional>
 #include <string>
 
 #include "derived/sections.h"
 #include "job/services/fault.h"
+#include "model/results/json_text.h"
 
 namespace tarn {
 namespace {
-
-// Members stand in the order in which they are set. Nothing here makes the library throw but want of memory:
-// keys are set on objects, elements put into lists, and texts that are not UTF-8 are mended on their way out.
-// A number that is none is written as null.
-using Json = nlohmann::ordered_json;
-
-Json text(std::string_view words) { return std::string(words); }
 
 template <class T>
 Json list(const List<T>& elements) {
@@ -30,7 +23,7 @@ Json matrix(const Array2<T>& elements) {
   for (int i = 1; i <= elements.extent(1); ++i) {
     Json row = Json::array();
     for (int j = 1; j <= elements.extent(2); ++j) row.push_back(elements(i, j));
-    rows.push_back(std::move(row));
+    rows.push_back(row);
   }
   return rows;
 }
@@ -63,11 +56,11 @@ Json object_of(const Data_summary& data, const Model_description& description) {
           {"strata", data.strata},
           {"individual_covariates", data.covariates},
           {"effective_sample_size", data.effective_size},
-          {"groups", std::move(groups)}};
+          {"groups", groups}};
 }
 
 Json options_of(const Model_description& model) {
-  return {{"minimiser", text(model.minimiser)},
+  return {{"minimiser", model.minimiser},
           {"maxfn", model.maxfn},
           {"nsig", model.nsig},
           {"central_differences", model.central_differences},
@@ -96,13 +89,25 @@ Json matrices_of(const Model_description& model) {
   return matrices;
 }
 
+/// The cells as read, those that are no plain numbers as their texts.
+Json cells_of(const Model_description& model) {
+  Json rows = Json::array();
+  int k = 1;
+  for (int r = 1; r <= model.design.extent(1); ++r) {
+    Json row = Json::array();
+    for (int c = 1; c <= model.design.extent(2); ++c) {
+      const bool is_text = k <= model.texts.size() && model.texts(k).row == r && model.texts(k).col == c;
+      row.push_back(is_text ? Json(model.texts(k++).text) : Json(model.design(r, c)));
+    }
+    rows.push_back(row);
+  }
+  return rows;
+}
+
 Json design_of(const Model_description& model) {
-  Json cells = matrix(model.design);
-  for (const Design_text& cell : model.texts)
-    cells[static_cast<std::size_t>(cell.row) - 1][static_cast<std::size_t>(cell.col) - 1] = cell.text;
   return {{"rows", model.design.extent(1)},
           {"columns", model.design.extent(2)},
-          {"cells", std::move(cells)},
+          {"cells", cells_of(model)},
           {"values", matrix(model.design_values)}};
 }
 
@@ -126,7 +131,7 @@ Json object_of(const Saturated_model& saturated) {
 
 Json object_of(const Gap& gap) {
   const auto place = [](int at, double ratio) {
-    return at > 0 ? Json({{"position", at}, {"ratio", ratio}}) : Json();
+    return at > 0 ? Json{{"position", at}, {"ratio", ratio}} : Json();
   };
   return {{"count", gap.count},
           {"largest", place(gap.max_at, gap.max)},
@@ -198,10 +203,10 @@ Json fit_of(const Fitted_model& model) {
 /// Estimate, standard error and limits of place i, behind what names them.
 void add_estimate(Json& object, const Array1<double>& estimate, const Array1<double>& se,
                   const Array1<double>& lower, const Array1<double>& upper, int i) {
-  object["estimate"] = estimate(i);
-  object["se"] = se(i);
-  object["lower"] = lower(i);
-  object["upper"] = upper(i);
+  object.add("estimate", estimate(i));
+  object.add("se", se(i));
+  object.add("lower", lower(i));
+  object.add("upper", upper(i));
 }
 
 Json betas_of(const Fitted_model& model) {
@@ -211,10 +216,10 @@ Json betas_of(const Fitted_model& model) {
     const Beta_description& beta = model.description.betas(i);
     Json object{{"number", i}, {"label", beta.label}};
     add_estimate(object, estimates.estimate, estimates.se, estimates.lci, estimates.uci, i);
-    object["estimated"] = beta.position > 0;
-    object["fixed"] = beta.fixed;
-    object["scale_factor"] = beta.scale;
-    betas.push_back(std::move(object));
+    object.add("estimated", beta.position > 0);
+    object.add("fixed", beta.fixed);
+    object.add("scale_factor", beta.scale);
+    betas.push_back(object);
   }
   return betas;
 }
@@ -233,16 +238,16 @@ Json reals_of(const Fitted_model& model) {
     const Real_description& real = model.description.reals(r);
     Json object{{"number", r}, {"label", real.label}};
     add_estimate(object, estimates.estimate, estimates.se, estimates.lci, estimates.uci, r);
-    object["fixed"] = real.fixed;
-    object["link"] = text(real.link);
-    object["link_set"] = count_or_null(real.set);
-    object["second_link_set"] = count_or_null(real.second_set);
-    object["parameters"] = list(real.places.parameters);
-    object["groups"] = list(real.places.groups);
-    object["strata"] = list(real.places.strata);
-    object["rows"] = list(real.places.rows);
-    object["columns"] = list(real.places.columns);
-    reals.push_back(std::move(object));
+    object.add("fixed", real.fixed);
+    object.add("link", real.link);
+    object.add("link_set", count_or_null(real.set));
+    object.add("second_link_set", count_or_null(real.second_set));
+    object.add("parameters", list(real.places.parameters));
+    object.add("groups", list(real.places.groups));
+    object.add("strata", list(real.places.strata));
+    object.add("rows", list(real.places.rows));
+    object.add("columns", list(real.places.columns));
+    reals.push_back(object);
   }
   return reals;
 }
@@ -257,16 +262,14 @@ std::string_view subject(std::string_view title) {
 Json object_of(const Derived_values& values) {
   Json rows = Json::array();
   for (int i = 1; i <= values.rows.size(); ++i) {
-    Json labels = Json::object();
+    Json labels(std::initializer_list<Json::Member>{});
     const View<const std::string_view> names(values.section->label_names);
-    for (int k = 1; k <= names.size(); ++k) labels[std::string(names(k))] = values.rows(i)(k);
-    Json object{{"labels", std::move(labels)}};
+    for (int k = 1; k <= names.size(); ++k) labels.add(names(k), values.rows(i)(k));
+    Json object{{"labels", labels}};
     add_estimate(object, values.parmest, values.parmse, values.parmlci, values.parmuci, i);
-    rows.push_back(std::move(object));
+    rows.push_back(object);
   }
-  return {{"title", text(subject(values.section->title))},
-          {"rows", std::move(rows)},
-          {"covariance", matrix(values.vcdmat)}};
+  return {{"title", subject(values.section->title)}, {"rows", rows}, {"covariance", matrix(values.vcdmat)}};
 }
 
 Json derived_of(const Fitted_model& model) {
@@ -293,8 +296,8 @@ Json object_of(const Job& job, const Fitted_model& model) {
       {"name", description.name},
       {"data_type",
        {{"number", description.dattyp}, {"keyword", description.keyword}, {"name", description.data_type}}},
-      {"link", text(description.link)},
-      {"variance_procedure", text(description.variance)},
+      {"link", description.link},
+      {"variance_procedure", description.variance},
       {"options", options_of(description)},
       {"data", object_of(model.data, description)},
       {"matrices", matrices_of(description)},
@@ -312,7 +315,7 @@ Json object_of(const Job& job, const Fitted_model& model) {
 }
 
 void write_line(Job& job, const Json& object) {
-  job.streams.write_line(job.status.sysjson, object.dump(-1, ' ', false, Json::error_handler_t::replace));
+  job.streams.write_line(job.status.sysjson, object.text());
   job.streams.flush(job.status.sysjson);
 }
 
@@ -335,10 +338,10 @@ void end_results(Job& job, std::string_view stop_text) {
   for (const std::string& warning : status.warnings) warnings.push_back(warning);
   write_line(job, {{"type", "end"},
                    {"schema", results_schema},
-                   {"stop", text(stop_text)},
+                   {"stop", stop_text},
                    {"error", status.last_message.empty() ? Json() : Json(status.last_message)},
                    {"models", status.models},
-                   {"warnings", std::move(warnings)}});
+                   {"warnings", warnings}});
   close_file(job, status.sysjson);
 }
 

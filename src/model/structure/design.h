@@ -17,6 +17,11 @@ struct Design_work {
   std::vector<Real> arguments;  ///< two arguments of each function node
 };
 
+/// True when a record's covariates or history enter its real parameters.
+inline bool reals_depend_on_record(const Model_arrays& model) {
+  return model.licovs != 0 || model.functions.numdmfuncs > 0;
+}
+
 /// Number 1 to 15 of a function name (upper case); 0 when it is none.
 int design_function(std::string_view name);
 

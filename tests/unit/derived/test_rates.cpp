@@ -54,7 +54,7 @@ TEST(Kmprod, random_effect_uses_the_base_rate) {
   survival_pims(m, 2, 3);
   // The product needs the index matrices and no cell routine.
   stop_text([&] { m.finish(); });
-  m.job().model.likelihood = std::make_shared<Likelihood_work>(m.job());
+  m.job().model.likelihood = std::make_shared<Likelihood_work>(m.job(), Cell_routines());
   EXPECT_NEAR(product_of(m, {0.9, 0.8, 0.7, 0.5}), 0.504, 1e-15);
 }
 

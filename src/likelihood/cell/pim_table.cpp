@@ -1,4 +1,4 @@
-#include "likelihood/blocks/pim_table.h"
+#include "likelihood/cell/pim_table.h"
 
 #include <algorithm>
 
@@ -27,9 +27,8 @@ int row_read(const Pim& pim, int row) { return pim.shape == "SQUARE" ? std::min(
 
 Pim_table::Pim_table(const Job& job) {
   const Model_arrays& model = job.model;
-  const auto position = [&job](std::string_view name) { return findpar(job.data, name); };
-  closed_ = {position("pi"),     position("p"),  position("c"),     position("alpha"),
-             position("sigmap"), position("f0"), position("ptilde")};
+  job_ = &job;
+  for (std::size_t k = 0; k < positions_.size(); ++k) positions_[k] = findpar(job.data, parameter_names[k]);
   if (!model.pim2.present()) return;
   n1_ = job.data.numparmnames;
   n2_ = model.pim2index2upbd - model.pim2index2lobd + 1;
@@ -39,6 +38,10 @@ Pim_table::Pim_table(const Job& job) {
     for (int b = model.pim2index3lobd; b <= model.pim2index3upbd; ++b)
       for (int a = model.pim2index2lobd; a <= model.pim2index2upbd; ++a)
         for (int q = 1; q <= n1_; ++q) views_.emplace_back(model.pim2(q, a, b, g));
+}
+
+Checked_pim Pim_table::checked(Parameter parameter, int a, int b, int g, Pim_fault& fault) const {
+  return {*job_, {.parameter = position(parameter), .index2 = a, .index3 = b, .group = g}, fault};
 }
 
 Checked_pim::Checked_pim(const Job& job, const Pim_fault& place, Pim_fault& fault)
@@ -58,7 +61,8 @@ int Checked_pim::look_up(int row, int column) const {
     if (fault_->reached != nullptr) fault_->reached->push_back(number);
     return number;
   }
-  if (fault_->parameter == 0) {
+  if (!fault_->found) {
+    fault_->found = true;
     fault_->parameter = place_.parameter;
     fault_->index2 = place_.index2;
     fault_->index3 = place_.index3;

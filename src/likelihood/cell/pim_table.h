@@ -1,44 +1,21 @@
 #pragma once
 // Parameter index matrices as the cell routines read them: unchecked in the hot loop, checked in the dry run.
 
+#include <array>
 #include <cstddef>
 #include <string>
 #include <vector>
 
+#include "data/catalogue/parameter.h"
 #include "model/data_module.h"
 #include "model/structure/pim.h"
 
 namespace tarn {
 
-/// Positions in `parameterlist` of the parameters of the closed layer, found by name: other families have
-/// others in front of them. 0 for one that the data type does not have.
-struct Closed_positions {
-  int pi = 0, p = 0, c = 0, alpha = 0, sigmap = 0, f0 = 0, ptilde = 0;
-};
-
-/// The views of all matrices of a model, made once, so that a cell pays for arithmetic only.
-class Pim_table {
- public:
-  Pim_table() = default;
-  /// Refers to the matrices of `job.model.pim2`; may throw std::bad_alloc.
-  explicit Pim_table(const Job& job);
-
-  /// The matrix of parameter q, second index a, third index b, group g, all inside the bounds of `pim2`.
-  const Pim_view& operator()(int q, int a, int b, int g) const {
-    return views_[static_cast<std::size_t>(((g * n3_ + b) * n2_ + a) * n1_ + q - origin_)];
-  }
-
-  const Closed_positions& closed_positions() const { return closed_; }
-
- private:
-  int n1_ = 0, n2_ = 0, n3_ = 0, origin_ = 0;
-  std::vector<Pim_view> views_;
-  Closed_positions closed_;
-};
-
 /// A look-up of the dry run that gave no real parameter.
 struct Pim_fault {
-  int parameter = 0, index2 = 0, index3 = 0, group = 0;  ///< place in `pim2`; parameter 0: no fault
+  bool found = false;
+  int parameter = 0, index2 = 0, index3 = 0, group = 0;  ///< place in `pim2`
   int row = 0, column = 0;
   std::vector<int>* reached = nullptr;  ///< where the numbers that are looked up are noted
 };
@@ -69,6 +46,31 @@ class Checked_pim {
   const Job* job_;
   Pim_fault place_;
   Pim_fault* fault_;
+};
+
+/// The views of all matrices of a model, made once, so that a cell pays for arithmetic only.
+class Pim_table {
+ public:
+  Pim_table() = default;
+  /// Refers to the matrices of `job.model.pim2`; may throw std::bad_alloc.
+  explicit Pim_table(const Job& job);
+
+  /// The matrix of a parameter of the data type, second index a, third index b, group g, all inside the
+  /// bounds of `pim2`.
+  const Pim_view& operator()(Parameter parameter, int a, int b, int g) const {
+    return views_[static_cast<std::size_t>(((g * n3_ + b) * n2_ + a) * n1_ + position(parameter) - origin_)];
+  }
+  /// The same for the dry run; of a parameter that the data type does not have every look-up is a fault.
+  Checked_pim checked(Parameter parameter, int a, int b, int g, Pim_fault& fault) const;
+
+  /// Place of a parameter in `parameterlist`, found by name; 0 when the data type does not have it.
+  int position(Parameter parameter) const { return positions_[static_cast<std::size_t>(parameter)]; }
+
+ private:
+  const Job* job_ = nullptr;
+  int n1_ = 0, n2_ = 0, n3_ = 0, origin_ = 0;
+  std::array<int, parameter_names.size()> positions_{};
+  std::vector<Pim_view> views_;
 };
 
 /// What is wrong with the cell of a fault, in words: names the matrix, row and column.

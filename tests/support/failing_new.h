@@ -1,5 +1,6 @@
 #pragma once
-// Allocation that fails on demand: this program's global operator new.
+// Allocation that is counted, and fails on demand: this program's global operator new. A test program that
+// includes this is linked with failing_new.cpp.
 
 namespace tarn {
 
@@ -19,6 +20,9 @@ class Allocation_fault {
   /// Allocations that counted so far.
   static long count();
 };
+
+/// Allocations of this program so far, on all threads.
+long allocations();
 
 /// Allocations of this program that have not been given back.
 long live_allocations();

@@ -1,4 +1,4 @@
-#include "fault/failing_new.h"
+#include "support/failing_new.h"
 
 #include <omp.h>
 
@@ -12,7 +12,7 @@ namespace tarn {
 namespace {
 
 std::atomic<bool> armed{false};
-std::atomic<long> counted{0}, live{0};
+std::atomic<long> counted{0}, made{0}, live{0};
 long first_to_fail = 0, last_to_fail = 0;
 bool parallel_only = false;
 
@@ -29,7 +29,7 @@ void* allocate_bytes(std::size_t size, std::size_t alignment) noexcept {
   void* const place = alignment <= alignof(std::max_align_t)
                           ? std::malloc(least)
                           : std::aligned_alloc(alignment, (least + alignment - 1) / alignment * alignment);
-  if (place != nullptr) ++live;
+  if (place != nullptr) ++made, ++live;
   return place;
 }
 
@@ -60,6 +60,8 @@ Allocation_fault::Allocation_fault(long n, Failing failing, Counted what) {
 Allocation_fault::~Allocation_fault() { armed = false; }
 
 long Allocation_fault::count() { return counted; }
+
+long allocations() { return made; }
 
 long live_allocations() { return live; }
 
