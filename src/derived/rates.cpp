@@ -5,7 +5,7 @@
 
 namespace tarn {
 
-void kmprod(Derived_frame& frame, std::span<const double> x, int, std::span<double> values) {
+void kmprod(Derived_frame& frame, std::span<const double> x, int, View<double> values) {
   const Job& job = frame.job;
   const Reals<double> parm = frame.reals(x);
   Power_memo powers;
@@ -16,7 +16,7 @@ void kmprod(Derived_frame& frame, std::span<const double> x, int, std::span<doub
   for (int g = 1; g <= job.status.ngrps; ++g) {
     double product = 1.0;
     for (int c = 1; c <= intervals; ++c) product *= rate.survival(frame.number(q, 1, 1, g, 1, c), c);
-    values[static_cast<std::size_t>(g) - 1] = product;
+    values(g) = product;
   }
 }
 

@@ -69,12 +69,19 @@ struct Status_module {
   std::string errmsg;  ///< system error text
   int ieropt = 0;      ///< last status
 
+  // what a results file tells of the job
+  std::vector<std::string> warnings;  ///< given so far, but for those that a model's record has taken over
+  std::string last_message;           ///< of the fault that ends the job; empty when it has none
+  int models = 0;                     ///< processed so far
+
   // files
   std::string deletecmd, nullfile;
   std::string filein = " ", filout = " ", filres, filvcm, filvcmonlyrealderiv = " ", filsimneal,
               exsubdir = " ";
   int sysin = 4, sysout = 6, sysres = 9, sysvcm = 10, sysmcmc = 11, sysmcmccsv = 12, syssimneal = 13,
       syscrn = 0;
+  std::string filjson;  ///< results file, empty: none was asked for
+  int sysjson = 14;
   int oswindows = 0, osunix = 0, scninp = 1, scnout = 1;
 
   // numbers

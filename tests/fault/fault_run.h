@@ -16,6 +16,7 @@ namespace tarn {
 struct Fault_deck {
   std::string text;
   int threads = 1;
+  bool results = false;  ///< a results file is asked for
 };
 
 /// How a run ended and what it left.

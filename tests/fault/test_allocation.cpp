@@ -53,7 +53,7 @@ Fault_deck closed_population() {
               "group=1 pi rows=1 cols=1 square constant=1;\n"
               "group=1 p rows=2 cols=4 square;\n2 2 2 2;\n3 3 3 3;\n"
               "design matrix constraints=3 covariates=3 identity;\ninitial 0 -1.5 0;\nproc stop;\n",
-          1};
+          1, true};
 }
 
 /// Quadrature nodes, areas and locations.

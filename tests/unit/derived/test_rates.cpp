@@ -140,7 +140,7 @@ TEST(Kmprod, covariates_take_the_values_of_the_report) {
   const auto product = [&] {
     double value = 0.0;
     Derived_frame frame(job);
-    kmprod(frame, std::vector<double>{0.3, 0.4}, 1, {&value, 1});
+    kmprod(frame, std::vector<double>{0.3, 0.4}, 1, std::span<double>(&value, 1));
     return value;
   };
   const auto expected = [](double x) { return std::pow(1.0 / (1.0 + std::exp(-0.3 - 0.4 * x)), 2.0); };

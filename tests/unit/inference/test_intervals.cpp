@@ -5,7 +5,7 @@
 #include <cmath>
 #include <limits>
 
-#include "derived/intervals.h"
+#include "inference/intervals.h"
 #include "numerics/special.h"
 
 namespace tarn {

@@ -3,7 +3,7 @@
 #include <cmath>
 #include <limits>
 
-#include "model/results/tables.h"
+#include "inference/estimates.h"
 #include "support/test_job.h"
 
 namespace tarn {
@@ -35,25 +35,47 @@ TEST(Limits_of_a_real, exactly_0_or_1_gives_plain_limits) {
 
 TEST(Limits_of_a_real, multiplier_is_the_32_bit_number) { EXPECT_EQ(limit_multiplier, 1.9600000381469727); }
 
+Array2<double> matrix_of_two(double a, double b, double c) {
+  Array2<double> matrix;
+  make_work_area(matrix, 2, 2);
+  matrix(1, 1) = a;
+  matrix(1, 2) = matrix(2, 1) = b;
+  matrix(2, 2) = c;
+  return matrix;
+}
+
 TEST(Inverse_of_the_information, leaves_out_what_is_not_estimated) {
   Test_job t;
   // Eigenvalues 8 and 2 in the directions (1,1) and (1,-1).
-  const std::vector<double> information{5.0, 3.0, 3.0, 5.0};
-  const Array2<double> full = invert_information(t, information, 2, 2);
+  const Array2<double> information = matrix_of_two(5.0, 3.0, 5.0);
+  const Array2<double> full = invert_information(t, information, 2);
   EXPECT_NEAR(full(1, 1), 5.0 / 16.0, 1e-14);
   EXPECT_NEAR(full(1, 2), -3.0 / 16.0, 1e-14);
-  const Array2<double> first = invert_information(t, information, 2, 1);
+  const Array2<double> first = invert_information(t, information, 1);
   EXPECT_NEAR(first(1, 1), 1.0 / 16.0, 1e-14);
   EXPECT_NEAR(first(2, 1), 1.0 / 16.0, 1e-14);
-  EXPECT_FALSE(invert_information(t, {}, 0, 0).present());
+  EXPECT_FALSE(invert_information(t, {}, 0).present());
 }
 
 TEST(Inverse_of_the_information, of_a_matrix_that_is_not_finite_is_no_number) {
   Test_job t;
   const double nan = std::numeric_limits<double>::quiet_NaN();
-  const Array2<double> inverse = invert_information(t, {nan, nan, nan, 1.0}, 2, 2);
+  const Array2<double> inverse = invert_information(t, matrix_of_two(nan, nan, 1.0), 2);
   EXPECT_TRUE(std::isnan(inverse(2, 2)));
   EXPECT_TRUE(t.listing_has("Error number 2 returned from DSVDC."));
+}
+
+TEST(Matrix_as_typed, has_the_scale_of_each_beta) {
+  Test_job t;
+  Model_arrays& model = t.job.model;
+  model.ncovs_nlbetas = 3;
+  ASSERT_TRUE(model.bindex.allocate(3) && model.scalefactor.allocate(3));
+  model.bindex(1) = 2, model.bindex(3) = 1;  // the second beta is not estimated
+  model.scalefactor(1) = 0.5, model.scalefactor(2) = 7.0, model.scalefactor(3) = 0.25;
+  const Array2<double> typed = typed_vcmat(t, matrix_of_two(16.0, 8.0, 4.0));
+  EXPECT_EQ(typed(1, 1), 1.0);
+  EXPECT_EQ(typed(2, 1), 1.0);
+  EXPECT_EQ(typed(2, 2), 1.0);
 }
 
 }  // namespace

@@ -1,4 +1,4 @@
-#include "derived/intervals.h"
+#include "inference/intervals.h"
 
 #include <algorithm>
 #include <cmath>
