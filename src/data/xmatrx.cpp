@@ -164,7 +164,6 @@ void read_data_type(Job& job, int i) {
   const std::string& keyword = word(job, i + 2);
   status.dattyp = dattyp_of(keyword);
   if (!is_datatype(status.dattyp)) error(job, "Invalid value of ETYPE = \"" + keyword + "\" was specified.");
-  status.dt_string = word_as_typed(job, i + 2);
   const Datatype& row = datatype(status.dattyp);
   status.liveeh = row.live ? 1 : 0;
   status.closedmodel = static_cast<int>(row.closed);
@@ -402,8 +401,8 @@ void data_procedure(Job& job) {
 
 bool xmatrx(Job& job) {
   Status_module& status = job.status;
-  status.detail = status.summry = 1;
-  status.stdic = status.icmeans = status.liveeh = status.lmissdots = status.dattyp = status.closedmodel = 0;
+  status.detail = 1;
+  status.stdic = status.icmeans = status.liveeh = status.dattyp = status.closedmodel = 0;
   status.nprimy = status.nmixtures = 1;
   Data_procedure procedure;
   read_options(job, procedure);

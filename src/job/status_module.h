@@ -20,28 +20,24 @@ struct Status_module {
   std::string titstr = " ";
 
   // data
-  int dattyp = 0;         ///< data-type number, 0 until ETYPE has been read
-  std::string dt_string;  ///< ETYPE keyword as typed
-  int liveeh = 0;         ///< 1: one character an occasion
-  int closedmodel = 0;    ///< kind of the closed layer, 0 for open families
-  int noccas = 0;         ///< occasions
-  int ngrps = 0;          ///< groups
-  int nhist = 0;          ///< capacity of `encounters`, then the records read
-  int nicovs = 0;         ///< individual covariates
-  int nstrta = 1;         ///< strata
-  int nstrtaplus = 1;     ///< strata plus the layers that a family adds
+  int dattyp = 0;       ///< data-type number, 0 until ETYPE has been read
+  int liveeh = 0;       ///< 1: one character an occasion
+  int closedmodel = 0;  ///< kind of the closed layer, 0 for open families
+  int noccas = 0;       ///< occasions
+  int ngrps = 0;        ///< groups
+  int nhist = 0;        ///< capacity of `encounters`, then the records read
+  int nicovs = 0;       ///< individual covariates
+  int nstrta = 1;       ///< strata
+  int nstrtaplus = 1;   ///< strata plus the layers that a family adds
   int nevents = 0, neventsp = 0, neventslr = 0, neventsbr = 0;
   int nmixtures = 1;
   int nprimy = 1;  ///< primary occasions
   int nspeciesocc = 0;
   int nests = 0;
-  int lmissdots = 0;  ///< 1: some history holds "."
 
   // switches
   int debug = 0, debugsa = 0;
-  int detail = 1, summry = 1;
-  int simult = 0, expect = 0, gtest = 0;
-  int pool = 1;
+  int detail = 1;
   int icmeans = 0, stdic = 0;
   int onlyrealderiv = 0;  ///< 1: read a variance-covariance file instead of fitting
   int show_dt_model = 0;  ///< 1: add the data type to the model name
@@ -75,16 +71,14 @@ struct Status_module {
               exsubdir = " ";
   int sysin = 4, sysout = 6, sysres = 9, sysvcm = 10, sysmcmc = 11, sysmcmccsv = 12, syssimneal = 13,
       syscrn = 0;
-  int oswindows = 0, osunix = 0, scninp = 1, scnout = 1;
+  int osunix = 0;  ///< 0: the host is Windows
 
   // numbers
   int thinchain = 1;
   double ratiothresh = 50.0;
   double penalty_slope = 1000000.0;
   double deltax = 1.4901161193847656e-08;  ///< 2^-26, step of finite differences
-  double alpha = 0.05;
   double missrwp = -9999.0;
-  int missint = -9999;
 
   std::array<bool, 5> flags5{};
   std::array<const char*, 5> labels5{"overflow", "divide by zero", "invalid", "underflow", "inexact"};
