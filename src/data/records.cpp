@@ -138,7 +138,6 @@ void read_record(Job& job, Data_procedure& procedure) {
     procedure.faulty = true;
     return;
   }
-  if (typed.find('.') != std::string::npos) job.status.lmissdots = 1;
   check_cells(job, n, row, cells, typed);
 
   int next = 2, r = 0;

@@ -402,8 +402,8 @@ void data_procedure(Job& job) {
 
 bool xmatrx(Job& job) {
   Status_module& status = job.status;
-  status.detail = status.summry = 1;
-  status.stdic = status.icmeans = status.liveeh = status.lmissdots = status.dattyp = status.closedmodel = 0;
+  status.detail = 1;
+  status.stdic = status.icmeans = status.liveeh = status.dattyp = status.closedmodel = 0;
   status.nprimy = status.nmixtures = 1;
   Data_procedure procedure;
   read_options(job, procedure);

@@ -14,14 +14,12 @@
 namespace tarn {
 namespace {
 
-bool multinomial(int link) { return link == 8 || link == 9 || link == 12; }
-
 /// Rows whose real parameter is not the link of a sum of products: a multinomial set, or an extra beta inside
 /// a design function. Their derivatives are central differences.
 List<char> rows_without_analytic_derivative(const Model_arrays& model) {
   List<char> rows(model.nlogit, 0);
   for (int r = 1; r <= model.nlogit; ++r)
-    if (multinomial(model.lindex(r))) rows(r) = 1;
+    if (links_a_set(model.lindex(r))) rows(r) = 1;
   const Design_matrix_funcs_module& functions = model.functions;
   for (int k = 1; k <= functions.numdmfuncs; ++k) {
     if (functions.dmfuncstypes(function_number, k) != nlbeta_function) continue;
@@ -76,15 +74,14 @@ void fill_partials(Job& job, View<double> x, Array2<double>& partials) {
 List<char> rows_on_log_scale(const Job& job) {
   const Model_arrays& model = job.model;
   List<char> rows(model.nlogit, 0);
-  for (int r = 1; r <= model.nlogit; ++r) rows(r) = model.lindex(r) == 5;
+  for (int r = 1; r <= model.nlogit; ++r) rows(r) = model.lindex(r) == Link::log;
   for (const char* name : {"sigma", "N", "f0"}) {
     const int q = findpar(job.data, name);
     if (q == 0) continue;
-    for (int a = model.pim2index2lobd; a <= model.pim2index2upbd; ++a)
-      for (int b = model.pim2index3lobd; b <= model.pim2index3upbd; ++b)
-        for (int g = 1; g <= job.status.ngrps; ++g)
-          for (const int cell : model.pim2(q, a, b, g).cells)
-            if (cell >= 1 && cell <= model.nlogit) rows(cell) = 1;
+    for_each_matrix_of(job, q, [&](const Pim_place&, const Pim& pim) {
+      for (const int cell : pim.cells)
+        if (cell >= 1 && cell <= model.nlogit) rows(cell) = 1;
+    });
   }
   return rows;
 }

@@ -120,7 +120,6 @@ void open_listing(Job& job, std::span<const std::string> arguments) {
     stop_with(job, "Output file error",
               " The file " + status.filout + " cannot be written: " + status.errmsg + ".",
               "Respecify the O=output_file parameter.");
-  status.scnout = 0;
 }
 
 void open_deck(Job& job) {
@@ -134,7 +133,6 @@ void open_deck(Job& job) {
               " The file " + status.filein + " cannot be read: " + status.errmsg + ".",
               "Respecify the I=input_file parameter.");
   put(job, screen, "(1X,A,I0,'.')", "The file is " + status.filein + " on unit ", status.sysin);
-  status.scninp = 0;
 }
 
 }  // namespace
@@ -142,7 +140,6 @@ void open_deck(Job& job) {
 void set_environment(Job& job, std::string_view program_path) {
   Status_module& status = job.status;
   if (std::getenv("OS") != nullptr) {
-    status.oswindows = 1;
     status.deletecmd = "del";
     status.nullfile = "NUL";
   } else {

@@ -35,13 +35,10 @@ struct Status_module {
   int nprimy = 1;  ///< primary occasions
   int nspeciesocc = 0;
   int nests = 0;
-  int lmissdots = 0;  ///< 1: some history holds "."
 
   // switches
   int debug = 0, debugsa = 0;
-  int detail = 1, summry = 1;
-  int simult = 0, expect = 0, gtest = 0;
-  int pool = 1;
+  int detail = 1;
   int icmeans = 0, stdic = 0;
   int onlyrealderiv = 0;  ///< 1: read a variance-covariance file instead of fitting
   int show_dt_model = 0;  ///< 1: add the data type to the model name
@@ -82,16 +79,14 @@ struct Status_module {
       syscrn = 0;
   std::string filjson;  ///< results file, empty: none was asked for
   int sysjson = 14;
-  int oswindows = 0, osunix = 0, scninp = 1, scnout = 1;
+  int osunix = 0;  ///< 0: the host is Windows
 
   // numbers
   int thinchain = 1;
   double ratiothresh = 50.0;
   double penalty_slope = 1000000.0;
   double deltax = 1.4901161193847656e-08;  ///< 2^-26, step of finite differences
-  double alpha = 0.05;
   double missrwp = -9999.0;
-  int missint = -9999;
 
   std::array<bool, 5> flags5{};
   std::array<const char*, 5> labels5{"overflow", "divide by zero", "invalid", "underflow", "inexact"};

@@ -16,38 +16,24 @@ namespace {
 
 using Vector = std::vector<double>;
 
-enum Code {
-  logit = 1,
-  loglog,
-  cloglog,
-  sine,
-  log_link,
-  identity,
-  mlogit = 8,
-  clogit,
-  absolute,
-  cauchy,
-  sumratio
-};
-
 /// A real parameter as a function of its own linear predictor, and its slope.
 struct Link_rule {
-  int code;
+  Link code;
   std::function<double(double)> value, slope;
 };
 
 const std::vector<Link_rule>& single_links() {
   using std::exp, std::sin, std::cos, std::abs, std::atan;
   static const std::vector<Link_rule> rules{
-      {logit, [](double x) { return exp(x) / (1.0 + exp(x)); },
+      {Link::logit, [](double x) { return exp(x) / (1.0 + exp(x)); },
        [](double x) { return exp(x) / ((1.0 + exp(x)) * (1.0 + exp(x))); }},
-      {loglog, [](double x) { return exp(-exp(-x)); }, [](double x) { return exp(-x - exp(-x)); }},
-      {cloglog, [](double x) { return 1.0 - exp(-exp(x)); }, [](double x) { return exp(x - exp(x)); }},
-      {sine, [](double x) { return 0.5 + 0.5 * sin(x); }, [](double x) { return 0.5 * cos(x); }},
-      {log_link, [](double x) { return exp(x); }, [](double x) { return exp(x); }},
-      {identity, [](double x) { return x; }, [](double) { return 1.0; }},
-      {absolute, [](double x) { return abs(x); }, [](double x) { return x < 0.0 ? -1.0 : 1.0; }},
-      {cauchy, [](double x) { return 0.5 + atan(x) / std::numbers::pi; },
+      {Link::loglog, [](double x) { return exp(-exp(-x)); }, [](double x) { return exp(-x - exp(-x)); }},
+      {Link::cloglog, [](double x) { return 1.0 - exp(-exp(x)); }, [](double x) { return exp(x - exp(x)); }},
+      {Link::sin, [](double x) { return 0.5 + 0.5 * sin(x); }, [](double x) { return 0.5 * cos(x); }},
+      {Link::log, [](double x) { return exp(x); }, [](double x) { return exp(x); }},
+      {Link::identity, [](double x) { return x; }, [](double) { return 1.0; }},
+      {Link::absolute, [](double x) { return abs(x); }, [](double x) { return x < 0.0 ? -1.0 : 1.0; }},
+      {Link::cauchy, [](double x) { return 0.5 + atan(x) / std::numbers::pi; },
        [](double x) { return 1.0 / (std::numbers::pi * (1.0 + x * x)); }}};
   return rules;
 }
@@ -59,13 +45,13 @@ double sum_over(const Vector& x, const std::function<double(double)>& term) {
 }
 
 /// Member i of a set of linear predictors, and its slope by member j.
-double set_value(int code, const Vector& x, std::size_t i) {
-  if (code == sumratio) return std::abs(x[i]) / sum_over(x, [](double y) { return std::abs(y); });
+double set_value(Link code, const Vector& x, std::size_t i) {
+  if (code == Link::sumratio) return std::abs(x[i]) / sum_over(x, [](double y) { return std::abs(y); });
   return std::exp(x[i]) / (1.0 + sum_over(x, [](double y) { return std::exp(y); }));
 }
-double set_slope(int code, const Vector& x, std::size_t i, std::size_t j) {
+double set_slope(Link code, const Vector& x, std::size_t i, std::size_t j) {
   const double p = set_value(code, x, i);
-  if (code != sumratio) return p * ((i == j ? 1.0 : 0.0) - set_value(code, x, j));
+  if (code != Link::sumratio) return p * ((i == j ? 1.0 : 0.0) - set_value(code, x, j));
   const double total = sum_over(x, [](double y) { return std::abs(y); });
   const auto sign = [&](std::size_t k) { return x[k] < 0.0 ? -1.0 : 1.0; };
   return ((i == j ? sign(i) : 0.0) - p * sign(j)) / total;
@@ -157,14 +143,14 @@ TEST_P(Limits_of_reals, follow_from_the_betas_under_links_of_their_own) {
     Vector slopes(betas.size(), 0.0);
     slopes[static_cast<std::size_t>(r) - 1] = slope;
     slopes.back() = 0.5 * slope;
-    fitted.expect_row(r, rule.value(x), fitted.se(slopes), rule.code == log_link ? Scale::log : Scale::other,
+    fitted.expect_row(r, rule.value(x), fitted.se(slopes), rule.code == Link::log ? Scale::log : Scale::other,
                       rounding_of_formulas);
   }
 }
 
 TEST_P(Limits_of_reals, follow_from_the_betas_of_their_set) {
   Draws draws(GetParam());
-  constexpr int codes[] = {mlogit, clogit, sumratio};
+  constexpr Link codes[] = {Link::mlogit, Link::clogit, Link::sumratio};
   Model_builder m(1, 7);
   m.record("1000000", {1.0F});
   m.time_pims();
@@ -193,7 +179,7 @@ Model_builder identities(int count) {
   Model_builder m(1, count / 2 + 1);
   m.record("1" + std::string(static_cast<std::size_t>(count) / 2, '0'), {1.0F});
   m.time_pims();
-  m.job().model.nlink = identity;
+  m.job().model.nlink = Link::identity;
   m.finish();
   return m;
 }
@@ -220,7 +206,7 @@ TEST(Limits_of_reals, of_sigma_N_and_f0_are_those_of_the_log) {
   for (const char* name : {"sigma", "N", "f0"}) {
     const Vector betas{0.4, 0.3, 2.5, 14.0};
     Model_builder m = identities(4);
-    m.job().data.parameterlist[1] = name;  // the second parameter: numbers 3 and 4
+    m.job().data.parameterlist(2) = name;  // the second parameter: numbers 3 and 4
     const Fitted fitted(m, betas, 11);
     for (int r = 1; r <= 4; ++r)
       fitted.expect_row(r, betas[static_cast<std::size_t>(r) - 1], fitted.se(unit(4, r)),

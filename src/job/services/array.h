@@ -5,7 +5,6 @@
 #include <span>
 #include <string_view>
 #include <tuple>
-#include <vector>
 
 #include "job/job.h"
 #include "numerics/array.h"
@@ -62,16 +61,6 @@ requires(sizeof...(Extents) == Rank) bool allocate(Job& job, std::string_view wo
 template <class T, int Rank>
 void require(Job& job, const Array<T, Rank>& array, std::string_view name) {
   if (!array.present()) error_of_absent_array(job, name);
-}
-
-/// Gives the memory of an array back; an absent one is left alone.
-template <class T, int Rank>
-void free_array(Array<T, Rank>& array) {
-  array.free();
-}
-template <class T>
-void free_array(std::vector<T>& list) {
-  std::vector<T>().swap(list);
 }
 
 /// The n x n identity matrix for an array of n elements. Without memory for it: a warning and an absent

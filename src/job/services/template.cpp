@@ -447,13 +447,6 @@ std::string format_items(std::string_view text, std::span<const Item> items) {
   return out;
 }
 
-std::string format_items_runtime(Job& job, std::string_view text, std::span<const Item> items) {
-  require_template(job, text, items);
-  std::string out;
-  if (!interpret(text, items, false, out)) error_of_template(job, text, Template_fault::item_of_another_kind);
-  return out;
-}
-
 }  // namespace detail
 
 void put_runtime(Job& job, Target target, std::string_view layout, std::span<const Item> items) {

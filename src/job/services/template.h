@@ -144,7 +144,6 @@ void template_does_not_fit_its_items();
 
 void put_items(Job& job, Target target, std::string_view text, std::span<const Item> items);
 std::string format_items(std::string_view text, std::span<const Item> items);
-std::string format_items_runtime(Job& job, std::string_view text, std::span<const Item> items);
 
 }  // namespace detail
 
@@ -192,13 +191,6 @@ template <class... Args>
 std::string formatted(Template<std::type_identity_t<Args>...> layout, const Args&... args) {
   const std::array<Item, sizeof...(Args)> items{detail::make_item(args)...};
   return detail::format_items(layout.text(), items);
-}
-
-/// The same with a template made at run time.
-template <class... Args>
-std::string formatted_runtime(Job& job, std::string_view layout, const Args&... args) {
-  const std::array<Item, sizeof...(Args)> items{detail::make_item(args)...};
-  return detail::format_items_runtime(job, layout, items);
 }
 
 }  // namespace tarn

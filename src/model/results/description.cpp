@@ -220,7 +220,7 @@ Model_description describe_model(const Job& job) {
   description.dattyp = status.dattyp;
   description.keyword = status.dt_string;
   description.data_type = datastrings(status.dattyp);
-  description.link = link_names[static_cast<std::size_t>(model.nlink) - 1];
+  description.link = link_name(model.nlink);
   description.variance = name_of(variance_procedure(model));
   description.minimiser = name_of(static_cast<Minimiser>(model.optimizer));
   for (int o = 1; o <= job.data.timint.extent(); ++o)

@@ -220,15 +220,11 @@ TEST_F(Print_matrix, the_first_use_of_an_absent_array_is_fatal) {
 
 TEST_F(Print_matrix, freeing_twice_is_harmless) {
   Array1<double> a;
-  std::vector<std::string> names{"a", "b"};
-  free_array(a);
+  a.free();
   EXPECT_TRUE(a.allocate(3));
-  free_array(a);
-  free_array(a);
+  a.free();
+  a.free();
   EXPECT_FALSE(a.present());
-  free_array(names);
-  free_array(names);
-  EXPECT_EQ(names.capacity(), 0u);
 }
 
 }  // namespace

@@ -262,7 +262,6 @@ TEST_F(Template_job, put_reserves_no_lines) {
 TEST_F(Template_job, run_time_templates_print_as_compiled_ones) {
   put_runtime(job_, listing, "(" + std::to_string(3) + "x,a)", "text");
   EXPECT_EQ(text(6), "   text\n");
-  EXPECT_EQ(formatted_runtime(job_, "(f10." + std::to_string(4) + ")", 1.5), "    1.5000");
   const std::string cells(400, '1');
   put_runtime(job_, residual, "(400a,300(a1,f4.1))", std::vector<char>(cells.begin(), cells.end()), "\t",
               1.5);
