@@ -50,7 +50,7 @@ Case make_case(int type, const Closed_design& design) {
     if (covariate) model.covariate(i, slope, 1);
   }
   if (sigma > 0) model.cell(2 * n, columns, 1.0);
-  job.model.nlink = 1;
+  job.model.nlink = Link::logit;
   for (int o = 1; o <= n; ++o) made.beta.push_back(design.capture_logit(o));
   made.beta.insert(made.beta.end(), {design.recapture_offset, design.slope, 0.2});
   model.finish();

@@ -1,12 +1,16 @@
 #!/usr/bin/env python3
-"""The rules of the house that a machine can hold: file size, forbidden includes and flags, global state, kept
-oddities with their tests and rows, message texts in one place, formatting."""
+"""The rules of the house that a machine can hold: file size, forbidden includes and flags, state without an owner, tests
+on the number of a data type, kept oddities with their tests and rows, message texts in one place, formatting.
+With --self-test it tests those rules on lines that must be refused and on lines that must pass."""
 
 import re
 import shutil
 import subprocess
 import sys
 from pathlib import Path
+
+import mutable_state
+from mutable_state import mutable_variables
 
 root = Path(__file__).resolve().parent.parent
 longest_file = 800
@@ -22,10 +26,12 @@ forbidden_flags = re.compile(r"-ffast-math|-fno-trapping-math|-march=|-mtune=|-O
 # A wider path is chosen while running, in a function of its own.
 machine_path = re.compile(r"(?<![\w.$}/~])/(?:home|work|root|Users)/\w")
 origin_words = re.compile(r"\bPart \d+\.\d|\bthe spec\b|\bspecification says\b|\brulings?\b", re.I)
-global_state = re.compile(
-    r"^(?:static |inline |thread_local )*(?:std::\w+(?:<[^;=(]*>)?|int|double|bool|char|long|unsigned|float|size_t)\s+\w+\s*"
-    r"(?:=[^;(]*|\{[^;]*\})?;\s*(?://.*)?$"
-)
+# What follows from a data type stands in its row; `is_datatype` alone looks at the number.
+catalogue = "src/data/catalogue/"
+comparison = r"(?:==|!=|<=>?|>=|(?<![<>])[<>](?![<>=]))"
+number_test = re.compile(
+    rf"\bdattyp\b\s*{comparison}|{comparison}\s*(?:[\w()]+(?:\.|::)\s*)*dattyp\b"
+    r"|\bswitch\s*\([^)]*\bdattyp\b|\bdatatype\([^)]*\)\.number\s*[=!<>]")
 literal = re.compile(r'"((?:[^"\\\n]|\\.)*)"')
 
 
@@ -51,6 +57,47 @@ def without_comments(text):
     return pattern.sub(keep, text)
 
 
+def number_tests(code):
+    """(line, text) of every test on the number of a data type."""
+    for number, line in enumerate(code.replace("->", "::").split("\n"), 1):
+        if number_test.search(line):
+            yield number, line.strip()
+
+
+refused_tests = """
+if (dattyp == 5) f();
+if (job.status.dattyp != 115) f();
+return dattyp >= 114 && more;
+bool b = (dattyp < 183);
+if (5 == job.status.dattyp) f();
+if (182 < status->dattyp) f();
+const bool poisson = status.dattyp == poisson_resight;
+switch (job.status.dattyp) {
+if (datatype(dattyp).number == 5) f();
+if (job->status.dattyp==5) f();
+if (5<=dattyp) f();
+"""
+passed_tests = """
+const Datatype& row = datatype(status.dattyp);
+status.dattyp = dattyp_of(keyword);
+if (!is_datatype(job.status.dattyp)) error(job, text);
+std::array<Datatype, max_dattyp> rows;
+put(job, listing, "(i0)", status->dattyp);
+int dattyp = 0;
+Sizes sizes{.dattyp = 5};
+"""
+
+
+def self_test():
+    faults = mutable_state.self_test()
+    faults += [f"passes, must not: {line}" for line in refused_tests.strip().split("\n") if not list(number_tests(line))]
+    faults += [f"refused, must not be: {line}" for line in passed_tests.strip().split("\n") if list(number_tests(line))]
+    for fault in faults:
+        print(fault)
+    print(f"style, tests of its own rules: {len(faults)} faults")
+    return 1 if faults else 0
+
+
 def check_code(name, text, faults, literals):
     lines = text.split("\n")
     if len(lines) > longest_file and name != table:
@@ -63,18 +110,11 @@ def check_code(name, text, faults, literals):
             faults.append(f"{name}: text leaves the program through the streams of the job only")
         if re.search(r"#\s*include\s*<quadmath\.h>", code) and not name.startswith("src/numerics/"):
             faults.append(f"{name}: the 128-bit type belongs to numerics")
-        depth = 0
-        for number, line in enumerate(code.split("\n"), 1):
-            # At depth 0 or in a namespace a variable that is not constant is state without an owner.
-            if allowed_state.get(name, "=") in line:
-                continue
-            if depth <= 0 and global_state.match(line) and not re.search(r"\b(const|constexpr|using|return|extern)\b", line):
-                faults.append(f"{name}:{number}: a variable outside any record or routine: {line.strip()}")
-            if re.search(r"\bnamespace\b[^;]*\{", line):
-                depth -= 1
-            depth += line.count("{") - line.count("}")
-            if line.startswith("}  // namespace") or re.match(r"^}\s*(//\s*namespace.*)?$", lines[number - 1]) and "namespace" in lines[number - 1]:
-                depth += 1
+        for number, variable in mutable_variables(code):
+            if allowed_state.get(name, "=") not in variable:
+                faults.append(f"{name}:{number}: a variable without an owner that can be written to: {variable}")
+        if not name.startswith(catalogue):
+            faults.extend(f"{name}:{number}: a data type is told by its row, not by its number: {line}" for number, line in number_tests(code))
         # Adjacent literals are one text.
         joined = re.sub(r'"\s*\n?\s*"', "", re.sub(r"#\s*include[^\n]*", "", code))
         for found in set(literal.findall(joined)):
@@ -148,4 +188,4 @@ def main():
 
 
 if __name__ == "__main__":
-    sys.exit(main())
+    sys.exit(self_test() if sys.argv[1:] == ["--self-test"] else main())

@@ -4,6 +4,7 @@
 #include <array>
 #include <vector>
 
+#include "data/tabulation.h"
 #include "job/services/report.h"
 #include "job/services/template.h"
 
@@ -275,12 +276,8 @@ void check_cells(Job& job, int n, const Datatype& row, History cells, std::strin
 
 void check_sessions(Job& job, int n, const Datatype& row, History cells) {
   if (row.check != Cell_check::robust_barker) return;
-  std::vector<int> session(static_cast<std::size_t>(cells.noccas()) + 1, 1);
-  for (int o = 2; o <= cells.noccas(); ++o) {
-    const std::size_t k = static_cast<std::size_t>(o);
-    session[k] = session[k - 1] + (job.data.timint(o - 1) > 0.0f ? 1 : 0);
-  }
-  const auto session_of = [&](int o) { return session[static_cast<std::size_t>(o)]; };
+  const List<int> session = sessions_of(job);
+  const auto session_of = [&session](int o) { return session(o); };
   const int first = first1(cells), dead = first_encounter(cells);
   if (first == 0 || session_of(dead) < session_of(first)) record_fault(job, n, barker_not_live, cells.text());
   check_after_recovery(job, n, row, cells, cells.text(), session_of);

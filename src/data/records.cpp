@@ -84,7 +84,6 @@ Release release_of(Job& job, int n, const Datatype& row, std::string_view typed)
 
 void add_count(Job& job, int n, const Datatype& row, int r, int group, const Release& at, float c) {
   Encounter_store& encounters = job.data.encounters;
-  const std::size_t g = static_cast<std::size_t>(group - 1);
   bool lost = false;
   if (c < 0.0f) {
     if (!row.negative_allowed)
@@ -95,7 +94,7 @@ void add_count(Job& job, int n, const Datatype& row, int r, int group, const Rel
       lost = history_in_work(job).dead(at.last) == '0' || row.loss_when_dead;
     c = -c;
   }
-  (lost ? encounters.lost_on_capture(r) : encounters.observed(r))[g] += c;
+  (lost ? encounters.lost_on_capture(r, group) : encounters.observed(r, group)) += c;
   tabulate(job, lost, at.first, group, at.layer, c);
 }
 
@@ -174,7 +173,7 @@ void read_record(Job& job, Data_procedure& procedure) {
   for (int c = 1; c <= status.nicovs; ++c, ++next) {
     if (next > status.lstwrd)
       record_fault(job, n, " Not enough individual covariates specified on the encounter history.");
-    encounters.ind_covariates(r)[static_cast<std::size_t>(c - 1)] = value(job, word(job, next));
+    encounters.ind_covariate(r, c) = value(job, word(job, next));
   }
   if (next <= status.lstwrd) ++procedure.extra_values;
 

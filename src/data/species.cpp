@@ -52,7 +52,7 @@ void build_species_design(Job& job) {
   status.nspeciesocc = n;
   data.fdesign.free();
   data.pdesign.free();
-  const std::vector<unsigned> sets = species_sets(n);
+  const List<unsigned> sets(species_sets(n));
   const int states = 1 << n;
   if (!allocate(job, "from memory allocation of FDESIGN.", shaped(data.fdesign, states, states - 1),
                 shaped(data.pdesign, states, n)))
@@ -60,7 +60,7 @@ void build_species_design(Job& job) {
   for (int z = 0; z < states; ++z) {
     for (int k = 1; k <= n; ++k) data.pdesign(z + 1, k) = (z >> (k - 1)) & 1;
     for (int column = 1; column < states; ++column) {
-      const unsigned set = sets[static_cast<std::size_t>(column - 1)];
+      const unsigned set = sets(column);
       data.fdesign(z + 1, column) = (static_cast<unsigned>(z) & set) == set ? 1 : 0;
     }
   }

@@ -64,7 +64,7 @@ void read_group_label(Job& job) {
   std::string_view text = statement_text(job);
   text.remove_suffix(std::min<std::size_t>(1, text.size()));
   const std::size_t equals = text.find('=');
-  job.data.glabel[static_cast<std::size_t>(group - 1)] =
+  job.data.glabel(group) =
       equals == std::string_view::npos ? std::string() : std::string(text.substr(equals + 1));
 }
 
@@ -73,7 +73,7 @@ void read_covariate_names(Job& job) {
   if (last - first + 1 != job.status.nicovs)
     error(job, "Number of individual covariate names does not match number on PROC CHMATRIX statement.");
   // In upper case, as the words of the design matrix that name them.
-  for (int i = first; i <= last; ++i) job.data.icname[static_cast<std::size_t>(i - first)] = word(job, i);
+  for (int i = first; i <= last; ++i) job.data.icname(i - first + 1) = word(job, i);
 }
 
 void allocate_areas(Job& job) {

@@ -42,7 +42,7 @@ char& dead_sign(Job& job, int occasion) {
 /// Adds n animals of a group to the record of the history in work.
 void add_animals(Job& job, int group, double n) {
   const int record = oindex(job);
-  job.data.encounters.observed(record)[static_cast<std::size_t>(group - 1)] += static_cast<float>(n);
+  job.data.encounters.observed(record, group) += static_cast<float>(n);
 }
 
 void require_no_covariates(Job& job, std::string_view statement) {
@@ -200,11 +200,10 @@ void read_nest(Job& job, int group, int clones) {
   live_sign(job, active) = '1';
   if (fate > 0) dead_sign(job, checked) = '1';
   const int record = oindex(job);
-  job.data.encounters.observed(record)[static_cast<std::size_t>(group - 1)] += static_cast<float>(frequency);
+  job.data.encounters.observed(record, group) += static_cast<float>(frequency);
   tabulate(job, false, found, group, 1, static_cast<float>(frequency));
   for (int c = 1; c <= status.nicovs; ++c)
-    job.data.encounters.ind_covariates(record)[static_cast<std::size_t>(c - 1)] =
-        value(job, word(job, 5 + c));
+    job.data.encounters.ind_covariate(record, c) = value(job, word(job, 5 + c));
 }
 
 /// Keeps records from being echoed; a fault shows its record all the same.

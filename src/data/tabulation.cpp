@@ -14,38 +14,26 @@ namespace {
 
 bool captured(char live) { return live != '.' && live != '0'; }
 
-/// Session of each occasion, index 0 being occasion 1.
-std::vector<int> sessions_of(const Job& job) {
-  std::vector<int> session(static_cast<std::size_t>(job.status.noccas), 1);
-  for (int o = 1; o < job.status.noccas; ++o) {
-    const std::size_t k = static_cast<std::size_t>(o);
-    session[k] = session[k - 1] + (job.data.timint(o) > 0.0f ? 1 : 0);
-  }
-  return session;
-}
-
 /// `u` and `ul` of the closed layer: distinct animals caught in each session, by stratum; the cohorts of
 /// first captures are not what its terms take as the number caught.
 void count_by_session(Job& job, const Datatype& row) {
   const Status_module& status = job.status;
   const Encounter_store& encounters = job.data.encounters;
-  const std::vector<int> session =
-      row.sessions ? sessions_of(job) : std::vector<int>(static_cast<std::size_t>(status.noccas), 1);
+  const List<int> session = row.sessions ? sessions_of(job) : List<int>(status.noccas, 1);
   job.data.u.fill(0.0f);
   job.data.ul.fill(0.0f);
   for (int i = 1; i <= encounters.size(); ++i) {
     const History cells = encounters.history(i);
     int counted = 0;
     for (int o = 1; o <= status.noccas; ++o) {
-      const int s = session[static_cast<std::size_t>(o - 1)];
+      const int s = session(o);
       if (s == counted || !captured(cells.live(o))) continue;
       counted = s;
       const int layer =
           std::clamp(stratum_position(job, row, cells.live(o)), 1, std::max(job.data.u.extent(3), 1));
       for (int g = 1; g <= status.ngrps; ++g) {
-        const std::size_t k = static_cast<std::size_t>(g - 1);
-        tabulate(job, false, s, g, layer, encounters.observed(i)[k]);
-        tabulate(job, true, s, g, layer, encounters.lost_on_capture(i)[k]);
+        tabulate(job, false, s, g, layer, encounters.observed(i, g));
+        tabulate(job, true, s, g, layer, encounters.lost_on_capture(i, g));
       }
     }
   }
@@ -78,7 +66,7 @@ void count_sightings(Job& job, const Datatype& row) {
       if (cells.live(o) == '.') continue;
       const int seen = sightings(cells, o);
       for (int g = 1; g <= status.ngrps; ++g) {
-        const float n = encounters.observed(i)[static_cast<std::size_t>(g - 1)];
+        const float n = encounters.observed(i, g);
         tabulate(job, false, o, g, 1, n);
         if (row.resight != Resight::poisson || seen == 0 || !data.nstar.present() || !data.cstar.present())
           continue;
@@ -96,16 +84,16 @@ void least_sizes(Job& job) {
   if (!data.nstarmin.present() || !data.nbarmin.present() || !data.tmarked.present() ||
       !data.markknwn.present())
     return;
-  const std::vector<int> session = sessions_of(job);
+  const List<int> session = sessions_of(job);
   for (int g = 1; g <= job.status.ngrps; ++g) {
-    std::vector<int> occasions(static_cast<std::size_t>(job.status.noccas) + 1, 0);
+    List<int> occasions(job.status.noccas, 0);
     for (int o = 1; o <= job.status.noccas; ++o) {
-      const int s = session[static_cast<std::size_t>(o - 1)];
-      ++occasions[static_cast<std::size_t>(s)];
+      const int s = session(o);
+      ++occasions(s);
       data.nstarmin(s, g) = std::max(data.nstarmin(s, g), data.tmarked(o, g));
       data.nbarmin(s, g) += data.markknwn(o, g);
     }
-    for (int s = 1; s <= session.back(); ++s) data.nbarmin(s, g) /= occasions[static_cast<std::size_t>(s)];
+    for (int s = 1; s <= session.back(); ++s) data.nbarmin(s, g) /= occasions(s);
   }
 }
 
@@ -121,7 +109,7 @@ void compare_marks(Job& job, const Datatype& row) {
       double tabulated = 0.0, added = 0.0;
       for (int i = 1; i <= encounters.size(); ++i) {
         const History cells = encounters.history(i);
-        const double n = static_cast<double>(encounters.observed(i)[static_cast<std::size_t>(g - 1)]);
+        const double n = static_cast<double>(encounters.observed(i, g));
         if (known_present(row, cells, o)) tabulated += n;
         if (first01(cells) == o) added += n;
       }
@@ -161,16 +149,15 @@ void finish_covariates(Job& job) {
   Data_module& data = job.data;
   Encounter_store& encounters = data.encounters;
   if (status.nicovs < 1 || !data.icvrmn.present() || !data.icvrsd.present()) return;
-  std::vector<double> weight(static_cast<std::size_t>(encounters.size()) + 1);
-  for (int i = 1; i <= encounters.size(); ++i) weight[static_cast<std::size_t>(i)] = animals(encounters, i);
+  List<double> weight;
+  for (int i = 1; i <= encounters.size(); ++i) weight.push_back(animals(encounters, i));
   long long missing = 0;
   for (int c = 1; c <= status.nicovs; ++c) {
-    const std::size_t k = static_cast<std::size_t>(c - 1);
     const auto over_values = [&](auto&& term) {
       double sum = 0.0;
       for (int i = 1; i <= encounters.size(); ++i) {
-        const double x = encounters.ind_covariates(i)[k];
-        if (x != status.missrwp) sum += weight[static_cast<std::size_t>(i)] * term(x);
+        const double x = encounters.ind_covariate(i, c);
+        if (x != status.missrwp) sum += weight(i) * term(x);
       }
       return sum;
     };
@@ -183,7 +170,7 @@ void finish_covariates(Job& job) {
     data.icvrmn(c) = mean;
     data.icvrsd(c) = divisor;
     for (int i = 1; i <= encounters.size(); ++i) {
-      double& x = encounters.ind_covariates(i)[k];
+      double& x = encounters.ind_covariate(i, c);
       if (x == status.missrwp) x = mean, ++missing;
       if (status.stdic) x = (x - mean) / divisor;
     }
@@ -194,6 +181,13 @@ void finish_covariates(Job& job) {
 }
 
 }  // namespace
+
+List<int> sessions_of(const Job& job) {
+  List<int> session(job.status.noccas, 1);
+  for (int o = 2; o <= job.status.noccas; ++o)
+    session(o) = session(o - 1) + (job.data.timint(o - 1) > 0.0f ? 1 : 0);
+  return session;
+}
 
 void tabulate(Job& job, bool lost, int occasion, int group, int layer, float c) {
   Array3<float>& counts = lost ? job.data.ul : job.data.u;

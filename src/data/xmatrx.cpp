@@ -101,7 +101,7 @@ void allocate_data(Job& job) {
   } else if (allocate(job, tabulation, shaped(data.timint, status.noccas),
                       shaped(data.u, status.noccas, status.ngrps, layers),
                       shaped(data.ul, status.noccas, status.ngrps, layers))) {
-    data.glabel.assign(static_cast<std::size_t>(status.ngrps), Charray());
+    data.glabel.assign(status.ngrps, Charray());
     data.ehist.assign(2 * static_cast<std::size_t>(status.noccas), ' ');
   }
   if (status.nicovs > 0) {
@@ -110,7 +110,7 @@ void allocate_data(Job& job) {
       warn_of_allocation(job, covariates, Allocation::no_memory);
     else if (allocate(job, covariates, shaped(data.icvrmn, status.nicovs),
                       shaped(data.icvrsd, status.nicovs)))
-      data.icname.assign(static_cast<std::size_t>(status.nicovs), Charray());
+      data.icname.assign(status.nicovs, Charray());
   }
 }
 
@@ -163,7 +163,7 @@ void read_data_type(Job& job, int i) {
   Status_module& status = job.status;
   const std::string& keyword = word(job, i + 2);
   status.dattyp = dattyp_of(keyword);
-  if (status.dattyp == 0) error(job, "Invalid value of ETYPE = \"" + keyword + "\" was specified.");
+  if (!is_datatype(status.dattyp)) error(job, "Invalid value of ETYPE = \"" + keyword + "\" was specified.");
   status.dt_string = word_as_typed(job, i + 2);
   const Datatype& row = datatype(status.dattyp);
   status.liveeh = row.live ? 1 : 0;
@@ -252,11 +252,11 @@ void allocate_family_arrays(Job& job) {
 }
 
 void name_groups(Job& job) {
-  std::vector<Charray>& glabel = job.data.glabel;
-  glabel[0] = "Control Group";
-  if (job.status.ngrps == 2) glabel[1] = "Treatment Group";
+  List<Charray>& glabel = job.data.glabel;
+  glabel(1) = "Control Group";
+  if (job.status.ngrps == 2) glabel(2) = "Treatment Group";
   for (int i = 2; job.status.ngrps > 2 && i <= job.status.ngrps; ++i)
-    glabel[static_cast<std::size_t>(i - 1)] = formatted("(A,I0)", "Treatment Group ", i - 1);
+    glabel(i) = formatted("(A,I0)", "Treatment Group ", i - 1);
 }
 
 /// The statement behind the one in hand, which is echoed unless it is a record and NOHIST is set.
@@ -324,10 +324,10 @@ void report_counts(Job& job) {
 
 void fill_parameter_list(Job& job) {
   const Status_module& status = job.status;
-  if (status.dattyp < 1 || status.dattyp > max_dattyp)
+  if (!is_datatype(status.dattyp))
     error(job, "Invalid value of DATATYPE is being used to set the parameter names.");
   job.data.parameterlist = parmlist(status.dattyp);
-  job.data.numparmnames = static_cast<int>(job.data.parameterlist.size());
+  job.data.numparmnames = job.data.parameterlist.size();
 }
 
 void report_data_type(Job& job) {
@@ -336,7 +336,7 @@ void report_data_type(Job& job) {
   linchk(job, 3);
   put(job, listing | screen, "(/6x,a,i0/6x,a,a)", "Data type number is ", status.dattyp, "Data type is ",
       status.formt);
-  if (!status.debug || status.dattyp == 0) return;
+  if (status.debug == 0 || !is_datatype(status.dattyp)) return;
   const std::vector<std::string> names = parmlist(status.dattyp);
   static constexpr std::string_view number = " Parameter number ", named = " named ";
   std::vector<int> numbers(names.size());
@@ -355,13 +355,13 @@ void report_species(Job& job) {
   put(job, listing, "(1x,\"Number of Species = \",i0)", job.status.nspeciesocc);
   if (!job.status.debug) return;
   const Array2<int>& fdesign = job.data.fdesign;
-  std::vector<int> cells;
+  List<int> cells;
   for (int c = 1; c <= fdesign.extent(2); ++c) cells.push_back(c);
   linchk(job, fdesign.extent(1) + 1);
-  put(job, listing, "(4x,'COLS:',64i3)", cells);
+  put(job, listing, "(4x,'COLS:',64i3)", cells.span());
   for (int r = 1; r <= fdesign.extent(1); ++r) {
-    for (int c = 1; c <= fdesign.extent(2); ++c) cells[static_cast<std::size_t>(c - 1)] = fdesign(r, c);
-    put(job, listing, "(1x,'ROW ',i3,':',64i3)", r, cells);
+    for (int c = 1; c <= fdesign.extent(2); ++c) cells(c) = fdesign(r, c);
+    put(job, listing, "(1x,'ROW ',i3,':',64i3)", r, cells.span());
   }
 }
 

@@ -63,7 +63,7 @@ std::string key_of(History history, int first) {
 Derived_frame::Derived_frame(Job& job_in, bool dry)
     : job(job_in),
       by_record(job_in.model.likelihood->by_record),
-      cell(job_in.model.likelihood->setting),
+      cell(job_in, job_in.model.likelihood->setting),
       dry_(dry) {
   if (dry)
     dry_reals_.assign(static_cast<std::size_t>(std::max(job.model.nlogit, 1)), 0.25);
@@ -181,7 +181,7 @@ bool derive_section(Derived_frame& frame, const Section& section, std::span<cons
 
 void derivedest(Job& job, std::span<const double> x, const Array2<double>& vcmat, const Section_done& done) {
   const int dattyp = job.status.dattyp;
-  if (dattyp < 1 || dattyp > max_dattyp) {
+  if (!is_datatype(dattyp)) {
     warn(job, "No derived parameters are available for data type number " + std::to_string(dattyp) + ".");
     return;
   }

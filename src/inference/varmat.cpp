@@ -140,7 +140,7 @@ void expected_procedure(Job& job, View<const double> beta, std::span<double> h) 
   for (int c = 1; c <= cells.size(); ++c) cohorts[cohort_of(job, cells(c))].push_back(c);
   // A history on several records is one cell of its cohort, unless the records' own covariates tell them
   // apart.
-  const bool by_record = job.model.licovs != 0 || job.model.functions.numdmfuncs > 0;
+  const bool by_record = reals_depend_on_record(job.model);
   for (auto& [cohort, members] : cohorts) {
     const double count = released(job, cohort);
     const auto text = [&](int c) { return job.data.encounters.history(cells(c).record).text(); };
@@ -212,7 +212,7 @@ void varmat(Job& job, std::span<const double> beta, std::span<double> h, const P
       second_partials_procedure(job, beta, h, told);
       break;
   }
-  const bool record_needed = job.model.licovs != 0 || job.model.functions.numdmfuncs > 0;
+  const bool record_needed = reals_depend_on_record(job.model);
   if (!record_needed || job.data.encounters.size() > 0) recompute_reals(job, 1, beta);
 }
 

@@ -4,7 +4,8 @@
 
 #include <array>
 #include <string>
-#include <vector>
+
+#include "numerics/list.h"
 
 namespace tarn {
 
@@ -60,9 +61,9 @@ struct Status_module {
   // the statement in hand
   int lstchr = 0, nxtchr = 1, lcmdst = 1, lcmded = 0, lstwrd = 0, max_word_used = 0, eof = 0, indent = 1;
   std::string string = std::string(MAXCHR, ' ');  ///< the deck in memory; position p is string[p - 1]
-  std::vector<Charray> words, wordss;  ///< upper case, as typed; `lstwrd` entries count; see word()
-  std::string line_buffer = " ";       ///< the piece of a line that was read last
-  bool line_goes_on = false;           ///< the line of that piece has not been read to its end
+  List<Charray> words, wordss;    ///< upper case, as typed; `lstwrd` entries count; see word()
+  std::string line_buffer = " ";  ///< the piece of a line that was read last
+  bool line_goes_on = false;      ///< the line of that piece has not been read to its end
 
   std::string formt;   ///< a template or text made while running
   std::string errmsg;  ///< system error text
@@ -98,11 +99,6 @@ struct Status_module {
 
 /// The multiplier of every 95 % limit: 1.96 as a 32-bit number.
 inline constexpr double limit_multiplier = 1.96f;
-
-/// Names of the links by code 1 to 12; table and keywords of LINK= and LINKS.
-inline constexpr std::array<const char*, 12> link_names{"LOGIT",  "LOGLOG",   "CLOGLOG",       "SIN",
-                                                        "LOG",    "IDENTITY", "PARM-SPECIFIC", "MLOGIT",
-                                                        "CLOGIT", "ABSOLUTE", "CAUCHY",        "SUMRATIO"};
 
 /// Names of the variance procedures by code 1 to 4.
 inline constexpr std::array<const char*, 4> varcalc{"Hessian", "Observed", "Expected", "2ndPart"};

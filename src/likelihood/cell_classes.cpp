@@ -27,7 +27,7 @@ Cell_classes::Cell_classes(Job& job)
   std::vector<std::vector<Reach>> reals;
   for (const double size : sizes_of_reals) reals.emplace_back(std::max<std::size_t>(reals_, 1), Reach(size));
 
-  Cell_work<Reach> cell(work.setting);
+  Cell_work<Reach> cell(job, work.setting);
   std::vector<int> reached;
   cell.pim_fault.reached = &reached;
   std::map<std::vector<int>, int> numbers;

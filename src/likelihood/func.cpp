@@ -35,7 +35,7 @@ Likelihood_work& work_of(Job& job) {
 /// The areas of the derivative pass, as many as the plain pass has.
 Thread_areas<Derivative>& derivative_areas(Job& job, Likelihood_work& work) {
   while (work.derivative.size() < work.plain.size()) {
-    auto area = std::make_unique<Thread_area<Derivative>>(work.setting);
+    auto area = std::make_unique<Thread_area<Derivative>>(job, work.setting);
     if (work.derivative.empty() || work.by_record) prepare(job, area->reals);
     work.derivative.push_back(std::move(area));
   }

@@ -224,7 +224,9 @@ void Likelihood_point::gradient(std::span<double> g) {
 
 Likelihood_point& likelihood_point(Job& job) {
   Likelihood_work& work = work_of(job);
-  if (work.point == nullptr) work.point = std::make_unique<Likelihood_point>(job);
+  // A job that has been moved takes its likelihood along, but not who referred to it.
+  if (work.point == nullptr || &work.point->job() != &job)
+    work.point = std::make_unique<Likelihood_point>(job);
   return *work.point;
 }
 

@@ -40,6 +40,7 @@ class Likelihood_point {
   /// Goes to x and evaluates there.
   const Objective_value& move_to(std::span<const double> x);
   std::span<const double> x() const { return x_; }
+  const Job& job() const { return job_; }
   const Objective_value& value() const { return value_; }
   /// Real parameters at x; where they depend on the record those of record 1. Good until the next call.
   Reals<double> reals();

@@ -19,7 +19,7 @@ namespace tarn {
 /// All that one thread writes during an evaluation. On cache lines of its own.
 template <class Real>
 struct alignas(128) Thread_area {
-  explicit Thread_area(const Cell_setting& setting) : cell(setting) {}
+  Thread_area(const Job& job, const Cell_setting& setting) : cell(job, setting) {}
   Cell_work<Real> cell;
   Real_work<Real> reals;
   History_sum<Real> sum;

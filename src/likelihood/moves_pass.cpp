@@ -64,7 +64,7 @@ void Moves_pass::fill(Move& move) {
   element = kept;
   move.others.clear();
   for (const int row : moved_.rows(move.to.position).others)
-    move.others.push_back({row, area.reals.parm[at(row - 1)]});
+    move.others.push_back({row, area.reals.parm(row)});
   move.closed = closed_value(job_, work_, area.reals.reals(), area.cell);
 }
 

@@ -38,17 +38,14 @@ void warn_of_mixture_rows(Job& job) {
   if (!is_closed_kind(status.closedmodel)) return;
   const Closed_traits traits(status.closedmodel);
   if (!traits.mixtures) return;
-  const Model_arrays& model = job.model;
   for (const char* name : {"p", "c"}) {
     const int q = findpar(job.data, name);
     bool shared = false, idle = false;
-    for (int g = 1; q > 0 && g <= status.ngrps; ++g)
-      for (int b = model.pim2index3lobd; b <= model.pim2index3upbd; ++b)
-        for (int a = model.pim2index2lobd; a <= model.pim2index2upbd; ++a) {
-          const Pim& pim = model.pim2(q, a, b, g);
-          shared = shared || (pim.given() && pim.nrows < status.nmixtures);
-          idle = idle || (pim.given() && pim.nrows > status.nmixtures);
-        }
+    if (q == 0) continue;
+    for_each_matrix_of(job, q, [&](const Pim_place&, const Pim& pim) {
+      shared = shared || (pim.given() && pim.nrows < status.nmixtures);
+      idle = idle || (pim.given() && pim.nrows > status.nmixtures);
+    });
     if (shared)
       warn(job, "A parameter index matrix of '" + std::string(name) +
                     "' has fewer rows than there are mixtures; its last row serves the others.");
@@ -78,7 +75,7 @@ bool dry_run(Job& job, Likelihood_work& work, Cell_routine<Reach> routine) {
   const int records = job.data.encounters.size(), groups = job.status.ngrps;
   const std::vector<Reach> reals(static_cast<std::size_t>(std::max(job.model.nlogit, 1)), Reach(0.25));
   const Reals<Reach> parm(reals.data());
-  Cell_work<Reach> cell(work.setting);
+  Cell_work<Reach> cell(job, work.setting);
   Ch_result<Reach> result;
   const auto reads_well = [&](int i, int j, int lost) {
     cell.begin();
@@ -115,7 +112,7 @@ bool dry_run(Job& job, Likelihood_work& work, Cell_routine<Reach> routine) {
 void make_areas(Job& job, Likelihood_work& work) {
   for (int t = 0; t < work.threads; ++t) {
     try {
-      auto area = std::make_unique<Thread_area<double>>(work.setting);
+      auto area = std::make_unique<Thread_area<double>>(job, work.setting);
       if (t == 0 || work.by_record) prepare(job, area->reals);
       work.plain.push_back(std::move(area));
     } catch (const std::bad_alloc&) {
@@ -133,7 +130,7 @@ void set_up_likelihood(Job& job) {
   Model_arrays& model = job.model;
   model.likelihood.reset();
   const Datatype& type = datatype(job.status.dattyp);
-  if (job.status.dattyp < 1 || job.status.dattyp > max_dattyp) error(job, "Incorrect value of DATTYP.");
+  if (!is_datatype(job.status.dattyp)) error(job, "Incorrect value of DATTYP.");
   const Cell_routines routines = cell_routines(type.cell);
   if (!routines.given() || !is_available(type.closed_form) || !is_available(type.saturated) ||
       !is_available(type.derived_sections))

@@ -9,9 +9,11 @@
 #include <vector>
 
 #include "data/catalogue/encounter.h"
+#include "data/catalogue/link.h"
 #include "job/status_module.h"
 #include "model/design_matrix_funcs_module.h"
 #include "numerics/array.h"
+#include "numerics/list.h"
 
 namespace tarn {
 
@@ -60,7 +62,7 @@ struct Pim {
   int group = 0;
   std::string shape = "None";  ///< SQUARE, TRIANG, STRIANG or None
   int nrows = 0, ncols = 0, nmix = 0;
-  std::vector<int> cells;  ///< nrows x ncols, row by row; 0 where no cell or no number stands
+  List<int> cells;  ///< nrows x ncols, row by row; 0 where no cell or no number stands
 
   bool given() const { return nrows > 0; }
   /// First column of row r.
@@ -72,9 +74,10 @@ struct Pim {
   /// Number of the real parameter in row r, column c; 0 outside the matrix.
   int at(int r, int c) const {
     if (r < 1 || r > nrows || c < start(r) || c > ncols) return 0;
-    return cells[static_cast<std::size_t>(r - 1) * static_cast<std::size_t>(ncols) +
-                 static_cast<std::size_t>(c - 1)];
+    return cells((r - 1) * ncols + c);
   }
+  /// The cell in row r, column c, which must be there.
+  int& cell(int r, int c) { return cells((r - 1) * ncols + c); }
 };
 
 /// The four-dimensional array of matrices: parameter, second index, third index, group; parameter fastest.
@@ -82,29 +85,20 @@ class Pim_array {
  public:
   void allocate(int numparmnames, int index2lobd, int index2upbd, int index3lobd, int index3upbd, int ngrps) {
     n1_ = numparmnames, lo2_ = index2lobd, n2_ = index2upbd - index2lobd + 1, lo3_ = index3lobd;
-    n3_ = index3upbd - index3lobd + 1, n4_ = ngrps;
-    pims_.assign(static_cast<std::size_t>(n1_) * static_cast<std::size_t>(n2_) *
-                     static_cast<std::size_t>(n3_) * static_cast<std::size_t>(n4_),
-                 Pim{});
+    n3_ = index3upbd - index3lobd + 1;
+    pims_.assign(n1_ * n2_ * n3_ * ngrps, Pim{});
   }
   bool present() const { return !pims_.empty(); }
-  Pim& operator()(int q, int a, int b, int g) { return pims_[index(q, a, b, g)]; }
-  const Pim& operator()(int q, int a, int b, int g) const { return pims_[index(q, a, b, g)]; }
+  Pim& operator()(int q, int a, int b, int g) { return pims_(place(q, a, b, g)); }
+  const Pim& operator()(int q, int a, int b, int g) const { return pims_(place(q, a, b, g)); }
 
  private:
-  std::size_t index(int q, int a, int b, int g) const {
-    return static_cast<std::size_t>(q - 1) +
-           static_cast<std::size_t>(n1_) *
-               (static_cast<std::size_t>(a - lo2_) +
-                static_cast<std::size_t>(n2_) *
-                    (static_cast<std::size_t>(b - lo3_) +
-                     static_cast<std::size_t>(n3_) * static_cast<std::size_t>(g - 1)));
+  int place(int q, int a, int b, int g) const {
+    return q + n1_ * (a - lo2_ + n2_ * (b - lo3_ + n3_ * (g - 1)));
   }
-  int n1_ = 0, lo2_ = 1, n2_ = 0, lo3_ = 1, n3_ = 0, n4_ = 0;
-  std::vector<Pim> pims_;
+  int n1_ = 0, lo2_ = 1, n2_ = 0, lo3_ = 1, n3_ = 0;
+  List<Pim> pims_;
 };
-
-// Array members count from 1; std::vector members are lists that statements make longer and count from 0.
 
 /// The arrays of a data set: from one data procedure to the next, or to the end of the job.
 struct Data_module {
@@ -113,7 +107,7 @@ struct Data_module {
   Array1<float> timint;  ///< interval lengths, 1 to noccas
   int timevy = 0;        ///< 0: every interval that the family uses as time is 1
   Array3<float> u, ul;   ///< released and lost: occasion or session, group, stratum
-  std::vector<Charray> glabel, icname;
+  List<Charray> glabel, icname;
   Array1<double> icvrmn, icvrsd;  ///< mean and deviation of each individual covariate
   std::string strata = "10" + std::string(94, ' ');
   int order = 101;  ///< quadrature nodes
@@ -123,23 +117,23 @@ struct Data_module {
   Array1<double> nlocations, ninside;
   Array2<int> fdesign;  ///< 2^n states x (2^n - 1) sets of species: 1 where the state holds the set
   Array2<int> pdesign;  ///< 2^n states x n species: 1 where the state holds the species
-  std::vector<Charray> parameterlist;
+  List<Charray> parameterlist;
   int numparmnames = 0;
 };
 
 /// One member of a multinomial set: a row of `linkfuncptr`.
 struct Link_function_row {
-  int code = 0;    ///< 8, 9 or 12
-  int set = 0;     ///< set number
-  int second = 0;  ///< second number of a CLOGIT
-  int parm = 0;    ///< real parameter
-  int fixed = 0;   ///< position in `fixdex`, 0 if it is not fixed
+  Link code = Link::none;  ///< MLOGIT, CLOGIT or SUMRATIO
+  int set = 0;             ///< set number
+  int second = 0;          ///< second number of a CLOGIT
+  int parm = 0;            ///< real parameter
+  int fixed = 0;           ///< position in `fixdex`, 0 if it is not fixed
 };
 
-/// A cell of the compiled design: column, and a plain value or the number of the varying cell that gives it.
+/// A cell of the compiled design.
 struct Design_cell {
   int col = 0;
-  int varying = -1;  ///< -1: plain value; else index into the varying cells
+  int varying = 0;  ///< number of the varying cell that gives the value; 0: a plain value
   double value = 0.0;
 };
 
@@ -162,7 +156,8 @@ struct Model_arrays {
   double stepsize = 0.5;
   std::string mcmcfilename = "MCMC.BIN", mcmccsvfilename;
   int numderivedmcmcpar = 0;
-  int nlink = 4, vartyp = 4, optimizer = 1, maxfn = 2000, nsig = 7, numpar = 0;
+  Link nlink = Link::sin;
+  int vartyp = 4, optimizer = 1, maxfn = 2000, nsig = 7, numpar = 0;
   bool loop = false, standardize_design = true, essanimals = false, quasi = false, identity = false;
   double chatuse = 1.0, chat = 1.0;
   std::string modnam = "{No Model Specified}";
@@ -170,7 +165,7 @@ struct Model_arrays {
   // parameter index matrices
   Pim_array pim2;
   int pim2index2lobd = 1, pim2index2upbd = 1, pim2index3lobd = 1, pim2index3upbd = 1;
-  std::vector<int> minlen;  ///< secondary occasions of each primary session; index 0 is session 1
+  List<int> minlen;  ///< secondary occasions of each primary session
   int maxprimoccas = 0;
 
   // design
@@ -178,25 +173,23 @@ struct Model_arrays {
   Array2<double> design;        ///< as read, coded cells included
   Array1<int> designicvarflag;  ///< per row
   Design_matrix_funcs_module functions;
-  int nicovsused = 0;
-  std::vector<std::array<int, 3>> designicovs;
-  std::vector<int> dmicrows;                          ///< rows that depend on the animal, ascending
-  std::vector<std::vector<Design_cell>> design_rows;  ///< compiled rows, without zero cells
-  std::vector<Varying_cell> varying_cells;
+  List<int> dmicrows;                   ///< rows that depend on the animal, ascending
+  List<List<Design_cell>> design_rows;  ///< compiled rows, without zero cells
+  List<Varying_cell> varying_cells;
   Array1<double> scalefactor;  ///< 1 to ncovs_nlbetas
   Array1<Charray> rlabel, blabel;
-  std::vector<Charray> dlabel;
+  List<Charray> dlabel;
 
   // links
-  Array1<int> lindex;                          ///< link code of each real parameter
-  std::vector<Link_function_row> linkfuncptr;  ///< nummlogit rows
+  Array1<Link> lindex;                  ///< link of each real parameter
+  List<Link_function_row> linkfuncptr;  ///< nummlogit rows
 
   // what the statements fix and ask for
-  std::vector<double> intvals;
-  std::vector<int> fixdex, fixbetadex;
-  std::vector<double> fixval, fixbetaval;
-  std::vector<double> icvalues;
-  std::vector<int> profilevals;
+  List<double> intvals;
+  List<int> fixdex, fixbetadex;
+  List<double> fixval, fixbetaval;
+  List<double> icvalues;
+  List<int> profilevals;
 
   // betas and reals
   std::uint64_t real_works = 0;  ///< work areas of the link routine that were prepared
@@ -214,10 +207,10 @@ struct Model_arrays {
   Array2<double> cellpr;           ///< record, group: probability of the observed cell
   Array2<double> cellprlost;       ///< the same of the lost-on-capture cell
 
-  int nummlogit() const { return static_cast<int>(linkfuncptr.size()); }
-  int nfixed() const { return static_cast<int>(fixdex.size()); }
-  int nbetafixed() const { return static_cast<int>(fixbetadex.size()); }
-  int nicvalues() const { return static_cast<int>(icvalues.size()); }
+  int nummlogit() const { return linkfuncptr.size(); }
+  int nfixed() const { return fixdex.size(); }
+  int nbetafixed() const { return fixbetadex.size(); }
+  int nicvalues() const { return icvalues.size(); }
 };
 
 }  // namespace tarn

@@ -64,10 +64,10 @@ const typename Options::value_type* find_option(const Options& options, std::str
 
 /// LINK=: a name that is no link gives SIN.
 void read_link(Job& job, const std::string& name) {
-  job.model.nlink = link_code(name);
-  if (job.model.nlink != 0) return;
+  job.model.nlink = link_of(name);
+  if (job.model.nlink != Link::none) return;
   warn(job, "unidentified LINK function " + name);
-  job.model.nlink = 4;
+  job.model.nlink = Link::sin;
   warn(job, "LINK function set to SIN          ");
 }
 

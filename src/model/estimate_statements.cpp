@@ -21,8 +21,6 @@ constexpr int statement_indent = 2, procedure_indent = 1;
 /// Labels of derived parameters that are kept while their number is not known yet.
 constexpr int most_derived_labels = 100'000;
 
-std::size_t at(int i) { return static_cast<std::size_t>(i); }
-
 /// What stands behind the first "=" of the statement in hand, as typed, without the terminator and the blanks
 /// round it. Without "=" what stands behind its first word.
 std::string text_of_statement(Job& job) {
@@ -57,8 +55,8 @@ bool deck_has_ended(const Job& job) { return job.status.eof != 0 && job.status.l
 /// FIXED and BETAFIXED: n statements `name`(i)=v. A later value of the same parameter takes the earlier one's
 /// place.
 /// @return false when the deck ended among them; the statement in hand is then its end
-bool read_fixed(Job& job, std::string_view name, std::string_view warning, std::vector<int>& indices,
-                std::vector<double>& values) {
+bool read_fixed(Job& job, std::string_view name, std::string_view warning, List<int>& indices,
+                List<double>& values) {
   const int count = ivalue(job, word(job, first_value_word(job)));
   for (int k = 1; k <= count; ++k) {
     getcmd(job);
@@ -72,7 +70,7 @@ bool read_fixed(Job& job, std::string_view name, std::string_view warning, std::
     const double fixed_value = value(job, word_as_typed(job, 6));
     const auto known = std::find(indices.begin(), indices.end(), index);
     if (known != indices.end()) {
-      values[static_cast<std::size_t>(known - indices.begin())] = fixed_value;
+      values(static_cast<int>(known - indices.begin()) + 1) = fixed_value;
     } else {
       indices.push_back(index);
       values.push_back(fixed_value);
@@ -82,23 +80,23 @@ bool read_fixed(Job& job, std::string_view name, std::string_view warning, std::
 }
 
 void read_covariate_values(Job& job) {
-  std::vector<double>& values = job.model.icvalues;
+  List<double>& values = job.model.icvalues;
   const Data_module& data = job.data;
   const int nicovs = job.status.nicovs;
   values.clear();
   for (int i = first_value_word(job); i <= job.status.lstwrd; ++i)
     values.push_back(value(job, word_as_typed(job, i)));
-  const int given = static_cast<int>(values.size());
+  const int given = values.size();
   if (given != nicovs)
     warnum(job,
            " number of individual covariate values specified differs from number of individual covariates.",
            given);
   // A covariate without a value takes its mean.
-  values.resize(at(nicovs), 0.0);
+  values.resize(nicovs, 0.0);
   for (int c = given + 1; c <= nicovs; ++c)
-    if (data.icvrmn.present()) values[at(c - 1)] = data.icvrmn(c);
+    if (data.icvrmn.present()) values(c) = data.icvrmn(c);
   if (job.status.stdic == 0) return;
-  for (int c = 1; c <= nicovs; ++c) values[at(c - 1)] = (values[at(c - 1)] - data.icvrmn(c)) / data.icvrsd(c);
+  for (int c = 1; c <= nicovs; ++c) values(c) = (values(c) - data.icvrmn(c)) / data.icvrsd(c);
 }
 
 void read_profile(Job& job) {
@@ -145,8 +143,8 @@ void read_derived_label(Job& job) {
   } else if (index > most) {
     warn(job, "Value of derived parameter label index exceeds number of derived parameters.");
   } else {
-    if (model.dlabel.size() < at(index)) model.dlabel.resize(at(index));
-    model.dlabel[at(index - 1)] = text_of_statement(job);
+    if (model.dlabel.size() < index) model.dlabel.resize(index);
+    model.dlabel(index) = text_of_statement(job);
   }
 }
 
@@ -190,7 +188,7 @@ bool read_statement(Job& job) {
 }
 
 /// "FIXED or BETAFIXED names a parameter that does not exist."
-void check_indices(Job& job, const std::vector<int>& indices, int most, const char* name) {
+void check_indices(Job& job, const List<int>& indices, int most, const char* name) {
   for (int index : indices)
     if (index < 1 || index > most)
       error(job, std::string("Fixed parameter ") + name + "(" + adjustfmt(index) + ") is not one of 1 to " +
@@ -247,9 +245,9 @@ void model_arrays(Job& job) {
                     ", which does not exist.");
   }
   model.bindex.fill(1);
-  for (int j = 0; j < model.nbetafixed(); ++j) {
-    model.beta(model.fixbetadex[at(j)]) = model.fixbetaval[at(j)];
-    model.bindex(model.fixbetadex[at(j)]) = 0;
+  for (int j = 1; j <= model.nbetafixed(); ++j) {
+    model.beta(model.fixbetadex(j)) = model.fixbetaval(j);
+    model.bindex(model.fixbetadex(j)) = 0;
   }
   for (int col = 1; col <= model.ncovs; ++col)
     if (column_is_zero(model.design, col)) model.bindex(col) = 0;

@@ -8,6 +8,7 @@
 #include "job/services/array.h"
 #include "job/services/fault.h"
 #include "model/structure/links.h"
+#include "model/structure/pim.h"
 #include "numerics/linear_algebra.h"
 #include "numerics/special.h"
 
@@ -15,12 +16,9 @@ namespace tarn {
 
 namespace {
 
-constexpr int sin_link = 4, log_link = 5, identity_link = 6;
 constexpr double common_start = -0.1, resight_start = 0.1, log_cap = -0.01;
 /// Diagonal elements of R below this share of the first do not carry a beta.
 constexpr double rank_tolerance = 1e-10;
-
-std::size_t at(int i) { return static_cast<std::size_t>(i); }
 
 /// Animals of group g that were caught alive on one of the occasions first to last.
 double animals_caught(const Job& job, int g, int first, int last) {
@@ -29,31 +27,31 @@ double animals_caught(const Job& job, int g, int first, int last) {
     const History history = job.data.encounters.history(i);
     bool caught = false;
     for (int o = first; o <= last && !caught; ++o) caught = history.live(o) != '0' && history.live(o) != '.';
-    if (caught) animals += job.data.encounters.observed(i)[at(g - 1)];
+    if (caught) animals += job.data.encounters.observed(i, g);
   }
   return animals;
 }
 
-double log_of_count(double count) { return floored_log(std::max(count, 1.0)); }
-
-/// Whether the type is one whose starts are drawn from its data.
-bool has_data_starts(int dattyp) {
-  return dattyp == 5 || dattyp == 11 || dattyp == 16 || (dattyp >= 114 && dattyp <= 174);
+/// Links whose betas start where `initpar` puts them, as -0.1 is far from the ends of their range.
+bool starts_without_fit(Link link) {
+  return link == Link::logit || link == Link::loglog || link == Link::cloglog || link == Link::sin;
 }
+
+double log_of_count(double count) { return floored_log(std::max(count, 1.0)); }
 
 /// Start of the first real parameter of a matrix; `known` is false when the data tell nothing.
 double data_start(const Job& job, const std::string& name, int g, int session, bool resight, bool& known) {
   known = true;
-  const std::vector<int>& minlen = job.model.minlen;
+  const List<int>& minlen = job.model.minlen;
   if (resight) {
     known = names_hold(datatype(job.status.dattyp).identity_link, name);
     return 0.0;
   }
   if (name == "f0" || name == "N") {
     int first = 1, last = job.status.noccas;
-    if (!minlen.empty() && session <= static_cast<int>(minlen.size())) {
-      for (int s = 1; s < session; ++s) first += minlen[at(s - 1)];
-      last = first + minlen[at(session - 1)] - 1;
+    if (!minlen.empty() && session <= minlen.size()) {
+      for (int s = 1; s < session; ++s) first += minlen(s);
+      last = first + minlen(session) - 1;
     }
     return log_of_count(0.5 * animals_caught(job, g, first, last));
   }
@@ -72,17 +70,15 @@ void place_data_starts(Job& job) {
   if (resight)
     for (int i = 1; i <= model.ncovs; ++i) model.betast(i) = resight_start;
   for (int q = 1; q <= job.data.numparmnames; ++q) {
-    const std::string& name = job.data.parameterlist[at(q - 1)];
+    const std::string& name = job.data.parameterlist(q);
     if (!names_hold(type.log_link, name) && !names_hold(type.identity_link, name)) continue;
-    for (int g = 1; g <= job.status.ngrps; ++g)
-      for (int b = model.pim2index3lobd; b <= model.pim2index3upbd; ++b)
-        for (int a = model.pim2index2lobd; a <= model.pim2index2upbd; ++a) {
-          const int beta = model.pim2(q, a, b, g).at(1, 1);
-          if (beta < 1 || beta > model.ncovs || model.bindex(beta) == 0) continue;
-          bool known = false;
-          const double start = data_start(job, name, g, b, resight, known);
-          if (known) model.betast(beta) = start;
-        }
+    for_each_matrix_of(job, q, [&](const Pim_place& place, const Pim& pim) {
+      const int beta = pim.at(1, 1);
+      if (beta < 1 || beta > model.ncovs || model.bindex(beta) == 0) return;
+      bool known = false;
+      const double start = data_start(job, name, place.g, place.b, resight, known);
+      if (known) model.betast(beta) = start;
+    });
   }
 }
 
@@ -90,15 +86,15 @@ void place_data_starts(Job& job) {
 const double* mean_values(const Job& job, std::vector<double>& zeros) {
   if (job.model.licovs == 0) return nullptr;
   if (job.status.stdic == 0) return job.data.icvrmn.data();
-  zeros.assign(at(job.status.nicovs), 0.0);
+  zeros.assign(static_cast<std::size_t>(job.status.nicovs), 0.0);
   return zeros.data();
 }
 
 /// Solves the least-squares problem; columns that the others explain keep 0.
-std::vector<double> least_squares(Array2<double>& matrix, std::vector<double>& y) {
+List<double> least_squares(Array2<double>& matrix, List<double>& y) {
   const int rows = matrix.extent(1), columns = matrix.extent(2);
-  std::vector<double> auxiliary(at(columns)), work(at(columns)), solution(at(columns), 0.0);
-  std::vector<int> pivots(at(columns), 0);
+  List<double> auxiliary(columns), work(columns), solution(columns);
+  List<int> pivots(columns);
   if (dqrdc(matrix.data(), rows, rows, columns, auxiliary.data(), pivots.data(), work.data(), 1) != 0)
     return solution;
   int rank = 0;
@@ -106,20 +102,20 @@ std::vector<double> least_squares(Array2<double>& matrix, std::vector<double>& y
          std::abs(matrix(rank + 1, rank + 1)) > rank_tolerance * std::abs(matrix(1, 1)))
     ++rank;
   if (rank == 0) return solution;
-  std::vector<double> betas(at(rank));
+  List<double> betas(rank);
   int info = 0;
   dqrsl(matrix.data(), rows, rows, rank, auxiliary.data(), y.data(), nullptr, y.data(), betas.data(), nullptr,
         nullptr, 100, info);
   if (info != 0) return solution;
-  for (int k = 0; k < rank; ++k) solution[at(pivots[at(k)] - 1)] = betas[at(k)];
+  for (int k = 1; k <= rank; ++k) solution(pivots(k)) = betas(k);
   return solution;
 }
 
 /// Betas under the model's own links that come nearest to the reals in `work`.
 /// @param overridden  per real parameter: its link is the data type's, whatever the model's
-void solve_for_start(Job& job, const Real_work<double>& work, const std::vector<char>& overridden) {
+void solve_for_start(Job& job, const Real_work<double>& work, const List<char>& overridden) {
   Model_arrays& model = job.model;
-  std::vector<int> rows, columns;
+  List<int> rows, columns;
   for (int i = 1; i <= model.nlogit; ++i)
     if (!model.fixpar(i)) rows.push_back(i);
   for (int c = 1; c <= model.ncovs; ++c)
@@ -132,22 +128,21 @@ void solve_for_start(Job& job, const Real_work<double>& work, const std::vector<
     error(job, "No memory for the preliminary fit.");
   }
   evaluated_design(job, work.design, design);
-  std::vector<double> y;
-  for (std::size_t r = 0; r < rows.size(); ++r) {
-    const double parm = work.parm[at(rows[r] - 1)];
-    y.push_back(model.lindex(rows[r]) == log_link ? floored_log(parm) : parm);
-    for (std::size_t c = 0; c < columns.size(); ++c)
-      matrix(static_cast<int>(r) + 1, static_cast<int>(c) + 1) =
-          design(rows[r], columns[c]) * model.scalefactor(columns[c]);
+  List<double> y;
+  for (int r = 1; r <= rows.size(); ++r) {
+    const double parm = work.parm(rows(r));
+    y.push_back(model.lindex(rows(r)) == Link::log ? floored_log(parm) : parm);
+    for (int c = 1; c <= columns.size(); ++c)
+      matrix(r, c) = design(rows(r), columns(c)) * model.scalefactor(columns(c));
   }
-  const std::vector<double> solution = least_squares(matrix, y);
-  for (std::size_t c = 0; c < columns.size(); ++c) {
-    double start = solution[c];
+  const List<double> solution = least_squares(matrix, y);
+  for (int c = 1; c <= columns.size(); ++c) {
+    double start = solution(c);
     const bool for_overridden_rows_only = std::all_of(rows.begin(), rows.end(), [&](int row) {
-      return design(row, columns[c]) == 0.0 || overridden[at(row - 1)] != 0;
+      return design(row, columns(c)) == 0.0 || overridden(row) != 0;
     });
-    if (model.nlink == log_link && !for_overridden_rows_only) start = start < log_cap ? start : log_cap;
-    model.betast(columns[c]) = start;
+    if (model.nlink == Link::log && !for_overridden_rows_only) start = start < log_cap ? start : log_cap;
+    model.betast(columns(c)) = start;
   }
 }
 
@@ -155,11 +150,11 @@ void solve_for_start(Job& job, const Real_work<double>& work, const std::vector<
 void preliminary_fit(Job& job, const Fit& fit) {
   Model_arrays& model = job.model;
   initpar(job);
-  const int wanted = model.nlink;
-  model.nlink = sin_link;
+  const Link wanted = model.nlink;
+  model.nlink = Link::sin;
   setlink(job);
-  std::vector<char> overridden;
-  for (int link : model.lindex) overridden.push_back(link != sin_link);
+  List<char> overridden;
+  for (const Link link : model.lindex) overridden.push_back(link != Link::sin);
 
   std::vector<double> x;
   for (int i = 1; i <= model.ncovs_nlbetas; ++i)
@@ -172,8 +167,9 @@ void preliminary_fit(Job& job, const Fit& fit) {
   if (!work.fault.empty()) error(job, work.fault);
 
   // The design that is solved holds the extra betas as they were fitted.
+  const View<double> solution(x);
   for (int i = model.ncovs + 1; i <= model.ncovs_nlbetas; ++i)
-    if (model.bindex(i) > 0) model.betast(i) = x[at(model.bindex(i) - 1)];
+    if (model.bindex(i) > 0) model.betast(i) = solution(model.bindex(i));
 
   model.nlink = wanted;
   setlink(job);
@@ -185,19 +181,18 @@ void preliminary_fit(Job& job, const Fit& fit) {
 void initpar(Job& job) {
   Model_arrays& model = job.model;
   for (int i = 1; i <= model.ncovs; ++i) model.betast(i) = common_start;
-  if (model.identity && has_data_starts(job.status.dattyp)) place_data_starts(job);
+  if (model.identity && datatype(job.status.dattyp).data_starts) place_data_starts(job);
 }
 
 void choose_start(Job& job, const Fit& fit) {
   Model_arrays& model = job.model;
-  constexpr int poisson_resight = 115;
   if (model.initial_given) {
     // KEPT: the values belong to the scaled columns, not to the design as typed.
     for (int i = 1; i <= model.ncovs_nlbetas; ++i)
-      if (model.bindex(i) > 0) model.betast(i) = model.intvals[at(i - 1)];
-  } else if (model.nlink <= sin_link || job.status.dattyp == poisson_resight) {
+      if (model.bindex(i) > 0) model.betast(i) = model.intvals(i);
+  } else if (starts_without_fit(model.nlink) || datatype(job.status.dattyp).starts_without_fit) {
     initpar(job);
-  } else if (model.nlink == log_link || model.nlink == identity_link) {
+  } else if (model.nlink == Link::log || model.nlink == Link::identity) {
     preliminary_fit(job, fit);
   } else {
     model.betast.fill(0.0);

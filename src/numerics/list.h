@@ -43,6 +43,7 @@ class List {
   List() = default;
   explicit List(int count, const T& value = T()) { assign(count, value); }
   List(std::initializer_list<T> elements) : elements_(elements) {}
+  List(std::vector<T> elements) : elements_(std::move(elements)) {}
 
   int size() const { return static_cast<int>(elements_.size()); }
   bool empty() const { return elements_.empty(); }

@@ -27,7 +27,7 @@ class Warm_evaluation : public testing::TestWithParam<std::tuple<int, Made_of, i
       const int product =
           model_->function(product_function, covariate_argument, 1.0, number_argument, 0.0, 1, 1);
       model_->function(power_function, covariate_argument, 2.0, number_argument, 2.0, 2, product, 2);
-      for (const int member : {1, 2}) model_->set_member(member, 8, 1);
+      for (const int member : {1, 2}) model_->set_member(member, Link::mlogit, 1);
     }
     model_->finish();
     model_->force_threads(threads);

@@ -25,7 +25,7 @@ struct Cell_figures {
 /// The cells of a job by themselves, at any reals.
 class Cells {
  public:
-  explicit Cells(Job& job) : job_(job), work_(job.model.likelihood->facts, job.model.likelihood->pims) {}
+  explicit Cells(Job& job) : job_(job), work_(job, job.model.likelihood->setting) {}
 
   Cell_figures at(int i, int j, int lost, const std::vector<double>& reals) {
     work_.begin();
@@ -46,7 +46,7 @@ std::vector<double> reals_of(Job& job, int i, const std::vector<double>& x) {
   Real_work<double> work;
   prepare(job, work);
   tranlg<double>(job, i, x, work, 1, 0, nullptr);
-  return work.parm;
+  return {work.parm.begin(), work.parm.end()};
 }
 
 /// Calls `visit(i, j, lost)` for every cell with a count.
@@ -150,16 +150,15 @@ enum class Between { slopes, few_slopes, sets, fixed };
 Model_builder model_with(Between between, int type, const std::vector<Animal>& animals) {
   const Fitted_options options{.by_record = true, .slope_every = between == Between::few_slopes ? 3 : 1};
   Model_builder m = unfinished_model(type, animals, options);
-  constexpr int mlogit = 8, sumratio = 12;
   if (between == Between::sets) {
-    m.set_member(1, mlogit, 1);
-    m.set_member(3, mlogit, 1);
-    m.set_member(2, sumratio, 1);
-    m.set_member(4, sumratio, 1);
+    m.set_member(1, Link::mlogit, 1);
+    m.set_member(3, Link::mlogit, 1);
+    m.set_member(2, Link::sumratio, 1);
+    m.set_member(4, Link::sumratio, 1);
   }
   if (between == Between::fixed) {
-    m.set_member(1, mlogit, 1);
-    m.set_member(2, mlogit, 1);
+    m.set_member(1, Link::mlogit, 1);
+    m.set_member(2, Link::mlogit, 1);
     m.fix(2, 0.25);
     m.fix(3, 0.5);
   }

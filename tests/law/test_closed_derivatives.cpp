@@ -35,7 +35,8 @@ class Closed_derivatives : public testing::TestWithParam<int> {
     }
     const std::vector<std::string> names = b.names();
     const int reals = static_cast<int>(names.size());
-    for (int k = 1; k <= reals; ++k) b.model.link(k, names[static_cast<std::size_t>(k) - 1] == "f0" ? 5 : 1);
+    for (int k = 1; k <= reals; ++k)
+      b.model.link(k, names[static_cast<std::size_t>(k) - 1] == "f0" ? Link::log : Link::logit);
     if (by_record) {
       b.model.design(reals + 1);
       for (int k = 1; k <= reals; ++k) {

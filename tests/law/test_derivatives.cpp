@@ -48,17 +48,18 @@ Model every_link(Source& source) {
   Model made{data_set(source), {}};
   made.m.intervals({1.0F, 0.5F, 2.0F});
   made.m.time_pims();
-  const int links[] = {1, 2, 3, 4, 5, 6, 8, 8, 10, 11};
+  const Link links[] = {Link::logit,    Link::loglog, Link::cloglog, Link::sin,      Link::log,
+                        Link::identity, Link::mlogit, Link::mlogit,  Link::absolute, Link::cauchy};
   for (int i = 1; i <= 10; ++i) {
-    const int code = links[i - 1];
-    if (code == 8)
+    const Link code = links[i - 1];
+    if (code == Link::mlogit)
       made.m.set_member(i, code, 1);
     else
       made.m.link(i, code);
     double beta = source.between(-1.0, 1.0);
-    if (code == 5) beta = source.between(-1.5, -0.3);
-    if (code == 6) beta = source.between(0.2, 0.8);
-    if (code == 10) beta = -source.between(0.2, 0.8);
+    if (code == Link::log) beta = source.between(-1.5, -0.3);
+    if (code == Link::identity) beta = source.between(0.2, 0.8);
+    if (code == Link::absolute) beta = -source.between(0.2, 0.8);
     made.beta.push_back(beta);
   }
   made.m.finish();
@@ -69,10 +70,10 @@ Model every_link(Source& source) {
 Model sets(Source& source) {
   Model made{data_set(source), {}};
   made.m.time_pims();
-  for (int i = 1; i <= 5; ++i) made.m.link(i, 1);
-  made.m.set_member(6, 9, 2);
-  made.m.set_member(7, 9, 2);
-  for (int i = 8; i <= 10; ++i) made.m.set_member(i, 12, 1);
+  for (int i = 1; i <= 5; ++i) made.m.link(i, Link::logit);
+  made.m.set_member(6, Link::clogit, 2);
+  made.m.set_member(7, Link::clogit, 2);
+  for (int i = 8; i <= 10; ++i) made.m.set_member(i, Link::sumratio, 1);
   made.m.fix(7, 0.3);
   for (int i = 1; i <= 10; ++i) made.beta.push_back(source.between(-1.0, 1.0) + (i >= 8 ? 1.5 : 0.0));
   made.m.finish();

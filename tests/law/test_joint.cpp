@@ -257,10 +257,10 @@ TEST(Joint, fault_of_a_cell_ends_the_run) {
 TEST(Joint, return_right_after_a_capture_is_not_looked_up) {
   Cell_bench bench = worked(true);
   Pim& returns = bench.job().model.pim2(7, 1, 1, 1);
-  returns.cells[0] = 0;  // row 1, column 1
+  returns.cells(1) = 0;  // row 1, column 1
   EXPECT_EQ(bench.unreadable("100000"), "");
   EXPECT_EQ(bench.unreadable("100202"), "");
-  returns.cells[1] = 0;  // row 1, column 2
+  returns.cells(2) = 0;  // row 1, column 2
   EXPECT_NE(bench.unreadable("100000"), "");
   EXPECT_EQ(bench.unreadable("101000"), "");
 }

@@ -10,15 +10,13 @@
 namespace tarn {
 namespace {
 
-constexpr int identity = 6;
-
 /// Probabilities of single histories under reals that are given as they are.
 class Live {
  public:
   Live(int noccas, std::initializer_list<float> lengths = {}) : model_(1, noccas) {
     model_.intervals(lengths);
     model_.cohort_pims();
-    model_.job().model.nlink = identity;
+    model_.job().model.nlink = Link::identity;
     model_.finish();
   }
   double prob(const std::string& live, bool lost, const std::vector<double>& reals) {
@@ -28,7 +26,7 @@ class Live {
       one.job().data.timint(c) = model_.job().data.timint(c);
     one.job().data.timevy = model_.job().data.timevy;
     one.cohort_pims();
-    one.job().model.nlink = identity;
+    one.job().model.nlink = Link::identity;
     one.finish();
     Array2<double> observed, losses;
     cell_probabilities(one.job(), reals, observed, losses);

@@ -100,7 +100,7 @@ class Cell_bench {
   template <class Real, class See>
   Ch_result<Real> call(const std::string& cells, bool lost, const std::vector<Real>& reals, const See& see) {
     const Cell_setting setting(model_.job(), routines_);
-    Cell_work<Real> work(setting);
+    Cell_work<Real> work(model_.job(), setting);
     Ch_result<Real> made;
     work.begin();
     routines_.of<Real>().routine(model_.job(), made, History(cells.data(), noccas()), 1, 1, lost ? 1 : 0,

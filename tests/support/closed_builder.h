@@ -66,7 +66,7 @@ class Closed_builder {
       matrix("f0", g, 1, 1);
       matrix("ptilde", g, 1, 1);
     }
-    model.job().model.nlink = 6;
+    model.job().model.nlink = Link::identity;
   }
 
   int mixtures() const { return kind.mixtures ? options_.mixtures : 1; }

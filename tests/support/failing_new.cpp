@@ -1,5 +1,6 @@
 #include "support/failing_new.h"
 
+#include <malloc.h>
 #include <omp.h>
 
 #include <atomic>
@@ -13,6 +14,8 @@ namespace {
 
 std::atomic<bool> armed{false};
 std::atomic<long> counted{0}, made{0}, live{0};
+constexpr std::size_t no_limit = std::numeric_limits<std::size_t>::max();
+std::atomic<std::size_t> held{0}, most_held{no_limit};
 long first_to_fail = 0, last_to_fail = 0;
 bool parallel_only = false;
 
@@ -22,14 +25,21 @@ bool fails() {
   return number >= first_to_fail && number <= last_to_fail;
 }
 
+bool exceeds_limit(std::size_t size) {
+  const std::size_t most = most_held.load(std::memory_order_relaxed);
+  return most != no_limit && (size > most || held.load(std::memory_order_relaxed) > most - size);
+}
+
 void* allocate_bytes(std::size_t size, std::size_t alignment) noexcept {
-  if (fails()) return nullptr;
+  if (fails() || exceeds_limit(size)) return nullptr;
   // A request of no bytes has an address of its own, too.
   const std::size_t least = size == 0 ? 1 : size;
   void* const place = alignment <= alignof(std::max_align_t)
                           ? std::malloc(least)
                           : std::aligned_alloc(alignment, (least + alignment - 1) / alignment * alignment);
-  if (place != nullptr) ++made, ++live;
+  if (place == nullptr) return nullptr;
+  ++made, ++live;
+  held += malloc_usable_size(place);
   return place;
 }
 
@@ -40,7 +50,9 @@ void* allocate_or_throw(std::size_t size, std::size_t alignment) {
 }
 
 void give_back(void* place) noexcept {
-  if (place != nullptr) --live;
+  if (place == nullptr) return;
+  --live;
+  held -= malloc_usable_size(place);
   std::free(place);
 }
 
@@ -60,6 +72,10 @@ Allocation_fault::Allocation_fault(long n, Failing failing, Counted what) {
 Allocation_fault::~Allocation_fault() { armed = false; }
 
 long Allocation_fault::count() { return counted; }
+
+Memory_limit::Memory_limit(std::size_t bytes) { most_held = held + bytes; }
+
+Memory_limit::~Memory_limit() { most_held = no_limit; }
 
 long allocations() { return made; }
 

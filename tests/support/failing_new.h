@@ -1,6 +1,8 @@
 #pragma once
-// Allocation that is counted, and fails on demand: this program's global operator new. A test program that
-// includes this is linked with failing_new.cpp.
+// Allocation that is counted, bounded, and fails on demand: this program's global operator new. A program
+// that includes this is linked with failing_new.cpp.
+
+#include <cstddef>
 
 namespace tarn {
 
@@ -19,6 +21,16 @@ class Allocation_fault {
   ~Allocation_fault();
   /// Allocations that counted so far.
   static long count();
+};
+
+/// While it lives, no more than so many bytes are held beyond those held when it was made; an allocation that
+/// would exceed them fails in the same way. One at a time.
+class Memory_limit {
+ public:
+  explicit Memory_limit(std::size_t bytes);
+  Memory_limit(const Memory_limit&) = delete;
+  Memory_limit& operator=(const Memory_limit&) = delete;
+  ~Memory_limit();
 };
 
 /// Allocations of this program so far, on all threads.

@@ -13,18 +13,10 @@
 #include "data/gaussquad.h"
 #include "likelihood/cells.h"
 #include "support/fitted_types.h"
+#include "support/matrix_sizes.h"
 #include "support/model_builder.h"
 
 namespace tarn {
-
-/// Numbers of the data types with a cell routine, ascending.
-inline std::vector<int> types_with_a_routine() {
-  std::vector<int> types;
-  for (const Family_note& note : fitted_types())
-    types.insert(types.end(), note.numbers.begin(), note.numbers.end());
-  std::sort(types.begin(), types.end());
-  return types;
-}
 
 /// Numbers between bounds; the same on every machine.
 class Draws {
@@ -145,29 +137,6 @@ inline std::string closed_cells(int type, int noccas, Draws& draws) {
   return cells;
 }
 
-/// Rows and columns of a parameter's matrix; a triangle when `by_cohort`.
-struct Matrix_size {
-  bool by_cohort = false;
-  int rows = 1, columns = 1;
-};
-
-inline Matrix_size matrix_size(int type, const std::string& name, int noccas, int mixtures) {
-  if (datatype(type).closed != Closed::none) {
-    if (name == "pi") return {false, mixtures - 1, 1};
-    if (name == "p") return {false, mixtures, noccas};
-    if (name == "c") return {false, mixtures, noccas - 1};
-    if (name == "alpha" || name == "sigmap") return {false, 1, noccas};
-    return {};
-  }
-  // Parameters of the intervals between occasions; all others have one for the interval behind the last.
-  static const std::vector<std::pair<int, std::string>> between{{1, "Phi"}, {1, "p"},    {3, "p"},  {3, "F"},
-                                                                {8, "p"},   {8, "F"},    {8, "F'"}, {10, "S"},
-                                                                {24, "S"},  {48, "Phi"}, {48, "p"}};
-  const bool one_less = std::find(between.begin(), between.end(), std::pair{type, name}) != between.end();
-  const int n = one_less ? noccas - 1 : noccas;
-  return {true, n, n};
-}
-
 /// Whether a parameter is a rate or a number and not a chance.
 inline bool is_rate(int type, const std::string& name) {
   return name == "sigmap" || name == "f0" || type == 20;
@@ -228,16 +197,16 @@ inline Model_builder unfinished_model(int type, const std::vector<Animal>& anima
       inside(i) = animal.inside;
     }
   }
-  job.model.nlink = options.identity ? 6 : 1;
+  job.model.nlink = options.identity ? Link::identity : Link::logit;
   int number = 0;
   for (int g = 1; g <= options.groups; ++g)
     for (int q = 1; q <= job.data.numparmnames; ++q) {
-      const std::string& name = job.data.parameterlist[static_cast<std::size_t>(q) - 1];
-      const auto size = fitted_models_detail::matrix_size(type, name, options.noccas, job.status.nmixtures);
+      const std::string& name = job.data.parameterlist(q);
+      const auto size = matrix_size(type, name, options.noccas, job.status.nmixtures);
       const bool rate = fitted_models_detail::is_rate(type, name);
       m.pim(q, g, size.by_cohort ? "TRIANG" : "SQUARE", size.rows, size.columns, [&](int, int) {
         ++number;
-        if (rate && !options.identity) m.link(number, 5);
+        if (rate && !options.identity) m.link(number, Link::log);
         return number;
       });
     }

@@ -10,6 +10,7 @@
 
 #include "data/catalogue/datatype.h"
 #include "likelihood/func.h"
+#include "likelihood/likelihood_point.h"
 #include "likelihood/likelihood_work.h"
 #include "model/design_matrix_funcs_module.h"
 #include "model/structure/design.h"
@@ -31,12 +32,12 @@ class Model_builder {
     status.liveeh = 1;
     Data_module& data = job().data;
     for (const std::string& name : parmlist(dattyp)) data.parameterlist.push_back(name);
-    data.numparmnames = static_cast<int>(data.parameterlist.size());
+    data.numparmnames = data.parameterlist.size();
     data.encounters.reset(noccas, ngrps, nicovs, 1 << 30);
     present(data.timint.allocate(noccas));
     data.timint.fill(1.0F);
     job().model.pim2.allocate(data.numparmnames, 1, 1, 1, 1, ngrps);
-    job().model.nlink = 1;
+    job().model.nlink = Link::logit;
   }
 
   Job& job() { return test.job; }
@@ -67,17 +68,16 @@ class Model_builder {
   void pim(int q, int g, std::string_view shape, int nrows, int ncols,
            const std::function<int(int, int)>& number) {
     Pim& pim = job().model.pim2(q, 1, 1, g);
-    pim.parname = job().data.parameterlist[static_cast<std::size_t>(q) - 1];
+    pim.parname = job().data.parameterlist(q);
     pim.group = g;
     pim.shape = shape;
     pim.nrows = nrows;
     pim.ncols = ncols;
-    pim.cells.assign(static_cast<std::size_t>(nrows) * static_cast<std::size_t>(ncols), 0);
+    pim.cells.assign(nrows * ncols, 0);
     for (int r = 1; r <= nrows; ++r)
       for (int c = pim.start(r); c <= ncols; ++c) {
         const int n = number(r, c);
-        pim.cells[static_cast<std::size_t>(r - 1) * static_cast<std::size_t>(ncols) +
-                  static_cast<std::size_t>(c - 1)] = n;
+        pim.cell(r, c) = n;
         job().model.nlogit = std::max(job().model.nlogit, n);
       }
   }
@@ -129,8 +129,8 @@ class Model_builder {
   }
 
   /// Link of one real parameter (others take `model.nlink`).
-  void link(int parameter, int code) { links_.push_back({parameter, code}); }
-  void set_member(int parameter, int code, int set) {
+  void link(int parameter, Link code) { links_.push_back({parameter, code}); }
+  void set_member(int parameter, Link code, int set) {
     link(parameter, code);
     job().model.linkfuncptr.push_back({code, set, 0, parameter, 0});
   }
@@ -160,8 +160,8 @@ class Model_builder {
     model.lindex.fill(model.nlink);
     for (const auto& [parameter, code] : links_) model.lindex(parameter) = code;
     for (auto& member : model.linkfuncptr)
-      for (std::size_t k = 0; k < model.fixdex.size(); ++k)
-        if (model.fixdex[k] == member.parm) member.fixed = static_cast<int>(k) + 1;
+      for (int k = 1; k <= model.nfixed(); ++k)
+        if (model.fixdex(k) == member.parm) member.fixed = k;
     covariate_tables(job());
     set_threads(threads);
   }
@@ -183,6 +183,14 @@ class Model_builder {
 
   int betas() { return job().model.ncovs_nlbetas; }
   double func(const std::vector<double>& beta) { return tarn::func(job(), beta); }
+  /// The objective at x with each of `moves` in turn, on the road that gradients take.
+  std::vector<double> objectives(const std::vector<double>& x, const std::vector<Moved_beta>& moves) {
+    Likelihood_point& point = likelihood_point(job());
+    point.move_to(x);
+    std::vector<double> f(moves.size());
+    point.objectives(moves, f);
+    return f;
+  }
 
   Test_job test;
 
@@ -191,7 +199,8 @@ class Model_builder {
     if (!made) throw std::bad_alloc();
   }
   struct Linked {
-    int parameter, code;
+    int parameter;
+    Link code = Link::none;
   };
   std::vector<Linked> links_;
 };

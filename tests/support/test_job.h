@@ -80,7 +80,7 @@ class Test_job {
     }
     return lines;
   }
-  std::vector<std::string> first_words(const std::vector<Charray>& list) const {
+  std::vector<std::string> first_words(const List<Charray>& list) const {
     return {list.begin(), list.begin() + job.status.lstwrd};
   }
 };

@@ -26,7 +26,7 @@ void append_names(std::vector<std::string>& names, std::string_view list) {
 }  // namespace
 
 const Datatype& datatype(int dattyp) {
-  if (dattyp < 1 || dattyp > max_dattyp) return no_row;
+  if (!is_datatype(dattyp)) return no_row;
   return datatype_rows()[static_cast<std::size_t>(dattyp - 1)];
 }
 

@@ -291,6 +291,8 @@ struct Datatype {
   Saturated saturated = Saturated::release;
   std::string_view log_link{};       ///< parameters that take LOG whatever the model's link
   std::string_view identity_link{};  ///< parameters that take IDENTITY
+  bool data_starts = false;          ///< under an identity design those parameters start where the data say
+  bool starts_without_fit = false;   ///< no preliminary fit and no start at 0, whatever the model's link
   bool sessions = false;             ///< occasions are grouped in primary sessions (`fillminlen`)
   Derived_count derived = Derived_count::sections;
   Pim_bounds pim_bounds = Pim_bounds::strata;
@@ -311,6 +313,9 @@ struct Datatype {
 };
 
 inline constexpr int max_dattyp = 185;
+
+/// True for the numbers of the catalogue; false for 0, which stands until ETYPE has been read.
+constexpr bool is_datatype(int dattyp) { return dattyp >= 1 && dattyp <= max_dattyp; }
 
 /// The row of a number 1 to 185; for any other number a row without a name.
 const Datatype& datatype(int dattyp);

@@ -70,18 +70,8 @@ void Encounter_store::reset(int noccas, int ngrps, int nicovs, int capacity) {
 
 History Encounter_store::history(int i) const {
   assert(i >= 1 && i <= count_);
-  return {cells_.data() + static_cast<std::size_t>(i - 1) * 2 * static_cast<std::size_t>(noccas_), noccas_};
+  return {cells_.data() + place(i, 2 * noccas_, 1), noccas_};
 }
-
-namespace {
-
-template <class T>
-auto part(T& values, int i, int length) {
-  const std::size_t n = static_cast<std::size_t>(length);
-  return std::span(values).subspan(static_cast<std::size_t>(i - 1) * n, n);
-}
-
-}  // namespace
 
 std::span<float> Encounter_store::observed(int i) { return part(observed_, i, ngrps_); }
 std::span<const float> Encounter_store::observed(int i) const { return part(observed_, i, ngrps_); }
@@ -90,20 +80,15 @@ std::span<const float> Encounter_store::lost_on_capture(int i) const { return pa
 std::span<double> Encounter_store::ind_covariates(int i) { return part(covariates_, i, nicovs_); }
 std::span<const double> Encounter_store::ind_covariates(int i) const { return part(covariates_, i, nicovs_); }
 
-Encounter_data Encounter_store::operator()(int i) const {
-  return {observed(i), lost_on_capture(i), history(i), ind_covariates(i)};
-}
-
 int Encounter_store::append(History cells, double missing) {
   assert(cells.noccas() == noccas_);
   if (2 * (distinct_ + 1) > index_.size()) grow_index();
-  const std::size_t records = static_cast<std::size_t>(count_) + 1;
   const std::string copy(cells.text());  // the history may lie in this store and move while it grows
   cells_.insert(cells_.end(), copy.begin(), copy.end());
-  observed_.resize(records * static_cast<std::size_t>(ngrps_), 0.0f);
-  lost_.resize(records * static_cast<std::size_t>(ngrps_), 0.0f);
-  covariates_.resize(records * static_cast<std::size_t>(nicovs_), missing);
   ++count_;
+  observed_.resize(place(count_ + 1, ngrps_, 1), 0.0f);
+  lost_.resize(place(count_ + 1, ngrps_, 1), 0.0f);
+  covariates_.resize(place(count_ + 1, nicovs_, 1), missing);
   int& slot = index_[slot_of(history(count_).text())];
   if (slot == 0) slot = count_, ++distinct_;
   return count_;

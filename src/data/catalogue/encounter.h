@@ -42,14 +42,6 @@ int lastdr(History h);
 /// Last occasion sampled (first character not "."); 0 if none.
 int lastsm(History h);
 
-/// One record of encounter data, as a view into the store.
-struct Encounter_data {
-  std::span<const float> observed;         ///< frequency in each group
-  std::span<const float> lost_on_capture;  ///< frequency lost on capture in each group
-  History enc_hist;
-  std::span<const double> ind_covariates;
-};
-
 /// All records, in input order, stored flat; they grow as they are read and the capacity only bounds them.
 class Encounter_store {
  public:
@@ -57,15 +49,22 @@ class Encounter_store {
   void reset(int noccas, int ngrps, int nicovs, int capacity);
   int size() const { return count_; }
   int capacity() const { return capacity_; }
-  /// Record i, 1 to size().
-  Encounter_data operator()(int i) const;
+  /// Cells of record i, 1 to size().
   History history(int i) const;
+  /// Its frequency in each group, observed and lost on capture, and its covariates.
   std::span<float> observed(int i);
   std::span<const float> observed(int i) const;
   std::span<float> lost_on_capture(int i);
   std::span<const float> lost_on_capture(int i) const;
   std::span<double> ind_covariates(int i);
   std::span<const double> ind_covariates(int i) const;
+  /// One of them: group g, covariate c, counted from 1.
+  float& observed(int i, int g) { return observed_[place(i, ngrps_, g)]; }
+  float observed(int i, int g) const { return observed_[place(i, ngrps_, g)]; }
+  float& lost_on_capture(int i, int g) { return lost_[place(i, ngrps_, g)]; }
+  float lost_on_capture(int i, int g) const { return lost_[place(i, ngrps_, g)]; }
+  double& ind_covariate(int i, int c) { return covariates_[place(i, nicovs_, c)]; }
+  double ind_covariate(int i, int c) const { return covariates_[place(i, nicovs_, c)]; }
   /// Appends a record with zero counts and missing covariates and gives its number.
   /// May throw std::bad_alloc. The caller has compared size() with capacity().
   int append(History cells, double missing);
@@ -74,6 +73,15 @@ class Encounter_store {
   int find(History cells) const;
 
  private:
+  /// Place of element k, from 1, of record i in an array of `length` elements a record.
+  static std::size_t place(int i, int length, int k) {
+    return static_cast<std::size_t>(i - 1) * static_cast<std::size_t>(length) +
+           static_cast<std::size_t>(k - 1);
+  }
+  template <class T>
+  static auto part(T& values, int i, int length) {
+    return std::span(values).subspan(place(i, length, 1), static_cast<std::size_t>(length));
+  }
   void grow_index();
   std::size_t slot_of(std::string_view cells) const;
 

@@ -34,10 +34,10 @@ void print_page(Job& job, int rows, int columns, std::string_view format, const 
   for (int j = 1; j <= columns; ++j) numbers.push_back(j);
   put_runtime(job, listing, joined({"(6x,*(", heading_format<T>(format), "))"}), numbers);
   const std::string row_template = joined({"(1x,i3,2x,*(", format, "))"});
-  std::vector<T> row(static_cast<std::size_t>(columns));
+  List<T> row(columns);
   for (int i = 1; i <= rows; ++i) {
-    for (int j = 1; j <= columns; ++j) row[static_cast<std::size_t>(j - 1)] = element(i, j);
-    put_runtime(job, listing, row_template, i, row);
+    for (int j = 1; j <= columns; ++j) row(j) = element(i, j);
+    put_runtime(job, listing, row_template, i, row.span());
   }
 }
 

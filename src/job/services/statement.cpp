@@ -30,6 +30,12 @@ constexpr std::array<bool, 256> is_separator = table_of(" ,");
 
 bool in(const std::array<bool, 256>& table, char c) { return table[static_cast<unsigned char>(c)]; }
 
+/// The character at position p of the buffer.
+template <class A_status>
+auto& character(A_status& status, int p) {
+  return status.string[static_cast<std::size_t>(p - 1)];
+}
+
 /// The characters at positions first to last of the buffer; empty when they are none.
 std::string_view buffer(const Job& job, int first, int last) {
   if (first < 1 || last < first) return {};
@@ -54,33 +60,33 @@ std::string_view left_adjusted(std::string_view s) {
 }
 
 /// A word of `list`, which may be longer than the statement: only `lstwrd` entries are its words.
-const std::string& bounded(Job& job, const std::vector<Charray>& list, int i, const char* name) {
+const std::string& bounded(Job& job, const List<Charray>& list, int i, const char* name) {
   const int upper = job.status.lstwrd;
   if (i < 1)
     error(job, "Index '" + adjustfmt(i) + "' of dimension 1 of array '" + name + "' below lower bound of 1");
   if (i > upper)
     error(job, "Index '" + adjustfmt(i) + "' of dimension 1 of array '" + name + "' above upper bound of " +
                    adjustfmt(upper));
-  return list[static_cast<std::size_t>(i - 1)];
+  return list(i);
 }
 
 /// Adds a word to both lists. Strings that earlier statements left are filled again, so that a deck of
 /// many records does not allocate for every word.
 void add_word(Status_module& status, std::string_view text) {
-  const auto place = static_cast<std::size_t>(status.lstwrd++);
-  if (place == status.words.size()) {
+  const int place = ++status.lstwrd;
+  if (place > status.words.size()) {
     status.words.emplace_back();
     status.wordss.emplace_back();
   }
-  status.wordss[place].assign(text);
-  status.words[place].assign(text);
-  cvtcas(status.words[place]);
+  status.wordss(place).assign(text);
+  status.words(place).assign(text);
+  cvtcas(status.words(place));
 }
 
 /// Closes up the double blanks that stand between position `from` and the end of the statement, and moves
 /// the text behind the statement after it.
 void close_double_blanks(Status_module& status, int from) {
-  const auto at = [&](int p) -> char& { return status.string[static_cast<std::size_t>(p - 1)]; };
+  const auto at = [&](int p) -> char& { return character(status, p); };
   int kept = from;
   for (int p = from + 1; p <= status.lcmded; ++p)
     if (at(p) != ' ' || at(kept) != ' ') at(++kept) = at(p);
@@ -101,7 +107,7 @@ int end_of_piece(const Job& job, int s) {
   if (comment != 0 && comment + 1 != last) return comment + 1;  // a comment ends its line
   if (last - s + 1 <= echo_width) return last;
   for (int p = full; p > s; --p)
-    if (job.status.string[static_cast<std::size_t>(p - 1)] == ' ') return p;
+    if (character(job.status, p) == ' ') return p;
   return full;
 }
 
@@ -202,7 +208,7 @@ void getcmd(Job& job) {
   const int end = end_of_statement(job);
   status.lcmdst = status.nxtchr;
   status.lcmded = end;
-  const auto at = [&](int p) { return status.string[static_cast<std::size_t>(p - 1)]; };
+  const auto at = [&](int p) { return character(status, p); };
   for (int p = status.nxtchr;;) {
     while (p < end && in(is_separator, at(p))) ++p;
     if (p >= end) break;
@@ -229,8 +235,7 @@ void prtcmd(Job& job) {
   Status_module& status = job.status;
   if (status.noecho != 0 || status.lcmded <= status.lcmdst || status.lcmdst < 1) return;
   if (status.indent >= 0) {
-    while (status.lcmdst < status.lcmded && status.string[static_cast<std::size_t>(status.lcmdst - 1)] == ' ')
-      ++status.lcmdst;
+    while (status.lcmdst < status.lcmded && character(status, status.lcmdst) == ' ') ++status.lcmdst;
     if (status.lcmdst == status.lcmded) return;
   }
   if (const int place = find(job, "initial", status.lcmdst, status.lcmded); place != 0)

@@ -71,9 +71,11 @@ struct Cell_setting {
 template <class Real>
 class Cell_work {
  public:
-  /// `setting` must outlive the work area.
-  explicit Cell_work(const Cell_setting& setting)
-      : setting_(&setting), kept_(setting.routines.given() ? setting.routines.of<Real>().kept() : Part()) {}
+  /// `setting` must outlive the work area; so must the job that of a dry run.
+  Cell_work(const Job& job, const Cell_setting& setting)
+      : job_(&job),
+        setting_(&setting),
+        kept_(setting.routines.given() ? setting.routines.of<Real>().kept() : Part()) {}
 
   /// To be called before each cell: clears `penlty` and takes back the scratch.
   void begin() {
@@ -87,7 +89,7 @@ class Cell_work {
   /// `parm[work.matrix(Parameter::p, g)(r, c)]`. Nothing is checked, but in the dry run.
   decltype(auto) matrix(Parameter parameter, int a, int b, int g) {
     if constexpr (std::is_same_v<Real, Reach>) {
-      return setting_->pims.checked(parameter, a, b, g, pim_fault);
+      return setting_->pims.checked(*job_, parameter, a, b, g, pim_fault);
     } else {
       return setting_->pims(parameter, a, b, g);
     }
@@ -142,6 +144,7 @@ class Cell_work {
     std::size_t size = 0;
   };
 
+  const Job* job_;
   const Cell_setting* setting_;
   Part kept_;
   std::vector<Block> blocks_;

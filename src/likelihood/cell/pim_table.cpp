@@ -27,21 +27,18 @@ int row_read(const Pim& pim, int row) { return pim.shape == "SQUARE" ? std::min(
 
 Pim_table::Pim_table(const Job& job) {
   const Model_arrays& model = job.model;
-  job_ = &job;
   for (std::size_t k = 0; k < positions_.size(); ++k) positions_[k] = findpar(job.data, parameter_names[k]);
   if (!model.pim2.present()) return;
   n1_ = job.data.numparmnames;
   n2_ = model.pim2index2upbd - model.pim2index2lobd + 1;
   n3_ = model.pim2index3upbd - model.pim2index3lobd + 1;
   origin_ = ((n3_ + model.pim2index3lobd) * n2_ + model.pim2index2lobd) * n1_ + 1;
-  for (int g = 1; g <= job.status.ngrps; ++g)
-    for (int b = model.pim2index3lobd; b <= model.pim2index3upbd; ++b)
-      for (int a = model.pim2index2lobd; a <= model.pim2index2upbd; ++a)
-        for (int q = 1; q <= n1_; ++q) views_.emplace_back(model.pim2(q, a, b, g));
+  for_each_matrix(job, [this](const Pim_place&, const Pim& pim) { views_.emplace_back(pim); });
 }
 
-Checked_pim Pim_table::checked(Parameter parameter, int a, int b, int g, Pim_fault& fault) const {
-  return {*job_, {.parameter = position(parameter), .index2 = a, .index3 = b, .group = g}, fault};
+Checked_pim Pim_table::checked(const Job& job, Parameter parameter, int a, int b, int g,
+                               Pim_fault& fault) const {
+  return {job, {.parameter = position(parameter), .index2 = a, .index3 = b, .group = g}, fault};
 }
 
 Checked_pim::Checked_pim(const Job& job, const Pim_fault& place, Pim_fault& fault)
@@ -75,8 +72,8 @@ int Checked_pim::look_up(int row, int column) const {
 
 std::string words_of(const Job& job, const Pim_fault& fault) {
   std::string name = adjustfmt(fault.parameter);
-  const auto position = static_cast<std::size_t>(fault.parameter) - 1;
-  if (position < job.data.parameterlist.size()) name = "'" + job.data.parameterlist[position] + "'";
+  if (fault.parameter >= 1 && fault.parameter <= job.data.parameterlist.size())
+    name = "'" + job.data.parameterlist(fault.parameter) + "'";
   std::string text = "Parameter index matrix " + name;
   const Model_arrays& model = job.model;
   if (model.pim2index2upbd > 1) text += ", second index " + adjustfmt(fault.index2);

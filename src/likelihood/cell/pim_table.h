@@ -61,13 +61,12 @@ class Pim_table {
     return views_[static_cast<std::size_t>(((g * n3_ + b) * n2_ + a) * n1_ + position(parameter) - origin_)];
   }
   /// The same for the dry run; of a parameter that the data type does not have every look-up is a fault.
-  Checked_pim checked(Parameter parameter, int a, int b, int g, Pim_fault& fault) const;
+  Checked_pim checked(const Job& job, Parameter parameter, int a, int b, int g, Pim_fault& fault) const;
 
   /// Place of a parameter in `parameterlist`, found by name; 0 when the data type does not have it.
   int position(Parameter parameter) const { return positions_[static_cast<std::size_t>(parameter)]; }
 
  private:
-  const Job* job_ = nullptr;
   int n1_ = 0, n2_ = 0, n3_ = 0, origin_ = 0;
   std::array<int, parameter_names.size()> positions_{};
   std::vector<Pim_view> views_;

@@ -167,7 +167,7 @@ void filldm(Job& job, int row, int col, int& offset) {
 
 void check_initial_values(Job& job) {
   const Model_arrays& model = job.model;
-  if (model.initial_given && static_cast<int>(model.intvals.size()) != model.ncovs_nlbetas)
+  if (model.initial_given && model.intvals.size() != model.ncovs_nlbetas)
     error(job, "Number of initial values does not match the number of beta parameters.");
 }
 
@@ -195,7 +195,6 @@ void design_statement(Job& job) {
   check_initial_values(job);
   make_arrays(job);
   default_labels(job);
-  model.nicovsused = 0;
   if (identity) {
     for (int i = 1; i <= model.nlogit; ++i) model.design(i, i) = 1.0;
     return;

@@ -13,14 +13,9 @@ namespace tarn {
 /// One thread's values of the cells that depend on the animal. Made by `prepare`; calls take no memory.
 template <class Real>
 struct Design_work {
-  std::vector<Real> cells;      ///< value of each of `job.model.varying_cells`
-  std::vector<Real> arguments;  ///< two arguments of each function node
+  List<Real> cells;      ///< value of each of `job.model.varying_cells`
+  List<Real> arguments;  ///< two arguments of each function node
 };
-
-/// True when a record's covariates or history enter its real parameters.
-inline bool reals_depend_on_record(const Model_arrays& model) {
-  return model.licovs != 0 || model.functions.numdmfuncs > 0;
-}
 
 /// Number 1 to 15 of a function name (upper case); 0 when it is none.
 int design_function(std::string_view name);
@@ -36,7 +31,7 @@ void check_initial_values(Job& job);
 /// grows by the words that functions take.
 void filldm(Job& job, int row, int col, int& offset);
 
-/// Tables after the last statement: `designicovs`, `dmicrows` and the compiled rows that `tranlg` adds up.
+/// Tables after the last statement: `varying_cells`, `dmicrows` and the compiled rows that `tranlg` adds up.
 /// A row holds its cells other than plain zeros in column order.
 void covariate_tables(Job& job);
 
@@ -58,6 +53,11 @@ void evaluated_design(const Job& job, const Design_work<double>& work, Array2<do
 /// Sets `scalefactor`: one over the largest absolute value of the column over all records, at least 1; all 1
 /// under NOSTANDDM. Cells that depend on the animal are evaluated for every record.
 void scale_columns(Job& job);
+
+/// Whether real parameters may differ from record to record: a covariate or a function stands in the design.
+inline bool reals_depend_on_record(const Model_arrays& model) {
+  return model.licovs != 0 || model.functions.numdmfuncs > 0;
+}
 
 /// "real i" and "beta i" for every row and column.
 void default_labels(Job& job);

@@ -5,8 +5,6 @@ namespace tarn {
 
 namespace {
 
-std::size_t at(int i) { return static_cast<std::size_t>(i); }
-
 /// The whole number in a function's argument, towards 0; numbers that no index can be come out as -1.
 int whole(double x) { return x > -1e9 && x < 1e9 ? static_cast<int>(x) : -1; }
 
@@ -54,8 +52,8 @@ bool equal(double a, double b) { return vanishes(std::abs(a - b)); }
 
 /// Result of one function; `fault` takes the text of what must stop the run.
 template <class Real>
-Real evaluate(const Job& job, int function, int level, const Real& a, const Real& b,
-              std::span<const Real> xbeta, const Record_values& record, const char*& fault) {
+Real evaluate(const Job& job, int function, int level, const Real& a, const Real& b, View<const Real> xbeta,
+              const Record_values& record, const char*& fault) {
   const double x = value_of(a), y = value_of(b);
   switch (function) {
     case add_function:
@@ -93,7 +91,7 @@ Real evaluate(const Job& job, int function, int level, const Real& a, const Real
       const Model_arrays& model = job.model;
       const int beta = whole(x) >= 1 && whole(x) <= model.nlbetas ? whole(x) + model.ncovs : 0;
       const int position = beta > 0 ? model.bindex(beta) : 0;
-      if (position >= 1 && at(position) <= xbeta.size()) return xbeta[at(position - 1)];
+      if (position >= 1 && position <= xbeta.size()) return xbeta(position);
       fault = beta == 0 ? "NLBETA refers to a beta parameter that does not exist."
                         : "NLBETA refers to a beta parameter that is not estimated.";
       return 0.0;
@@ -105,38 +103,42 @@ Real evaluate(const Job& job, int function, int level, const Real& a, const Real
   }
 }
 
+/// Place of argument 1 or 2 of node k among the arguments of all nodes.
+int argument_of(int k, int slot) { return 2 * (k - 1) + slot; }
+
 /// Results of all nodes, the last first, so that a nested one runs before its parent. That of a node of level
 /// 1 is left in the place of its own first argument.
 template <class Real>
-const char* evaluate_nodes(const Job& job, const Record_values& record, std::span<const Real> xbeta,
-                           std::vector<Real>& arguments) {
+const char* evaluate_nodes(const Job& job, const Record_values& record, View<const Real> xbeta,
+                           List<Real>& arguments) {
   const Design_matrix_funcs_module& tables = job.model.functions;
   const char* fault = nullptr;
   for (int k = 1; k <= tables.numdmfuncs; ++k)
-    for (int slot = 1; slot <= 2; ++slot) arguments[at(2 * (k - 1) + slot - 1)] = tables.dmfuncsargs(slot, k);
+    for (int slot = 1; slot <= 2; ++slot) arguments(argument_of(k, slot)) = tables.dmfuncsargs(slot, k);
   for (int k = tables.numdmfuncs; k >= 1; --k) {
-    Real* own = &arguments[at(2 * (k - 1))];
+    Real &first = arguments(argument_of(k, 1)), &second = arguments(argument_of(k, 2));
     for (int slot = 1; slot <= 2; ++slot) {
       const int kind = tables.dmfuncstypes(slot, k);
       if (kind == number_argument) continue;
-      const int number = whole(value_of(own[slot - 1]));
+      Real& argument = slot == 1 ? first : second;
+      const int number = whole(value_of(argument));
       if (kind == covariate_argument && number >= 1 && number <= record.count) {
-        own[slot - 1] = record.covariates[number - 1];
+        argument = record.covariates[number - 1];
       } else if (kind == cell_argument && number >= 1 && number <= job.model.ncovs) {
-        own[slot - 1] = job.model.design(tables.dmfuncstypes(row_or_slot, k), number);
+        argument = job.model.design(tables.dmfuncstypes(row_or_slot, k), number);
       } else {
         fault = no_covariate_value;
-        own[slot - 1] = 0.0;
+        argument = 0.0;
       }
     }
     const int level = tables.dmfuncstypes(nesting_level, k);
-    const Real result = evaluate<Real>(job, tables.dmfuncstypes(function_number, k), level, own[0], own[1],
+    const Real result = evaluate<Real>(job, tables.dmfuncstypes(function_number, k), level, first, second,
                                        xbeta, record, fault);
     if (level == 1)
-      own[0] = result;
+      first = result;
     else
-      arguments[at(2 * (tables.dmfuncstypes(column_or_parent, k) - 1) + tables.dmfuncstypes(row_or_slot, k) -
-                   1)] = result;
+      arguments(argument_of(tables.dmfuncstypes(column_or_parent, k), tables.dmfuncstypes(row_or_slot, k))) =
+          result;
   }
   return fault;
 }
@@ -152,7 +154,7 @@ int design_function(std::string_view name) {
 template <class Real>
 void prepare(const Job& job, Design_work<Real>& work) {
   work.cells.assign(job.model.varying_cells.size(), Real(0.0));
-  work.arguments.assign(2 * at(job.model.functions.numdmfuncs), Real(0.0));
+  work.arguments.assign(2 * job.model.functions.numdmfuncs, Real(0.0));
 }
 
 template <class Real>
@@ -161,15 +163,15 @@ const char* updatedm(const Job& job, int hist, std::span<const Real> xbeta, Desi
   const Model_arrays& model = job.model;
   const Record_values record = values_of(job, hist, other_values);
   const char* fault = nullptr;
-  if (model.functions.numdmfuncs > 0) fault = evaluate_nodes(job, record, xbeta, work.arguments);
-  for (std::size_t v = 0; v < model.varying_cells.size(); ++v) {
-    const Varying_cell& cell = model.varying_cells[v];
+  if (model.functions.numdmfuncs > 0) fault = evaluate_nodes<Real>(job, record, xbeta, work.arguments);
+  for (int v = 1; v <= model.varying_cells.size(); ++v) {
+    const Varying_cell& cell = model.varying_cells(v);
     if (cell.node > 0) {
-      work.cells[v] = work.arguments[at(2 * (cell.node - 1))];
+      work.cells(v) = work.arguments(argument_of(cell.node, 1));
     } else if (cell.covariate <= record.count) {
-      work.cells[v] = record.covariates[cell.covariate - 1];
+      work.cells(v) = record.covariates[cell.covariate - 1];
     } else {
-      work.cells[v] = 0.0;
+      work.cells(v) = 0.0;
       fault = no_covariate_value;
     }
   }

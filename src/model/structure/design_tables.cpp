@@ -13,8 +13,6 @@ namespace tarn {
 
 namespace {
 
-std::size_t at(int i) { return static_cast<std::size_t>(i); }
-
 /// Covariate number of a coded cell; 0 when it is none.
 int covariate_in(double cell) { return cell <= covariate_code ? static_cast<int>(covariate_code - cell) : 0; }
 
@@ -27,10 +25,9 @@ int node_in(double cell) {
 
 void covariate_tables(Job& job) {
   Model_arrays& model = job.model;
-  model.designicovs.clear();
   model.dmicrows.clear();
   model.varying_cells.clear();
-  model.design_rows.assign(at(model.nlogit), {});
+  model.design_rows.assign(model.nlogit, {});
   for (int row = 1; row <= model.nlogit; ++row)
     for (int col = 1; col <= model.ncovs; ++col) {
       const double cell = model.design(row, col);
@@ -39,24 +36,22 @@ void covariate_tables(Job& job) {
       compiled.col = col;
       const int covariate = covariate_in(cell), node = node_in(cell);
       if (covariate > 0 || node > 0) {
-        compiled.varying = static_cast<int>(model.varying_cells.size());
         model.varying_cells.push_back({row, col, covariate, node});
-        if (covariate > 0) model.designicovs.push_back({row, col, covariate});
+        compiled.varying = model.varying_cells.size();
         if (model.dmicrows.empty() || model.dmicrows.back() != row) model.dmicrows.push_back(row);
       } else {
         compiled.value = cell;
       }
-      model.design_rows[at(row - 1)].push_back(compiled);
+      model.design_rows(row).push_back(compiled);
     }
-  model.nicovsused = static_cast<int>(model.designicovs.size());
 }
 
 void evaluated_design(const Job& job, const Design_work<double>& work, Array2<double>& values) {
   const Model_arrays& model = job.model;
   for (int row = 1; row <= model.nlogit; ++row)
     for (int col = 1; col <= model.ncovs; ++col) values(row, col) = model.design(row, col);
-  for (std::size_t v = 0; v < model.varying_cells.size(); ++v)
-    values(model.varying_cells[v].row, model.varying_cells[v].col) = work.cells[v];
+  for (int v = 1; v <= model.varying_cells.size(); ++v)
+    values(model.varying_cells(v).row, model.varying_cells(v).col) = work.cells(v);
 }
 
 void scale_columns(Job& job) {
@@ -67,18 +62,18 @@ void scale_columns(Job& job) {
     const double size = std::abs(cell);
     if (size > model.scalefactor(col)) model.scalefactor(col) = size;
   };
-  for (const std::vector<Design_cell>& row : model.design_rows)
+  for (const List<Design_cell>& row : model.design_rows)
     for (const Design_cell& cell : row)
-      if (cell.varying < 0) raise(cell.col, cell.value);
+      if (cell.varying == 0) raise(cell.col, cell.value);
   if (!model.varying_cells.empty()) {
     Design_work<double> work;
     prepare(job, work);
     int estimated = 0;
     for (int i = 1; i <= model.ncovs_nlbetas; ++i) estimated = std::max(estimated, model.bindex(i));
-    const std::vector<double> xbeta(at(estimated), 0.0);
+    const List<double> xbeta(estimated, 0.0);
     for (int hist = 1; hist <= job.data.encounters.size(); ++hist) {
       if (const char* fault = updatedm<double>(job, hist, xbeta, work, nullptr)) error(job, fault);
-      for (std::size_t v = 0; v < work.cells.size(); ++v) raise(model.varying_cells[v].col, work.cells[v]);
+      for (int v = 1; v <= work.cells.size(); ++v) raise(model.varying_cells(v).col, work.cells(v));
     }
   }
   for (double& factor : model.scalefactor) factor = 1.0 / factor;

@@ -7,50 +7,34 @@
 #include "job/services/fault.h"
 #include "job/services/report.h"
 #include "job/services/statement.h"
+#include "model/structure/pim.h"
 #include "numerics/scalars.h"
 
 namespace tarn {
 
 namespace {
 
-enum Link {
-  logit_link = 1,
-  loglog_link,
-  cloglog_link,
-  sin_link,
-  log_link,
-  identity_link,
-  parm_specific,
-  mlogit_link,
-  clogit_link,
-  absolute_link,
-  cauchy_link,
-  sumratio_link
-};
-
-std::size_t at(int i) { return static_cast<std::size_t>(i); }
-
 /// A link with a value of its own; other codes leave `known` false.
 template <class Real>
-Real apply_link(int link, const Real& x, bool& known) {
+Real apply_link(Link link, const Real& x, bool& known) {
   switch (link) {
-    case logit_link:
+    case Link::logit:
       return expit(x);
-    case loglog_link:
+    case Link::loglog:
       return exprep(-exprep(-x));
-    case cloglog_link:
+    case Link::cloglog:
       return 1.0 - exprep(-exprep(x));
-    case sin_link:
+    case Link::sin:
       return (sin(x) + 1.0) * 0.5;
-    case log_link:
+    case Link::log:
       return exprep(x);
-    case identity_link:
+    case Link::identity:
       return x;
-    case absolute_link: {
+    case Link::absolute: {
       Real size = abs(x);
       return size > minlog ? size : Real(minlog);
     }
-    case cauchy_link:
+    case Link::cauchy:
       return atan(x) / std::numbers::pi + 0.5;
     default:
       known = false;
@@ -58,134 +42,132 @@ Real apply_link(int link, const Real& x, bool& known) {
   }
 }
 
-void find_sets(const Model_arrays& model, std::vector<Link_set>& sets, std::vector<int>& set_of) {
+void find_sets(const Model_arrays& model, List<Link_set>& sets, List<int>& set_of) {
   sets.clear();
-  set_of.assign(at(model.nlogit), -1);
-  for (int k = 0; k < model.nummlogit(); ++k) {
-    const Link_function_row& member = model.linkfuncptr[at(k)];
-    const bool same = k > 0 && member.code == model.linkfuncptr[at(k - 1)].code &&
-                      member.set == model.linkfuncptr[at(k - 1)].set;
+  set_of.assign(model.nlogit, 0);
+  for (int k = 1; k <= model.nummlogit(); ++k) {
+    const Link_function_row& member = model.linkfuncptr(k);
+    const bool same =
+        k > 1 && member.code == model.linkfuncptr(k - 1).code && member.set == model.linkfuncptr(k - 1).set;
     if (same)
       sets.back().last = k;
     else
       sets.push_back({k, k});
-    if (member.parm >= 1 && member.parm <= model.nlogit)
-      set_of[at(member.parm - 1)] = static_cast<int>(sets.size()) - 1;
+    if (member.parm >= 1 && member.parm <= model.nlogit) set_of(member.parm) = sets.size();
   }
 }
 
 /// The rows of `dmicrows` and of every set that holds one of them.
-void find_animal_pass(const Model_arrays& model, const std::vector<Link_set>& sets,
-                      const std::vector<int>& set_of, Link_pass& animal) {
-  std::vector<char> wanted(at(model.nlogit), 0), set_wanted(sets.size(), 0);
+void find_animal_pass(const Model_arrays& model, const List<Link_set>& sets, const List<int>& set_of,
+                      Link_pass& animal) {
+  List<char> wanted(model.nlogit, 0), set_wanted(sets.size(), 0);
   for (int row : model.dmicrows) {
-    wanted[at(row - 1)] = 1;
-    if (set_of[at(row - 1)] >= 0) set_wanted[at(set_of[at(row - 1)])] = 1;
+    wanted(row) = 1;
+    if (set_of(row) > 0) set_wanted(set_of(row)) = 1;
   }
   animal = {};
-  for (std::size_t s = 0; s < sets.size(); ++s) {
-    if (!set_wanted[s]) continue;
-    animal.sets.push_back(static_cast<int>(s));
-    for (int k = sets[s].first; k <= sets[s].last; ++k) wanted[at(model.linkfuncptr[at(k)].parm - 1)] = 1;
+  for (int s = 1; s <= sets.size(); ++s) {
+    if (!set_wanted(s)) continue;
+    animal.sets.push_back(s);
+    for (int k = sets(s).first; k <= sets(s).last; ++k) wanted(model.linkfuncptr(k).parm) = 1;
   }
   for (int i = 1; i <= model.nlogit; ++i)
-    if (wanted[at(i - 1)]) animal.rows.push_back(i);
-  for (int j = 0; j < model.nfixed(); ++j)
-    if (wanted[at(model.fixdex[at(j)] - 1)]) animal.fixed.push_back(j);
+    if (wanted(i)) animal.rows.push_back(i);
+  for (int j = 1; j <= model.nfixed(); ++j)
+    if (wanted(model.fixdex(j))) animal.fixed.push_back(j);
 }
 
 template <class Real>
-Real cell_value(const Design_cell& cell, const Design_work<Real>& design, const std::vector<Real>& sbeta) {
-  const Real& beta = sbeta[at(cell.col - 1)];
-  return cell.varying < 0 ? cell.value * beta : design.cells[at(cell.varying)] * beta;
+Real cell_value(const Design_cell& cell, const Design_work<Real>& design, const List<Real>& sbeta) {
+  const Real& beta = sbeta(cell.col);
+  return cell.varying == 0 ? cell.value * beta : design.cells(cell.varying) * beta;
 }
 
 template <class Real>
 void all_linear_predictors(const Model_arrays& model, Real_work<Real>& work) {
-  std::size_t animal = 0;
+  int animal = 1;
   for (int row = 1; row <= model.nlogit; ++row) {
-    const std::vector<Design_cell>& cells = model.design_rows[at(row - 1)];
-    const bool varies = animal < model.dmicrows.size() && model.dmicrows[animal] == row;
-    const std::size_t before = varies ? at(work.prefix_cells[animal]) : cells.size();
+    const List<Design_cell>& cells = model.design_rows(row);
+    const bool varies = animal <= model.dmicrows.size() && model.dmicrows(animal) == row;
+    const int before = varies ? work.prefix_cells(animal) : cells.size();
     Real sum(0.0);
-    std::size_t k = 0;
-    for (; k < before; ++k) sum += cell_value(cells[k], work.design, work.sbeta);
-    if (varies) work.prefix[animal++] = sum;
-    for (; k < cells.size(); ++k) sum += cell_value(cells[k], work.design, work.sbeta);
-    work.linear[at(row - 1)] = sum;
+    int k = 1;
+    for (; k <= before; ++k) sum += cell_value(cells(k), work.design, work.sbeta);
+    if (varies) work.prefix(animal++) = sum;
+    for (; k <= cells.size(); ++k) sum += cell_value(cells(k), work.design, work.sbeta);
+    work.linear(row) = sum;
   }
 }
 
 /// The same sums in the same order, taken up where the first varying cell stands.
 template <class Real>
 void animal_linear_predictors(const Model_arrays& model, Real_work<Real>& work) {
-  for (std::size_t animal = 0; animal < model.dmicrows.size(); ++animal) {
-    const int row = model.dmicrows[animal];
-    const std::vector<Design_cell>& cells = model.design_rows[at(row - 1)];
-    Real sum = work.prefix[animal];
-    for (std::size_t k = at(work.prefix_cells[animal]); k < cells.size(); ++k)
-      sum += cell_value(cells[k], work.design, work.sbeta);
-    work.linear[at(row - 1)] = sum;
+  for (int animal = 1; animal <= model.dmicrows.size(); ++animal) {
+    const int row = model.dmicrows(animal);
+    const List<Design_cell>& cells = model.design_rows(row);
+    Real sum = work.prefix(animal);
+    for (int k = work.prefix_cells(animal) + 1; k <= cells.size(); ++k)
+      sum += cell_value(cells(k), work.design, work.sbeta);
+    work.linear(row) = sum;
   }
 }
 
 template <class Real>
 void add_up_set(const Job& job, int set, Real_work<Real>& work) {
   const Model_arrays& model = job.model;
-  const Link_set& range = work.link_sets[at(set)];
+  const Link_set& range = work.link_sets(set);
   Real sum(0.0);
   double fixed = 0.0;
   for (int k = range.first; k <= range.last; ++k) {
-    const Link_function_row& member = model.linkfuncptr[at(k)];
+    const Link_function_row& member = model.linkfuncptr(k);
     if (member.fixed > 0) {
-      fixed += model.fixval[at(member.fixed - 1)];
+      fixed += model.fixval(member.fixed);
       continue;
     }
-    const Real& x = work.linear[at(member.parm - 1)];
-    Real& parm = work.parm[at(member.parm - 1)];
-    parm = member.code == sumratio_link ? abs(x) : exprep(x);
+    const Real& x = work.linear(member.parm);
+    Real& parm = work.parm(member.parm);
+    parm = member.code == Link::sumratio ? abs(x) : exprep(x);
     sum += parm;
   }
-  work.exp_sum[at(set)] = sum;
-  work.fixed_sum[at(set)] = fixed;
+  work.exp_sum(set) = sum;
+  work.fixed_sum(set) = fixed;
   if (fixed > 1.0 && work.fault.empty()) {
-    const Link_function_row& head = model.linkfuncptr[at(range.first)];
-    work.fault = std::string("Sum of fixed values for ") + link_names[at(head.code - 1)] + "(" +
-                 adjustfmt(head.set) + ") that exceeded 1.0 was " + f14(job, fixed);
+    const Link_function_row& head = model.linkfuncptr(range.first);
+    work.fault = "Sum of fixed values for " + std::string(link_name(head.code)) + "(" + adjustfmt(head.set) +
+                 ") that exceeded 1.0 was " + f14(job, fixed);
   }
 }
 
 template <class Real>
 void finish_row(const Model_arrays& model, int row, Real_work<Real>& work) {
-  const int set = work.set_of[at(row - 1)];
-  Real& parm = work.parm[at(row - 1)];
+  const int set = work.set_of(row);
+  Real& parm = work.parm(row);
   // A member of a set holds its exponential or size here already, unless it is fixed.
-  if (set < 0) parm = work.linear[at(row - 1)];
-  const int link = model.lindex(row);
-  if (link == mlogit_link || link == clogit_link) {
+  if (set == 0) parm = work.linear(row);
+  const Link link = model.lindex(row);
+  if (link == Link::mlogit || link == Link::clogit) {
     // KEPT: a row of these links that stands in no set keeps its linear predictor: the divisor is 1 + 0.
-    if (set >= 0) parm = parm / (1.0 + work.exp_sum[at(set)]) * (1.0 - work.fixed_sum[at(set)]);
+    if (set > 0) parm = parm / (1.0 + work.exp_sum(set)) * (1.0 - work.fixed_sum(set));
     return;
   }
   bool known = true;
-  if (link == sumratio_link && set >= 0)
-    parm = parm / work.exp_sum[at(set)];
+  if (link == Link::sumratio && set > 0)
+    parm = parm / work.exp_sum(set);
   else
     parm = apply_link(link, Real(parm), known);
   if (!known && work.fault.empty())
-    work.fault = link == sumratio_link ? "SUMRATIO link for a real parameter that stands in no set."
-                                       : "Incorrect LINK function number specified.";
+    work.fault = link == Link::sumratio ? "SUMRATIO link for a real parameter that stands in no set."
+                                        : "Incorrect LINK function number specified.";
 }
 
 /// Gives a link to every real parameter that stands in a matrix of parameter q.
-void override_link(Job& job, int q, int link) {
+void override_link(Job& job, int q, Link link) {
   Model_arrays& model = job.model;
-  for (int g = 1; g <= job.status.ngrps; ++g)
-    for (int b = model.pim2index3lobd; b <= model.pim2index3upbd; ++b)
-      for (int a = model.pim2index2lobd; a <= model.pim2index2upbd; ++a)
-        // Cells that do not exist hold 0, like those without a number.
-        for (int number : model.pim2(q, a, b, g).cells)
-          if (number >= 1 && number <= model.nlogit) model.lindex(number) = link;
+  for_each_matrix_of(job, q, [&model, link](const Pim_place&, const Pim& pim) {
+    for_each_cell(pim, [&model, link](int, int, int number) {
+      if (number >= 1 && number <= model.nlogit) model.lindex(number) = link;
+    });
+  });
 }
 
 }  // namespace
@@ -196,20 +178,19 @@ void prepare(Job& job, Real_work<Real>& work) {
   work.begin_stamps(++job.model.real_works);
   work.fault.clear();
   work.fault.reserve(200);
-  const std::size_t betas = at(model.ncovs_nlbetas), reals = at(model.nlogit);
-  work.beta.assign(betas, Real(0.0));
+  work.beta.assign(model.ncovs_nlbetas, Real(0.0));
   if (model.beta.present())
-    for (std::size_t i = 0; i < betas; ++i) work.beta[i] = model.beta(static_cast<int>(i) + 1);
-  work.sbeta.assign(at(model.ncovs), Real(0.0));
-  work.linear.assign(reals, Real(0.0));
-  work.parm.assign(reals, Real(0.0));
+    for (int i = 1; i <= model.ncovs_nlbetas; ++i) work.beta(i) = model.beta(i);
+  work.sbeta.assign(model.ncovs, Real(0.0));
+  work.linear.assign(model.nlogit, Real(0.0));
+  work.parm.assign(model.nlogit, Real(0.0));
 
   work.prefix.assign(model.dmicrows.size(), Real(0.0));
   work.prefix_cells.clear();
   for (int row : model.dmicrows) {
-    const std::vector<Design_cell>& cells = model.design_rows[at(row - 1)];
+    const List<Design_cell>& cells = model.design_rows(row);
     const auto first =
-        std::find_if(cells.begin(), cells.end(), [](const Design_cell& cell) { return cell.varying >= 0; });
+        std::find_if(cells.begin(), cells.end(), [](const Design_cell& cell) { return cell.varying > 0; });
     work.prefix_cells.push_back(static_cast<int>(first - cells.begin()));
   }
 
@@ -218,9 +199,9 @@ void prepare(Job& job, Real_work<Real>& work) {
   work.fixed_sum.assign(work.link_sets.size(), 0.0);
   find_animal_pass(model, work.link_sets, work.set_of, work.animal);
   work.all = {};
-  for (std::size_t s = 0; s < work.link_sets.size(); ++s) work.all.sets.push_back(static_cast<int>(s));
+  for (int s = 1; s <= work.link_sets.size(); ++s) work.all.sets.push_back(s);
   for (int i = 1; i <= model.nlogit; ++i) work.all.rows.push_back(i);
-  for (int j = 0; j < model.nfixed(); ++j) work.all.fixed.push_back(j);
+  for (int j = 1; j <= model.nfixed(); ++j) work.all.fixed.push_back(j);
   prepare(job, work.design);
 }
 
@@ -232,12 +213,12 @@ void tranlg(const Job& job, int hist, std::span<const Real> xbeta, Real_work<Rea
     const char* fault = updatedm(job, hist, xbeta, work.design, other_values);
     if (fault != nullptr && work.fault.empty()) work.fault = fault;
   }
+  const View<const Real> estimated(xbeta);
   const bool everything = newbeta == 1 || allrows != 0;
   if (everything) {
     for (int i = 1; i <= model.ncovs_nlbetas; ++i)
-      if (model.bindex(i) > 0) work.beta[at(i - 1)] = xbeta[at(model.bindex(i) - 1)];
-    for (int i = 1; i <= model.ncovs; ++i)
-      work.sbeta[at(i - 1)] = work.beta[at(i - 1)] * model.scalefactor(i);
+      if (model.bindex(i) > 0) work.beta(i) = estimated(model.bindex(i));
+    for (int i = 1; i <= model.ncovs; ++i) work.sbeta(i) = work.beta(i) * model.scalefactor(i);
     all_linear_predictors(model, work);
   } else {
     if (model.dmicrows.empty()) return;
@@ -247,38 +228,36 @@ void tranlg(const Job& job, int hist, std::span<const Real> xbeta, Real_work<Rea
   const Link_pass& pass = everything ? work.all : work.animal;
   for (int set : pass.sets) add_up_set(job, set, work);
   for (int row : pass.rows) finish_row(model, row, work);
-  for (int j : pass.fixed) work.parm[at(model.fixdex[at(j)] - 1)] = model.fixval[at(j)];
+  for (int j : pass.fixed) work.parm(model.fixdex(j)) = model.fixval(j);
 }
 
 Beta_rows rows_of_beta(const Job& job, const Real_work<double>& work, int beta) {
   const Model_arrays& model = job.model;
-  std::vector<char> in_animal_pass(at(model.nlogit), 0), holds(at(model.nlogit), 0);
-  for (int row : work.animal.rows) in_animal_pass[at(row - 1)] = 1;
+  List<char> in_animal_pass(model.nlogit, 0), holds(model.nlogit, 0);
+  for (int row : work.animal.rows) in_animal_pass(row) = 1;
   Beta_rows rows;
   for (int row = 1; row <= model.nlogit; ++row) {
-    const std::vector<Design_cell>& cells = model.design_rows[at(row - 1)];
+    const List<Design_cell>& cells = model.design_rows(row);
     if (std::none_of(cells.begin(), cells.end(),
                      [beta](const Design_cell& cell) { return cell.col == beta; }))
       continue;
-    holds[at(row - 1)] = 1;
-    if (in_animal_pass[at(row - 1)]) rows.sums.push_back(row);
+    holds(row) = 1;
+    if (in_animal_pass(row)) rows.sums.push_back(row);
   }
-  for (std::size_t set = 0; set < work.link_sets.size(); ++set) {
-    const auto member_row = [&](int k) { return model.linkfuncptr[at(k)].parm; };
+  for (int set = 1; set <= work.link_sets.size(); ++set) {
+    const Link_set& range = work.link_sets(set);
+    const auto member_row = [&](int k) { return model.linkfuncptr(k).parm; };
     bool moves = false;
-    for (int k = work.link_sets[set].first; k <= work.link_sets[set].last; ++k)
-      moves = moves || holds[at(member_row(k) - 1)];
+    for (int k = range.first; k <= range.last; ++k) moves = moves || holds(member_row(k));
     if (!moves) continue;
-    if (in_animal_pass[at(member_row(work.link_sets[set].first) - 1)])
-      rows.animal.sets.push_back(static_cast<int>(set));
-    for (int k = work.link_sets[set].first; k <= work.link_sets[set].last; ++k)
-      holds[at(member_row(k) - 1)] = 1;
+    if (in_animal_pass(member_row(range.first))) rows.animal.sets.push_back(set);
+    for (int k = range.first; k <= range.last; ++k) holds(member_row(k)) = 1;
   }
   for (int row = 1; row <= model.nlogit; ++row)
-    if (holds[at(row - 1)]) (in_animal_pass[at(row - 1)] ? rows.animal.rows : rows.others).push_back(row);
-  for (int j = 0; j < model.nfixed(); ++j) {
-    const int row = model.fixdex[at(j)];
-    if (holds[at(row - 1)] && in_animal_pass[at(row - 1)]) rows.animal.fixed.push_back(j);
+    if (holds(row)) (in_animal_pass(row) ? rows.animal.rows : rows.others).push_back(row);
+  for (int j = 1; j <= model.nfixed(); ++j) {
+    const int row = model.fixdex(j);
+    if (holds(row) && in_animal_pass(row)) rows.animal.fixed.push_back(j);
   }
   return rows;
 }
@@ -288,35 +267,33 @@ void shift_beta(const Job& job, Real_work<double>& work, const Beta_rows& rows, 
   const Model_arrays& model = job.model;
   undo.linear.clear();
   undo.parm.clear();
-  for (int row : rows.sums) undo.linear.push_back(work.linear[at(row - 1)]);
-  for (int row : rows.animal.rows) undo.parm.push_back(work.parm[at(row - 1)]);
-  undo.beta = work.beta[at(beta - 1)];
-  undo.sbeta = work.sbeta[at(beta - 1)];
-  work.beta[at(beta - 1)] = value;
-  work.sbeta[at(beta - 1)] = value * model.scalefactor(beta);
+  for (int row : rows.sums) undo.linear.push_back(work.linear(row));
+  for (int row : rows.animal.rows) undo.parm.push_back(work.parm(row));
+  undo.beta = work.beta(beta);
+  undo.sbeta = work.sbeta(beta);
+  work.beta(beta) = value;
+  work.sbeta(beta) = value * model.scalefactor(beta);
   for (int row : rows.sums) {
     double sum = 0.0;
-    for (const Design_cell& cell : model.design_rows[at(row - 1)])
-      sum += cell_value(cell, work.design, work.sbeta);
-    work.linear[at(row - 1)] = sum;
+    for (const Design_cell& cell : model.design_rows(row)) sum += cell_value(cell, work.design, work.sbeta);
+    work.linear(row) = sum;
   }
   for (int set : rows.animal.sets) add_up_set(job, set, work);
   for (int row : rows.animal.rows) finish_row(model, row, work);
-  for (int j : rows.animal.fixed) work.parm[at(model.fixdex[at(j)] - 1)] = model.fixval[at(j)];
+  for (int j : rows.animal.fixed) work.parm(model.fixdex(j)) = model.fixval(j);
   work.changed();
 }
 
 void undo_shift(Real_work<double>& work, const Beta_rows& rows, int beta, const Shift_undo& undo) {
-  work.beta[at(beta - 1)] = undo.beta;
-  work.sbeta[at(beta - 1)] = undo.sbeta;
-  for (std::size_t k = 0; k < rows.sums.size(); ++k) work.linear[at(rows.sums[k] - 1)] = undo.linear[k];
-  for (std::size_t k = 0; k < rows.animal.rows.size(); ++k)
-    work.parm[at(rows.animal.rows[k] - 1)] = undo.parm[k];
+  work.beta(beta) = undo.beta;
+  work.sbeta(beta) = undo.sbeta;
+  for (int k = 1; k <= rows.sums.size(); ++k) work.linear(rows.sums(k)) = undo.linear(k);
+  for (int k = 1; k <= rows.animal.rows.size(); ++k) work.parm(rows.animal.rows(k)) = undo.parm(k);
   work.changed();
 }
 
 void exchange_reals(Real_work<double>& work, std::span<Placed_real> rows) {
-  for (Placed_real& placed : rows) std::swap(work.parm[at(placed.row - 1)], placed.value);
+  for (Placed_real& placed : rows) std::swap(work.parm(placed.row), placed.value);
   work.changed();
 }
 
@@ -326,11 +303,6 @@ void exchange_reals(Real_work<double>& work, std::span<Placed_real> rows) {
                              const double*);
 TARN_LINK_SCALARS(TARN_LINK_INSTANCE)
 #undef TARN_LINK_INSTANCE
-
-int link_code(std::string_view name) {
-  const auto found = std::find(link_names.begin(), link_names.end(), name);
-  return found == link_names.end() ? 0 : static_cast<int>(found - link_names.begin()) + 1;
-}
 
 void find_fixed_members(Job& job) {
   Model_arrays& model = job.model;
@@ -345,18 +317,18 @@ void links_statement(Job& job) {
   for (int i = 1; i <= model.nlogit; ++i) {
     getcmd(job);
     const std::string name = word(job, 1);
-    int code = link_code(name);
-    if (code == 0) {
+    Link code = link_of(name);
+    if (code == Link::none) {
       warn(job, "unidentified LINK function " + name);
-      code = logit_link;
+      code = Link::logit;
       warn(job, "LINK function set to LOGIT        ");
     }
     model.lindex(i) = code;
-    if (code != mlogit_link && code != clogit_link && code != sumratio_link) continue;
+    if (!links_a_set(code)) continue;
     Link_function_row member;
     member.code = code;
     member.set = ivalue(job, word_as_typed(job, 3));
-    if (code == clogit_link) member.second = ivalue(job, word_as_typed(job, 4));
+    if (code == Link::clogit) member.second = ivalue(job, word_as_typed(job, 4));
     member.parm = i;
     model.linkfuncptr.push_back(member);
   }
@@ -370,47 +342,46 @@ void links_statement(Job& job) {
 
 void setlink(Job& job) {
   Model_arrays& model = job.model;
-  if (model.nlink == parm_specific) return;
+  if (model.nlink == Link::parm_specific) return;
   model.lindex.fill(model.nlink);
-  if (job.status.dattyp < 5 || job.status.dattyp > 182) return;
   const Datatype& type = datatype(job.status.dattyp);
   for (int q = 1; q <= job.data.numparmnames; ++q) {
-    const std::string& name = job.data.parameterlist[at(q - 1)];
-    if (names_hold(type.log_link, name)) override_link(job, q, log_link);
-    if (names_hold(type.identity_link, name)) override_link(job, q, identity_link);
+    const std::string& name = job.data.parameterlist(q);
+    if (names_hold(type.log_link, name)) override_link(job, q, Link::log);
+    if (names_hold(type.identity_link, name)) override_link(job, q, Link::identity);
   }
 }
 
 void check_links(Job& job) {
   Model_arrays& model = job.model;
-  if (model.nlink != parm_specific && model.nummlogit() > 0) {
+  if (model.nlink != Link::parm_specific && model.nummlogit() > 0) {
     warn(job, "The LINKS statement has no effect without LINK=PARM-SPECIFIC.");
     model.linkfuncptr.clear();
   }
-  std::vector<Link_set> sets;
-  std::vector<int> set_of;
+  List<Link_set> sets;
+  List<int> set_of;
   find_sets(model, sets, set_of);
   for (int i = 1; i <= model.nlogit; ++i)
-    if (model.lindex(i) == sumratio_link && set_of[at(i - 1)] < 0)
+    if (model.lindex(i) == Link::sumratio && set_of(i) == 0)
       error(job, "SUMRATIO link for real parameter " + adjustfmt(i) + " that stands in no set.");
 }
 
-double link_derivative(Job& job, int link, double p) {
+double link_derivative(Job& job, Link link, double p) {
   switch (link) {
-    case logit_link:
+    case Link::logit:
       return p * (1.0 - p);
-    case loglog_link:
+    case Link::loglog:
       return -p * floored_log(p);
-    case cloglog_link:
+    case Link::cloglog:
       return -(1.0 - p) * floored_log(1.0 - p);
-    case sin_link:
+    case Link::sin:
       return sqrt(p * (1.0 - p));
-    case log_link:
+    case Link::log:
       return p;
-    case identity_link:
-    case absolute_link:
+    case Link::identity:
+    case Link::absolute:
       return 1.0;
-    case cauchy_link: {
+    case Link::cauchy: {
       const double s = sin(std::numbers::pi * p);
       return s * s / std::numbers::pi;
     }
@@ -425,7 +396,7 @@ const double* report_values(const Job& job, std::vector<double>& zeros) {
   if (job.status.icmeans == 0) return nullptr;
   if (job.status.stdic == 0) return job.data.icvrmn.data();
   // The mean of a standardised covariate is 0.
-  zeros.assign(at(job.status.nicovs), 0.0);
+  zeros.assign(static_cast<std::size_t>(job.status.nicovs), 0.0);
   return zeros.data();
 }
 

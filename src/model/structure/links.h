@@ -10,16 +10,16 @@
 
 namespace tarn {
 
-/// A multinomial set: rows `first` to `last` (from 0) of `linkfuncptr`.
+/// A multinomial set: rows `first` to `last` of `linkfuncptr`.
 struct Link_set {
   int first = 0, last = 0;
 };
 
 /// Which real parameters a pass of `tranlg` gives: all of them, or those that depend on the animal.
 struct Link_pass {
-  std::vector<int> sets;   ///< multinomial sets to add up (from 0)
-  std::vector<int> rows;   ///< real parameters to finish
-  std::vector<int> fixed;  ///< positions in `fixdex` (from 0) to apply
+  List<int> sets;   ///< multinomial sets to add up
+  List<int> rows;   ///< real parameters to finish
+  List<int> fixed;  ///< positions in `fixdex` to apply
 };
 
 /// One thread's real parameters: linear predictors kept, finished values, design cells that vary with the
@@ -29,15 +29,15 @@ template <class Real>
 struct Real_work {
   std::string fault;  ///< text of the first fault that must stop the run; empty if none
 
-  std::vector<Real> beta, sbeta;  ///< full beta vector (fixed ones in place) and its scaled columns, from 0
-  std::vector<Real> prefix;       ///< per animal row: the sum up to its first varying cell
-  std::vector<int> prefix_cells;  ///< per animal row: how many cells that sum holds
-  std::vector<Real> linear;       ///< linear predictor of each real parameter, from 0
-  std::vector<Real> parm;         ///< finished value of each real parameter, from 0
-  std::vector<Real> exp_sum;      ///< per set: `expparm` of its members
-  std::vector<double> fixed_sum;  ///< per set: `fixparm` of its members
-  std::vector<Link_set> link_sets;
-  std::vector<int> set_of;  ///< per real parameter: its set, -1 if none
+  List<Real> beta, sbeta;  ///< full beta vector (fixed ones in place) and its scaled columns
+  List<Real> prefix;       ///< per animal row: the sum up to its first varying cell
+  List<int> prefix_cells;  ///< per animal row: how many cells that sum holds
+  List<Real> linear;       ///< linear predictor of each real parameter
+  List<Real> parm;         ///< finished value of each real parameter
+  List<Real> exp_sum;      ///< per set: `expparm` of its members
+  List<double> fixed_sum;  ///< per set: `fixparm` of its members
+  List<Link_set> link_sets;
+  List<int> set_of;  ///< per real parameter: its set, 0 if none
   Link_pass all, animal;
   Design_work<Real> design;
 
@@ -71,16 +71,16 @@ void tranlg(const Job& job, int hist, std::span<const Real> xbeta, Real_work<Rea
 
 /// What moves when one beta does. Only of models whose design functions do not use NLBETA.
 struct Beta_rows {
-  std::vector<int> sums;    ///< rows of the animal's pass whose linear predictor holds the beta
-  Link_pass animal;         ///< sets and rows of the animal's pass to do again
-  std::vector<int> others;  ///< real parameters outside that pass
+  List<int> sums;    ///< rows of the animal's pass whose linear predictor holds the beta
+  Link_pass animal;  ///< sets and rows of the animal's pass to do again
+  List<int> others;  ///< real parameters outside that pass
 };
 Beta_rows rows_of_beta(const Job& job, const Real_work<double>& work, int beta);
 
 /// What `shift_beta` has overwritten.
 struct Shift_undo {
   double beta = 0.0, sbeta = 0.0;
-  std::vector<double> linear, parm;
+  List<double> linear, parm;
 };
 
 /// Gives beta number `beta` another value and does the animal's rows again that depend on it, with the
@@ -104,9 +104,6 @@ void setlink(Job& job);
 /// Reads the LINKS statement's rows into `lindex` and `linkfuncptr`.
 void links_statement(Job& job);
 
-/// Code 1 to 12 of a link name (upper case); 0 when there is no such link.
-int link_code(std::string_view name);
-
 /// Column 5 of `linkfuncptr`: the position of each member in `fixdex`.
 void find_fixed_members(Job& job);
 
@@ -114,8 +111,8 @@ void find_fixed_members(Job& job);
 /// PARM-SPECIFIC are dropped with a warning.
 void check_links(Job& job);
 
-/// dp/dx of a link as a function of the real value p, for codes 1 to 6, 10 and 11; any other code is fatal.
-double link_derivative(Job& job, int link, double p);
+/// dp/dx of a link as a function of the real value p; fatal for the links of sets and PARM-SPECIFIC.
+double link_derivative(Job& job, Link link, double p);
 
 /// Covariate values by rule: none when no cell uses a covariate; ICVALUES; the means under ICMEANS (0 when
 /// the covariates are standardised); else none. `zeros` holds the values when they are made for the call.

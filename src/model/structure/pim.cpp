@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <limits>
 #include <string>
+#include <utility>
 
 #include "data/catalogue/datatype.h"
 #include "job/services/array.h"
@@ -149,13 +150,8 @@ void decode_description(Job& job, const Pim_statement& pim, int& istrta, int& js
 }
 
 std::int64_t cells_so_far(const Job& job) {
-  const Model_arrays& model = job.model;
   std::int64_t cells = 0;
-  for (int g = 1; g <= job.status.ngrps; ++g)
-    for (int b = model.pim2index3lobd; b <= model.pim2index3upbd; ++b)
-      for (int a = model.pim2index2lobd; a <= model.pim2index2upbd; ++a)
-        for (int q = 1; q <= job.data.numparmnames; ++q)
-          cells += static_cast<std::int64_t>(model.pim2(q, a, b, g).cells.size());
+  for_each_matrix(job, [&](const Pim_place&, const Pim& pim) { cells += pim.cells.size(); });
   return cells;
 }
 
@@ -171,21 +167,17 @@ void read_row(Job& job, const Pim_statement& statement, Pim& pim, int r) {
   if (job.status.lstwrd > cells)
     error(job, "Row " + adjustfmt(r) + " of the input matrix " + matrix_text(statement) + " has " +
                    adjustfmt(job.status.lstwrd) + " values for its " + adjustfmt(cells) + " cells.");
-  const std::size_t before = static_cast<std::size_t>(r - 1) * static_cast<std::size_t>(pim.ncols);
   for (int k = 1; k <= job.status.lstwrd; ++k)
-    pim.cells[before + static_cast<std::size_t>(start + k - 2)] = ivalue(job, word_as_typed(job, k));
+    pim.cell(r, start + k - 1) = ivalue(job, word_as_typed(job, k));
 }
 
 /// CONSTANT= and TIME=: the numbers that need no rows.
 void generate_cells(const Pim_statement& statement, Pim& pim) {
-  for (int r = 1; r <= pim.nrows; ++r)
-    for (int c = pim.start(r); c <= pim.ncols; ++c) {
-      const std::int64_t number =
-          statement.constant > 0 ? statement.constant : static_cast<std::int64_t>(statement.time) + c - 1;
-      pim.cells[static_cast<std::size_t>(r - 1) * static_cast<std::size_t>(pim.ncols) +
-                static_cast<std::size_t>(c - 1)] =
-          static_cast<int>(std::min<std::int64_t>(number, std::numeric_limits<int>::max()));
-    }
+  for_each_cell(pim, [&statement](int, int c, int& cell) {
+    const std::int64_t number =
+        statement.constant > 0 ? statement.constant : static_cast<std::int64_t>(statement.time) + c - 1;
+    cell = static_cast<int>(std::min<std::int64_t>(number, std::numeric_limits<int>::max()));
+  });
 }
 
 void set_upper_bounds(Job& job, Pim_bounds rule) {
@@ -259,7 +251,7 @@ int derived_count(const Status_module& status, Derived_count rule) {
 int findpar(const Data_module& data, std::string_view name) {
   const std::string wanted = trimmed(name.substr(0, 10));
   for (int q = 1; q <= data.numparmnames; ++q)
-    if (trimmed(data.parameterlist[static_cast<std::size_t>(q - 1)]) == wanted) return q;
+    if (trimmed(data.parameterlist(q)) == wanted) return q;
   return 0;
 }
 
@@ -294,7 +286,7 @@ void piread(Job& job) {
   pim.nrows = statement.nrows;
   pim.ncols = statement.ncols;
   pim.nmix = job.status.nmixtures;
-  pim.cells.assign(static_cast<std::size_t>(cells), 0);
+  pim.cells.assign(static_cast<int>(cells), 0);
   if (statement.constant > 0 || statement.time > 0)
     generate_cells(statement, pim);
   else
@@ -302,18 +294,18 @@ void piread(Job& job) {
 }
 
 void fillminlen(Job& job) {
-  std::vector<int>& minlen = job.model.minlen;
+  List<int>& minlen = job.model.minlen;
   if (!minlen.empty())
     warn_of_allocation(job, "from memory allocation of MINLEN.", Allocation::already_allocated);
-  minlen.assign(static_cast<std::size_t>(std::max(job.status.nprimy, 0)), 0);
-  std::size_t session = 0;
+  minlen.assign(std::max(job.status.nprimy, 0), 0);
+  int session = 0;
   int count = 1;
   for (int i = 1; i <= job.status.noccas; ++i) {
     if (i < job.status.noccas && !(job.data.timint(i) > 0.0f)) {
       ++count;
       continue;
     }
-    if (session < minlen.size()) minlen[session++] = count;
+    if (session < minlen.size()) minlen(++session) = count;
     count = 1;
   }
 }
@@ -349,25 +341,19 @@ void print_pim2(Job& job, int parameter, int istrta, int jstrta, int group) {
 }
 
 void print_all_pims(Job& job) {
-  const Model_arrays& model = job.model;
-  for (int g = 1; g <= job.status.ngrps; ++g)
-    for (int b = model.pim2index3lobd; b <= model.pim2index3upbd; ++b)
-      for (int a = model.pim2index2lobd; a <= model.pim2index2upbd; ++a)
-        for (int q = 1; q <= job.data.numparmnames; ++q) {
-          const Pim& pim = model.pim2(q, a, b, g);
-          if (!pim.given()) continue;
-          linchk(job, 4);
-          put(job, listing, "(/1x,a,i0,3x,a,i0,3x,a)", "PIM Set ", q, "Group ", g, pim.parname);
-          put(job, listing, "(1x,a,i0,1x,a,i0,1x,a)", "Strata Number ", a, "Strata/Session ", b);
-          put(job, listing, "(2x,a,i0)", "PIM2(IPARAMETER,ISTRTA,JSTRTA,IGRPS)%NROWS = ", pim.nrows);
-          print_pim2(job, q, a, b, g);
-        }
+  for_each_matrix(std::as_const(job), [&job](const Pim_place& at, const Pim& pim) {
+    if (!pim.given()) return;
+    linchk(job, 4);
+    put(job, listing, "(/1x,a,i0,3x,a,i0,3x,a)", "PIM Set ", at.q, "Group ", at.g, pim.parname);
+    put(job, listing, "(1x,a,i0,1x,a,i0,1x,a)", "Strata Number ", at.a, "Strata/Session ", at.b);
+    put(job, listing, "(2x,a,i0)", "PIM2(IPARAMETER,ISTRTA,JSTRTA,IGRPS)%NROWS = ", pim.nrows);
+    print_pim2(job, at.q, at.a, at.b, at.g);
+  });
 }
 
 void set_index_bounds(Job& job) {
   const Status_module& status = job.status;
-  if (status.dattyp < 1 || status.dattyp > max_dattyp)
-    error(job, "An invalid value of DATTYP was set in proc chmatrix.");
+  if (!is_datatype(status.dattyp)) error(job, "An invalid value of DATTYP was set in proc chmatrix.");
   Model_arrays& model = job.model;
   const Datatype& type = datatype(status.dattyp);
   if (type.sessions) {

@@ -37,6 +37,40 @@ inline Pim_view pim(const Job& job, int q, int a, int b, int g) {
   return Pim_view(job.model.pim2(q, a, b, g));
 }
 
+/// Place of a matrix in `pim2`: parameter, second index, third index, group.
+struct Pim_place {
+  int q = 0, a = 0, b = 0, g = 0;
+};
+
+/// Calls visit(place, matrix) for every matrix of parameter q, given or not; group outermost, second index
+/// innermost. The matrix is const when the job is.
+template <class A_job, class Visit>
+void for_each_matrix_of(A_job& job, int q, const Visit& visit) {
+  auto& model = job.model;
+  for (int g = 1; g <= job.status.ngrps; ++g)
+    for (int b = model.pim2index3lobd; b <= model.pim2index3upbd; ++b)
+      for (int a = model.pim2index2lobd; a <= model.pim2index2upbd; ++a)
+        visit(Pim_place{q, a, b, g}, model.pim2(q, a, b, g));
+}
+
+/// The same for every parameter, which is innermost: the order in which `pim2` holds them.
+template <class A_job, class Visit>
+void for_each_matrix(A_job& job, const Visit& visit) {
+  auto& model = job.model;
+  for (int g = 1; g <= job.status.ngrps; ++g)
+    for (int b = model.pim2index3lobd; b <= model.pim2index3upbd; ++b)
+      for (int a = model.pim2index2lobd; a <= model.pim2index2upbd; ++a)
+        for (int q = 1; q <= job.data.numparmnames; ++q) visit(Pim_place{q, a, b, g}, model.pim2(q, a, b, g));
+}
+
+/// Calls visit(row, column, number) for every cell that the shape of a matrix has, row by row. The number may
+/// be written to when the matrix may.
+template <class A_pim, class Visit>
+void for_each_cell(A_pim& pim, const Visit& visit) {
+  for (int r = 1; r <= pim.nrows; ++r)
+    for (int c = pim.start(r); c <= pim.ncols; ++c) visit(r, c, pim.cells((r - 1) * pim.ncols + c));
+}
+
 /// Position of `name` (its first 10 characters) in `parameterlist`, case and all; 0 when it is not there.
 int findpar(const Data_module& data, std::string_view name);
 

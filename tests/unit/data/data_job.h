@@ -42,15 +42,9 @@ struct Data_job : Test_job {
   float u(int o, int g = 1, int layer = 1) const { return job.data.u(o, g, layer); }
   float ul(int o, int g = 1, int layer = 1) const { return job.data.ul(o, g, layer); }
   std::string history(int i) const { return std::string(job.data.encounters.history(i).text()); }
-  float observed(int i, int g = 1) const {
-    return job.data.encounters.observed(i)[static_cast<std::size_t>(g - 1)];
-  }
-  float lost(int i, int g = 1) const {
-    return job.data.encounters.lost_on_capture(i)[static_cast<std::size_t>(g - 1)];
-  }
-  double covariate(int i, int c = 1) const {
-    return job.data.encounters.ind_covariates(i)[static_cast<std::size_t>(c - 1)];
-  }
+  float observed(int i, int g = 1) const { return job.data.encounters.observed(i, g); }
+  float lost(int i, int g = 1) const { return job.data.encounters.lost_on_capture(i, g); }
+  double covariate(int i, int c = 1) const { return job.data.encounters.ind_covariate(i, c); }
   int records() const { return job.data.encounters.size(); }
 
   std::string fault;

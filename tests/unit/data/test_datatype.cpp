@@ -6,6 +6,7 @@
 #include <set>
 #include <sstream>
 
+#include "data/catalogue/link.h"
 #include "support/data_types_page.h"
 
 namespace tarn {
@@ -112,6 +113,44 @@ std::set<int> numbers_where(Predicate holds) {
 
 std::set<int> with_cell(Cell cell) {
   return numbers_where([=](const Datatype& row) { return row.cell == cell; });
+}
+
+TEST(Datatype, numbers_of_the_catalogue) {
+  for (const int n : {1, 2, 184, 185}) EXPECT_TRUE(is_datatype(n)) << n;
+  for (const int n : {-1, 0, 186, 1000}) EXPECT_FALSE(is_datatype(n)) << n;
+}
+
+TEST(Datatype, starts_that_the_data_tell) {
+  EXPECT_EQ(numbers_where([](const Datatype& row) { return row.data_starts; }),
+            (std::set<int>{5,   11,  16,  114, 115, 117, 118, 120, 132, 133, 134, 135, 136, 138, 140,
+                           146, 147, 151, 154, 155, 158, 159, 160, 162, 166, 169, 171, 172, 173, 174}));
+}
+
+TEST(Datatype, one_type_starts_without_a_preliminary_fit) {
+  EXPECT_EQ(numbers_where([](const Datatype& row) { return row.starts_without_fit; }), (std::set<int>{115}));
+}
+
+TEST(Link, codes_and_names) {
+  const std::vector<std::string> names{"LOGIT",  "LOGLOG",   "CLOGLOG",       "SIN",
+                                       "LOG",    "IDENTITY", "PARM-SPECIFIC", "MLOGIT",
+                                       "CLOGIT", "ABSOLUTE", "CAUCHY",        "SUMRATIO"};
+  for (int code = 1; code <= 12; ++code) {
+    const std::string& name = names[static_cast<std::size_t>(code) - 1];
+    EXPECT_EQ(link_name(static_cast<Link>(code)), name);
+    EXPECT_EQ(static_cast<int>(link_of(name)), code);
+  }
+  EXPECT_EQ(static_cast<int>(Link::sin), 4);
+  EXPECT_EQ(static_cast<int>(Link::parm_specific), 7);
+  EXPECT_EQ(static_cast<int>(Link::sumratio), 12);
+  for (const char* name : {"", "logit", "LOGI", "LOGIT ", "PROBIT"})
+    EXPECT_EQ(link_of(name), Link::none) << name;
+  EXPECT_EQ(link_name(Link::none), "");
+  EXPECT_EQ(link_name(static_cast<Link>(13)), "");
+}
+
+TEST(Link, those_of_sets) {
+  for (int code = 0; code <= 12; ++code)
+    EXPECT_EQ(links_a_set(static_cast<Link>(code)), code == 8 || code == 9 || code == 12) << code;
 }
 
 TEST(Datatype, routines_of_their_own) {

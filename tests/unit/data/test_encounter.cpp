@@ -75,16 +75,39 @@ TEST(Encounter, find_agrees_with_a_scan) {
   EXPECT_GT(store.size(), 1000);
 }
 
+TEST(Encounter, elements_of_one_record) {
+  Encounter_store store;
+  store.reset(2, 3, 2, 10);
+  store.append(Cells("1000"), -9999.0);
+  store.append(Cells("0010"), -9999.0);
+  for (int g = 1; g <= 3; ++g) {
+    store.observed(2, g) = static_cast<float>(g);
+    store.lost_on_capture(2, g) = static_cast<float>(10 * g);
+  }
+  store.ind_covariate(2, 1) = 0.5;
+  store.ind_covariate(2, 2) = 1.5;
+  const Encounter_store& read = store;
+  for (int g = 1; g <= 3; ++g) {
+    EXPECT_EQ(read.observed(1, g), 0.0f);
+    EXPECT_EQ(read.observed(2, g), read.observed(2)[static_cast<std::size_t>(g) - 1]);
+    EXPECT_EQ(read.observed(2, g), static_cast<float>(g));
+    EXPECT_EQ(read.lost_on_capture(2, g), static_cast<float>(10 * g));
+    EXPECT_EQ(read.lost_on_capture(2, g), read.lost_on_capture(2)[static_cast<std::size_t>(g) - 1]);
+  }
+  EXPECT_EQ(read.ind_covariate(1, 2), -9999.0);
+  EXPECT_EQ(read.ind_covariate(2, 1), 0.5);
+  EXPECT_EQ(read.ind_covariates(2)[1], 1.5);
+}
+
 TEST(Encounter, records_start_empty) {
   Encounter_store store;
   store.reset(2, 3, 2, 10);
   EXPECT_EQ(store.append(Cells("1000"), -9999.0), 1);
-  const Encounter_data record = store(1);
-  EXPECT_EQ(record.observed.size(), 3u);
-  EXPECT_EQ(record.observed[2], 0.0f);
-  EXPECT_EQ(record.lost_on_capture[0], 0.0f);
-  EXPECT_EQ(record.ind_covariates[1], -9999.0);
-  EXPECT_EQ(record.enc_hist.text(), "1000");
+  EXPECT_EQ(store.observed(1).size(), 3u);
+  EXPECT_EQ(store.observed(1, 3), 0.0f);
+  EXPECT_EQ(store.lost_on_capture(1, 1), 0.0f);
+  EXPECT_EQ(store.ind_covariate(1, 2), -9999.0);
+  EXPECT_EQ(store.history(1).text(), "1000");
   store.reset(2, 3, 2, 10);
   EXPECT_EQ(store.size(), 0);
   EXPECT_EQ(store.find(Cells("1000")), 0);

@@ -182,7 +182,7 @@ TEST(Random_decks, end_in_data_or_in_a_message) {
     std::string end;
     try {
       t.read(deck);
-      if (t.job.status.lstwrd < 2 || t.job.status.words[1] != "CHMATRIX") continue;
+      if (t.job.status.lstwrd < 2 || t.job.status.words(2) != "CHMATRIX") continue;
       end = t.run();
     } catch (const Stop&) {  // the statement reader refused the deck
       continue;

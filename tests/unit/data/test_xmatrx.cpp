@@ -150,7 +150,7 @@ TEST(Data_procedure, group_labels_by_default) {
 TEST(Data_procedure, group_labels_keep_their_text) {
   const Data_job t("occasions=4 groups=2 hist=2 etype=LIVE", "GLABEL(2)=Males, of  1990;");
   EXPECT_EQ(t.fault, "");
-  EXPECT_EQ(t.data().glabel[1], "Males, of  1990");
+  EXPECT_EQ(t.data().glabel(2), "Males, of  1990");
   EXPECT_EQ(Data_job(live, "glabel(2)=x;").fault, "Value of group exceeds GROUPS= value.");
   EXPECT_EQ(Data_job(live, "glabel(0)=x;").fault, "Value of group <1.");
   EXPECT_EQ(Data_job(live, "glabel;").fault,

@@ -222,7 +222,7 @@ TEST(Conditional_population, occasions_not_sampled_do_not_catch) {
   m.record("11.", {4});
   m.pim(1, 1, "SQUARE", 1, 3, [](int, int c) { return c; });
   m.pim(2, 1, "SQUARE", 1, 2, [](int, int c) { return 3 + c; });
-  m.job().model.nlink = 6;
+  m.job().model.nlink = Link::identity;
   m.finish();
   Derived_frame frame(m.job());
   double n = 0.0;
@@ -232,7 +232,7 @@ TEST(Conditional_population, occasions_not_sampled_do_not_catch) {
 
 TEST(Conditional_population, no_chance_of_capture_does_not_divide_by_0) {
   Model_builder m = constant_capture(3, 1.0F);
-  m.job().model.lindex.fill(6);
+  m.job().model.lindex.fill(Link::identity);
   Derived_frame frame(m.job());
   frame.minimum.assign(1, 0.0);
   frame.added_variance.assign(1, 0.0);

@@ -111,7 +111,7 @@ TEST(Kmprod, standard_error_is_greenwoods) {
 
 TEST(Kmprod, survival_without_deaths_has_limits_of_1) {
   Model_builder m(4, 2);
-  m.job().model.nlink = 6;  // IDENTITY
+  m.job().model.nlink = Link::identity;
   survival_pims(m, 1, 2);
   m.finish();
   Derived_frame frame(m.job());

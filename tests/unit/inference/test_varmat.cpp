@@ -15,7 +15,7 @@ namespace {
 std::size_t triangle(std::size_t n) { return n * (n + 1) / 2; }
 
 /// Phi and p constant over 3 occasions, reals are betas.
-Model_builder constant_model(int link = 6) {
+Model_builder constant_model(Link link = Link::identity) {
   Model_builder m(1, 3);
   for (int q = 1; q <= 2; ++q) m.pim(q, 1, "TRIANG", 2, 2, [q](int, int) { return q; });
   m.job().model.nlink = link;
@@ -79,8 +79,8 @@ TEST(Varmat, second_partials_are_the_stencil_in_many_digits) {
     m.time_pims();
     const int n = c.occasions - 1;
     for (int i = 1; i <= n; ++i) {
-      m.link(i, c.phi_link);
-      m.link(n + i, c.p_link);
+      m.link(i, static_cast<Link>(c.phi_link));
+      m.link(n + i, static_cast<Link>(c.p_link));
     }
     m.finish();
     std::vector<double> h(triangle(c.beta.size()));
@@ -101,7 +101,7 @@ TEST(Varmat, one_beta) {
   m.pim(2, 1, "SQUARE", 1, 1, [](int, int) { return 2; });
   m.record("11", {30.0F});
   m.record("10", {70.0F});
-  m.job().model.nlink = 6;
+  m.job().model.nlink = Link::identity;
   m.fix(2, 1.0);
   m.design(1);
   m.cell(1, 1, 1.0);
@@ -132,7 +132,7 @@ TEST(Kept, second_partials_of_a_beta_of_minus_one) {
 TEST(Varmat, rounding_above_one_has_no_derivative) {
   // 1 - Phi + Phi (1 - p) is 1 in exact arithmetic when p = 0; a violation of rounding size must not weigh
   // 1e6.
-  Model_builder m = constant_model(1);
+  Model_builder m = constant_model(Link::logit);
   m.record("100", {50.0F});
   m.record("110", {50.0F});
   m.finish();
@@ -224,7 +224,7 @@ TEST(Varmat, expected_information_of_a_closed_population) {
   Model_builder m(12, 3);
   m.pim(1, 1, "SQUARE", 1, 3, [](int, int) { return 1; });
   m.pim(2, 1, "SQUARE", 1, 2, [](int, int) { return 1; });
-  m.job().model.nlink = 6;
+  m.job().model.nlink = Link::identity;
   for (const char* live : {"111", "110", "101", "100", "011", "010", "001"}) m.record(live, {10.0F});
   m.finish();
   set_releases(m, {70.0F, 0.0F, 0.0F}, {0.0F, 0.0F, 0.0F});
@@ -246,7 +246,7 @@ TEST(Varmat, singular_information_of_a_parameter_that_is_not_identified) {
   Model_builder m(1, 3);
   for (const char* live : {"111", "110", "101", "100", "011", "010"}) m.record(live, {7.0F});
   m.time_pims();
-  m.job().model.nlink = 6;
+  m.job().model.nlink = Link::identity;
   m.finish();
   m.job().model.vartyp = 2;  // a sum of squares has no curvature of its own along the product
   std::vector<double> h(triangle(4));

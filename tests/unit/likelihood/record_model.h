@@ -49,9 +49,8 @@ inline Model_builder random_model(Kind kind, int records, int seed) {
     for (int row = 1; row <= intervals; ++row) m.covariate(row, reals + 1, 1);
   }
   if (kind == Kind::multinomial) {
-    constexpr int mlogit = 8;
-    for (int row = intervals - 1; row <= intervals + 2; ++row) m.set_member(row, mlogit, 1);
-    for (int row = 2 * intervals + 1; row <= 2 * intervals + 2; ++row) m.set_member(row, mlogit, 2);
+    for (int row = intervals - 1; row <= intervals + 2; ++row) m.set_member(row, Link::mlogit, 1);
+    for (int row = 2 * intervals + 1; row <= 2 * intervals + 2; ++row) m.set_member(row, Link::mlogit, 2);
   }
   if (kind == Kind::fixed) {
     m.fix(2, 0.7);

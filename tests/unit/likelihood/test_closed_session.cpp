@@ -19,7 +19,7 @@ Closed_result<double> session_of(Closed_builder& b, const std::string& history, 
                                  const Closed_reals& x, std::string* fault = nullptr) {
   Job& job = b.model.job();
   const Cell_setting setting(job, cell_routines(Cell::closed));
-  Cell_work<double> work(setting);
+  Cell_work<double> work(job, setting);
   std::string cells;
   for (const char c : history) cells += {c, '0'};
   const int n = static_cast<int>(history.size());
@@ -142,7 +142,7 @@ TEST(Closed_session, stretch_of_a_longer_history) {
     EXPECT_EQ(stretch.first, 2);
     EXPECT_EQ(stretch.last, 3);
     const Cell_setting setting(job, cell_routines(Cell::closed));
-    Cell_work<double> work(setting);
+    Cell_work<double> work(job, setting);
     const std::vector<double> reals = b.vector_of(x);
     EXPECT_EQ(
         closmods(job, work, kept<One_closed_session>(work), 1, stretch, kind, Reals<double>(reals.data()))
@@ -245,8 +245,8 @@ TEST(Closed_set_up, cells_of_occasions_not_sampled_are_not_needed) {
     const Closed_reals x = example(b.kind);
     const double expected = b.model.func(b.vector_of(x));
     Job& job = b.model.job();
-    job.model.pim2(findpar(job.data, "p"), 1, 1, 1).cells[2] = 0;
-    job.model.pim2(findpar(job.data, "c"), 1, 1, 1).cells[1] = 999;
+    job.model.pim2(findpar(job.data, "p"), 1, 1, 1).cells(3) = 0;
+    job.model.pim2(findpar(job.data, "c"), 1, 1, 1).cells(2) = 999;
     set_up_likelihood(job);
     EXPECT_EQ(b.model.func(b.vector_of(x)), expected) << type;
   }
@@ -308,7 +308,7 @@ TEST(Closed_set_up, the_reals_of_record_1_stand_in_the_term) {
   Closed_builder b = with_covariate(5), plain(5, 3);
   b.model.finish();
   Job& job = b.model.job();
-  job.model.lindex.fill(6);
+  job.model.lindex.fill(Link::identity);
   std::vector<double> beta(static_cast<std::size_t>(job.model.nlogit), 0.3);
   beta.back() = 0.2;  // f0 itself, and the slope of p(2)
   const double both = b.model.func(beta);

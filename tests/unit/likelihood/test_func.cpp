@@ -24,7 +24,7 @@ Model_builder plain_model(int noccas) {
   Model_builder m(1, noccas);
   const int n = noccas - 1;
   for (int q = 1; q <= 2; ++q) m.pim(q, 1, "TRIANG", n, n, [q](int, int) { return q; });
-  m.job().model.nlink = 6;
+  m.job().model.nlink = Link::identity;
   return m;
 }
 
@@ -142,7 +142,7 @@ TEST(Func, a_record_without_counts_calls_nothing) {
   m.record("1011", {0.0F, 2.0F});
   // Group 1 has no matrices at all, and no record needs them.
   for (int q = 1; q <= 2; ++q) m.pim(q, 2, "TRIANG", 3, 3, [q](int, int) { return q; });
-  m.job().model.nlink = 6;
+  m.job().model.nlink = Link::identity;
   m.finish();
   EXPECT_GT(m.func({0.5, 0.5}), 0.0);
   cell_probabilities(m.job());
@@ -251,11 +251,11 @@ TEST(Func, order_of_records_and_groups_does_not_matter) {
   m.finish();
   Model_builder reversed(1, 9, 2);
   for (int i = 300; i >= 1; --i) {
-    const Encounter_data record = m.job().data.encounters(i);
+    const Encounter_store& store = m.job().data.encounters;
     std::string live;
-    for (int o = 1; o <= 9; ++o) live += record.enc_hist.live(o);
-    reversed.record(live, {record.observed[1], record.observed[0]},
-                    {record.lost_on_capture[1], record.lost_on_capture[0]});
+    for (int o = 1; o <= 9; ++o) live += store.history(i).live(o);
+    reversed.record(live, {store.observed(i, 2), store.observed(i, 1)},
+                    {store.lost_on_capture(i, 2), store.lost_on_capture(i, 1)});
   }
   reversed.time_pims();  // shared by the groups
   reversed.finish();
@@ -269,7 +269,7 @@ TEST(Func, flags_of_workers_reach_the_main_thread) {
   for (int i = 0; i < 4000; ++i)
     m.record(i == 3999 ? "1" + std::string(19, '1') : random_history(source, 20), {1.0F});
   for (int q = 1; q <= 2; ++q) m.pim(q, 1, "TRIANG", 19, 19, [q](int, int) { return q; });
-  m.job().model.nlink = 6;
+  m.job().model.nlink = Link::identity;
   m.finish();
   m.force_threads(2);
   std::feclearexcept(FE_ALL_EXCEPT);
@@ -388,7 +388,7 @@ TEST(Set_up, a_number_above_the_design_is_fatal) {
   Model_builder m = plain_model(4);
   m.record("1011", {1.0F});
   m.finish();
-  m.job().model.pim2(1, 1, 1, 1).cells[2] = 3;
+  m.job().model.pim2(1, 1, 1, 1).cells(3) = 3;
   EXPECT_EQ(error_of(m.test, [&] { set_up_likelihood(m.job()); }),
             "Parameter index matrix 'Phi', group 1: row 1, column 3 holds 3, which is no row of the design "
             "matrix.");
@@ -419,7 +419,7 @@ TEST(Set_up, a_missing_matrix_is_fatal) {
 TEST(Cell_work, scratch_lives_until_the_next_cell_and_is_kept) {
   Model_builder m = plain_model(4);
   const Cell_setting setting(m.job(), cell_routines(Cell::chprob001));
-  Cell_work<double> work(setting);
+  Cell_work<double> work(m.job(), setting);
   work.begin();
   const std::span<double> small = work.take(10), large = work.take(5000), more = work.take(1000);
   std::fill(small.begin(), small.end(), 1.0);
@@ -451,7 +451,7 @@ TEST(Cell_work, facts_of_a_made_up_history) {
 TEST(Cell_work, the_longest_fault_text_is_cut) {
   Model_builder m = plain_model(4);
   const Cell_setting setting(m.job(), cell_routines(Cell::chprob001));
-  Cell_work<double> work(setting);
+  Cell_work<double> work(m.job(), setting);
   work.fail(5, std::string(400, 'x'));
   EXPECT_EQ(work.fault_text(), std::string(255, 'x'));
   work.fail(7, "later");

@@ -14,7 +14,7 @@ namespace {
 struct Known_fit {
   std::vector<double> solution;
   std::vector<double> start = {};
-  std::vector<int> links = {};
+  std::vector<Link> links = {};
   int calls = 0;
 
   Fit for_job(Job& job) {
@@ -58,26 +58,26 @@ TEST(Kept, initial_values_belong_to_the_scaled_columns) {
   choose_start(t.job, no_fit());
   EXPECT_EQ(betast(t.job), (std::vector<double>{0.5}));
   // 0.5 times 1000 times 1/1000, not 500.
-  t.job.model.nlink = 6;
+  t.job.model.nlink = Link::identity;
   setlink(t.job);
   recompute_reals(t.job, 1, betast(t.job));
   EXPECT_DOUBLE_EQ(t.job.model.parm(1), 0.5);
 }
 
 TEST(Starting, links_confined_to_0_to_1_start_at_one_value) {
-  for (int link : {1, 2, 3, 4}) {
+  for (const Link link : {Link::logit, Link::loglog, Link::cloglog, Link::sin}) {
     Model_job t;
     t.job.model.nlink = link;
     t.read_design("design matrix constraints=2 covariates=1 nlbetas=1; 1; 2;");
     t.set_up();
     choose_start(t.job, no_fit());
-    EXPECT_EQ(betast(t.job), (std::vector<double>{-0.1, 0.0})) << link;
+    EXPECT_EQ(betast(t.job), (std::vector<double>{-0.1, 0.0})) << link_name(link);
   }
 }
 
 TEST(Starting, mlogit_as_the_models_link_starts_at_zero) {
   Model_job t;
-  t.job.model.nlink = 8;
+  t.job.model.nlink = Link::mlogit;
   t.read_design("design matrix constraints=2 covariates=2 identity;");
   t.set_up();
   choose_start(t.job, no_fit());
@@ -88,7 +88,7 @@ TEST(Starting, poisson_resight_starts_without_a_preliminary_fit) {
   Sizes sizes;
   sizes.dattyp = 115;
   Model_job t(sizes);
-  t.job.model.nlink = 5;
+  t.job.model.nlink = Link::log;
   t.read_design("design matrix constraints=1 covariates=1; 1;");
   t.set_up();
   choose_start(t.job, no_fit());
@@ -97,7 +97,7 @@ TEST(Starting, poisson_resight_starts_without_a_preliminary_fit) {
 
 TEST(Starting, preliminary_fit_under_log_is_translated_and_capped) {
   Model_job t;
-  t.job.model.nlink = 5;
+  t.job.model.nlink = Link::log;
   t.read_design("design matrix constraints=2 covariates=2 identity;");
   t.set_up();
   setlink(t.job);
@@ -105,16 +105,16 @@ TEST(Starting, preliminary_fit_under_log_is_translated_and_capped) {
   choose_start(t.job, fit.for_job(t.job));
   EXPECT_EQ(fit.calls, 1);
   EXPECT_EQ(fit.start, (std::vector<double>{-0.1, -0.1}));
-  EXPECT_EQ(fit.links, (std::vector<int>{4, 4}));
+  EXPECT_EQ(fit.links, (std::vector<Link>{Link::sin, Link::sin}));
   EXPECT_NEAR(t.job.model.betast(1), std::log(0.5), 1e-14);
   EXPECT_EQ(t.job.model.betast(2), -0.01);
-  EXPECT_EQ(t.job.model.nlink, 5);
-  EXPECT_EQ(t.job.model.lindex(1), 5);
+  EXPECT_EQ(t.job.model.nlink, Link::log);
+  EXPECT_EQ(t.job.model.lindex(1), Link::log);
 }
 
 TEST(Starting, preliminary_fit_under_identity_is_not_capped) {
   Model_job t;
-  t.job.model.nlink = 6;
+  t.job.model.nlink = Link::identity;
   // Three reals on a line: an intercept and a slope, whose column is scaled.
   t.read_design("design matrix constraints=3 covariates=2; 1 0; 1 10; 1 20;");
   t.set_up();
@@ -131,7 +131,7 @@ TEST(Starting, preliminary_fit_under_identity_is_not_capped) {
 
 TEST(Starting, extra_betas_keep_what_the_preliminary_fit_found) {
   Model_job t;
-  t.job.model.nlink = 6;
+  t.job.model.nlink = Link::identity;
   t.read_design("design matrix constraints=1 covariates=1 nlbetas=1; exp(nlbeta(1));");
   t.set_up();
   Known_fit fit{{to_sin(0.3) / std::exp(-0.5), -0.5}};
@@ -143,7 +143,7 @@ TEST(Starting, extra_betas_keep_what_the_preliminary_fit_found) {
 TEST(Starting, overridden_rows_keep_their_own_target) {
   Sizes sizes;
   sizes.dattyp = 5;
-  for (int link : {5, 6}) {
+  for (const Link link : {Link::log, Link::identity}) {
     Model_job t(sizes);
     t.job.model.nlink = link;
     t.read_pim("group=1 p rows=1 cols=4 square constant=1;");
@@ -153,15 +153,15 @@ TEST(Starting, overridden_rows_keep_their_own_target) {
     setlink(t.job);
     Known_fit fit{{to_sin(0.25), std::log(30.0)}};
     choose_start(t.job, fit.for_job(t.job));
-    EXPECT_EQ(fit.links, (std::vector<int>{4, 5}));
-    EXPECT_NEAR(t.job.model.betast(1), link == 5 ? std::log(0.25) : 0.25, 1e-14);
+    EXPECT_EQ(fit.links, (std::vector<Link>{Link::sin, Link::log}));
+    EXPECT_NEAR(t.job.model.betast(1), link == Link::log ? std::log(0.25) : 0.25, 1e-14);
     EXPECT_NEAR(t.job.model.betast(2), std::log(30.0), 1e-12);
   }
 }
 
 TEST(Starting, fixed_rows_and_singular_designs_still_give_a_start) {
   Model_job t;
-  t.job.model.nlink = 6;
+  t.job.model.nlink = Link::identity;
   t.read_design("design matrix constraints=3 covariates=3; 1 1 0; 1 1 0; 0 0 1;");
   t.set_up();
   t.job.model.fixdex = {3};

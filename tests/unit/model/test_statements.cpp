@@ -27,7 +27,7 @@ bool warned(const Test_job& t, const std::string& text) {
 
 TEST(Estimate_options, defaults) {
   const Model_arrays model;
-  EXPECT_EQ(model.nlink, 4);
+  EXPECT_EQ(model.nlink, Link::sin);
   EXPECT_EQ(model.vartyp, 4);
   EXPECT_EQ(model.optimizer, 1);
   EXPECT_EQ(model.maxfn, 2000);
@@ -53,7 +53,7 @@ TEST(Estimate_options, values_are_read) {
   EXPECT_EQ(model.maxfn, 100);
   EXPECT_EQ(model.numpar, 3);
   EXPECT_EQ(t.job.status.deltax, 1e-5);
-  EXPECT_EQ(model.nlink, 5);
+  EXPECT_EQ(model.nlink, Link::log);
   EXPECT_EQ(model.vartyp, 1);
   EXPECT_EQ(model.nburn, 1);
   EXPECT_EQ(model.ntune, 2);
@@ -121,7 +121,7 @@ TEST(Estimate_options, unknown_names_warn_and_take_the_default) {
   EXPECT_TRUE(warned(t, "LINK function set to SIN          "));
   EXPECT_TRUE(warned(t, "The proc estimate option 'WINGS' was not recognized."));
   EXPECT_EQ(t.job.model.vartyp, 4);
-  EXPECT_EQ(t.job.model.nlink, 4);
+  EXPECT_EQ(t.job.model.nlink, Link::sin);
 }
 
 TEST(Estimate_options, a_value_that_is_missing_is_fatal) {
@@ -241,8 +241,8 @@ TEST(Estimate_statements, derived_labels_up_to_their_number) {
   sizes.ngrps = 2;
   Model_job t(sizes);
   read_model(t, plain_design + "dlabel(2)=N of males; dlabel(3)=x;");
-  ASSERT_EQ(t.job.model.dlabel.size(), 2u);
-  EXPECT_EQ(t.job.model.dlabel[1], "N of males");
+  ASSERT_EQ(t.job.model.dlabel.size(), 2);
+  EXPECT_EQ(t.job.model.dlabel(2), "N of males");
   EXPECT_TRUE(warned(t, "Value of derived parameter label index exceeds number of derived parameters."));
 }
 
@@ -312,8 +312,8 @@ TEST(Estimate_statements, matrices_and_links_are_read_in_any_order) {
       "constant=2;");
   model_arrays(t.job);
   EXPECT_EQ(t.job.model.pim2(1, 1, 1, 1).at(1, 2), 2);
-  EXPECT_EQ(t.job.model.linkfuncptr[0].fixed, 1);
-  EXPECT_EQ(t.job.model.linkfuncptr[1].fixed, 0);
+  EXPECT_EQ(t.job.model.linkfuncptr(1).fixed, 1);
+  EXPECT_EQ(t.job.model.linkfuncptr(2).fixed, 0);
 }
 
 TEST(Model_arrays, positions_of_the_estimated_betas) {

@@ -70,7 +70,7 @@ TEST(Design, rows_and_labels_as_typed) {
   EXPECT_EQ(model.design(2, 3), 300.0);
   EXPECT_EQ(model.rlabel(2), "real 2");
   EXPECT_EQ(model.blabel(4), "beta 4");
-  EXPECT_EQ(model.lindex(1), 4);
+  EXPECT_EQ(model.lindex(1), Link::sin);
   EXPECT_EQ(model.scalefactor(4), 1.0);
   EXPECT_FALSE(model.identity);
 }
@@ -152,18 +152,26 @@ TEST(Design, tables_list_covariate_cells_and_animal_rows) {
       "design matrix constraints=4 covariates=3; 1 age sex; 1 0 0; add(1,2) 0 0; max(age,1) 0 sex;");
   t.set_up();
   const Model_arrays& model = t.job.model;
-  EXPECT_EQ(model.nicovsused, 3);
-  EXPECT_EQ(model.designicovs, (std::vector<std::array<int, 3>>{{1, 2, 1}, {1, 3, 2}, {4, 3, 2}}));
   EXPECT_EQ(model.dmicrows, (std::vector<int>{1, 3, 4}));
-  EXPECT_EQ(model.design_rows[1].size(), 1u);
-  EXPECT_EQ(model.varying_cells.size(), 5u);
+  // Row, column, covariate, node.
+  std::vector<std::array<int, 4>> varying;
+  for (const Varying_cell& cell : model.varying_cells)
+    varying.push_back({cell.row, cell.col, cell.covariate, cell.node});
+  EXPECT_EQ(varying, (std::vector<std::array<int, 4>>{
+                         {1, 2, 1, 0}, {1, 3, 2, 0}, {3, 1, 0, 1}, {4, 1, 0, 2}, {4, 3, 2, 0}}));
+  ASSERT_EQ(model.design_rows.size(), 4);
+  EXPECT_EQ(model.design_rows(2).size(), 1);
+  EXPECT_EQ(model.design_rows(2)(1).varying, 0);
+  EXPECT_EQ(model.design_rows(4)(2).varying, 5);
+  EXPECT_TRUE(reals_depend_on_record(model));
 }
 
 TEST(Design, a_plain_matrix_has_no_animal_rows) {
   Model_job t;
   t.read_design("design matrix constraints=2 covariates=2 identity;");
   t.set_up();
-  EXPECT_EQ(t.job.model.nicovsused, 0);
+  EXPECT_TRUE(t.job.model.varying_cells.empty());
+  EXPECT_FALSE(reals_depend_on_record(t.job.model));
   EXPECT_TRUE(t.job.model.dmicrows.empty());
 }
 
@@ -257,9 +265,9 @@ TEST(Design_functions, nlbeta_carries_derivatives) {
   prepare(t.job, work);
   const std::vector<Derivative> xbeta{Derivative(0.5), Derivative::variable(2.0, true, 1u)};
   EXPECT_EQ(updatedm<Derivative>(t.job, 1, xbeta, work, nullptr), nullptr);
-  EXPECT_DOUBLE_EQ(work.cells[0].v, 8.0);
-  EXPECT_DOUBLE_EQ(work.cells[0].a, 12.0);
-  EXPECT_DOUBLE_EQ(work.cells[0].ab[0], 12.0);
+  EXPECT_DOUBLE_EQ(work.cells(1).v, 8.0);
+  EXPECT_DOUBLE_EQ(work.cells(1).a, 12.0);
+  EXPECT_DOUBLE_EQ(work.cells(1).ab[0], 12.0);
 }
 
 TEST(Design_functions, other_values_take_the_place_of_the_record) {
@@ -297,7 +305,7 @@ TEST(Design_functions, deep_nesting_is_read_and_evaluated) {
   prepare(t.job, work);
   EXPECT_EQ(updatedm<double>(t.job, 1, {}, work, nullptr), nullptr);
   // lt(0,1) is 1, lt(1) is "1 < 0", which is 0, and then lt(0) and all others are 0 < 0.
-  EXPECT_EQ(work.cells[0], 0.0);
+  EXPECT_EQ(work.cells(1), 0.0);
 }
 
 TEST(Design_functions, a_matrix_without_records_faults_instead_of_reading) {

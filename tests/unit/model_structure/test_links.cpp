@@ -21,7 +21,7 @@ class Link_job : public Model_job {
     read_design("design matrix constraints=" + n + " covariates=" + n + " identity;");
     job.model.fixdex = fixdex;
     job.model.fixval = fixval;
-    job.model.nlink = 7;
+    job.model.nlink = Link::parm_specific;
     read("links; " + links + " proc stop;");
     links_statement(job);
     set_up();
@@ -30,7 +30,7 @@ class Link_job : public Model_job {
   std::vector<double> reals(const std::vector<double>& beta) {
     prepare(job, work);
     tranlg<double>(job, 1, beta, work, 1, 0, nullptr);
-    return work.parm;
+    return {work.parm.begin(), work.parm.end()};
   }
 
   Real_work<double> work;
@@ -103,11 +103,11 @@ TEST(Links, fixed_parameters_take_their_values_whatever_the_link) {
 
 TEST(Links, parm_specific_without_statement_is_a_fault) {
   Model_job t;
-  t.job.model.nlink = 7;
+  t.job.model.nlink = Link::parm_specific;
   t.read_design("design matrix constraints=1 covariates=1 identity;");
   t.set_up();
   setlink(t.job);
-  EXPECT_EQ(t.job.model.lindex(1), 7);
+  EXPECT_EQ(t.job.model.lindex(1), Link::parm_specific);
   Real_work<double> work;
   prepare(t.job, work);
   tranlg<double>(t.job, 1, std::vector<double>{0.0}, work, 1, 0, nullptr);
@@ -116,7 +116,7 @@ TEST(Links, parm_specific_without_statement_is_a_fault) {
 
 TEST(Kept, mlogit_row_in_no_set_keeps_its_linear_predictor) {
   Model_job t;
-  t.job.model.nlink = 8;
+  t.job.model.nlink = Link::mlogit;
   t.read_design("design matrix constraints=2 covariates=2 identity;");
   t.set_up();
   setlink(t.job);
@@ -130,7 +130,7 @@ TEST(Kept, mlogit_row_in_no_set_keeps_its_linear_predictor) {
 
 TEST(Links, sumratio_row_in_no_set_is_fatal) {
   Model_job t;
-  t.job.model.nlink = 12;
+  t.job.model.nlink = Link::sumratio;
   t.read_design("design matrix constraints=1 covariates=1 identity;");
   t.set_up();
   setlink(t.job);
@@ -140,7 +140,7 @@ TEST(Links, sumratio_row_in_no_set_is_fatal) {
 
 TEST(Links, sets_without_parm_specific_are_dropped) {
   Link_job t(2, "mlogit(1); mlogit(1);");
-  t.job.model.nlink = 1;
+  t.job.model.nlink = Link::logit;
   setlink(t.job);
   check_links(t.job);
   EXPECT_TRUE(t.listing_has(
@@ -151,17 +151,18 @@ TEST(Links, sets_without_parm_specific_are_dropped) {
 TEST(Links, statement_fills_codes_and_sets) {
   Link_job t(6, "sumratio(2); mlogit(7); logit; clogit(5,3); mlogit(7); Sin;", {5}, {0.1});
   const Model_arrays& model = t.job.model;
-  std::vector<int> codes(model.lindex.begin(), model.lindex.end());
-  EXPECT_EQ(codes, (std::vector<int>{12, 8, 1, 9, 8, 4}));
+  std::vector<Link> codes(model.lindex.begin(), model.lindex.end());
+  EXPECT_EQ(codes, (std::vector<Link>{Link::sumratio, Link::mlogit, Link::logit, Link::clogit, Link::mlogit,
+                                      Link::sin}));
   ASSERT_EQ(model.nummlogit(), 4);
-  const auto row = [&](std::size_t k) {
-    const Link_function_row& r = model.linkfuncptr[k];
-    return std::vector<int>{r.code, r.set, r.second, r.parm, r.fixed};
+  const auto row = [&](int k) {
+    const Link_function_row& r = model.linkfuncptr(k);
+    return std::vector<int>{static_cast<int>(r.code), r.set, r.second, r.parm, r.fixed};
   };
-  EXPECT_EQ(row(0), (std::vector<int>{8, 7, 0, 2, 0}));
-  EXPECT_EQ(row(1), (std::vector<int>{8, 7, 0, 5, 1}));
-  EXPECT_EQ(row(2), (std::vector<int>{9, 5, 3, 4, 0}));
-  EXPECT_EQ(row(3), (std::vector<int>{12, 2, 0, 1, 0}));
+  EXPECT_EQ(row(1), (std::vector<int>{8, 7, 0, 2, 0}));
+  EXPECT_EQ(row(2), (std::vector<int>{8, 7, 0, 5, 1}));
+  EXPECT_EQ(row(3), (std::vector<int>{9, 5, 3, 4, 0}));
+  EXPECT_EQ(row(4), (std::vector<int>{12, 2, 0, 1, 0}));
 }
 
 TEST(Links, members_of_a_set_need_not_stand_together_in_the_deck) {
@@ -182,13 +183,13 @@ TEST(Links, fixed_after_links_is_found) {
 
 TEST(Links, unknown_name_warns_and_becomes_logit) {
   Link_job t(1, "probit;");
-  EXPECT_EQ(t.job.model.lindex(1), 1);
+  EXPECT_EQ(t.job.model.lindex(1), Link::logit);
   EXPECT_TRUE(t.listing_has("  * *  WARNING  * *   unidentified LINK function PROBIT \n"));
   EXPECT_TRUE(t.listing_has("  * *  WARNING  * *   LINK function set to LOGIT         \n"));
 }
 
 /// Links of an identity design under `nlink`, for matrices given by `pims`.
-std::vector<int> links_of(const Sizes& sizes, int nlink, int size, const std::vector<std::string>& pims) {
+std::vector<Link> links_of(const Sizes& sizes, Link nlink, int size, const std::vector<std::string>& pims) {
   Model_job t(sizes);
   t.job.model.nlink = nlink;
   for (const std::string& deck : pims) t.read_pim(deck);
@@ -199,35 +200,35 @@ std::vector<int> links_of(const Sizes& sizes, int nlink, int size, const std::ve
 }
 
 /// The link of one real parameter that stands in the matrices of all parameters, under LINK=LOGIT.
-std::vector<int> links_of_all_parameters(int dattyp) {
+std::vector<Link> links_of_all_parameters(int dattyp) {
   Sizes sizes;
   sizes.dattyp = dattyp;
   std::vector<std::string> pims;
   for (const std::string& name : parmlist(dattyp))
     pims.push_back("group=1 " + name + " rows=1 cols=1 square constant=1;");
-  return links_of(sizes, 1, 1, pims);
+  return links_of(sizes, Link::logit, 1, pims);
 }
 
 TEST(Setlink, log_on_an_open_model_is_log_everywhere) {
-  EXPECT_EQ(links_of({}, 5, 2,
+  EXPECT_EQ(links_of({}, Link::log, 2,
                      {"group=1 Phi rows=3 cols=3 triang constant=1;",
                       "group=1 p rows=3 cols=3 triang constant=2;"}),
-            (std::vector<int>{5, 5}));
+            (std::vector<Link>{Link::log, Link::log}));
 }
 
 TEST(Setlink, abundance_keeps_log) {
   Sizes sizes;
   sizes.dattyp = 5;
   EXPECT_EQ(
-      links_of(sizes, 1, 3,
+      links_of(sizes, Link::logit, 3,
                {"group=1 p rows=1 cols=4 square constant=1;", "group=1 c rows=1 cols=3 square constant=2;",
                 "group=1 f0 rows=1 cols=1 square constant=3;"}),
-      (std::vector<int>{1, 1, 5}));
+      (std::vector<Link>{Link::logit, Link::logit, Link::log}));
   sizes.dattyp = 12;
   EXPECT_EQ(
-      links_of(sizes, 1, 2,
+      links_of(sizes, Link::logit, 2,
                {"group=1 p rows=1 cols=4 square constant=1;", "group=1 c rows=1 cols=3 square constant=2;"}),
-      (std::vector<int>{1, 1}));
+      (std::vector<Link>{Link::logit, Link::logit}));
 }
 
 TEST(Setlink, abundance_of_every_session_and_stratum) {
@@ -235,11 +236,11 @@ TEST(Setlink, abundance_of_every_session_and_stratum) {
   sizes.dattyp = 7;
   sizes.nprimy = 2;
   sizes.timint = {0.0f, 1.0f, 0.0f, 1.0f};
-  EXPECT_EQ(links_of(sizes, 4, 3,
+  EXPECT_EQ(links_of(sizes, Link::sin, 3,
                      {"group=1 S rows=1 cols=1 square constant=1;",
                       "group=1 f0 Session 1 rows=1 cols=1 square constant=2;",
                       "group=1 f0 Session 2 rows=1 cols=1 square constant=3;"}),
-            (std::vector<int>{4, 5, 5}));
+            (std::vector<Link>{Link::sin, Link::log, Link::log}));
 }
 
 TEST(Setlink, identity_of_the_immigration_model) {
@@ -249,27 +250,29 @@ TEST(Setlink, identity_of_the_immigration_model) {
   ASSERT_GT(findpar(probe.job.data, "alpha"), 0);
   EXPECT_EQ(
       links_of(
-          sizes, 1, 5,
+          sizes, Link::logit, 5,
           {"group=1 p rows=1 cols=1 square constant=1;", "group=1 alpha rows=1 cols=1 square constant=2;",
            "group=1 sigma rows=1 cols=1 square constant=3;", "group=1 Nbar rows=1 cols=1 square constant=4;",
            "group=1 Nstar rows=1 cols=1 square constant=5;"}),
-      (std::vector<int>{1, 6, 5, 5, 5}));
+      (std::vector<Link>{Link::logit, Link::identity, Link::log, Link::log, Link::log}));
 }
 
 TEST(Kept, full_robust_pradel_types_163_and_165_have_no_log_override) {
-  for (int dattyp : {163, 165}) EXPECT_EQ(links_of_all_parameters(dattyp), (std::vector<int>{1})) << dattyp;
-  EXPECT_EQ(links_of_all_parameters(166), (std::vector<int>{5}));
+  for (int dattyp : {163, 165})
+    EXPECT_EQ(links_of_all_parameters(dattyp), (std::vector<Link>{Link::logit})) << dattyp;
+  EXPECT_EQ(links_of_all_parameters(166), (std::vector<Link>{Link::log}));
 }
 
 TEST(Setlink, types_outside_of_5_to_182_have_no_override) {
   for (int dattyp : {1, 4, 183, 185})
-    EXPECT_EQ(links_of_all_parameters(dattyp), (std::vector<int>{1})) << dattyp;
+    EXPECT_EQ(links_of_all_parameters(dattyp), (std::vector<Link>{Link::logit})) << dattyp;
 }
 
 TEST(Setlink, parm_specific_touches_nothing) {
   Sizes sizes;
   sizes.dattyp = 5;
-  EXPECT_EQ(links_of(sizes, 7, 1, {"group=1 f0 rows=1 cols=1 square constant=1;"}), (std::vector<int>{7}));
+  EXPECT_EQ(links_of(sizes, Link::parm_specific, 1, {"group=1 f0 rows=1 cols=1 square constant=1;"}),
+            (std::vector<Link>{Link::parm_specific}));
 }
 
 /// Eight rows: plain ones, rows with a covariate, a multinomial set of which one row has a covariate, a fixed
@@ -286,7 +289,7 @@ class Animal_job : public Model_job {
     add_record("10101010", 1.0f, {2.0});
     add_record("10101010", 1.0f, {-1.5});
     add_record("10101010", 1.0f, {0.25});
-    job.model.nlink = 7;
+    job.model.nlink = Link::parm_specific;
     read_design(
         "design matrix constraints=8 covariates=4; 1 0 0 0; 1 age 0 1; 0 1 0 0; 0 0 1 0; 0.3 0 age 0; 1 1 1 "
         "1;"
@@ -314,8 +317,8 @@ TEST(Tranlg, an_animal_pass_gives_what_a_full_pass_gives) {
     tranlg<double>(t.job, hist, beta, full, 1, 0, nullptr);
     EXPECT_EQ(animal.parm, full.parm) << hist;
   }
-  EXPECT_EQ(animal.parm[6], 0.125);
-  EXPECT_EQ(animal.parm[7], 1.0);
+  EXPECT_EQ(animal.parm(7), 0.125);
+  EXPECT_EQ(animal.parm(8), 1.0);
 }
 
 TEST(Tranlg, a_pass_without_new_betas_leaves_finished_rows_alone) {
@@ -324,7 +327,7 @@ TEST(Tranlg, a_pass_without_new_betas_leaves_finished_rows_alone) {
   Real_work<double> work;
   prepare(t.job, work);
   tranlg<double>(t.job, 1, beta, work, 1, 0, nullptr);
-  const std::vector<double> before = work.parm;
+  const List<double> before = work.parm;
   tranlg<double>(t.job, 1, other, work, 0, 0, nullptr);
   EXPECT_EQ(work.parm, before);
   tranlg<double>(t.job, 1, other, work, 0, 1, nullptr);
@@ -336,18 +339,19 @@ TEST(Tranlg, fixed_betas_keep_their_value) {
   t.read_design("design matrix constraints=1 covariates=2; 1 1;");
   t.set_up();
   setlink(t.job);
-  t.job.model.lindex(1) = 6;
+  t.job.model.lindex(1) = Link::identity;
   t.job.model.beta(1) = 10.0;
   t.job.model.bindex(1) = 0;
   t.job.model.bindex(2) = 1;
   Real_work<double> work;
   prepare(t.job, work);
   tranlg<double>(t.job, 1, std::vector<double>{0.5}, work, 1, 0, nullptr);
-  EXPECT_EQ(work.parm[0], 10.5);
+  EXPECT_EQ(work.parm(1), 10.5);
 }
 
 TEST(Tranlg, derivatives_agree_with_the_table) {
-  for (int link : {1, 2, 3, 4, 5, 6, 10, 11}) {
+  for (const Link link : {Link::logit, Link::loglog, Link::cloglog, Link::sin, Link::log, Link::identity,
+                          Link::absolute, Link::cauchy}) {
     Model_job t;
     t.job.model.nlink = link;
     t.read_design("design matrix constraints=1 covariates=1 identity;");
@@ -357,7 +361,7 @@ TEST(Tranlg, derivatives_agree_with_the_table) {
     prepare(t.job, work);
     const std::vector<Derivative> beta{Derivative::variable(0.4, true, 1u)};
     tranlg<Derivative>(t.job, 1, beta, work, 1, 0, nullptr);
-    EXPECT_NEAR(work.parm[0].a, link_derivative(t.job, link, work.parm[0].v), 1e-14) << link;
+    EXPECT_NEAR(work.parm(1).a, link_derivative(t.job, link, work.parm(1).v), 1e-14) << link_name(link);
   }
 }
 
@@ -380,20 +384,20 @@ TEST(Tranlg, derivatives_of_a_set_and_of_an_animal_pass) {
   tranlg<double>(t.job, 2, x, up, 1, 0, nullptr);
   x[2] -= 2.0 * step;
   tranlg<double>(t.job, 2, x, down, 1, 0, nullptr);
-  for (std::size_t i = 0; i < work.parm.size(); ++i)
+  for (int i = 1; i <= work.parm.size(); ++i)
     // A central difference of this step is good to about 1e-10 for values near 1.
-    EXPECT_NEAR(work.parm[i].a, (up.parm[i] - down.parm[i]) / (2.0 * step), 1e-8) << i;
+    EXPECT_NEAR(work.parm(i).a, (up.parm(i) - down.parm(i)) / (2.0 * step), 1e-8) << i;
 }
 
 TEST(Link_derivative, other_codes_are_fatal) {
-  for (int link : {0, 7, 8, 9, 12, 13}) {
+  for (const Link link : {Link::none, Link::parm_specific, Link::mlogit, Link::clogit, Link::sumratio}) {
     Test_job t;
     EXPECT_EQ(error_of(t, [&] { link_derivative(t.job, link, 0.5); }),
               "An incorrect LINK function number specified.");
   }
   Test_job t;
-  EXPECT_EQ(link_derivative(t.job, 2, 0.0), 0.0);
-  EXPECT_EQ(link_derivative(t.job, 3, 1.0), 0.0);
+  EXPECT_EQ(link_derivative(t.job, Link::loglog, 0.0), 0.0);
+  EXPECT_EQ(link_derivative(t.job, Link::cloglog, 1.0), 0.0);
 }
 
 TEST(Recompute_reals, covariate_values_follow_the_rule) {
