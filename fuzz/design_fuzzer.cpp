@@ -1,4 +1,4 @@
-// The estimation procedure: any statements behind sound data with covariates.
+// The estimation procedure: its options and any statements, behind sound data with covariates.
 
 #include <string>
 
@@ -8,7 +8,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t siz
   const std::string data =
       "proc chmatrix occasions=4 groups=1 hist=9 icovar=2 etype=LIVE;\nicovariates=weight sex;\n"
       "1110 1 10.5 0;\n1101 1 9 1;\n1100 2 . 1;\n1000 3 7.5 0;\n0111 1 12 1;\n0110 2 8 0;\n0011 1 9.5 1;\n";
-  const std::string head = "proc estimate link=LOGIT;\n";
-  tarn::run_bounded(data + head + std::string(reinterpret_cast<const char*>(bytes), size) + "\nproc stop;\n");
+  tarn::run_bounded(data + "proc estimate " + std::string(reinterpret_cast<const char*>(bytes), size) +
+                    "\nproc stop;\n");
   return 0;
 }

@@ -49,7 +49,7 @@ def find_circle(graph):
 
 def main():
     faults, graph = [], {}
-    files = sorted(p for p in source.rglob("*") if p.suffix in (".h", ".cpp"))
+    files = sorted(p for p in source.rglob("*") if p.suffix in (".h", ".cpp", ".def"))
     names = {str(p.relative_to(source)) for p in files}
     for path in files:
         name = str(path.relative_to(source))

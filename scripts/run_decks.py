@@ -2,6 +2,7 @@
 """Runs the decks of tests/decks through the tarn program and holds each listing against what stands beside it.
 
     run_decks.py [--binary FILE] [--threads N] [PATH ...]      run decks, folders of decks, or all of tests/decks
+    run_decks.py --without [PATH ...]                          each deck with its option taken out must fail
     run_decks.py --truncate [PATH ...]                         cut each deck at many places; every end must be clean
     run_decks.py --update-layout [PATH ...]                    record golden listings, the difference shown
 
@@ -23,11 +24,23 @@ A deck `name.deck` has a `name.expect` or a `name.listing`, or both. Each deck r
     count N TEXT          the number of lines that hold TEXT
     absent TEXT           in no line of the listing
     order TEXT            a part of a line behind the line of the `order` before
-    number LABEL VALUE TOLERANCE   the first number behind the last place where LABEL stands; relative tolerance
+    number LABEL VALUE TOLERANCE   the first number behind the last place where LABEL stands; the tolerance is relative,
+                          absolute below 1
+    row LABEL => VALUE ... TOLERANCE   the same for as many numbers as are given
+    place NAME            where the lines that follow look: `listing` (at first), `screen`, or a file of the run
     screen TEXT           a part of some line of the screen
     unseen TEXT           in no line of the screen
     file NAME             the run leaves this file, and it is not empty
     nofile NAME           the run leaves no such file
+    without /REGEX/TEXT/  how the option that the deck is there for is taken out of it: each match becomes TEXT; any
+                          character may stand for the stroke; several are carried out in turn
+    without-args WORDS    the further arguments of that run in place of those of `args`; none when WORDS is empty
+    without-environment NAME=TEXT   a variable of that run
+    without none REASON   nothing can be taken out
+
+A deck of tests/decks/options holds a `number`, `row`, `exact`, `count` or `absent`, and a `without`. Under --without its
+run must end as the deck's own does, and one of these, a `file` or a `nofile` must fail: what passes without the option
+does not test it.
 
 Without `stop` the run must end with "NORMAL EXIT". The exit status is 0 always. A golden listing agrees in text and
 columns; its numbers agree by class: estimates to 1e-6, what comes from variances to 1e-5. Clock, user, host,
@@ -49,6 +62,7 @@ from pathlib import Path
 
 root = Path(__file__).resolve().parent.parent
 deck_folder = root / "tests" / "decks"
+option_folder = deck_folder / "options"
 time_limit = 120
 
 # Every text with which a run may end.
@@ -65,6 +79,14 @@ estimate_class = 1e-6
 variance_class = 1e-5
 # An estimate is known on the scale of its link, so a value that vanishes on that scale has no digits of its own.
 vanishing = 1e-9
+
+
+# What tells a run with an option from one without; a `text` or `line` may be the echo of the option itself.
+telling_words = ("number", "row", "exact", "count", "absent")
+# How a run is to be made, not what it must give.
+run_words = ("args", "command", "fill", "environment", "first", "without", "without-args", "without-environment")
+# The faults of a run that ended otherwise than told.
+ending = "end"
 
 
 class Failure(Exception):
@@ -130,82 +152,104 @@ def neighbour(lines, index, step):
     return ""
 
 
+def numbers_behind(label, lines):
+    """The numbers behind the last place where `label` stands in these lines."""
+    places = [line for line in lines if label in line]
+    tail = places[-1].split(label, 1)[1] if places else ""
+    return [as_number(found.group()) for found in number_pattern.finditer(tail)]
+
+
+def check_numbers(label, values, tolerance, lines):
+    found = numbers_behind(label, lines)
+    if len(found) < len(values):
+        return [f"{len(found)} numbers behind: {label}" if found else f"no number behind: {label}"]
+    wanted = [float(value) for value in values]
+    # Written so that no number at all fails.
+    wrong = [(x, y) for x, y in zip(found, wanted) if not abs(x - y) <= float(tolerance) * max(1.0, abs(y))]
+    return [f"{label}: {x}, not {y} within {tolerance}" for x, y in wrong]
+
+
 def check_expectations(pairs, listing, screen, status, folder):
+    """The faults as (word of the expectation, text)."""
+    places = {"listing": listing, "screen": screen}
     lines = [line.lstrip("\f") for line in listing.split("\n")]
-    stripped = [line.strip() for line in lines]
     last = []
     position = 0
     stop_text = "NORMAL EXIT"
     faults = []
+
+    def fault(text):
+        faults.append((word, text))
+
     for word, rest in pairs:
-        if word in ("args", "command", "fill", "environment", "first"):
+        if word in run_words:
             continue
         if word == "stop":
             stop_text = rest
+        elif word == "place":
+            if rest not in places and (folder / rest).is_file():
+                places[rest] = (folder / rest).read_bytes().decode("utf-8", "replace")
+            if rest not in places:
+                fault(f"no file: {rest}")
+            lines = [line.lstrip("\f") for line in places.get(rest, "").split("\n")]
+            last, position = [], 0
         elif word == "line":
-            last = [i for i, line in enumerate(stripped) if line == rest]
+            last = [i for i, line in enumerate(lines) if line.strip() == rest]
             if not last:
-                faults.append(f"no line: {rest}")
+                fault(f"no line: {rest}")
         elif word == "exact":
             wanted = rest[1:-1]
             last = [i for i, line in enumerate(lines) if line == wanted]
             if not last:
-                faults.append(f"no line: |{wanted}|")
+                fault(f"no line: |{wanted}|")
         elif word in ("above", "below"):
             step = -1 if word == "above" else 1
             seen = [squeeze_echo(neighbour(lines, i, step)) for i in last]
             if squeeze_echo(rest) not in seen:
-                faults.append(f"{word}: expected {squeeze_echo(rest)!r}, found {seen}")
+                fault(f"{word}: expected {squeeze_echo(rest)!r}, found {seen}")
         elif word == "text":
             if not any(rest in line for line in lines):
-                faults.append(f"no text: {rest}")
+                fault(f"no text: {rest}")
         elif word == "count":
             count, text = rest.split(" ", 1)
             found = sum(text.strip() in line for line in lines)
             if found != int(count):
-                faults.append(f"{found} lines, not {count}, with: {text.strip()}")
+                fault(f"{found} lines, not {count}, with: {text.strip()}")
         elif word == "absent":
             if any(rest in line for line in lines):
-                faults.append(f"not absent: {rest}")
+                fault(f"not absent: {rest}")
         elif word == "order":
             found = next((i for i in range(position, len(lines)) if rest in lines[i]), None)
             if found is None:
-                faults.append(f"not in order: {rest}")
+                fault(f"not in order: {rest}")
             else:
                 position = found + 1
         elif word == "number":
             label, value, tolerance = rest.rsplit(None, 2)
-            places = [line for line in lines if label in line]
-            if not places:
-                faults.append(f"no number behind: {label}")
-                continue
-            tail = places[-1].split(label, 1)[1]
-            found = number_pattern.search(tail)
-            if not found:
-                faults.append(f"no number behind: {label}")
-            else:
-                number, wanted = as_number(found.group()), float(value)
-                if not abs(number - wanted) <= float(tolerance) * max(1.0, abs(wanted)):
-                    faults.append(f"{label}: {number}, not {wanted} within {tolerance}")
+            faults += [(word, text) for text in check_numbers(label, [value], tolerance, lines)]
+        elif word == "row":
+            label, _, values = rest.rpartition(" => ")
+            *values, tolerance = values.split()
+            faults += [(word, text) for text in check_numbers(label, values, tolerance, lines)]
         elif word == "screen":
             if rest not in screen:
-                faults.append(f"not on the screen: {rest}")
+                fault(f"not on the screen: {rest}")
         elif word == "unseen":
             if rest in screen:
-                faults.append(f"on the screen: {rest}")
+                fault(f"on the screen: {rest}")
         elif word == "file":
             if not (folder / rest).is_file() or (folder / rest).stat().st_size == 0:
-                faults.append(f"no file, or an empty one: {rest}")
+                fault(f"no file, or an empty one: {rest}")
         elif word == "nofile":
             if (folder / rest).exists():
-                faults.append(f"a file is left: {rest}")
+                fault(f"a file is left: {rest}")
         else:
-            faults.append(f"unknown expectation: {word}")
+            fault(f"unknown expectation: {word}")
     if not screen.rstrip().endswith(stop_text):
-        ending = re.sub(r"[\b]+", " ", screen.rstrip().split("\n")[-1])[-300:]
-        faults.append(f"stop text: expected {stop_text!r}, the screen ends with {ending!r}")
+        found = re.sub(r"[\b]+", " ", screen.rstrip().split("\n")[-1])[-300:]
+        faults.append((ending, f"stop text: expected {stop_text!r}, the screen ends with {found!r}"))
     if status != 0:
-        faults.append(f"exit status {status}")
+        faults.append((ending, f"exit status {status}"))
     return faults
 
 
@@ -334,12 +378,13 @@ def compare_listings(recorded, found):
     return differences
 
 
-def run_deck(binary, deck, threads, update):
-    """Runs one deck; gives the list of its faults."""
-    pairs = read_expectations(deck.with_suffix(".expect")) if deck.with_suffix(".expect").is_file() else []
-    golden = deck.with_suffix(".listing")
-    if not pairs and not golden.is_file() and not update:
-        return ["neither .expect nor .listing"]
+def expectations_of(deck):
+    expect = deck.with_suffix(".expect")
+    return read_expectations(expect) if expect.is_file() else []
+
+
+def run_once(binary, deck, text, pairs, threads, paged):
+    """Runs a deck of this text as its expectations tell; gives its listing and the faults as (word, text)."""
     environment = dict(os.environ, OMP_WAIT_POLICY="passive")
     words = [f"i={deck.name}", f"o={deck.stem}.out", "nocolor"]
     before = []
@@ -352,49 +397,108 @@ def run_deck(binary, deck, threads, update):
             character, count = rest.split()
             words.append(character * int(count))
         elif word == "environment":
-            name, _, text = rest.partition("=")
+            name, _, value = rest.partition("=")
             environment.pop(name, None)
-            if text:
-                environment[name] = text
+            if value:
+                environment[name] = value
         elif word == "first":
             before.append(shlex.split(rest))
     own_command = any(word == "command" for word, _ in pairs)
-    if not pairs:
-        # A golden listing without expectations has no pages: where they break depends on lines that do not count.
+    if not paged:
         words.append("lines=0")
     if threads and not own_command and not any(w.lower().startswith("threads=") for w in words):
         words.append(f"threads={threads}")
     folder = Path(tempfile.mkdtemp(prefix="tarn-deck-"))
     try:
-        shutil.copy(deck, folder / deck.name)
+        (folder / deck.name).write_bytes(text)
         for other, *more in before:
             shutil.copy(deck.parent / other, folder / other)
             run_program(binary, [f"i={other}", "o=before.out", "nocolor", *more], folder, environment)
         status, screen, output = run_program(binary, words, folder, environment)
         place = folder / f"{deck.stem}.out"
         listing = place.read_text(errors="replace") if place.is_file() else output
-        faults = check_expectations(pairs, listing, screen, status, folder)
-        if golden.is_file() or update:
-            if golden.is_file():
-                differences = compare_listings(golden.read_text(), listing)
-            else:
-                differences = [("text", "(nothing recorded)", f"{len(listing.splitlines())} lines")]
-            values = [d for d in differences if d[0] in ("value", "count")]
-            if update and differences and not faults:
-                for kind, recorded, found in differences:
-                    print(f"{deck.name}: {kind}\n  - {recorded}\n  + {found}")
-                if values:
-                    faults.append("values differ beyond their class; they are never recorded by this program")
-                else:
-                    golden.write_text("\n".join(masked(listing)))
-                    print(f"{deck.name}: layout recorded")
-            else:
-                faults += [f"{kind}:\n      recorded {a}\n      found    {b}" for kind, a, b in differences[:12]]
-        return faults
-    except Failure as failure:
-        return [str(failure)]
+        return listing, check_expectations(pairs, listing, screen, status, folder)
     finally:
         shutil.rmtree(folder, ignore_errors=True)
+
+
+def option_faults(deck, pairs):
+    """What a deck about an option fails to state."""
+    words = [word for word, _ in pairs]
+    faults = []
+    if not any(word in telling_words for word in words):
+        faults.append("states nothing that its option changes: no " + ", ".join(telling_words))
+    if not any(word.startswith("without") for word in words):
+        faults.append("no `without` line: it does not tell how its option is taken out")
+    return faults
+
+
+def run_deck(binary, deck, threads, update):
+    """Runs one deck; gives the list of its faults."""
+    pairs = expectations_of(deck)
+    golden = deck.with_suffix(".listing")
+    if not pairs and not golden.is_file() and not update:
+        return ["neither .expect nor .listing"]
+    # A golden listing without expectations has no pages: where they break depends on lines that do not count.
+    listing, faults = run_once(binary, deck, deck.read_bytes(), pairs, threads, paged=bool(pairs))
+    faults = [text for _, text in faults]
+    if deck.parent == option_folder:
+        faults = option_faults(deck, pairs) + faults
+    if golden.is_file() or update:
+        if golden.is_file():
+            differences = compare_listings(golden.read_text(), listing)
+        else:
+            differences = [("text", "(nothing recorded)", f"{len(listing.splitlines())} lines")]
+        values = [d for d in differences if d[0] in ("value", "count")]
+        if update and differences and not faults:
+            for kind, recorded, found in differences:
+                print(f"{deck.name}: {kind}\n  - {recorded}\n  + {found}")
+            if values:
+                faults.append("values differ beyond their class; they are never recorded by this program")
+            else:
+                golden.write_text("\n".join(masked(listing)))
+                print(f"{deck.name}: layout recorded")
+        else:
+            faults += [f"{kind}:\n      recorded {a}\n      found    {b}" for kind, a, b in differences[:12]]
+    return faults
+
+
+def take_out(text, pairs):
+    """The deck and the expectations of the run without the option."""
+    changed = []
+    text = text.decode("latin-1")
+    without_arguments = any(word == "without-args" for word, _ in pairs)
+    for word, rest in pairs:
+        if word == "without":
+            parts = rest.split(rest[:1])
+            if len(parts) != 4 or parts[3]:
+                raise Failure(f"without: not of the form /REGEX/TEXT/: {rest}")
+            text, matches = re.subn(parts[1], parts[2], text, flags=re.M)
+            if not matches:
+                raise Failure(f"without: nothing in the deck matches {parts[1]}")
+        elif word == "without-args":
+            changed.append(("args", rest))
+        elif word == "without-environment":
+            changed.append(("environment", rest))
+        elif word != "args" or not without_arguments:
+            changed.append((word, rest))
+    return text.encode("latin-1"), changed
+
+
+def run_without(binary, deck, threads):
+    """Runs a deck with its option taken out; gives the faults of the deck as a test."""
+    pairs = expectations_of(deck)
+    faults = option_faults(deck, pairs)
+    if faults or any(word == "without" and rest.startswith("none ") for word, rest in pairs):
+        return faults
+    text, pairs = take_out(deck.read_bytes(), pairs)
+    _, found = run_once(binary, deck, text, pairs, threads, paged=True)
+    otherwise = [text for word, text in found if word == ending]
+    if otherwise:
+        return ["without its option the run ends otherwise"] + otherwise
+    if not any(word in telling_words + ("file", "nofile") for word, _ in found):
+        return ["passes without its option"] + [text for _, text in found]
+    return []
 
 
 def run_truncated(binary, deck, places):
@@ -435,6 +539,7 @@ def main():
     parser.add_argument("--binary", default=root / "build" / "release" / "tarn")
     parser.add_argument("--threads", type=int, default=0)
     parser.add_argument("--jobs", type=int, default=os.cpu_count() or 1)
+    parser.add_argument("--without", action="store_true")
     parser.add_argument("--truncate", action="store_true")
     parser.add_argument("--places", type=int, default=60)
     parser.add_argument("--update-layout", action="store_true")
@@ -444,9 +549,14 @@ def main():
     passed = failed = 0
 
     def work(deck):
-        if options.truncate:
-            return run_truncated(binary, deck, options.places)
-        return run_deck(binary, deck, options.threads, options.update_layout)
+        try:
+            if options.truncate:
+                return run_truncated(binary, deck, options.places)
+            if options.without:
+                return run_without(binary, deck, options.threads)
+            return run_deck(binary, deck, options.threads, options.update_layout)
+        except Failure as failure:
+            return [str(failure)]
 
     with concurrent.futures.ThreadPoolExecutor(max(1, options.jobs)) as pool:
         for deck, faults in zip(decks, pool.map(work, decks)):

@@ -49,6 +49,7 @@ void read_data_type(Data_options& at, int i) {
   const std::string& keyword = word(job, i);
   status.dattyp = dattyp_of(keyword);
   if (!is_datatype(status.dattyp)) error(job, "Invalid value of ETYPE = \"" + keyword + "\" was specified.");
+  status.dt_string = word_as_typed(job, i);
   const Datatype& row = datatype(status.dattyp);
   status.liveeh = row.live ? 1 : 0;
   status.closedmodel = static_cast<int>(row.closed);

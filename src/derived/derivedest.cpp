@@ -1,10 +1,7 @@
 #include "derived/derivedest.h"
 
-#include <array>
 #include <cassert>
-#include <cfenv>
 #include <cmath>
-#include <cstdint>
 #include <string>
 #include <unordered_map>
 
@@ -12,13 +9,11 @@
 #include "derived/sections.h"
 #include "job/services/array.h"
 #include "job/services/fault.h"
-#include "job/services/report.h"
 #include "likelihood/likelihood_work.h"
+#include "numerics/floating_environment.h"
 
 namespace tarn {
 namespace {
-
-std::size_t at(int i) { return static_cast<std::size_t>(i - 1); }
 
 /// c-hat of a section whose variances are inflated by it: only under QUASI, and only a finite positive one.
 double inflation(const Model_arrays& model) {
@@ -28,16 +23,16 @@ double inflation(const Model_arrays& model) {
 /// vcdmat = partials V partials'.
 void sandwich(const Array2<double>& vcmat, Derived_values& values) {
   const int count = values.partials.extent(1), n = values.partials.extent(2);
-  std::vector<double> product(static_cast<std::size_t>(n));
+  List<double> product(n);
   for (int i = 1; i <= count; ++i) {
     for (int k = 1; k <= n; ++k) {
       double sum = 0.0;
       for (int j = 1; j <= n; ++j) sum += values.partials(i, j) * vcmat(j, k);
-      product[at(k)] = sum;
+      product(k) = sum;
     }
     for (int j = 1; j <= count; ++j) {
       double sum = 0.0;
-      for (int k = 1; k <= n; ++k) sum += product[at(k)] * values.partials(j, k);
+      for (int k = 1; k <= n; ++k) sum += product(k) * values.partials(j, k);
       values.vcdmat(i, j) = sum;
     }
   }
@@ -58,9 +53,8 @@ Limits limits_of(Interval interval, double est, double se, double minimum) {
 }
 
 std::string key_of(History history, int first) {
-  std::string key(static_cast<std::size_t>(history.noccas()), '0');
-  for (int o = 1; o <= history.noccas(); ++o)
-    if (history.live(o) == '.') key[at(o)] = '.';
+  std::string key;
+  for (int o = 1; o <= history.noccas(); ++o) key += history.live(o) == '.' ? '.' : '0';
   return key + static_cast<char>(first & 255) + static_cast<char>(first >> 8);
 }
 
@@ -69,7 +63,7 @@ std::string key_of(History history, int first) {
 Derived_frame::Derived_frame(Job& job_in, bool dry)
     : job(job_in),
       by_record(job_in.model.likelihood->by_record),
-      cell(job_in.model.likelihood->facts, job_in.model.likelihood->pims),
+      cell(job_in, job_in.model.likelihood->setting),
       dry_(dry) {
   if (dry)
     dry_reals_.assign(static_cast<std::size_t>(std::max(job.model.nlogit, 1)), 0.25);
@@ -83,7 +77,6 @@ void Derived_frame::require_reals() {
 
 Reals<double> Derived_frame::reals(std::span<const double> x) {
   cell.begin();
-  cell.new_reals(true);
   if (dry_) return Reals<double>(dry_reals_.data());
   tranlg<double>(job, 1, x, work_, 1, 0, report_values(job, zeros_));
   require_reals();
@@ -92,7 +85,6 @@ Reals<double> Derived_frame::reals(std::span<const double> x) {
 
 Reals<double> Derived_frame::reals_of_record(int i, std::span<const double> x, bool newbeta) {
   cell.begin();
-  if (newbeta || by_record) cell.new_reals(!by_record);
   if (dry_) return Reals<double>(dry_reals_.data());
   if (newbeta || by_record) {
     tranlg<double>(job, i, x, work_, newbeta ? 1 : 0, 0, nullptr);
@@ -103,40 +95,40 @@ Reals<double> Derived_frame::reals_of_record(int i, std::span<const double> x, b
 
 int Derived_frame::number(int q, int a, int b, int g, int row, int column) {
   Pim_fault fault;
-  const int found = Checked_pim(job, {q, a, b, g, 0, 0}, fault)(row, column);
-  if (fault.parameter != 0) error(job, words_of(job, fault));
+  const int found =
+      Checked_pim(job, {.parameter = q, .index2 = a, .index3 = b, .group = g}, fault)(row, column);
+  if (fault.found) error(job, words_of(job, fault));
   return found;
 }
 
-const std::vector<Record_class>& Derived_frame::record_classes(bool by_first) {
+const List<Record_class>& Derived_frame::record_classes(bool by_first) {
   if (classes_made_ && classes_by_first_ == by_first) return classes_;
   classes_.clear();
   classes_made_ = true;
   classes_by_first_ = by_first;
   const Encounter_store& encounters = job.data.encounters;
-  std::unordered_map<std::string, std::size_t> place_of;
+  std::unordered_map<std::string, int> place_of;
   for (int i = 1; i <= encounters.size(); ++i) {
     const History history = encounters.history(i);
     const int first = by_first ? first1(history) : 0;
-    std::size_t place = classes_.size();
+    int place = classes_.size() + 1;
     if (!by_record) place = place_of.try_emplace(key_of(history, first), place).first->second;
-    if (place == classes_.size())
-      classes_.push_back({i, first, std::vector<double>(static_cast<std::size_t>(job.status.ngrps), 0.0)});
+    if (place > classes_.size()) classes_.push_back({i, first, List<double>(job.status.ngrps, 0.0)});
+    const View<const float> observed = encounters.observed(i), lost = encounters.lost_on_capture(i);
     for (int g = 1; g <= job.status.ngrps; ++g)
-      classes_[place].animals[at(g)] += static_cast<double>(encounters.observed(i)[at(g)]) +
-                                        static_cast<double>(encounters.lost_on_capture(i)[at(g)]);
+      classes_(place).animals(g) += static_cast<double>(observed(g)) + static_cast<double>(lost(g));
   }
   return classes_;
 }
 
 void get_partials(Derived_frame& frame, Derived_routine funct, std::span<double> betast,
-                  Derived_values& values, std::span<double> g, std::span<double> w) {
+                  Derived_values& values, View<double> g, View<double> w) {
+  const View<double> betas(betast);
   // The routines carry rounding of their own, so the step is far larger than that of a gradient.
   constexpr double widening = 100000.0;
-  const int count = static_cast<int>(g.size());
-  funct(frame, betast, 1, values.parmest.span());
-  for (int k = 1; k <= static_cast<int>(betast.size()); ++k) {
-    double& beta = betast[at(k)];
+  funct(frame, betast, 1, values.parmest);
+  for (int k = 1; k <= betas.size(); ++k) {
+    double& beta = betas(k);
     const double kept = beta;
     const double step = frame.job.status.deltax * 0.5 * (std::fabs(kept) + 1.0) * widening;
     beta = kept + step;
@@ -144,17 +136,19 @@ void get_partials(Derived_frame& frame, Derived_routine funct, std::span<double>
     beta = kept - step;
     funct(frame, betast, 0, w);
     beta = kept;
-    for (int i = 1; i <= count; ++i) values.partials(i, k) = (g[at(i)] - w[at(i)]) / (2.0 * step);
+    for (int i = 1; i <= g.size(); ++i) values.partials(i, k) = (g(i) - w(i)) / (2.0 * step);
   }
 }
 
 bool derive_section(Derived_frame& frame, const Section& section, std::span<const double> x,
                     const Array2<double>& vcmat, Derived_values& values) {
   Job& job = frame.job;
-  const int count = static_cast<int>(section.rows(job).size()), n = static_cast<int>(x.size());
+  values = {};
+  values.section = &section;
+  values.rows = section.rows(job);
+  const int count = values.rows.size(), n = static_cast<int>(x.size());
   assert(n == 0 || (vcmat.extent(1) == n && vcmat.extent(2) == n));
   job.status.nests = count;
-  values = {};
   Array1<double> g, w;
   if (!allocate(job, "from memory allocation of PARMEST, PARMSE, PARMLCI, PARMUCI, PARTIALS, G and W.",
                 shaped(values.parmest, count), shaped(values.parmse, count), shaped(values.parmlci, count),
@@ -162,18 +156,20 @@ bool derive_section(Derived_frame& frame, const Section& section, std::span<cons
                 shaped(w, count)) ||
       !allocate(job, "from memory allocation of VCDMAT.", values.vcdmat, count, count))
     return false;
-  frame.minimum.assign(static_cast<std::size_t>(count), 0.0);
-  frame.added_variance.assign(static_cast<std::size_t>(count), 0.0);
+  frame.minimum.assign(count, 0.0);
+  frame.added_variance.assign(count, 0.0);
   std::vector<double> betast(x.begin(), x.end());
-  get_partials(frame, section.routine, betast, values, g.span(), w.span());
+  get_partials(frame, section.routine, betast, values, g, w);
   sandwich(vcmat, values);
 
   const double chat = section.inflated ? inflation(job.model) : 1.0;
+  for (int i = 1; i <= count; ++i) values.vcdmat(i, i) += frame.added_variance(i);
+  for (double& element : values.vcdmat) element *= chat;
   for (int i = 1; i <= count; ++i) {
-    const double variance = (values.vcdmat(i, i) + frame.added_variance[at(i)]) * chat;
+    const double variance = values.vcdmat(i, i);
     // A NaN stays one.
     values.parmse(i) = std::sqrt(variance < 0.0 ? 0.0 : variance);
-    const double minimum = frame.minimum[at(i)];
+    const double minimum = frame.minimum(i);
     // A size below what has been counted is none.
     if (section.interval == Interval::population && values.parmest(i) < minimum) values.parmest(i) = minimum;
     const Limits limits = limits_of(section.interval, values.parmest(i), values.parmse(i), minimum);
@@ -183,45 +179,10 @@ bool derive_section(Derived_frame& frame, const Section& section, std::span<cons
   return true;
 }
 
-void report_section(Job& job, const Section& section, const Derived_values& values) {
-  constexpr int lines_above_title = 2;
-  linchk(job, lines_above_title + 1 + section.heading_lines);
-  sectionhead(job, std::string(section.title) + job.model.modnam, section.width, lines_above_title);
-  for (const Template<>& line : section.heading) put(job, listing, line);
-  const std::vector<std::vector<int>> rows = section.rows(job);
-  for (int i = 1; i <= values.parmest.extent(); ++i) {
-    linchk(job, 1);
-    const std::span<const int> labels(rows[at(i)]);
-    const std::array<std::string, 4> numbers{f14(job, values.parmest(i)), f14(job, values.parmse(i)),
-                                             f14(job, values.parmlci(i)), f14(job, values.parmuci(i))};
-    put(job, listing, section.row, labels, numbers);
-  }
-}
-
-void print_derived(Job& job, char letter, int count, const Derived_values& values, int first) {
-  constexpr std::size_t tag_width = 8;
-  const int unit = job.status.sysvcm;
-  job.streams.write_record(
-      unit,
-      Record().text("DERIVED").text(std::string_view(&letter, 1)).value(static_cast<std::int32_t>(count)));
-  const auto column = [&](std::string_view tag, const Array1<double>& numbers) {
-    job.streams.write_record(unit,
-                             Record()
-                                 .text(tag, tag_width)
-                                 .values(numbers.span().subspan(at(first), static_cast<std::size_t>(count))));
-  };
-  column("DERV PAR", values.parmest);
-  column("DERV SE", values.parmse);
-  column("DERV LCI", values.parmlci);
-  column("DERV UCI", values.parmuci);
-}
-
-void derivedest(Job& job, std::span<const double> x, const Array2<double>& vcmat) {
-  constexpr int least_lines = 10;
+void derivedest(Job& job, std::span<const double> x, const Array2<double>& vcmat, const Section_done& done) {
   const int dattyp = job.status.dattyp;
-  if (job.status.lines <= least_lines) headng(job);
   if (!is_datatype(dattyp)) {
-    warn(job, "No derived parameters are available for data type number " + adjustfmt(dattyp) + ".");
+    warn(job, "No derived parameters are available for data type number " + std::to_string(dattyp) + ".");
     return;
   }
   const Datatype& type = datatype(dattyp);
@@ -235,28 +196,23 @@ void derivedest(Job& job, std::span<const double> x, const Array2<double>& vcmat
   }
   if (!x.empty()) require(job, vcmat, "VCMAT");
   Derived_frame frame(job);
-  Derived_values values;
   for (const Section* section : sections) {
-    if (!derive_section(frame, *section, x, vcmat, values)) continue;
-    report_section(job, *section, values);
-    print_derived(job, section->letter(), values.parmest.extent(), values);
+    Derived_values values;
+    if (derive_section(frame, *section, x, vcmat, values)) done(values);
   }
 }
 
 void check_derived(Job& job) {
   const std::span<const Section* const> sections = derived_sections(datatype(job.status.dattyp));
   if (sections.empty()) return;
-  // The floating-point conditions of made-up numbers are nobody's.
-  std::fenv_t kept;
-  std::feholdexcept(&kept);
+  const Kept_floating_environment kept;
   Derived_frame frame(job, true);
   for (const Section* section : sections) {
-    std::vector<double> values(section->rows(job).size());
+    List<double> values(section->rows(job).size());
     frame.minimum.assign(values.size(), 0.0);
     frame.added_variance.assign(values.size(), 0.0);
     section->routine(frame, {}, 1, values);
   }
-  std::fesetenv(&kept);
 }
 
 }  // namespace tarn

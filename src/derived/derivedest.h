@@ -1,12 +1,14 @@
 #pragma once
-// Derived parameters: functions of the real parameters with delta-method variances, reported by sections.
+// Derived parameters: functions of the real parameters with delta-method variances, by sections.
 
+#include <functional>
 #include <span>
 #include <vector>
 
 #include "job/job.h"
-#include "likelihood/blocks/cell.h"
+#include "likelihood/cell/cell.h"
 #include "model/structure/links.h"
+#include "numerics/list.h"
 
 namespace tarn {
 
@@ -15,9 +17,9 @@ struct Section;
 /// Records that give the same term of a sum over records: all of one class when real parameters do not depend
 /// on the record, one record otherwise.
 struct Record_class {
-  int record = 0;               ///< one of them
-  int first = 0;                ///< first live capture, 0 when no routine asks for it
-  std::vector<double> animals;  ///< by group, from 0: observed and lost
+  int record = 0;        ///< one of them
+  int first = 0;         ///< first live capture, 0 when no routine asks for it
+  List<double> animals;  ///< by group: observed and lost
 };
 
 /// What the derived routines of one model read, and their working storage.
@@ -37,15 +39,15 @@ class Derived_frame {
   int number(int q, int a, int b, int g, int row, int column);
 
   /// Records grouped by unsampled occasions and, with `by_first`, first live capture. Made at the first call.
-  const std::vector<Record_class>& record_classes(bool by_first);
+  const List<Record_class>& record_classes(bool by_first);
 
   Job& job;
   const bool by_record;    ///< real parameters depend on the record
   Cell_work<double> cell;  ///< for the blocks of the likelihood
 
-  /// By derived value, from 0; a routine called with the flag 1 may fill them.
-  std::vector<double> minimum;         ///< animals known, the least population size
-  std::vector<double> added_variance;  ///< sampling term on top of the delta part
+  /// By derived value; a routine called with the flag 1 may fill them.
+  List<double> minimum;         ///< animals known, the least population size
+  List<double> added_variance;  ///< sampling term on top of the delta part
 
  private:
   void require_reals();
@@ -53,7 +55,7 @@ class Derived_frame {
   const bool dry_;
   Real_work<double> work_;
   std::vector<double> dry_reals_, zeros_;
-  std::vector<Record_class> classes_;
+  List<Record_class> classes_;
   bool classes_made_ = false, classes_by_first_ = false;
 };
 
@@ -61,37 +63,35 @@ class Derived_frame {
 /// rows.
 /// @param flag  1 in the call at the estimates, 0 in those that differentiate
 using Derived_routine = void (*)(Derived_frame& frame, std::span<const double> x, int flag,
-                                 std::span<double> values);
+                                 View<double> values);
 
 /// The values of one section. All from 1.
 struct Derived_values {
+  const Section* section = nullptr;
+  List<List<int>> rows;  ///< the numbers in front of each value's row
   Array1<double> parmest, parmse, parmlci, parmuci;
   Array2<double> partials;  ///< values x betas
-  Array2<double> vcdmat;    ///< values x values, without what `added_variance` adds
+  Array2<double> vcdmat;    ///< values x values
 };
 
 /// Estimates and derivatives of a routine: `parmest` at `betast`, then central differences with the step
 /// deltax / 2 (|beta| + 1) 100000 into `partials`. `betast` is perturbed in place and restored.
 /// @param g, w  as many as values; working storage
 void get_partials(Derived_frame& frame, Derived_routine funct, std::span<double> betast,
-                  Derived_values& values, std::span<double> g, std::span<double> w);
+                  Derived_values& values, View<double> g, View<double> w);
 
-/// Estimates, standard errors and limits of a section at the estimated betas `x`. False when there was no
-/// memory, which has been told.
+/// Estimates, standard errors, limits and variances of a section at the estimated betas `x`. False when there
+/// was no memory, which has been told.
 /// @param vcmat  variance-covariance matrix of the estimated betas, on the columns in force
 bool derive_section(Derived_frame& frame, const Section& section, std::span<const double> x,
                     const Array2<double>& vcmat, Derived_values& values);
 
-/// Title, heading and one line per value.
-void report_section(Job& job, const Section& section, const Derived_values& values);
+/// Takes the values of one section, as soon as they are there.
+using Section_done = std::function<void(Derived_values& values)>;
 
-/// Five records of the variance-covariance file: "DERIVED", `letter` and the count, then estimates, standard
-/// errors, lower and upper limits of values `first` to `first` + count - 1.
-void print_derived(Job& job, char letter, int count, const Derived_values& values, int first = 1);
-
-/// All sections of the data type, on listing and variance-covariance file. A type without any is passed over
-/// in silence.
-void derivedest(Job& job, std::span<const double> x, const Array2<double>& vcmat);
+/// All sections of the data type in turn. A type without any is passed over in silence; a number that is no
+/// type, or one whose sections this program does not have, warns.
+void derivedest(Job& job, std::span<const double> x, const Array2<double>& vcmat, const Section_done& done);
 
 /// Runs all sections of the data type once on made-up real parameters: a cell of a matrix that they read and
 /// that holds no real parameter is fatal. To be called when the model is set up.

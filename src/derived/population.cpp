@@ -9,8 +9,6 @@
 namespace tarn {
 namespace {
 
-std::size_t at(int g) { return static_cast<std::size_t>(g) - 1; }
-
 /// Chance that an animal of group g is caught at least once on the occasions on which record i was sampled.
 double caught_once(Derived_frame& frame, Reals<double> parm, int i, int g) {
   const Job& job = frame.job;
@@ -20,7 +18,9 @@ double caught_once(Derived_frame& frame, Reals<double> parm, int i, int g) {
   stretch.length = job.status.noccas;
   stretch.group = g;
   frame.cell.begin();
-  return closmods(job, frame.cell, i, stretch, job.status.closedmodel, parm).pstar;
+  return closmods(job, frame.cell, kept<One_closed_session>(frame.cell), i, stretch, job.status.closedmodel,
+                  parm)
+      .pstar;
 }
 
 /// Position of `alpha`, 0 without mis-identification.
@@ -42,7 +42,7 @@ void for_each_caught(Derived_frame& frame, std::span<const double> x, bool by_fi
     const Reals<double> parm = frame.reals_of_record(alike.record, x, newbeta);
     newbeta = false;
     for (int g = 1; g <= frame.job.status.ngrps; ++g) {
-      const double animals = alike.animals[at(g)];
+      const double animals = alike.animals(g);
       if (!(animals > 0.0)) continue;
       const double pstar = caught_once(frame, parm, alike.record, g);
       use(alike, g, animals, parm, pstar > minlog ? pstar : minlog);
@@ -52,7 +52,7 @@ void for_each_caught(Derived_frame& frame, std::span<const double> x, bool by_fi
 
 }  // namespace
 
-void population_full(Derived_frame& frame, std::span<const double> x, int flag, std::span<double> values) {
+void population_full(Derived_frame& frame, std::span<const double> x, int flag, View<double> values) {
   const Job& job = frame.job;
   const Reals<double> parm = frame.reals(x);
   const int f0 = findpar(job.data, "f0"), alpha = alpha_of(job);
@@ -63,28 +63,28 @@ void population_full(Derived_frame& frame, std::span<const double> x, int flag, 
     if (alpha > 0) {
       known = 0.0;
       for (const Record_class& alike : frame.record_classes(true))
-        if (alike.first > 0) known += alike.animals[at(g)] * read_rightly(frame, parm, alpha, alike.first, g);
+        if (alike.first > 0) known += alike.animals(g) * read_rightly(frame, parm, alpha, alike.first, g);
     }
     const double share = caught > 0.0 ? known / caught : 1.0;
-    values[at(g)] = known + share * parm[frame.number(f0, 1, 1, g, 1, 1)];
-    if (flag == 1) frame.minimum[at(g)] = known;
+    values(g) = known + share * parm[frame.number(f0, 1, 1, g, 1, 1)];
+    if (flag == 1) frame.minimum(g) = known;
   }
 }
 
-void huggins_pstar(Derived_frame& frame, std::span<const double> x, int flag, std::span<double> values) {
+void huggins_pstar(Derived_frame& frame, std::span<const double> x, int flag, View<double> values) {
   const int alpha = alpha_of(frame.job);
   std::fill(values.begin(), values.end(), 0.0);
   for_each_caught(frame, x, alpha > 0,
                   [&](const Record_class& alike, int g, double animals, Reals<double> parm, double pstar) {
                     const double rightly = animals * read_rightly(frame, parm, alpha, alike.first, g);
-                    values[at(g)] += rightly / pstar;
+                    values(g) += rightly / pstar;
                     if (flag != 1) return;
-                    frame.minimum[at(g)] += rightly;
-                    frame.added_variance[at(g)] += rightly * (1.0 - pstar) / (pstar * pstar);
+                    frame.minimum(g) += rightly;
+                    frame.added_variance(g) += rightly * (1.0 - pstar) / (pstar * pstar);
                   });
 }
 
-void density(Derived_frame& frame, std::span<const double> x, int flag, std::span<double> values) {
+void density(Derived_frame& frame, std::span<const double> x, int flag, View<double> values) {
   Job& job = frame.job;
   if (!datatype(job.status.dattyp).density) error(job, "Wrong data type passed to subroutine density.");
   const int located = findpar(job.data, "ptilde");
@@ -93,9 +93,8 @@ void density(Derived_frame& frame, std::span<const double> x, int flag, std::spa
                   [&](const Record_class&, int g, double animals, Reals<double> parm, double pstar) {
                     const double ptilde = parm[frame.number(located, 1, 1, g, 1, 1)];
                     const double area = job.data.areas(g);
-                    values[at(g)] += animals * ptilde / pstar / area;
-                    if (flag == 1)
-                      frame.added_variance[at(g)] += density_var_add(animals, ptilde, pstar, area);
+                    values(g) += animals * ptilde / pstar / area;
+                    if (flag == 1) frame.added_variance(g) += density_var_add(animals, ptilde, pstar, area);
                   });
 }
 

@@ -1,10 +1,13 @@
 #pragma once
-// Observed and expected counts of every history: the residual file and the Pearson sums.
+// Observed and expected counts of every history, and the Pearson sums over them.
 
+#include <functional>
 #include <span>
+#include <string_view>
 
 #include "inference/saturd.h"
 #include "job/job.h"
+#include "numerics/list.h"
 
 namespace tarn {
 
@@ -13,14 +16,20 @@ struct Pearson_sums {
   double sum_obs_exp = 0.0;  ///< sum of observed / expected over the cells
 };
 
-/// Writes the residual file `filres`: for each record its history, then for each group a tab, the observed
-/// count, a tab, the expected count; a record with losses on capture gives a second line of the losses.
-/// Behind the last record of a cohort a line with a blank history holds the histories that were not met.
-/// Expected counts are the cell probability times the cohort's total; of a closed population the probability
-/// given that the animal was caught. Where there are no Pearson figures they are the cell probability times
-/// the group's total, and there are no lines of histories not met.
+struct Cell_counts {
+  double observed, expected;
+};
+
+/// Takes the counts of one history by group, from 1. Both are gone when it returns.
+using Residual_line = std::function<void(std::string_view history, const List<Cell_counts>& groups)>;
+
+/// Hands out the observed and expected counts of each record, of the released animals and then, where there
+/// are any, of those lost on capture. Behind the last record of a cohort a line with a blank history holds
+/// the histories that were not met. Expected counts are the cell probability times the cohort's total; of a
+/// closed population the probability given that the animal was caught. Where there are no Pearson figures
+/// they are the cell probability times the group's total, and there are no lines of histories not met.
 /// @param beta  the solution
-/// Reads `cellpr` and `cellprlost`. The stream is open.
-Pearson_sums resid(Job& job, std::span<const double> beta);
+/// Reads `cellpr` and `cellprlost`.
+Pearson_sums resid(Job& job, std::span<const double> beta, const Residual_line& line);
 
 }  // namespace tarn

@@ -53,25 +53,33 @@ double histories_after_release(const Datatype& row, int first, int K) {
 /// n log(n / total), 0 for a count of 0.
 double cell_term(double n, double total) { return n > 0.0 ? n * std::log(n / total) : 0.0; }
 
+/// Animals of a record in a group.
+struct Animals {
+  double observed, lost;
+  double all() const { return observed + lost; }
+};
+
+Animals animals_of(const Encounter_store& encounters, int i, int g) {
+  const View<const float> observed = encounters.observed(i), lost = encounters.lost_on_capture(i);
+  return {static_cast<double>(observed(g)), static_cast<double>(lost(g))};
+}
+
 /// Animals at risk and deaths of a group in every interval.
 struct Fates {
-  std::vector<double> at_risk, deaths;
+  List<double> at_risk, deaths;
 };
 
 Fates fates_of(const Job& job, int g) {
   const Encounter_store& encounters = job.data.encounters;
-  const std::size_t intervals = static_cast<std::size_t>(job.status.noccas),
-                    group = static_cast<std::size_t>(g) - 1;
-  Fates fates{std::vector<double>(intervals), std::vector<double>(intervals)};
+  const int intervals = job.status.noccas;
+  Fates fates{List<double>(intervals), List<double>(intervals)};
   for (int i = 1; i <= encounters.size(); ++i) {
     const History history = encounters.history(i);
-    const double n = static_cast<double>(encounters.observed(i)[group]) +
-                     static_cast<double>(encounters.lost_on_capture(i)[group]);
-    for (std::size_t c = 0; c < intervals; ++c) {
-      const int o = static_cast<int>(c) + 1;
+    const double n = animals_of(encounters, i, g).all();
+    for (int o = 1; o <= intervals; ++o) {
       if (!captured(history.live(o))) continue;
-      fates.at_risk[c] += n;
-      if (history.dead(o) != '0') fates.deaths[c] += n;
+      fates.at_risk(o) += n;
+      if (history.dead(o) != '0') fates.deaths(o) += n;
     }
   }
   return fates;
@@ -83,8 +91,8 @@ Saturated_model saturated_fates(const Job& job) {
   double sum = 0.0;
   for (int g = 1; g <= job.status.ngrps; ++g) {
     const Fates fates = fates_of(job, g);
-    for (std::size_t c = 0; c < fates.at_risk.size(); ++c) {
-      const double n = fates.at_risk[c], d = fates.deaths[c];
+    for (int c = 1; c <= fates.at_risk.size(); ++c) {
+      const double n = fates.at_risk(c), d = fates.deaths(c);
       if (!(n > 0.0)) continue;
       sum += cell_term(d, n) + cell_term(n - d, n);
       ++model.cohorts;
@@ -142,17 +150,17 @@ double opportunities(const Datatype& row, History history, bool lost) {
 
 }  // namespace
 
-Cohorts::Cohorts(const Job& job) : ngrps_(job.status.ngrps) {
+Cohorts::Cohorts(const Job& job) {
   const Encounter_store& encounters = job.data.encounters;
   const Datatype& row = datatype(job.status.dattyp);
   const int K = job.status.noccas;
   std::map<std::pair<int, int>, int> numbers;
   const auto numbered = [&](std::pair<int, int> key, double possible) {
-    const auto [place, is_new] = numbers.emplace(key, static_cast<int>(possible_.size()));
+    const auto [place, is_new] = numbers.emplace(key, possible_.size() + 1);
     if (is_new) possible_.push_back(possible);
     return place->second;
   };
-  cohort_.reserve(static_cast<std::size_t>(encounters.size()));
+  cohort_.reserve(encounters.size());
   for (int i = 1; i <= encounters.size(); ++i) {
     const History history = encounters.history(i);
     if (row.saturated == Saturated::whole_group || row.saturated == Saturated::closed_full) {
@@ -167,13 +175,13 @@ Cohorts::Cohorts(const Job& job) : ngrps_(job.status.ngrps) {
       cohort_.push_back(numbered({first, 0}, possible));
     }
   }
-  observed_.assign(possible_.size() * static_cast<std::size_t>(ngrps_), 0.0);
-  lost_ = observed_;
+  make_work_area(observed_, job.status.ngrps, count());
+  make_work_area(lost_, job.status.ngrps, count());
   for (int i = 1; i <= encounters.size(); ++i)
-    for (int g = 1; g <= ngrps_; ++g) {
-      const std::size_t group = static_cast<std::size_t>(g) - 1;
-      observed_[place(cohort_of(i), g)] += static_cast<double>(encounters.observed(i)[group]);
-      lost_[place(cohort_of(i), g)] += static_cast<double>(encounters.lost_on_capture(i)[group]);
+    for (int g = 1; g <= job.status.ngrps; ++g) {
+      const Animals animals = animals_of(encounters, i, g);
+      observed_(g, cohort_of(i)) += animals.observed;
+      lost_(g, cohort_of(i)) += animals.lost;
     }
 }
 
@@ -193,16 +201,16 @@ Saturated_model saturd(const Job& job) {
   int cells = 0;
   for (int i = 1; i <= encounters.size(); ++i)
     for (int g = 1; g <= job.status.ngrps; ++g) {
-      const std::size_t group = static_cast<std::size_t>(g) - 1;
       const int cohort = cohorts.cohort_of(i);
+      const Animals animals = animals_of(encounters, i, g);
       const auto cell = [&](double count, double total) {
         sum += cell_term(count, total);
         cells += count > 0.0 ? 1 : 0;
       };
-      cell(static_cast<double>(encounters.observed(i)[group]), cohorts.observed(cohort, g));
-      cell(static_cast<double>(encounters.lost_on_capture(i)[group]), cohorts.lost(cohort, g));
+      cell(animals.observed, cohorts.observed(cohort, g));
+      cell(animals.lost, cohorts.lost(cohort, g));
     }
-  for (int k = 0; k < cohorts.count(); ++k)
+  for (int k = 1; k <= cohorts.count(); ++k)
     for (int g = 1; g <= job.status.ngrps; ++g) {
       for (const double total : {cohorts.observed(k, g), cohorts.lost(k, g)})
         if (total > 0.0) {
@@ -232,10 +240,9 @@ double effective_sample_size(const Job& job) {
     const bool animals = job.model.essanimals;
     const double of_released = animals ? 1.0 : opportunities(row, history, false);
     const double of_lost = animals ? 1.0 : opportunities(row, history, true);
-    for (int g = 0; g < job.status.ngrps; ++g) {
-      const std::size_t group = static_cast<std::size_t>(g);
-      size += of_released * static_cast<double>(encounters.observed(i)[group]) +
-              of_lost * static_cast<double>(encounters.lost_on_capture(i)[group]);
+    for (int g = 1; g <= job.status.ngrps; ++g) {
+      const Animals counts = animals_of(encounters, i, g);
+      size += of_released * counts.observed + of_lost * counts.lost;
     }
   }
   return size;

@@ -1,10 +1,9 @@
 #pragma once
 // Cohorts of records, the saturated model, and the effective sample size.
 
-#include <vector>
-
 #include "data/catalogue/datatype.h"
 #include "job/job.h"
+#include "numerics/list.h"
 
 namespace tarn {
 
@@ -14,23 +13,19 @@ namespace tarn {
 class Cohorts {
  public:
   explicit Cohorts(const Job& job);
-  /// Number of the cohort (from 0) of record i.
-  int cohort_of(int i) const { return cohort_[static_cast<std::size_t>(i - 1)]; }
-  int count() const { return static_cast<int>(possible_.size()); }
+  /// Number of the cohort (from 1) of record i.
+  int cohort_of(int i) const { return cohort_(i); }
+  int count() const { return possible_.size(); }
   /// Animals of a cohort in group g.
-  double observed(int cohort, int g) const { return observed_[place(cohort, g)]; }
-  double lost(int cohort, int g) const { return lost_[place(cohort, g)]; }
+  double observed(int cohort, int g) const { return observed_(g, cohort); }
+  double lost(int cohort, int g) const { return lost_(g, cohort); }
   /// Number of histories that a cohort's animals can show.
-  double possible_histories(int cohort) const { return possible_[static_cast<std::size_t>(cohort)]; }
+  double possible_histories(int cohort) const { return possible_(cohort); }
 
  private:
-  std::size_t place(int cohort, int g) const {
-    return static_cast<std::size_t>(cohort) * static_cast<std::size_t>(ngrps_) +
-           static_cast<std::size_t>(g - 1);
-  }
-  int ngrps_ = 0;
-  std::vector<int> cohort_;
-  std::vector<double> possible_, observed_, lost_;
+  List<int> cohort_;
+  List<double> possible_;
+  Array2<double> observed_, lost_;  ///< group, cohort
 };
 
 struct Saturated_model {

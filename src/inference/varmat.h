@@ -2,28 +2,60 @@
 // The information matrix of the estimated betas: second derivatives of minus the log likelihood.
 
 #include <cstddef>
+#include <functional>
+#include <optional>
 #include <span>
-#include <vector>
+#include <string_view>
 
+#include "inference/rank.h"
 #include "job/job.h"
+#include "job/services/timing.h"
 
 namespace tarn {
 
-/// Fills `h` at the solution `beta` by the procedure `vartyp`, on the scale of the log likelihood:
-///   1 Hessian   half of the matrix whose factors L D L' the optimizer has left in `h`
-///   2 Observed  sum of count dp dp' / p^2 over cells with a count, dp by central differences
-///   3 Expected  sum of released dp dp' / p over the cells of each release cohort and its unobserved cell
-///   4 2ndPart   exact second derivatives of the objective, range penalty included
-/// Also fills `cellpr` and `cellprlost`, and leaves the reals of the solution in `parm`. With `debug` the
-/// count of parameters from the Jacobian of the cell probabilities is written first.
+/// Variance procedures, as `vartyp` and VAREST= number them.
+enum class Variance { hessian = 1, observed, expected, second_partials };
+
+constexpr Variance variance_procedure(const Model_arrays& model) {
+  return static_cast<Variance>(model.vartyp);
+}
+
+/// Its name, as listings print it.
+constexpr std::string_view name_of(Variance procedure) {
+  return varcalc[static_cast<std::size_t>(procedure) - 1];
+}
+
+/// Told of the part of the work that is done, in percent.
+using Percent_done = std::function<void(int percent)>;
+
+/// Fills `h` at the solution `beta` by the procedure in force, on the scale of the log likelihood:
+///   Hessian   half of the matrix whose factors L D L' the optimizer has left in `h`
+///   Observed  sum of count dp dp' / p^2 over cells with a count, dp by central differences
+///   Expected  sum of released dp dp' / p over the cells of each release cohort and its unobserved cell
+///   2ndPart   exact second derivatives of the objective, range penalty included; the only one that tells how
+///             far it is
+/// Also fills `cellpr` and `cellprlost`, and leaves the reals of the solution in `parm`. Warns of a procedure
+/// that does not fit the likelihood.
 /// @param h  n(n+1)/2 long: the lower triangle by columns, h11, h21, ..., hn1, h22, ...; numbers that are not
 /// finite
 ///           may come out and are left to the caller
 /// Lebreton, Burnham, Clobert and Anderson (1992).
-void varmat(Job& job, std::span<const double> beta, std::span<double> h);
+void varmat(Job& job, std::span<const double> beta, std::span<double> h, const Percent_done& told = {});
 
-/// The packed symmetric matrix as n x n numbers by columns.
-std::vector<double> expand(std::span<const double> h, int n);
+/// The count of parameters from the singular values of J'J, J the derivatives of all cell probabilities by
+/// the betas.
+struct Jacobian_count {
+  List<double> s;  ///< singular values, descending
+  int info = 0;    ///< code of their computation, 0: done
+  Gap gap;
+  Seconds seconds;  ///< spent on it
+};
+
+/// The count at `beta`; absent without betas, and when there is no memory, of which it warns.
+std::optional<Jacobian_count> jacobian(Job& job, std::span<const double> beta);
+
+/// The packed symmetric matrix as n x n numbers.
+Array2<double> expand(std::span<const double> h, int n);
 
 /// Place in the packed lower triangle of side n of row i, column j, both from 1, i >= j.
 constexpr std::size_t packed_place(int i, int j, int n) {

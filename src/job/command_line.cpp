@@ -23,8 +23,10 @@ constexpr Spellings help_option{"HELP", "help", "Help"}, noecho_option{"NOECHO",
     nocolor_option{"NOCOLOR", "nocolor", "Nocolor"}, batch_option{"BATCH", "batch", "Batch"},
     dynamic_option{"DYNAMIC", "dynamic", "Dynamic"}, show_dt_option{"SHOW_DT", "show_dt", "Show_dt"},
     threads_key{"THREADS=", "threads=", "Threads="}, digits_key{"DIGITS=", "digits=", "Digits="},
-    describe_option{"DESCRIBE", "describe", "Describe"}, lines_key{"LINES=", "lines=", "Lines="},
-    rdvc_key{"RDVC=", "rdvc=", "Rdvc="};
+    lines_key{"LINES=", "lines=", "Lines="}, rdvc_key{"RDVC=", "rdvc=", "Rdvc="};
+/// Additions of our own; each is a whole argument, as file names may hold its letters.
+constexpr Spellings results_key{"JSON=", "json=", "Json="},
+    describe_option{"DESCRIBE", "describe", "Describe"};
 constexpr std::array<std::string_view, 4> listing_key{"L=", "O=", "l=", "o="};
 constexpr std::array<std::string_view, 2> residual_key{"R=", "r="}, variance_key{"V=", "v="},
     input_key{"I=", "i="};
@@ -37,7 +39,7 @@ std::size_t behind(std::string_view argument, std::span<const std::string_view> 
   return std::string_view::npos;
 }
 
-/// An own option is a whole argument: file names may hold its letters.
+/// Whether the whole argument is one of the spellings.
 bool is(std::string_view argument, std::span<const std::string_view> spellings) {
   return std::find(spellings.begin(), spellings.end(), argument) != spellings.end();
 }
@@ -79,6 +81,7 @@ bool number_behind(Job& job, std::string_view argument, std::span<const std::str
                             const std::string& second) {
   put(job, screen, "(a)", first);
   if (!second.empty()) put(job, screen, "(a)", second);
+  job.status.last_message = first.substr(std::min(first.find_first_not_of(' '), first.size()));
   close_files(job);
   stop(stop_text);
 }
@@ -91,13 +94,37 @@ void refuse_deck_as_output(Job& job, const std::string& name, const std::string&
               " The file " + name + " is the input file and will not be overwritten.", "");
 }
 
-void open_listing(Job& job, std::span<const std::string> arguments) {
-  Status_module& status = job.status;
-  // The deck may be named by a later argument, and opening the listing empties the file.
+/// True of an argument that names the results file. It begins with its key and is nothing but that: its text
+/// is not searched for other keys, as that of all other arguments is.
+bool names_results(std::string_view argument) {
+  return std::ranges::any_of(results_key, [&](std::string_view key) { return argument.starts_with(key); });
+}
+
+/// The deck may be named by a later argument, and opening an output empties the file.
+void refuse_any_deck_as_output(Job& job, const std::string& name, std::span<const std::string> arguments) {
   for (const std::string& argument : arguments) {
     std::string deck;
-    if (name_behind(argument, input_key, deck)) refuse_deck_as_output(job, status.filout, deck);
+    if (!names_results(argument) && name_behind(argument, input_key, deck))
+      refuse_deck_as_output(job, name, deck);
   }
+}
+
+/// Opens the results file, if an argument asks for it, before all others: it is to tell of every end.
+void open_results(Job& job, std::span<const std::string> arguments) {
+  Status_module& status = job.status;
+  const auto last = std::find_if(arguments.rbegin(), arguments.rend(), names_results);
+  if (last == arguments.rend()) return;
+  status.filjson = last->substr(results_key.front().size());
+  refuse_any_deck_as_output(job, status.filjson, arguments);
+  if (!job.streams.open_output(status.sysjson, status.filjson, status.errmsg))
+    stop_with(job, "Output file error",
+              " The file " + status.filjson + " cannot be written: " + status.errmsg + ".",
+              "Respecify the JSON=results_file parameter.");
+}
+
+void open_listing(Job& job, std::span<const std::string> arguments) {
+  Status_module& status = job.status;
+  refuse_any_deck_as_output(job, status.filout, arguments);
   if (!job.streams.open_output(status.sysout, status.filout, status.errmsg))
     stop_with(job, "Output file error",
               " The file " + status.filout + " cannot be written: " + status.errmsg + ".",
@@ -139,7 +166,9 @@ void set_environment(Job& job, std::string_view program_path) {
 void read_command_line(Job& job, std::span<const std::string> arguments) {
   Status_module& status = job.status;
   bool help_asked = false;
+  open_results(job, arguments);
   for (std::size_t k = 0; k < arguments.size(); ++k) {
+    if (names_results(arguments[k])) continue;
     if (arguments[k].size() > MAXCHR)
       warnum(job, "command argument # " + std::to_string(k + 1) + " was longer than receiving string.", -1);
     const std::string_view argument = std::string_view(arguments[k]).substr(0, MAXCHR);
@@ -172,7 +201,9 @@ void read_command_line(Job& job, std::span<const std::string> arguments) {
   }
   if (help_asked) help(job);
   if (status.filein.find_first_not_of(' ') == std::string::npos) {
-    put(job, screen, "(a)", " No input file was specified, so TARN job is done.");
+    const std::string_view reason = " No input file was specified, so TARN job is done.";
+    put(job, screen, "(a)", reason);
+    job.status.last_message = reason.substr(1);
     if (!help_asked) help(job);
     close_files(job);
     stop("No input file");

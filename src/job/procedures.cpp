@@ -52,12 +52,17 @@ std::string working_directory() {
   return std::filesystem::current_path(code).string().substr(0, 200);
 }
 
+[[noreturn]] void stop_for_listing(Job& job) {
+  job.status.last_message = job.status.filout + ": " + job.streams.fault(job.status.sysout);
+  stop("Output file error");
+}
+
 /// A listing that cannot be written any more ends the job at the next procedure.
 void require_listing(Job& job) {
   job.streams.flush(job.status.sysout);
   if (job.streams.fault(job.status.sysout).empty()) return;
   close_files(job);
-  stop("Output file error");
+  stop_for_listing(job);
 }
 
 void data_or_model(Job& job) {
@@ -76,7 +81,7 @@ void data_or_model(Job& job) {
 
 [[noreturn]] void end_of_job(Job& job) {
   closeout(job);
-  if (!job.streams.fault(job.status.sysout).empty()) stop("Output file error");
+  if (!job.streams.fault(job.status.sysout).empty()) stop_for_listing(job);
   stop("NORMAL EXIT");
 }
 

@@ -20,15 +20,16 @@ struct Status_module {
   std::string titstr = " ";
 
   // data
-  int dattyp = 0;       ///< data-type number, 0 until ETYPE has been read
-  int liveeh = 0;       ///< 1: one character an occasion
-  int closedmodel = 0;  ///< kind of the closed layer, 0 for open families
-  int noccas = 0;       ///< occasions
-  int ngrps = 0;        ///< groups
-  int nhist = 0;        ///< capacity of `encounters`, then the records read
-  int nicovs = 0;       ///< individual covariates
-  int nstrta = 1;       ///< strata
-  int nstrtaplus = 1;   ///< strata plus the layers that a family adds
+  int dattyp = 0;         ///< data-type number, 0 until ETYPE has been read
+  std::string dt_string;  ///< ETYPE keyword as typed
+  int liveeh = 0;         ///< 1: one character an occasion
+  int closedmodel = 0;    ///< kind of the closed layer, 0 for open families
+  int noccas = 0;         ///< occasions
+  int ngrps = 0;          ///< groups
+  int nhist = 0;          ///< capacity of `encounters`, then the records read
+  int nicovs = 0;         ///< individual covariates
+  int nstrta = 1;         ///< strata
+  int nstrtaplus = 1;     ///< strata plus the layers that a family adds
   int nevents = 0, neventsp = 0, neventslr = 0, neventsbr = 0;
   int nmixtures = 1;
   int nprimy = 1;  ///< primary occasions
@@ -65,12 +66,19 @@ struct Status_module {
   std::string errmsg;  ///< system error text
   int ieropt = 0;      ///< last status
 
+  // what a results file tells of the job
+  std::vector<std::string> warnings;  ///< given so far, but for those that a model's record has taken over
+  std::string last_message;           ///< of the fault that ends the job; empty when it has none
+  int models = 0;                     ///< processed so far
+
   // files
   std::string deletecmd, nullfile;
   std::string filein = " ", filout = " ", filres, filvcm, filvcmonlyrealderiv = " ", filsimneal,
               exsubdir = " ";
   int sysin = 4, sysout = 6, sysres = 9, sysvcm = 10, sysmcmc = 11, sysmcmccsv = 12, syssimneal = 13,
       syscrn = 0;
+  std::string filjson;  ///< results file, empty: none was asked for
+  int sysjson = 14;
   int osunix = 0;  ///< 0: the host is Windows
 
   // numbers

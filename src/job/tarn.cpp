@@ -16,6 +16,7 @@
 #include "job/services/fault.h"
 #include "job/services/threads.h"
 #include "job/services/timing.h"
+#include "model/results/results_file.h"
 
 namespace {
 
@@ -34,17 +35,28 @@ void start(tarn::Job& job, int argc, char** argv) {
 }
 
 /// Runs the job to its end and gives the stop text.
-std::string run(int argc, char** argv) {
-  tarn::Job job;
+std::string run_to_end(tarn::Job& job, int argc, char** argv) {
   try {
     start(job, argc, argv);
     tarn::run_job(job);
   } catch (const tarn::Stop& stop) {
     return stop.text;
   } catch (const std::bad_alloc&) {
-    job.streams.close_all();
+    job.model = {};
     return error_exit;
   }
+}
+
+/// The same, the end told in the results file and all files closed.
+std::string run(int argc, char** argv) {
+  tarn::Job job;
+  const std::string stop_text = run_to_end(job, argc, argv);
+  try {
+    tarn::end_results(job, stop_text);
+  } catch (const std::bad_alloc&) {  // the file ends without its last line, as it does when the machine stops
+  }
+  job.streams.close_all();
+  return stop_text;
 }
 
 /// A standard stream that the caller has closed would give its number to the first file opened.

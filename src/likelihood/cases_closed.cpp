@@ -5,8 +5,8 @@
 //
 //   prob = closed probability times ptilde^I (1 - ptilde)^(L - I)
 
-#include "likelihood/blocks/cell.h"
 #include "likelihood/blocks/closed_session.h"
+#include "likelihood/cell/cell.h"
 #include "likelihood/chprob.h"
 
 namespace tarn {
@@ -21,9 +21,9 @@ Real whole_history(const Job& job, History histry, int i, int j, int lost, Reals
     work.fail(i, invalid_closedmodel_text);
     return 0.0;
   }
-  const History_facts& facts = work.facts_of(i, histry);
+  const History_facts& facts = facts_of<One_closed_session>(work, i, histry);
   const Closed_stretch stretch{histry, 0, histry.noccas(), 1, j, 1, facts.first, facts.lastlc, lost != 0};
-  return closmods(job, work, i, stretch, kind, parm).prob;
+  return closmods(job, work, kept<One_closed_session>(work), i, stretch, kind, parm).prob;
 }
 
 /// True when record i has animals in group j.
@@ -48,7 +48,7 @@ void closed_density(const Job& job, Ch_result<Real>& result, History histry, int
   const Array1<double>& located = job.data.nlocations;
   if (i > job.data.encounters.size() || !located.present() || i > located.extent()) return;
   if (!counted(job, i, j) || !(located(i) > 0.0)) return;
-  const Real& inside = parm[work.pim(job, work.closed_positions().ptilde, 1, 1, j)(1, 1)];
+  const Real& inside = parm[work.matrix(Parameter::ptilde, j)(1, 1)];
   const Real outside = 1.0 - inside;
   const double times_inside = job.data.ninside(i), times_outside = located(i) - times_inside;
   // The logarithm is a sum: the bare product leaves the range of numbers at about a thousand locations.
@@ -62,7 +62,7 @@ void closed_density(const Job& job, Ch_result<Real>& result, History histry, int
   }
 }
 
-TARN_CELL_ROUTINE(closed_population)
-TARN_CELL_ROUTINE(closed_density)
+TARN_CELL_ROUTINE(closed_population, One_closed_session)
+TARN_CELL_ROUTINE(closed_density, One_closed_session)
 
 }  // namespace tarn

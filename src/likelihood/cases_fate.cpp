@@ -1,8 +1,7 @@
 // Fates that are known: animals that are followed, nests that are visited.
 
-#include "likelihood/blocks/cell.h"
 #include "likelihood/blocks/fates.h"
-#include "likelihood/blocks/rates.h"
+#include "likelihood/blocks/open_study.h"
 #include "likelihood/chprob.h"
 
 namespace tarn {
@@ -18,9 +17,10 @@ namespace tarn {
 template <class Real>
 void known_fate(const Job& job, Ch_result<Real>& result, History histry, int i, int j, int, Reals<Real> parm,
                 Cell_work<Real>& work) {
-  const int first = work.facts_of(i, histry).first;
-  const auto s = work.pim(job, 1, 1, 1, j);
-  const auto survives = [&](int c) { return survival(job, work, parm, s(first, c), c); };
+  const int first = facts_of<Open_study>(work, i, histry).first;
+  const auto s = work.matrix(Parameter::S, j);
+  const auto rate = rates_of<Open_study>(job, parm, work);
+  const auto survives = [&](int c) { return rate.survival(s(first, c), c); };
   result = Ch_result<Real>::from(followed<Real>(histry, survives));
 }
 
@@ -36,11 +36,12 @@ void known_fate(const Job& job, Ch_result<Real>& result, History histry, int i, 
 template <class Real>
 void nest(const Job& job, Ch_result<Real>& result, History histry, int i, int j, int, Reals<Real> parm,
           Cell_work<Real>& work) {
-  const History_facts& facts = work.facts_of(i, histry);
-  const auto s = work.pim(job, 1, 1, 1, j);
+  const History_facts& facts = facts_of<Open_study>(work, i, histry);
+  const auto s = work.matrix(Parameter::S, j);
+  const auto rate = rates_of<Open_study>(job, parm, work);
   const auto survives_from_to = [&](int from, int to) {
     Real active = 1.0;
-    for (int c = from; c < to; ++c) active = active * survival(job, work, parm, s(facts.first, c), c);
+    for (int c = from; c < to; ++c) active = active * rate.survival(s(facts.first, c), c);
     return active;
   };
   Real prob = survives_from_to(facts.first, facts.lastlc);
@@ -48,7 +49,7 @@ void nest(const Job& job, Ch_result<Real>& result, History histry, int i, int j,
   result = Ch_result<Real>::from(prob);
 }
 
-TARN_CELL_ROUTINE(known_fate)
-TARN_CELL_ROUTINE(nest)
+TARN_CELL_ROUTINE(known_fate, Open_study)
+TARN_CELL_ROUTINE(nest, Open_study)
 
 }  // namespace tarn

@@ -11,9 +11,10 @@
 // Rates stand in the row of the first capture: S and r in column c up to the interval behind the last
 // occasion, F in column c, p of occasion o in column o - 1.
 
-#include "likelihood/blocks/cell.h"
+#include <type_traits>
+#include "likelihood/blocks/open_study.h"
+
 #include "likelihood/blocks/joint.h"
-#include "likelihood/blocks/rates.h"
 #include "likelihood/chprob.h"
 
 namespace tarn {
@@ -21,37 +22,35 @@ namespace tarn {
 template <class Real>
 void burnham(const Job& job, Ch_result<Real>& result, History histry, int i, int j, int lost,
              Reals<Real> parm, Cell_work<Real>& work) {
-  using Pim = decltype(work.pim(job, 1, 1, 1, j));
+  using Pim = std::decay_t<decltype(work.matrix(Parameter::S, j))>;
   struct Rates {
-    const Job& job;
-    Cell_work<Real>& work;
+    Interval_rates<Real> rate;
     Reals<Real> parm;
     int first;
     Pim s, p, r, f;
 
     static char event(History h, int c) { return h.dead(c) == '0' ? '0' : '1'; }
-    Real survives(int c) const { return survival(job, work, parm, s(first, c), c); }
+    Real survives(int c) const { return rate.survival(s(first, c), c); }
     Real shows_alive(char, int) const { return 1.0; }
     Real shows_dead(char event, int c) const {
       const Real& reports = parm[r(first, c)];
       return event == '1' ? reports : Real(1.0 - reports);
     }
-    Real stays(int c) const { return survival(job, work, parm, f(first, c), c); }
+    Real stays(int c) const { return rate.survival(f(first, c), c); }
     Real returns(int) const { return 0.0; }
     Real caught(int c) const { return parm[p(first, c)]; }
   };
-  const History_facts& facts = work.facts_of(i, histry);
-  const Rates rates{job,
-                    work,
+  const History_facts& facts = facts_of<Open_study>(work, i, histry);
+  const Rates rates{rates_of<Open_study>(job, parm, work),
                     parm,
                     facts.first,
-                    work.pim(job, 1, 1, 1, j),
-                    work.pim(job, 2, 1, 1, j),
-                    work.pim(job, 3, 1, 1, j),
-                    work.pim(job, 4, 1, 1, j)};
+                    work.matrix(Parameter::S, j),
+                    work.matrix(Parameter::p, j),
+                    work.matrix(Parameter::r, j),
+                    work.matrix(Parameter::F, j)};
   result = Ch_result<Real>::from(joint_encounters<Real>(histry, facts, lost != 0, rates));
 }
 
-TARN_CELL_ROUTINE(burnham)
+TARN_CELL_ROUTINE(burnham, Open_study)
 
 }  // namespace tarn

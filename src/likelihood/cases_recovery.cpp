@@ -4,9 +4,8 @@
 // dead in interval `last` (second character not "0"), or never. Rates stand in the row of the release. A
 // release with a negative count is no release.
 
-#include "likelihood/blocks/cell.h"
 #include "likelihood/blocks/fates.h"
-#include "likelihood/blocks/rates.h"
+#include "likelihood/blocks/open_study.h"
 #include "likelihood/chprob.h"
 
 namespace tarn {
@@ -35,9 +34,10 @@ void brownie(const Job& job, Ch_result<Real>& result, History histry, int i, int
              Reals<Real> parm, Cell_work<Real>& work) {
   result = {};
   if (lost) return;
-  const History_facts& facts = work.facts_of(i, histry);
-  const auto s = work.pim(job, 1, 1, 1, j), f = work.pim(job, 2, 1, 1, j);
-  const auto survives = [&](int c) { return survival(job, work, parm, s(facts.first, c), c); };
+  const History_facts& facts = facts_of<Open_study>(work, i, histry);
+  const auto s = work.matrix(Parameter::S, j), f = work.matrix(Parameter::f, j);
+  const auto rate = rates_of<Open_study>(job, parm, work);
+  const auto survives = [&](int c) { return rate.survival(s(facts.first, c), c); };
   const auto reported = [&](int c) { return parm[f(facts.first, c)]; };
   result = Ch_result<Real>::from(recovery<Real>(histry, facts.first, facts.last1, survives, reported));
 }
@@ -49,10 +49,11 @@ template <class Real>
 void bto(const Job& job, Ch_result<Real>& result, History histry, int i, int j, int lost, Reals<Real> parm,
          Cell_work<Real>& work) {
   result = {};
-  const History_facts& facts = work.facts_of(i, histry);
+  const History_facts& facts = facts_of<Open_study>(work, i, histry);
   if (lost || !has_recovery(histry, facts.last1)) return;
-  const auto s = work.pim(job, 1, 1, 1, j);
-  const auto survives = [&](int c) { return survival(job, work, parm, s(facts.first, c), c); };
+  const auto s = work.matrix(Parameter::S, j);
+  const auto rate = rates_of<Open_study>(job, parm, work);
+  const auto survives = [&](int c) { return rate.survival(s(facts.first, c), c); };
   const auto dies = [&](int c) -> Real { return 1.0 - survives(c); };
   Real to_the_end = 1.0;
   for (int c = facts.first; c <= histry.noccas(); ++c) to_the_end = to_the_end * survives(c);
@@ -69,9 +70,9 @@ template <class Real>
 void vpa(const Job& job, Ch_result<Real>& result, History histry, int i, int j, int lost, Reals<Real> parm,
          Cell_work<Real>& work) {
   result = {};
-  const History_facts& facts = work.facts_of(i, histry);
+  const History_facts& facts = facts_of<Open_study>(work, i, histry);
   if (lost || !has_recovery(histry, facts.last1)) return;
-  const auto m = work.pim(job, 1, 1, 1, j), f = work.pim(job, 2, 1, 1, j);
+  const auto m = work.matrix(Parameter::M, j), f = work.matrix(Parameter::F, j);
   Real alive = 1.0, harvested = 0.0, ever_harvested = 0.0;
   for (int c = facts.first; c <= histry.noccas(); ++c) {
     const double t = job.data.timevy == 0 ? 1.0 : job.data.timint(c);
@@ -84,8 +85,8 @@ void vpa(const Job& job, Ch_result<Real>& result, History histry, int i, int j, 
   result = Ch_result<Real>::from(harvested / ever_harvested);
 }
 
-TARN_CELL_ROUTINE(brownie)
-TARN_CELL_ROUTINE(bto)
-TARN_CELL_ROUTINE(vpa)
+TARN_CELL_ROUTINE(brownie, Open_study)
+TARN_CELL_ROUTINE(bto, Open_study)
+TARN_CELL_ROUTINE(vpa, Open_study)
 
 }  // namespace tarn

@@ -11,8 +11,7 @@
 #include <cstddef>
 #include <span>
 
-#include "likelihood/blocks/cell.h"
-#include "likelihood/blocks/rates.h"
+#include "likelihood/blocks/open_study.h"
 #include "likelihood/chprob.h"
 
 namespace tarn {
@@ -74,14 +73,15 @@ void lysma(const Job& job, Ch_result<Real>& result, History histry, int, int j, 
   if (first > last || young_of(histry, first) == 0) return;
 
   const auto most = static_cast<std::size_t>(young_of(histry, first));
-  const auto phi = work.pim(job, 1, 1, 1, j), p = work.pim(job, 2, 1, 1, j);
+  const auto phi = work.matrix(Parameter::Phi, j), p = work.matrix(Parameter::p, j);
+  const auto rate = rates_of<Open_study>(job, parm, work);
   const auto room = [&] { return work.take(most + 1); };
   std::span<Real> weights = room(), next = room();
   const std::span<Real> powers = room(), complements = room();
   for (Real& weight : weights) weight = 0.0;
   weights[most] = 1.0;
   for (int c = first; c < last; ++c) {
-    const Binomial<Real> lives(survival(job, work, parm, phi(first, c), c), powers, complements);
+    const Binomial<Real> lives(rate.survival(phi(first, c), c), powers, complements);
     for (std::size_t alive = 0; alive <= most; ++alive) {
       next[alive] = 0.0;
       for (std::size_t before = alive; before <= most; ++before)
@@ -101,6 +101,6 @@ void lysma(const Job& job, Ch_result<Real>& result, History histry, int, int j, 
   result = Ch_result<Real>::from(prob);
 }
 
-TARN_CELL_ROUTINE(lysma)
+TARN_CELL_ROUTINE(lysma, Open_study)
 
 }  // namespace tarn

@@ -3,10 +3,10 @@
 #include <algorithm>
 #include <map>
 
-#include "likelihood/cells.h"
 #include "likelihood/history_sum.h"
 #include "likelihood/likelihood_work.h"
 #include "model/design_matrix_funcs_module.h"
+#include "numerics/floating_environment.h"
 
 namespace tarn {
 namespace {
@@ -21,13 +21,13 @@ Cell_classes::Cell_classes(Job& job)
       reals_(static_cast<std::size_t>(job.model.nlogit)) {
   const Kept_floating_environment kept;
   const Likelihood_work& work = *job.model.likelihood;
-  const Cell_routine<Reach> routine = cell_routines(datatype(job.status.dattyp).cell).reach;
+  const Cell_routine<Reach> routine = work.setting.routines.of<Reach>().routine;
   const Record_table table(job);
   const int records = job.data.encounters.size();
   std::vector<std::vector<Reach>> reals;
   for (const double size : sizes_of_reals) reals.emplace_back(std::max<std::size_t>(reals_, 1), Reach(size));
 
-  Cell_work<Reach> cell(work.facts, work.pims);
+  Cell_work<Reach> cell(job, work.setting);
   std::vector<int> reached;
   cell.pim_fault.reached = &reached;
   std::map<std::vector<int>, int> numbers;
@@ -57,6 +57,24 @@ Cell_classes::Cell_classes(Job& job)
       if (table.observed_of(i)[j - 1] > 0.0F) class_[place] = class_of(i, j, 0);
       if (table.lost_of(i)[j - 1] > 0.0F) class_[place + 1] = class_of(i, j, 1);
     }
+}
+
+Cells_by_class::Cells_by_class(Job& job) {
+  const Cell_classes& classes = cell_classes(job);
+  cells_.resize(static_cast<std::size_t>(classes.count()));
+  for (int i = 1; i <= job.data.encounters.size(); ++i)
+    for (int j = 1; j <= job.status.ngrps; ++j)
+      for (const int lost : {0, 1})
+        if (const int c = classes.of(i, j, lost); c >= 0)
+          cells_[static_cast<std::size_t>(c)].push_back({i, j, lost, c});
+}
+
+void Cells_by_class::gather(const std::vector<int>& classes, std::vector<Class_cell>& list) const {
+  list.clear();
+  for (const int c : classes) {
+    const std::vector<Class_cell>& cells = cells_[static_cast<std::size_t>(c)];
+    list.insert(list.end(), cells.begin(), cells.end());
+  }
 }
 
 Moved_classes::Moved_classes(Job& job) {

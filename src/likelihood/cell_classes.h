@@ -33,6 +33,23 @@ class Cell_classes {
   std::vector<char> reads_;  ///< class, real parameter
 };
 
+/// A cell with a count.
+struct Class_cell {
+  int record = 0, group = 0, lost = 0;
+  int of_class = 0;
+};
+
+/// The cells with a count, class after class.
+class Cells_by_class {
+ public:
+  explicit Cells_by_class(Job& job);
+  /// The cells of these classes, each in the order of the records, into `list`.
+  void gather(const std::vector<int>& classes, std::vector<Class_cell>& list) const;
+
+ private:
+  std::vector<std::vector<Class_cell>> cells_;
+};
+
 /// Which classes of cells change when a beta does.
 class Moved_classes {
  public:

@@ -1,9 +1,9 @@
 #pragma once
-// The frame that the cases of the catch-all routine share, and the instantiation of a routine.
+// The frame that the cases of the catch-all routine share.
 
 #include <string_view>
 
-#include "likelihood/blocks/cell.h"
+#include "likelihood/cell/cell.h"
 
 namespace tarn {
 
@@ -24,11 +24,3 @@ struct Session_product {
 };
 
 }  // namespace tarn
-
-/// The three instantiations of a cell routine; stands at the end of its file.
-#define TARN_CELL_ROUTINE(name)                                                                     \
-  template void name(const Job&, Ch_result<double>&, History, int, int, int, Reals<double>,         \
-                     Cell_work<double>&);                                                           \
-  template void name(const Job&, Ch_result<Derivative>&, History, int, int, int, Reals<Derivative>, \
-                     Cell_work<Derivative>&);                                                       \
-  template void name(const Job&, Ch_result<Reach>&, History, int, int, int, Reals<Reach>, Cell_work<Reach>&);

@@ -9,52 +9,25 @@
 // Phi(c) and p(c + 1) stand in the row of the first capture, column c. Histories that end in "0" alone, as
 // most do, share the steps of their cohort as long as the reals are the same.
 
-#include "likelihood/blocks/cell.h"
-#include "likelihood/blocks/chain2.h"
-#include "likelihood/blocks/rates.h"
+#include "likelihood/blocks/live_recaptures.h"
 #include "likelihood/chprob.h"
 
 namespace tarn {
-namespace {
-
-/// The steps of a cohort's table.
-template <class Real>
-void make_cohort(const Job& job, int first, int noccas, int j, Reals<Real> parm, Cell_work<Real>& work,
-                 Chain2_cohort<Real>& cohort) {
-  const auto phi = work.pim(job, 1, 1, 1, j), p = work.pim(job, 2, 1, 1, j);
-  const auto survives = [&](int c) { return survival(job, work, parm, phi(first, c), c); };
-  const auto seen = [&](char character, int c) { return emission(character, parm[p(first, c)]); };
-  cohort.make(first, noccas, work.reals_stamp(), survives, seen);
-}
-
-/// The chain itself, from the first capture to occasion `last`.
-template <class Real>
-Real step_by_step(const Job& job, History histry, int first, int last, int j, Reals<Real> parm,
-                  Cell_work<Real>& work) {
-  const auto phi = work.pim(job, 1, 1, 1, j), p = work.pim(job, 2, 1, 1, j);
-  Chain2<Real> animal;
-  for (int c = first; c < last; ++c)
-    animal.step(survival(job, work, parm, phi(first, c), c), emission(histry.live(c + 1), parm[p(first, c)]));
-  return animal.prob();
-}
-
-}  // namespace
 
 template <class Real>
 void chprob001(const Job& job, Ch_result<Real>& result, History histry, int i, int j, int lost,
                Reals<Real> parm, Cell_work<Real>& work) {
-  const History_facts& facts = work.facts_of(i, histry);
-  if (facts.codes != nullptr && !lost && work.reals_stamp() != 0) {
-    Chain2_cohort<Real>& cohort = work.cohorts.at(j, facts.first, histry.noccas());
-    if (cohort.made_for != work.reals_stamp())
-      make_cohort(job, facts.first, histry.noccas(), j, parm, work, cohort);
-    result = Ch_result<Real>::from(cohort.prob(facts.codes, facts.first, facts.last_caught));
-  } else {
-    const int last = lost ? facts.lastlc : facts.lastsm;
-    result = Ch_result<Real>::from(step_by_step(job, histry, facts.first, last, j, parm, work));
-  }
+  const Live_facts& facts = facts_of<Live_recaptures>(work, i, histry);
+  const auto rates = [&, first = facts.first] {
+    const auto rate = rates_of<Live_recaptures>(job, parm, work);
+    const auto phi = work.matrix(Parameter::Phi, j), p = work.matrix(Parameter::p, j);
+    return Live_rates{[=](int c) -> Real { return rate.survival(phi(first, c), c); },
+                      [=](int c) -> const Real& { return parm[p(first, c)]; }};
+  };
+  const int place = cohort_place(j, facts.first, histry.noccas());
+  result = Ch_result<Real>::from(live_recaptures(histry, facts, lost != 0, place, parm, work, rates));
 }
 
-TARN_CELL_ROUTINE(chprob001)
+TARN_CELL_ROUTINE(chprob001, Live_recaptures)
 
 }  // namespace tarn

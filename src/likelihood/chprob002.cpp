@@ -8,9 +8,8 @@
 //
 // S(c) and r(c) stand in the row of the release, column c. A release with a negative count is no release.
 
-#include "likelihood/blocks/cell.h"
 #include "likelihood/blocks/fates.h"
-#include "likelihood/blocks/rates.h"
+#include "likelihood/blocks/open_study.h"
 #include "likelihood/chprob.h"
 
 namespace tarn {
@@ -20,13 +19,14 @@ void chprob002(const Job& job, Ch_result<Real>& result, History histry, int i, i
                Reals<Real> parm, Cell_work<Real>& work) {
   result = {};
   if (lost) return;
-  const History_facts& facts = work.facts_of(i, histry);
-  const auto s = work.pim(job, 1, 1, 1, j), r = work.pim(job, 2, 1, 1, j);
-  const auto survives = [&](int c) { return survival(job, work, parm, s(facts.first, c), c); };
+  const History_facts& facts = facts_of<Open_study>(work, i, histry);
+  const auto s = work.matrix(Parameter::S, j), r = work.matrix(Parameter::r, j);
+  const auto rate = rates_of<Open_study>(job, parm, work);
+  const auto survives = [&](int c) { return rate.survival(s(facts.first, c), c); };
   const auto reports = [&](int c) { return parm[r(facts.first, c)]; };
   result = Ch_result<Real>::from(seber_recovery<Real>(histry, facts.first, facts.last1, survives, reports));
 }
 
-TARN_CELL_ROUTINE(chprob002)
+TARN_CELL_ROUTINE(chprob002, Open_study)
 
 }  // namespace tarn

@@ -14,10 +14,10 @@
 // occasion, F and F' in column c, p of occasion o in column o - 1.
 
 #include <string>
+#include <type_traits>
 
-#include "likelihood/blocks/cell.h"
 #include "likelihood/blocks/joint.h"
-#include "likelihood/blocks/rates.h"
+#include "likelihood/blocks/open_study.h"
 #include "likelihood/chprob.h"
 
 namespace tarn {
@@ -25,31 +25,29 @@ namespace tarn {
 template <class Real>
 void chprob008(const Job& job, Ch_result<Real>& result, History histry, int i, int j, int lost,
                Reals<Real> parm, Cell_work<Real>& work) {
-  using Pim = decltype(work.pim(job, 1, 1, 1, j));
+  using Pim = std::decay_t<decltype(work.matrix(Parameter::S, j))>;
   struct Rates {
-    const Job& job;
-    Cell_work<Real>& work;
+    Interval_rates<Real> rate;
     Reals<Real> parm;
     int first;
     Pim s, p, r, seen, seen_before_death, f, f_outside;
 
     static char event(History h, int c) { return h.dead(c); }
-    Real survives(int c) const { return survival(job, work, parm, s(first, c), c); }
-    Real shows_alive(char event, int c) const { return shows(event, within(seen(first, c), c)); }
+    Real survives(int c) const { return rate.survival(s(first, c), c); }
+    Real shows_alive(char event, int c) const { return shows(event, rate.within(seen(first, c), c)); }
     Real shows_dead(char event, int c) const {
       const Real& reports = parm[r(first, c)];
       if (event == '1') return reports;
-      return (1.0 - reports) * shows(event, within(seen_before_death(first, c), c));
+      return (1.0 - reports) * shows(event, rate.within(seen_before_death(first, c), c));
     }
-    Real stays(int c) const { return survival(job, work, parm, f(first, c), c); }
-    Real returns(int c) const { return within(f_outside(first, c), c); }
+    Real stays(int c) const { return rate.survival(f(first, c), c); }
+    Real returns(int c) const { return rate.within(f_outside(first, c), c); }
     Real caught(int c) const { return parm[p(first, c)]; }
 
    private:
-    Real within(int number, int c) const { return chance_within(job, work, parm, number, c); }
     static Real shows(char event, const Real& chance) { return event == '2' ? chance : Real(1.0 - chance); }
   };
-  const History_facts& facts = work.facts_of(i, histry);
+  const History_facts& facts = facts_of<Open_study>(work, i, histry);
   for (int c = facts.first; c <= histry.noccas(); ++c) {
     const char event = histry.dead(c);
     if (event == '0' || event == '1' || event == '2') continue;
@@ -57,12 +55,20 @@ void chprob008(const Job& job, Ch_result<Real>& result, History histry, int i, i
     result = Ch_result<Real>::floor();
     return;
   }
-  const auto matrix = [&](int q) { return work.pim(job, q, 1, 1, j); };
-  const Rates rates{job,       work,      parm,      facts.first, matrix(1), matrix(2),
-                    matrix(3), matrix(4), matrix(5), matrix(6),   matrix(7)};
+  const auto matrix = [&](Parameter parameter) { return work.matrix(parameter, j); };
+  const Rates rates{rates_of<Open_study>(job, parm, work),
+                    parm,
+                    facts.first,
+                    matrix(Parameter::S),
+                    matrix(Parameter::p),
+                    matrix(Parameter::r),
+                    matrix(Parameter::R),
+                    matrix(Parameter::R_prime),
+                    matrix(Parameter::F),
+                    matrix(Parameter::F_prime)};
   result = Ch_result<Real>::from(joint_encounters<Real>(histry, facts, lost != 0, rates));
 }
 
-TARN_CELL_ROUTINE(chprob008)
+TARN_CELL_ROUTINE(chprob008, Open_study)
 
 }  // namespace tarn

@@ -2,13 +2,18 @@
 // Terms of the log likelihood that depend on summary counts and on real parameters only.
 
 #include "data/catalogue/datatype.h"
-#include "likelihood/blocks/cell.h"
+#include "likelihood/cell/cell.h"
 
 namespace tarn {
 
+/// Closed-form terms of the log likelihood, and their penalty.
+template <class Real>
+struct Closed_value {
+  Real likelihood = 0.0, penalty = 0.0;
+};
+
 /// The closed-form term of a data type, summed over groups, as an addend of the log likelihood; its penalties
-/// go to `work.penlty`. A type without one gives 0, and so does a tag that no type with a cell routine has: a
-/// term is added here together with the routines that need it.
+/// go to `work.penlty`. A type without one gives 0. Models whose term is not `is_available` are not set up.
 ///
 /// Term A, of one closed session with M animals caught and f0 never caught, with probability q of that:
 /// f0 log(max(q, `minlog`)) + lgamma(f0 + M + 1) - lgamma(f0 + 1).

@@ -19,19 +19,18 @@ struct History_block {
   int from = 1, to = 0;
 };
 
-/// The histories of thread t (from 0) of a team: blocks in order, the first `records` mod `team` one longer.
-inline History_block block_of(int records, int t, int team) {
-  const int each = records / team, longer = records % team;
+/// The histories of thread t (from 0) of a team: blocks in order, the first `count` mod `team` one longer.
+inline History_block block_of(int count, int t, int team) {
+  const int each = count / team, longer = count % team;
   const int before = t * each + std::min(t, longer);
   return {before + 1, before + each + (t < longer ? 1 : 0)};
 }
 
-/// Calls `part(t, area, block)` for every thread t (from 0) with its block of histories. The team
-/// times its passes and tells which of them are shared out. What a part throws for want of memory is kept for
-/// `end_of_histories`. Gives the number of threads that took part.
-template <class Real, class Part>
-int on_threads(const Job& job, Team& team, Thread_areas<Real>& areas, Part part) {
-  const int records = job.data.encounters.size();
+/// Calls `part(t, area, block)` for every thread t (from 0) with its block of `count` histories, or of other
+/// things that are counted from 1. The team times its passes and tells which of them are shared out. What a
+/// part throws for want of memory is kept for `end_of_histories`. Gives the number of threads that took part.
+template <class Real, class Work>
+int on_threads(int count, Team& team, Thread_areas<Real>& areas, const Work& part) {
   const auto guarded = [&](int t, Thread_area<Real>& area, History_block block) {
     area.out_of_memory = false;
     try {
@@ -43,7 +42,7 @@ int on_threads(const Job& job, Team& team, Thread_areas<Real>& areas, Part part)
   const auto start = std::chrono::steady_clock::now();
   if (areas.size() == 1 || !team.parallel) {
     areas[0]->flags = 0;
-    guarded(0, *areas[0], {1, records});
+    guarded(0, *areas[0], {1, count});
     team.timed(std::chrono::steady_clock::now() - start);
     return 1;
   }
@@ -57,7 +56,7 @@ int on_threads(const Job& job, Team& team, Thread_areas<Real>& areas, Part part)
     } else {
       std::feclearexcept(FE_ALL_EXCEPT);
     }
-    guarded(t, area, block_of(records, t, size));
+    guarded(t, area, block_of(count, t, size));
     area.flags = t == 0 ? 0 : std::fetestexcept(FE_ALL_EXCEPT);
   }
   team.timed(std::chrono::steady_clock::now() - start);

@@ -5,8 +5,8 @@
 #include <cstddef>
 #include <span>
 
-#include "likelihood/blocks/cell.h"
 #include "likelihood/blocks/penalty.h"
+#include "likelihood/cell/cell.h"
 #include "numerics/derivative.h"
 #include "numerics/sum.h"
 

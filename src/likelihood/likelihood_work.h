@@ -2,37 +2,24 @@
 // What the likelihood keeps for one model.
 
 #include <algorithm>
-#include <cfenv>
 #include <chrono>
 #include <memory>
 #include <span>
 #include <vector>
 
 #include "data/catalogue/datatype.h"
-#include "likelihood/blocks/cell.h"
+#include "likelihood/cell/cell.h"
 #include "likelihood/cell_classes.h"
 #include "likelihood/history_sum.h"
+#include "likelihood/likelihood_point.h"
 #include "model/structure/links.h"
 
 namespace tarn {
 
-/// Puts the floating-point conditions back at the end of its life: those of the dry run, which computes with
-/// made-up numbers, are nobody's.
-class Kept_floating_environment {
- public:
-  Kept_floating_environment() { std::feholdexcept(&environment_); }
-  Kept_floating_environment(const Kept_floating_environment&) = delete;
-  Kept_floating_environment& operator=(const Kept_floating_environment&) = delete;
-  ~Kept_floating_environment() { std::fesetenv(&environment_); }
-
- private:
-  std::fenv_t environment_;
-};
-
 /// All that one thread writes during an evaluation. On cache lines of its own.
 template <class Real>
 struct alignas(128) Thread_area {
-  Thread_area(const Stored_facts& facts, const Pim_table& pims) : cell(facts, pims) {}
+  Thread_area(const Job& job, const Cell_setting& setting) : cell(job, setting) {}
   Cell_work<Real> cell;
   Real_work<Real> reals;
   History_sum<Real> sum;
@@ -102,23 +89,22 @@ struct Team {
 };
 
 struct Likelihood_work {
-  explicit Likelihood_work(const Job& job) : facts(job.data.encounters), pims(job) {}
+  Likelihood_work(const Job& job, const Cell_routines& routines) : setting(job, routines) {}
 
-  Stored_facts facts;
-  Pim_table pims;
+  Cell_setting setting;
   bool by_record = false;      ///< real parameters depend on the record
   bool serial_penalty = true;  ///< `num_threads` is 1: element 2 of `penlty` counts
   int threads = 1;
   Closed_form closed_form = Closed_form::none;
   std::vector<char> readable;  ///< per record and group: every matrix cell that the history reads is there
-  Team plain_team, gradient_team, derivative_team;  ///< one for each kind of pass
+  Team plain_team, gradient_team, proposal_team, derivative_team;  ///< one for each kind of pass
   Thread_areas<double> plain;
   Thread_areas<Derivative> derivative;  ///< made when first asked for
   std::vector<Derivative> xbeta;
-  std::vector<double> shifted;            ///< work vector of `funcg`
   std::unique_ptr<Cell_classes> classes;  ///< made when first asked for
   std::unique_ptr<Moved_classes> moved;
-  std::vector<char> idle_classes;  ///< of the pass of derivatives in hand; empty: none
+  std::vector<char> idle_classes;           ///< of the pass of derivatives in hand; empty: none
+  std::unique_ptr<Likelihood_point> point;  ///< see likelihood_point.h
 };
 
 }  // namespace tarn

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <new>
 
+#include "data/catalogue/available.h"
 #include "job/services/array.h"
 #include "job/services/fault.h"
 #include "likelihood/blocks/closed_session.h"
@@ -11,6 +12,7 @@
 #include "likelihood/closed_terms.h"
 #include "likelihood/func.h"
 #include "likelihood/likelihood_work.h"
+#include "numerics/floating_environment.h"
 
 namespace tarn {
 namespace {
@@ -73,13 +75,13 @@ bool dry_run(Job& job, Likelihood_work& work, Cell_routine<Reach> routine) {
   const int records = job.data.encounters.size(), groups = job.status.ngrps;
   const std::vector<Reach> reals(static_cast<std::size_t>(std::max(job.model.nlogit, 1)), Reach(0.25));
   const Reals<Reach> parm(reals.data());
-  Cell_work<Reach> cell(work.facts, work.pims);
+  Cell_work<Reach> cell(job, work.setting);
   Ch_result<Reach> result;
   const auto reads_well = [&](int i, int j, int lost) {
     cell.begin();
     cell.pim_fault = {};
     routine(job, result, table.history(i), i, j, lost, parm, cell);
-    return cell.pim_fault.parameter == 0;
+    return !cell.pim_fault.found;
   };
   work.readable.assign(static_cast<std::size_t>(records) * table.groups, 1);
   for (int i = 1; i <= records; ++i) {
@@ -98,7 +100,7 @@ bool dry_run(Job& job, Likelihood_work& work, Cell_routine<Reach> routine) {
     std::vector<int> reached;
     cell.pim_fault.reached = &reached;
     closed_terms(job, work.closed_form, parm, cell);
-    if (cell.pim_fault.parameter != 0) error(job, words_of(job, cell.pim_fault));
+    if (cell.pim_fault.found) error(job, words_of(job, cell.pim_fault));
     return std::any_of(reached.begin(), reached.end(),
                        [&varying](int row) { return varying[static_cast<std::size_t>(row) - 1] != 0; });
   }
@@ -110,7 +112,7 @@ bool dry_run(Job& job, Likelihood_work& work, Cell_routine<Reach> routine) {
 void make_areas(Job& job, Likelihood_work& work) {
   for (int t = 0; t < work.threads; ++t) {
     try {
-      auto area = std::make_unique<Thread_area<double>>(work.facts, work.pims);
+      auto area = std::make_unique<Thread_area<double>>(job, work.setting);
       if (t == 0 || work.by_record) prepare(job, area->reals);
       work.plain.push_back(std::move(area));
     } catch (const std::bad_alloc&) {
@@ -130,11 +132,12 @@ void set_up_likelihood(Job& job) {
   const Datatype& type = datatype(job.status.dattyp);
   if (!is_datatype(job.status.dattyp)) error(job, "Incorrect value of DATTYP.");
   const Cell_routines routines = cell_routines(type.cell);
-  if (routines.plain == nullptr) error(job, no_result_text);
-  model.chprobpointer = routines.plain;
-  model.chprobderivative = routines.derivative;
+  if (!routines.given() || !is_available(type.closed_form) || !is_available(type.saturated) ||
+      !is_available(type.derived_sections))
+    error(job, no_result_text);
+  model.chprobpointer = routines.plain.routine;
 
-  auto work = std::make_shared<Likelihood_work>(job);
+  auto work = std::make_shared<Likelihood_work>(job, routines);
   work->by_record = reals_depend_on_record(model);
   work->closed_form = type.closed_form;
   work->serial_penalty = job.status.num_threads == 1;
@@ -147,7 +150,7 @@ void set_up_likelihood(Job& job) {
   bool closed_term_by_record = false;
   {
     const Kept_floating_environment kept;
-    closed_term_by_record = dry_run(job, *work, routines.reach);
+    closed_term_by_record = dry_run(job, *work, routines.reach.routine);
   }
   warn_of_closed_layer(job, closed_term_by_record);
 

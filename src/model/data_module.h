@@ -2,6 +2,7 @@
 // The arrays of a data set (Data_module) and of one model (Model_arrays).
 
 #include <array>
+#include <cstdint>
 #include <memory>
 #include <span>
 #include <string>
@@ -25,16 +26,28 @@ struct Ch_result;
 template <class Real>
 class Cell_work;
 
-/// Real parameters 1 to nlogit, as a cell routine sees them.
+template <class Real>
+struct Real_work;
+
+/// Real parameters 1 to nlogit, as a cell routine sees them, under a stamp that stands for their values: what
+/// follows from the reals of one stamp may be kept for all that come with the same one. Only the link routine
+/// issues stamps.
 template <class Real>
 class Reals {
  public:
   Reals() = default;
+  /// Made-up values, of which nothing may be kept.
   explicit Reals(const Real* first) : before_(first - 1) {}
   const Real& operator[](int i) const { return before_[i]; }
+  /// Other values have another stamp, in all of one model; 0 for values that were made up.
+  std::uint64_t stamp() const { return stamp_; }
 
  private:
+  friend struct Real_work<Real>;
+  Reals(const Real* first, std::uint64_t stamp) : before_(first - 1), stamp_(stamp) {}
+
   const Real* before_ = nullptr;
+  std::uint64_t stamp_ = 0;
 };
 
 /// A cell routine: the probability of `histry` (record i, or a made-up history with i = 1) in group j;
@@ -179,8 +192,9 @@ struct Model_arrays {
   List<int> profilevals;
 
   // betas and reals
-  Array1<double> parm;          ///< reals of the last evaluation
-  Array1<double> beta, betast;  ///< all betas, fixed ones in place; the vector that the optimizer sees
+  std::uint64_t real_works = 0;  ///< work areas of the link routine that were prepared
+  Array1<double> parm;           ///< reals of the last evaluation
+  Array1<double> beta, betast;   ///< all betas, fixed ones in place; the vector that the optimizer sees
   Array1<char> fixpar, profileflag;
   Array1<int> bindex;                 ///< position of a beta in the optimizer's vector, 0: not estimated
   double loglik = 0.0, sumpen = 0.0;  ///< -2 log likelihood and penalty of the last evaluation
@@ -188,7 +202,6 @@ struct Model_arrays {
 
   // the likelihood
   Cell_routine<double> chprobpointer = nullptr;
-  Cell_routine<Derivative> chprobderivative = nullptr;
   std::shared_ptr<Likelihood_work> likelihood;
   bool closed_layer_told = false;  ///< warnings on the closed layer were given
   Array2<double> cellpr;           ///< record, group: probability of the observed cell

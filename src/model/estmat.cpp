@@ -5,13 +5,9 @@
 #include <limits>
 #include <span>
 #include <string>
+#include <utility>
 #include <vector>
 
-#include "derived/derivedest.h"
-#include "inference/rank.h"
-#include "inference/resid.h"
-#include "inference/saturd.h"
-#include "inference/varmat.h"
 #include "job/services/array.h"
 #include "job/services/fault.h"
 #include "job/services/report.h"
@@ -21,7 +17,14 @@
 #include "model/estimate_options.h"
 #include "model/fit.h"
 #include "model/results/debug_report.h"
+#include "model/results/derived_listing.h"
+#include "model/results/description.h"
 #include "model/results/figures.h"
+#include "model/results/fitted_model.h"
+#include "model/results/heading.h"
+#include "model/results/rank_listing.h"
+#include "model/results/residual_file.h"
+#include "model/results/results_file.h"
 #include "model/results/tables.h"
 #include "model/results/vc_file.h"
 #include "model/starting.h"
@@ -34,10 +37,10 @@ namespace {
 
 /// What one fit leaves for the refit that LOOP asks for.
 struct Previous_fit {
-  int removed = 0;            ///< beta that was taken out, 0 before the first fit
-  int confounded = 0;         ///< beta most tied to it, 0 if none
-  std::vector<double> reals;  ///< real parameters of that fit, from 0
-  Array1<double> betsav;      ///< betas of that fit
+  int removed = 0;        ///< beta that was taken out, 0 before the first fit
+  int confounded = 0;     ///< beta most tied to it, 0 if none
+  List<double> reals;     ///< real parameters of that fit
+  Array1<double> betsav;  ///< betas of that fit
 };
 
 int estimated_betas(const Model_arrays& model) {
@@ -56,21 +59,22 @@ struct Fit_arrays {
 };
 
 /// The optimizer's vector at the start of a fit.
-std::vector<double> starting_vector(Job& job, int n) {
+List<double> starting_vector(Job& job, int n) {
   Model_arrays& model = job.model;
   choose_start(job, [&job](std::vector<double>& start) {
     Fit_arrays arrays(job, static_cast<int>(start.size()));
     set_up_likelihood(job);
     fit(job, {start, arrays.g.span(), arrays.h.span()}, false);
   });
-  std::vector<double> x(static_cast<std::size_t>(n));
+  List<double> x(n);
   for (int i = 1; i <= model.ncovs_nlbetas; ++i)
-    if (model.bindex(i) > 0) x[static_cast<std::size_t>(model.bindex(i)) - 1] = model.betast(i);
+    if (model.bindex(i) > 0) x(model.bindex(i)) = model.betast(i);
   return x;
 }
 
 /// Real parameters that a refit no longer estimates freely, with their values before and after the beta left.
-void write_confounded(Job& job, const Previous_fit& previous, std::span<const double> start) {
+/// @param x  the refit's starting betas
+void write_confounded(Job& job, const Previous_fit& previous, List<double> x) {
   const Model_arrays& model = job.model;
   const auto uses = [&model](int row, int beta) {
     return beta > 0 && beta <= model.ncovs && model.design(row, beta) != 0.0;
@@ -78,9 +82,8 @@ void write_confounded(Job& job, const Previous_fit& previous, std::span<const do
   int confounded = 0;
   for (int r = model.nlogit; r >= 1; --r)
     if (uses(r, previous.confounded)) confounded = r;
-  std::vector<double> x(start.begin(), start.end());
   for (int i = 1; i <= model.ncovs_nlbetas; ++i)
-    if (model.bindex(i) > 0) x[static_cast<std::size_t>(model.bindex(i)) - 1] = previous.betsav(i);
+    if (model.bindex(i) > 0) x(model.bindex(i)) = previous.betsav(i);
   recompute_reals(job, 1, x);
   linchk(job, 4);
   put(job, listing, "(/1x,a)", " Fixed     Confounded       Old            New ");
@@ -89,89 +92,102 @@ void write_confounded(Job& job, const Previous_fit& previous, std::span<const do
   for (int r = 1; r <= model.nlogit; ++r) {
     if (!uses(r, previous.removed) || model.fixpar(r)) continue;
     linchk(job, 1);
-    put(job, listing, "(1x,i5,6x,i5,7x,a,2x,a)", r, confounded,
-        f14(job, previous.reals[static_cast<std::size_t>(r) - 1]), f14(job, model.parm(r)));
+    put(job, listing, "(1x,i5,6x,i5,7x,a,2x,a)", r, confounded, f14(job, previous.reals(r)),
+        f14(job, model.parm(r)));
   }
 }
 
-void open_residuals(Job& job) {
-  Status_module& status = job.status;
-  if (status.filres == status.nullfile)
-    job.streams.open_null(status.sysres);
-  else if (!job.streams.open_output(status.sysres, status.filres, status.errmsg))
-    error(job, "The residual file " + status.filres + " could not be opened: " + status.errmsg);
+/// Time of the step that was timed last.
+Seconds step_time(const Timing_module& timing) {
+  return {static_cast<double>(timing.timestop) - static_cast<double>(timing.timestrt),
+          static_cast<double>(timing.systime) / static_cast<double>(timing.count_rate)};
 }
 
-void close_residuals(Job& job) {
-  if (!job.streams.close(job.status.sysres))
-    warn(job, "The residual file " + job.status.filres +
-                  " is incomplete: " + job.streams.fault(job.status.sysres));
-}
-
-void report_estimates(Job& job, Model_estimates& estimates) {
+/// Betas and reals with their errors at the matrix in the record, then their tables.
+void report_estimates(Job& job, Fitted_model& record) {
+  Model_estimates& estimates = record.estimates;
   beta_estimates(job, estimates);
   real_estimates(job, estimates);
   put_step_time(job, "To compute parameter estimates, CPU Time was ", true);
+  record.estimation = step_time(job.timing);
   beta_table(job, estimates.beta);
   real_table(job, estimates.real);
   check_ieee_exceptions(job, "computing the variance-covariance matrix");
 }
 
 /// -2 log likelihood and penalty at the solution, which `func` leaves with the reals in the model.
-void report_solution(Job& job, std::span<const double> x) {
+void report_solution(Job& job, View<const double> x, Fit_record& record) {
   Model_arrays& model = job.model;
-  func(job, x);
+  func(job, x.span());
   for (int i = 1; i <= model.ncovs_nlbetas; ++i)
-    if (model.bindex(i) > 0) model.beta(i) = x[static_cast<std::size_t>(model.bindex(i)) - 1];
-  const bool penalised = model.sumpen > std::numeric_limits<double>::epsilon();
+    if (model.bindex(i) > 0) model.beta(i) = x(model.bindex(i));
+  record.loglik = model.loglik;
+  record.penalty = model.sumpen + 0.0;  // a 0 without a sign
+  const bool penalised = record.penalty > std::numeric_limits<double>::epsilon();
   if (penalised) warn(job, "One or more encounter histories have probabilities not in interval 0-1.");
-  report_value(job, "-2logL ", model.loglik);
-  if (penalised) report_value(job, "Penalty ", model.sumpen);
+  report_value(job, "-2logL ", record.loglik);
+  if (penalised) report_value(job, "Penalty ", record.penalty);
   check_ieee_exceptions(job, "during optimization");
 }
 
-/// One fit and its results, the last of them in `estimates`. True when LOOP has taken a beta out and the
-/// model is to be fitted again.
-bool fit_pass(Job& job, const Saturated_model& saturated, double effective_size, Previous_fit& previous,
-              Model_estimates& estimates) {
-  Model_arrays& model = job.model;
-  const int n = estimated_betas(model);
-  std::vector<double> x = starting_vector(job, n);
-  Fit_arrays arrays(job, n);
-  set_up_likelihood(job);
-  if (previous.removed > 0) write_confounded(job, previous, x);
-  if (job.status.debug != 0) debug_before_fit(job, x);
-  model.report_first = true;
-  fit(job, {x, arrays.g.span(), arrays.h.span()});
-  report_solution(job, x);
-  const double largest_gradient = check_gradient(job, arrays.g.span(), x);
-  const double loglik = model.loglik;
-
+/// The information matrix at the solution; the matrix that the optimizer has left goes in as `h`.
+void report_information(Job& job, std::span<const double> x, std::span<double> h, Fit_record& record) {
   start_timing(job);
-  varmat(job, x, arrays.h.span());
+  if (job.status.debug != 0) {
+    record.jacobian = jacobian(job, x);
+    if (record.jacobian) write_jacobian(job, *record.jacobian);
+  }
+  varmat(job, x, h, [&job](int percent) {
+    outtext(job, " VC Matrix: " + job.model.modnam + " " + adjustfmt(percent) + "% done.");
+  });
   put_step_time(job, "To compute VC matrix, CPU Time was ");
-  model.loglik = loglik;
-  const std::vector<double> information = expand(arrays.h.span(), n);
-  const Rank rank = estimated_parameters(job, information, n, largest_gradient);
+  record.variance = step_time(job.timing);
+  job.model.loglik = record.loglik;
+  record.information = expand(h, static_cast<int>(x.size()));
+}
 
-  model_figures(job, saturated, rank.npargmaxest, effective_size);
-  open_residuals(job);
-  const Pearson_sums sums = resid(job, x);
-  close_residuals(job);
-  if (job.status.detail != 0 && has_pearson_figures(job))
-    pearson_figures(job, saturated, sums, rank.npargmaxest);
+/// The number of estimated parameters, from the information matrix and the gradient.
+void report_rank(Job& job, Fit_record& record) {
+  const Model_arrays& model = job.model;
+  Rank& rank = record.rank;
+  if (record.information.extent(1) > 0) {
+    start_timing(job);
+    rank = singular_values(record.information);
+    write_singular_values(job, rank);
+    put_step_time(job, "To invert VC matrix, CPU Time was ");
+    record.inversion = step_time(job.timing);
+    count_parameters(rank, model.numpar, job.status.ratiothresh, record.gradient.largest);
+    write_counts_of_parameters(job, rank);
+    order_betas(rank, model, record.information);
+    write_order_of_betas(job, rank);
+  }
+}
+
+/// Deviance, criteria, and what observed and expected counts tell.
+void report_figures(Job& job, std::span<const double> x, Fitted_model& record) {
+  Model_arrays& model = job.model;
+  Fit_record& fit = record.fit;
+  const int k = fit.rank.npargmaxest;
+  fit.figures = model_figures(fit.loglik, record.saturated, k, record.data.effective_size, model.quasi);
+  model.chat = fit.figures.quasi ? fit.figures.quasi->chat : fit.figures.chat;
+  write_figures(job, fit.figures);
+  const Pearson_sums sums = write_residual_file(job, x);
+  if (has_pearson_figures(job)) {
+    fit.pearson = pearson_figures(record.saturated, sums, k);
+    if (job.status.detail != 0) write_figures(job, *fit.pearson);
+  }
   if (job.status.debug != 0) debug_after_fit(job, x);
+}
 
-  start_timing(job);
-  estimates = {};
-  estimates.vcmat = invert_information(job, information, n, rank.npargmaxest);
-  report_estimates(job, estimates);
-  write_vc_file(job, estimates);
-
-  if (!model.loop || rank.jpvt.empty()) return false;
-  const int pivot = rank.jpvt.back();
-  previous.reals.assign(model.parm.begin(), model.parm.end());
-  previous.confounded = confounded_beta(model, information, n, pivot);
+/// Takes the beta that can be estimated least out of the model, as LOOP asks. False when there is none.
+bool remove_beta(Job& job, Fitted_model& record, Previous_fit& previous) {
+  Model_arrays& model = job.model;
+  const Fit_record& fit = record.fit;
+  if (!model.loop || fit.rank.jpvt.empty()) return false;
+  const int pivot = fit.rank.jpvt.back();
+  previous.reals.clear();
+  for (const double real : model.parm) previous.reals.push_back(real);
+  previous.confounded = confounded_beta(model, fit.information, pivot);
   previous.removed = remove_singular_beta(job, pivot);
   if (!model.beta.clone(previous.betsav)) {
     warn_of_allocation(job, "from memory allocation of BETSAV.", Allocation::no_memory);
@@ -180,6 +196,55 @@ bool fit_pass(Job& job, const Saturated_model& saturated, double effective_size,
   check_ieee_exceptions(job, "determining singular parameters");
   if (job.status.debug != 0) debug_beta_index(job);
   return true;
+}
+
+/// One fit and its results, stage by stage: each is computed into the record and written before the next one
+/// begins. True when LOOP has taken a beta out and the model is to be fitted again.
+bool fit_pass(Job& job, Previous_fit& previous, Fitted_model& record) {
+  const int n = estimated_betas(job.model);
+  List<double> x = starting_vector(job, n);
+  Fit_arrays arrays(job, n);
+  set_up_likelihood(job);
+  if (previous.removed > 0) write_confounded(job, previous, x);
+  if (job.status.debug != 0) debug_before_fit(job, x);
+  job.model.report_first = true;
+  record.fit = {};
+  ++record.fits;
+  record.fit.minimiser = fit(job, {x, arrays.g.span(), arrays.h.span()});
+  record.fit.fitting = step_time(job.timing);
+  report_solution(job, x, record.fit);
+  record.fit.gradient = gradient_at_solution(arrays.g.span());
+  write_gradient(job, record.fit.gradient);
+  judge_gradient(job, record.fit.gradient, x);
+  report_information(job, x, arrays.h.span(), record.fit);
+  report_rank(job, record.fit);
+  report_figures(job, x, record);
+
+  start_timing(job);
+  record.estimates = {};
+  record.estimates.vcmat = invert_information(job, record.fit.information, record.fit.rank.npargmaxest);
+  report_estimates(job, record);
+  record.typed_vcmat = typed_vcmat(job, record.estimates.vcmat);
+  write_vc_file(job, record.estimates, record.typed_vcmat);
+
+  if (!remove_beta(job, record, previous)) return false;
+  record.removed_betas.push_back(previous.removed);
+  return true;
+}
+
+/// Estimates of a variance-covariance file in place of a fit.
+void read_estimates(Job& job, Fitted_model& record) {
+  read_vc_file(job, record.estimates);
+  start_timing(job);
+  report_estimates(job, record);
+  record.typed_vcmat = typed_vcmat(job, record.estimates.vcmat);
+}
+
+/// Hands the warnings behind the first `earlier` ones over to the record.
+void take_warnings(Job& job, std::size_t earlier, Fitted_model& record) {
+  std::vector<std::string>& warnings = job.status.warnings;
+  for (std::size_t k = earlier; k < warnings.size(); ++k) record.warnings.push_back(std::move(warnings[k]));
+  warnings.resize(earlier);
 }
 
 /// Statements that were read and ask for what this version does not do.
@@ -191,6 +256,7 @@ void pass_over(Job& job) {
 }  // namespace
 
 void estmat(Job& job) {
+  const std::size_t earlier_warnings = job.status.warnings.size();
   job.model = {};
   job.status.detail = 1;
   set_index_bounds(job);
@@ -199,31 +265,39 @@ void estmat(Job& job) {
   model_arrays(job);
   covariate_tables(job);
 
-  model_heading(job);
+  Fitted_model record;
+  setlink(job);
+  write_model_heading(job);
   check_links(job);
   set_up_likelihood(job);
   check_derived(job);
-  data_summary(job);
-  const Saturated_model saturated = saturd(job);
-  const double effective_size = saturated_report(job, saturated);
+  record.data = data_summary(job);
+  write_data_summary(job, record.data);
+  record.saturated = saturd(job);
+  record.data.effective_size = rounded_sample_size(job);
+  write_saturated(job, record.saturated, record.data);
   scale_columns(job);
   if (job.status.debug != 0) print_all_pims(job);
 
-  Model_estimates estimates;
-  if (job.status.onlyrealderiv != 0) {
-    read_vc_file(job, estimates);
-    start_timing(job);
-    report_estimates(job, estimates);
-  } else {
+  record.fitted = job.status.onlyrealderiv == 0;
+  if (record.fitted) {
     // A refit takes one beta out, so there are at most as many passes as betas.
     Previous_fit previous;
-    while (fit_pass(job, saturated, effective_size, previous, estimates)) {
+    while (fit_pass(job, previous, record)) {
     }
+  } else {
+    read_estimates(job, record);
   }
-  derivedest(job, estimated_vector(job.model), estimates.vcmat);
+  record.derived = report_derived(job, estimated_vector(job.model), record.estimates.vcmat);
   check_ieee_exceptions(job, "processing derived parameters");
   close_vc_file(job);
   pass_over(job);
+  ++job.status.models;
+  take_warnings(job, earlier_warnings, record);
+  if (results_wanted(job)) {
+    record.description = describe_model(job);
+    write_results(job, record);
+  }
   job.model = {};
 }
 

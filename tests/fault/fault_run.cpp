@@ -9,6 +9,7 @@
 
 #include "job/procedures.h"
 #include "job/services/fault.h"
+#include "model/results/results_file.h"
 
 namespace tarn {
 namespace {
@@ -28,6 +29,7 @@ void open_job(Job& job, const Fault_deck& deck) {
   job.streams.open_memory(status.sysout);
   job.streams.open_memory(status.syscrn);
   job.streams.open_memory_input(status.sysin, deck.text);
+  if (deck.results) job.streams.open_memory(status.sysjson);
 }
 
 /// The lines that say something and do not tell the time.
@@ -99,8 +101,13 @@ Fault_outcome run_with_fault(const Fault_deck& deck, long n, Failing failing, Co
         outcome.stop = stop.text;
       } catch (const std::bad_alloc&) {
         outcome.out_of_memory = true;
-        job->streams.close_all();
       }
+      try {
+        end_results(*job, outcome.stop);
+      } catch (const std::bad_alloc&) {
+        outcome.out_of_memory = true;
+      }
+      if (outcome.out_of_memory) job->streams.close_all();
     } catch (const std::bad_alloc&) {
       outcome.out_of_memory = true;
     }

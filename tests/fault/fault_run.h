@@ -7,8 +7,8 @@
 #include <string_view>
 #include <vector>
 
-#include "fault/failing_new.h"
 #include "job/job.h"
+#include "support/failing_new.h"
 
 namespace tarn {
 
@@ -16,6 +16,7 @@ namespace tarn {
 struct Fault_deck {
   std::string text;
   int threads = 1;
+  bool results = false;  ///< a results file is asked for
 };
 
 /// How a run ended and what it left.

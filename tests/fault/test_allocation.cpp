@@ -53,7 +53,7 @@ Fault_deck closed_population() {
               "group=1 pi rows=1 cols=1 square constant=1;\n"
               "group=1 p rows=2 cols=4 square;\n2 2 2 2;\n3 3 3 3;\n"
               "design matrix constraints=3 covariates=3 identity;\ninitial 0 -1.5 0;\nproc stop;\n",
-          1};
+          1, true};
 }
 
 /// Quadrature nodes, areas and locations.
@@ -166,7 +166,7 @@ TEST(Allocation, none_left) {
 
 // What fails on a thread of the parallel region must not leave it as an exception.
 TEST(Allocation, inside_the_parallel_region) {
-  constexpr long enough = 12;  // the first evaluations on two threads, then they repeat themselves
+  constexpr long enough = 6;  // the first evaluations on two threads, then they repeat themselves
   for (const Failing failing : {Failing::one, Failing::all_from_there}) {
     const Fault_summary summary =
         run_every_fault(two_threads(), failing, Counted::in_parallel_regions, enough);

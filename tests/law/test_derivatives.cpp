@@ -134,9 +134,11 @@ TEST_P(Derivatives, second_derivatives_agree_with_extrapolated_differences) {
   std::vector<double> h(x.size() * (x.size() + 1) / 2);
   model_.m.job().model.vartyp = 4;
   varmat(model_.m.job(), x, h);
-  const std::vector<double> full = expand(h, n);
+  const Array2<double> full = expand(h, n);
   const double f = model_.m.func(x);
-  const auto element = [&](std::size_t i, std::size_t j) { return full[i * x.size() + j]; };
+  const auto element = [&](std::size_t i, std::size_t j) {
+    return full(static_cast<int>(i) + 1, static_cast<int>(j) + 1);
+  };
   for (std::size_t i = 0; i < x.size(); ++i)
     for (std::size_t j = 0; j <= i; ++j) {
       const double mixed = extrapolated_difference(2e-2, [&](double d) {

@@ -9,7 +9,7 @@
 #include <string>
 #include <vector>
 
-#include "derived/intervals.h"
+#include "inference/intervals.h"
 #include "support/deck_run.h"
 
 namespace tarn {

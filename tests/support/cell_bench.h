@@ -11,7 +11,7 @@
 #include <vector>
 
 #include "data/catalogue/datatype.h"
-#include "likelihood/blocks/cell.h"
+#include "likelihood/cell/cell.h"
 #include "likelihood/cells.h"
 #include "support/model_builder.h"
 
@@ -65,7 +65,7 @@ class Cell_bench {
   }
 
   Ch_result<double> result(const std::string& cells, bool lost = false) {
-    return call<double>(routines_.plain, cells, lost, reals_);
+    return call<double>(cells, lost, reals_);
   }
   double prob(const std::string& cells, bool lost = false) { return result(cells, lost).prob; }
 
@@ -73,8 +73,8 @@ class Cell_bench {
   std::string unreadable(const std::string& cells, bool lost = false) {
     const std::vector<Reach> reals(reals_.size(), Reach(0.25));
     Pim_fault fault;
-    call<Reach>(routines_.reach, cells, lost, reals, &fault);
-    return fault.parameter == 0 ? std::string() : words_of(model_.job(), fault);
+    call<Reach>(cells, lost, reals, [&](const Cell_work<Reach>& work) { fault = work.pim_fault; });
+    return fault.found ? words_of(model_.job(), fault) : std::string();
   }
 
   /// lnprob with its derivatives: i and j are places in `reals()`.
@@ -82,19 +82,14 @@ class Cell_bench {
     std::vector<Derivative> reals;
     for (std::size_t k = 0; k < reals_.size(); ++k)
       reals.push_back(Derivative::variable(reals_[k], k == i, k == j ? 1U : 0U));
-    return call<Derivative>(routines_.derivative, cells, false, reals).lnprob;
+    return call<Derivative>(cells, false, reals).lnprob;
   }
 
   /// Text of the fault that the cell records; empty when there is none.
   std::string fault(const std::string& cells) {
-    const Stored_facts none;
-    const Pim_table pims(model_.job());
-    Cell_work<double> work = work_area<double>(none, pims);
-    Ch_result<double> made;
-    work.begin();
-    routines_.plain(model_.job(), made, History(cells.data(), noccas()), 1, 1, 0,
-                    Reals<double>(reals_.data()), work);
-    return std::string(work.fault_text());
+    std::string text;
+    call<double>(cells, false, reals_, [&](const Cell_work<double>& work) { text = work.fault_text(); });
+    return text;
   }
 
  private:
@@ -102,22 +97,20 @@ class Cell_bench {
     const auto k = static_cast<std::size_t>(q) - 1;
     return offsets_[k] + (r - 1) * columns_[k] + c - 1;
   }
-  template <class Real>
-  static Cell_work<Real> work_area(const Stored_facts& facts, const Pim_table& pims) {
-    return Cell_work<Real>(facts, pims);
-  }
-  template <class Real>
-  Ch_result<Real> call(Cell_routine<Real> routine, const std::string& cells, bool lost,
-                       const std::vector<Real>& reals, Pim_fault* fault = nullptr) {
-    const Stored_facts none;
-    const Pim_table pims(model_.job());
-    Cell_work<Real> work = work_area<Real>(none, pims);
+  template <class Real, class See>
+  Ch_result<Real> call(const std::string& cells, bool lost, const std::vector<Real>& reals, const See& see) {
+    const Cell_setting setting(model_.job(), routines_);
+    Cell_work<Real> work(model_.job(), setting);
     Ch_result<Real> made;
     work.begin();
-    routine(model_.job(), made, History(cells.data(), noccas()), 1, 1, lost ? 1 : 0,
-            Reals<Real>(reals.data()), work);
-    if (fault != nullptr) *fault = work.pim_fault;
+    routines_.of<Real>().routine(model_.job(), made, History(cells.data(), noccas()), 1, 1, lost ? 1 : 0,
+                                 Reals<Real>(reals.data()), work);
+    see(work);
     return made;
+  }
+  template <class Real>
+  Ch_result<Real> call(const std::string& cells, bool lost, const std::vector<Real>& reals) {
+    return call<Real>(cells, lost, reals, [](const Cell_work<Real>&) {});
   }
 
   Model_builder model_;

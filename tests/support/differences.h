@@ -26,8 +26,10 @@ inline void expect_second_derivatives(Model_builder& m, const std::vector<double
   std::vector<double> h(x.size() * (x.size() + 1) / 2);
   m.job().model.vartyp = 4;
   varmat(m.job(), x, h);
-  const std::vector<double> full = expand(h, n);
-  const auto element = [&](std::size_t i, std::size_t j) { return full[i * x.size() + j]; };
+  const Array2<double> full = expand(h, n);
+  const auto element = [&](std::size_t i, std::size_t j) {
+    return full(static_cast<int>(i) + 1, static_cast<int>(j) + 1);
+  };
   const auto at = [&](std::size_t i, double di, std::size_t j, double dj) {
     std::vector<double> y = x;
     y[i] += di;

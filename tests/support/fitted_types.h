@@ -1,6 +1,7 @@
 #pragma once
 // What a cell of a history means and how the matrices lie, for the families that are fitted.
 
+#include <algorithm>
 #include <string_view>
 #include <vector>
 
@@ -91,6 +92,15 @@ inline const std::vector<Family_note>& fitted_types() {
   the area of each group's grid.
 )"}};
   return notes;
+}
+
+/// Numbers of the data types with a cell routine, ascending.
+inline std::vector<int> types_with_a_routine() {
+  std::vector<int> types;
+  for (const Family_note& note : fitted_types())
+    types.insert(types.end(), note.numbers.begin(), note.numbers.end());
+  std::sort(types.begin(), types.end());
+  return types;
 }
 
 }  // namespace tarn

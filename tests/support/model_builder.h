@@ -10,6 +10,7 @@
 
 #include "data/catalogue/datatype.h"
 #include "likelihood/func.h"
+#include "likelihood/likelihood_point.h"
 #include "likelihood/likelihood_work.h"
 #include "model/design_matrix_funcs_module.h"
 #include "model/structure/design.h"
@@ -173,7 +174,7 @@ class Model_builder {
   void force_threads(int threads) {
     set_threads(threads);
     Likelihood_work& work = *job().model.likelihood;
-    for (Team* team : {&work.plain_team, &work.gradient_team, &work.derivative_team}) {
+    for (Team* team : {&work.plain_team, &work.gradient_team, &work.proposal_team, &work.derivative_team}) {
       *team = {};
       team->measured = true;
       team->parallel = threads > 1;  // and stays so, since no serial pass was timed
@@ -182,6 +183,14 @@ class Model_builder {
 
   int betas() { return job().model.ncovs_nlbetas; }
   double func(const std::vector<double>& beta) { return tarn::func(job(), beta); }
+  /// The objective at x with each of `moves` in turn, on the road that gradients take.
+  std::vector<double> objectives(const std::vector<double>& x, const std::vector<Moved_beta>& moves) {
+    Likelihood_point& point = likelihood_point(job());
+    point.move_to(x);
+    std::vector<double> f(moves.size());
+    point.objectives(moves, f);
+    return f;
+  }
 
   Test_job test;
 

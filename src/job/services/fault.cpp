@@ -24,11 +24,15 @@ std::string padded_label(const char* label) {
 
 void stop(std::string_view text) { throw Stop{std::string(text)}; }
 
+void close_file(Job& job, int number) {
+  if (!job.streams.close(number))
+    put(job, screen, "(1x,a,i0,a,a)", "Writing on unit ", number, " failed: ", job.streams.fault(number));
+}
+
 void close_files(Job& job) {
   const Status_module& status = job.status;
   for (const int number : {status.sysres, status.sysvcm, status.sysout, status.sysin})
-    if (!job.streams.close(number))
-      put(job, screen, "(1x,a,i0,a,a)", "Writing on unit ", number, " failed: ", job.streams.fault(number));
+    close_file(job, number);
   job.streams.flush_all();
 }
 
@@ -37,6 +41,7 @@ void warn(Job& job, std::string_view text) {
   put(job, listing, "(/1x,a,a,' ')", listing_head, text);
   job.streams.flush(job.status.sysout);
   put(job, screen, "(/1x,a,a,' ')", coloured(screen_head, Colour::yellow), text);
+  job.status.warnings.emplace_back(text);
 }
 
 void warnum(Job& job, std::string_view text, int number) {
@@ -45,12 +50,14 @@ void warnum(Job& job, std::string_view text, int number) {
   job.streams.flush(job.status.sysout);
   put(job, screen, "(/1x,a,a,i0,1x,a,' ')", coloured(screen_head, Colour::yellow), " Error number ", number,
       text);
+  job.status.warnings.push_back("Error number " + std::to_string(number) + " " + std::string(text));
 }
 
 void error(Job& job, std::string_view text) {
   prtcmd(job);
   put(job, listing, "(/1x,a,a)", "ERROR -- ", text);
   put(job, screen, "( 1x,a,a)", coloured("ERROR -- ", Colour::red), text);
+  job.status.last_message = text;
   close_files(job);
   stop("ERROR EXIT from TARN");
 }

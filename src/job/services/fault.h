@@ -17,11 +17,15 @@ struct Stop {
 /// Ends the job with a stop text. Nothing is reported and nothing is closed.
 [[noreturn]] void stop(std::string_view text);
 
+/// Closes a stream. A file on which some write failed is told on the screen.
+void close_file(Job& job, int number);
+
 /// Closes residuals, variance-covariance file, listing and deck and flushes all other streams. A file on
 /// which some write failed is told on the screen.
 void close_files(Job& job);
 
-/// Reserves 2 lines and writes "  * *  WARNING  * *   " and the text on listing and screen.
+/// Reserves 2 lines and writes "  * *  WARNING  * *   " and the text on listing and screen; keeps the text in
+/// `warnings`.
 void warn(Job& job, std::string_view text);
 
 /// The same with "Error number ", the number and the text.

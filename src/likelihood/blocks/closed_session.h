@@ -22,9 +22,10 @@
 #include <cstddef>
 #include <string_view>
 
-#include "likelihood/blocks/cell.h"
 #include "likelihood/blocks/mixture.h"
 #include "likelihood/blocks/quadrature.h"
+#include "likelihood/cell/cell.h"
+#include "likelihood/cell/history_facts.h"
 
 namespace tarn {
 
@@ -78,6 +79,21 @@ struct Closed_stretch {
   int last_open() const { return lost && last > 0 ? last : length; }
 };
 
+/// What a thread keeps for `closmods`.
+template <class Real>
+struct Closed_kept {
+  Node_tables<Real> nodes;
+};
+
+/// What a family of one closed session prepares and keeps.
+struct One_closed_session {
+  using Prepared = Record_facts<History_facts>;
+  template <class Real>
+  struct Kept : Closed_kept<Real> {
+    History_facts made_up;
+  };
+};
+
 /// What `closmods` gives.
 template <class Real>
 struct Closed_result {
@@ -123,20 +139,19 @@ Closed_products<Real> closed_walk(const Closed_stretch& stretch, const First& p,
 
 /// One mixture's products: rows m of p and c, and alpha where the kind has it.
 template <class Real>
-Closed_products<Real> closed_component(const Job& job, Cell_work<Real>& work, const Closed_stretch& stretch,
+Closed_products<Real> closed_component(Cell_work<Real>& work, const Closed_stretch& stretch,
                                        Closed_traits traits, int m, Reals<Real> parm) {
-  const auto matrix = [&](int q) {
-    return work.pim(job, q, stretch.stratum, stretch.session, stretch.group);
+  const auto matrix = [&](Parameter parameter) {
+    return work.matrix(parameter, stretch.stratum, stretch.session, stretch.group);
   };
-  const Closed_positions& at = work.closed_positions();
-  const auto first = matrix(at.p), again = matrix(traits.recapture ? at.c : at.p);
+  const auto first = matrix(Parameter::p), again = matrix(traits.recapture ? Parameter::c : Parameter::p);
   const auto caught = first.row(m), recaught = again.row(m);
   const int shift = traits.recapture ? 1 : 0;
   const auto p = [&](int o) -> const Real& { return parm[caught[o]]; };
   const auto c = [&](int o) -> const Real& { return parm[recaught[o - shift]]; };
   if (!traits.identification || stretch.first == 0)
     return closed_walk<Real>(stretch, p, c, [](const Real& later) -> const Real& { return later; });
-  const auto alphas = matrix(at.alpha);
+  const auto alphas = matrix(Parameter::alpha);
   const Real& alpha = parm[alphas(1, std::min(stretch.first, alphas.ncols))];
   const bool once = stretch.first == stretch.last;
   return closed_walk<Real>(stretch, p, c, [&](const Real& later) {
@@ -147,24 +162,24 @@ Closed_products<Real> closed_component(const Job& job, Cell_work<Real>& work, co
 
 /// The products of kind 13, integrated over the nodes.
 template <class Real>
-Closed_products<Real> closed_over_nodes(const Job& job, Cell_work<Real>& work, const Closed_stretch& stretch,
-                                        Reals<Real> parm) {
+Closed_products<Real> closed_over_nodes(const Job& job, Cell_work<Real>& work, Closed_kept<Real>& kept,
+                                        const Closed_stretch& stretch, Reals<Real> parm) {
   const Node_rule rule(job);
   const Model_arrays& model = job.model;
   const std::size_t sessions = static_cast<std::size_t>(model.pim2index3upbd - model.pim2index3lobd + 1),
                     strata = static_cast<std::size_t>(model.pim2index2upbd - model.pim2index2lobd + 1);
   const std::size_t session = static_cast<std::size_t>(stretch.session - model.pim2index3lobd),
                     stratum = static_cast<std::size_t>(stretch.stratum - model.pim2index2lobd);
-  Node_table<Real>& table = work.node_tables.at(
-      (static_cast<std::size_t>(stretch.group - 1) * sessions + session) * strata + stratum);
+  Node_table<Real>& table =
+      kept.nodes.at((static_cast<std::size_t>(stretch.group - 1) * sessions + session) * strata + stratum);
   const int n = stretch.length;
-  table.begin(rule, 2 * n, work.reals_stamp());
+  table.begin(rule, 2 * n, parm.stamp());
 
-  const auto matrix = [&](int q) {
-    return work.pim(job, q, stretch.stratum, stretch.session, stretch.group);
+  const auto matrix = [&](Parameter parameter) {
+    return work.matrix(parameter, stretch.stratum, stretch.session, stretch.group);
   };
-  const Closed_positions& at = work.closed_positions();
-  const auto p_matrix = matrix(at.p), c_matrix = matrix(at.c), sigmas = matrix(at.sigmap);
+  const auto p_matrix = matrix(Parameter::p), c_matrix = matrix(Parameter::c),
+             sigmas = matrix(Parameter::sigmap);
   const auto require = [&](int column, const auto& rates, int rate_column, int o) {
     if (table.made(column)) return;
     const int sigma = sigmas(1, std::min(o, sigmas.ncols));
@@ -205,8 +220,8 @@ Closed_products<Real> closed_over_nodes(const Job& job, Cell_work<Real>& work, c
 /// A kind outside 1 to 13 is a fault of history i. Of the matrices only the cells of occasions sampled are
 /// read.
 template <class Real>
-Closed_result<Real> closmods(const Job& job, Cell_work<Real>& work, int i, const Closed_stretch& stretch,
-                             int closedmodel, Reals<Real> parm) {
+Closed_result<Real> closmods(const Job& job, Cell_work<Real>& work, Closed_kept<Real>& kept, int i,
+                             const Closed_stretch& stretch, int closedmodel, Reals<Real> parm) {
   if (!is_closed_kind(closedmodel)) {
     work.fail(i, incorrect_closed_model_text);
     return {minlog, 0.0};
@@ -214,20 +229,19 @@ Closed_result<Real> closmods(const Job& job, Cell_work<Real>& work, int i, const
   const Closed_traits traits(closedmodel);
   Closed_result<Real> sum{0.0, 0.0};
   if (traits.effect) {
-    const auto products = detail::closed_over_nodes(job, work, stretch, parm);
+    const auto products = detail::closed_over_nodes(job, work, kept, stretch, parm);
     sum = {products.h, 1.0 - products.q};
   } else if (traits.mixtures) {
-    const auto pi =
-        work.pim(job, work.closed_positions().pi, stretch.stratum, stretch.session, stretch.group);
+    const auto pi = work.matrix(Parameter::pi, stretch.stratum, stretch.session, stretch.group);
     for_each_mixture<Real>(
         job.status.nmixtures, [&](int m) -> const Real& { return parm[weight_number(pi, m)]; },
         [&](int m, const Real& weight) {
-          const auto products = detail::closed_component(job, work, stretch, traits, m, parm);
+          const auto products = detail::closed_component(work, stretch, traits, m, parm);
           sum.prob += weight * products.h;
           sum.pstar += weight * (1.0 - products.q);
         });
   } else {
-    const auto products = detail::closed_component(job, work, stretch, traits, 1, parm);
+    const auto products = detail::closed_component(work, stretch, traits, 1, parm);
     sum = {products.h, 1.0 - products.q};
   }
   if (!traits.conditional) return sum;

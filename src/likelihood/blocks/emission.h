@@ -23,10 +23,6 @@ struct Emission_code {
 
 /// Characters with a meaning, by code: not caught, caught, not sampled.
 inline constexpr std::array<char, 3> live_characters{'0', '1', '.'};
-/// In the codes of a stored history code 3 stands for the occasions behind the last capture, and as many are
-/// added as make up a whole number of this many steps.
-inline constexpr int padded_steps = 4;
-
 /// By code; code 3 is any other character, which cannot come from the living.
 inline constexpr std::array<Emission_code, 4> live_emissions{
     {{1.0, -1.0, 1.0}, {0.0, 1.0, 0.0}, {1.0, 0.0, 1.0}, {}}};

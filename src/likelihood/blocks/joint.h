@@ -1,7 +1,7 @@
 #pragma once
 // Live captures on occasions joined with what is reported between them.
 
-#include "likelihood/blocks/history_facts.h"
+#include "likelihood/cell/history_facts.h"
 
 namespace tarn {
 

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <array>
 #include <cstddef>
+#include <cstdint>
 #include <type_traits>
 #include <utility>
 #include <vector>
@@ -77,7 +78,7 @@ class Node_table {
  public:
   /// Keeps what was made for the same stamp and shape; stamp 0 keeps nothing. May throw std::bad_alloc when
   /// the table grows.
-  void begin(const Node_rule& rule, int columns, unsigned stamp) {
+  void begin(const Node_rule& rule, int columns, std::uint64_t stamp) {
     if (stamp != 0 && stamp == stamp_ && columns == columns_) return;
     stamp_ = stamp;
     columns_ = columns;
@@ -120,7 +121,7 @@ class Node_table {
       factors_[static_cast<std::size_t>(k)] = odds_factor(sigma, rule.x[k]);
   }
 
-  unsigned stamp_ = 0;
+  std::uint64_t stamp_ = 0;
   int columns_ = 0;
   int deviation_ = 0;  ///< number of the parameter that `factors_` were made with, 0 for none
   std::vector<char> made_;

@@ -5,14 +5,9 @@
 #include <cstddef>
 #include <type_traits>
 
-#include "job/job.h"
-#include "numerics/derivative.h"
-#include "numerics/special.h"
+#include "likelihood/cell/cell.h"
 
 namespace tarn {
-
-template <class Real>
-class Cell_work;
 
 /// Powers met before. A fit without covariates asks for the same few (rate, length) pairs in every history,
 /// and a power costs ten times what a step of a chain does. An entry answers only for the very base and
@@ -33,21 +28,6 @@ class Power_memo {
   std::array<Entry, 1024> entries_{};
 };
 
-/// Rate `parm[number]` over interval c: r^timint(c); r itself, without a power, when `timevy` is 0 or the
-/// length 1.
-template <class Real>
-Real survival(const Job& job, Cell_work<Real>& work, Reals<Real> parm, int number, int c) {
-  const Real& rate = parm[number];
-  if (job.data.timevy == 0) return rate;
-  const double length = job.data.timint(c);
-  if (length == 1.0) return rate;
-  if constexpr (std::is_same_v<Real, double>) {
-    return work.powers(rate, length, static_cast<std::size_t>(number) * 37 + static_cast<std::size_t>(c));
-  } else {
-    return pow(rate, length);
-  }
-}
-
 /// Chance of the event whose rate is r within `length` units of time: 1 - (1 - r)^length.
 template <class Real>
 Real chance_within(const Real& rate, double length) {
@@ -55,20 +35,51 @@ Real chance_within(const Real& rate, double length) {
   return 1.0 - pow(1.0 - rate, length);
 }
 
-/// The same for the event of rate `parm[number]` within interval c; the rate itself, without a power, when
-/// `timevy` is 0.
+/// The rates of one cell over the intervals of the study.
 template <class Real>
-Real chance_within(const Job& job, Cell_work<Real>& work, Reals<Real> parm, int number, int c) {
-  const Real& rate = parm[number];
-  if (job.data.timevy == 0) return rate;
-  const double length = job.data.timint(c);
-  if constexpr (std::is_same_v<Real, double>) {
-    if (length == 1.0) return rate;
-    return 1.0 - work.powers(1.0 - rate, length,
-                             static_cast<std::size_t>(number) * 37 + static_cast<std::size_t>(c));
-  } else {
-    return chance_within(rate, length);
+class Interval_rates {
+ public:
+  /// All three must outlive the object.
+  Interval_rates(const Job& job, Reals<Real> parm, Power_memo& powers)
+      : parm_(parm),
+        lengths_(job.data.timevy == 0 ? nullptr : job.data.timint.data() - 1),
+        powers_(&powers) {}
+
+  /// Rate `parm[number]` over interval c: r^timint(c); r itself, without a power, when `timevy` is 0 or the
+  /// length 1.
+  Real survival(int number, int c) const {
+    const Real& rate = parm_[number];
+    if (lengths_ == nullptr || lengths_[c] == 1.0F) return rate;
+    return power(rate, number, c);
   }
+
+  /// Chance within interval c of the event of rate r = `parm[number]`: 1 - (1 - r)^timint(c); r itself,
+  /// without a power, when `timevy` is 0 or the length 1.
+  Real within(int number, int c) const {
+    const Real& rate = parm_[number];
+    if (lengths_ == nullptr || lengths_[c] == 1.0F) return rate;
+    return 1.0 - power(1.0 - rate, number, c);
+  }
+
+ private:
+  Real power(const Real& base, int number, int c) const {
+    const double length = lengths_[c];
+    if constexpr (std::is_same_v<Real, double>) {
+      return (*powers_)(base, length, static_cast<std::size_t>(number) * 37 + static_cast<std::size_t>(c));
+    } else {
+      return pow(base, length);
+    }
+  }
+
+  Reals<Real> parm_;
+  const float* lengths_;  ///< from 1; nullptr when time is not counted
+  Power_memo* powers_;
+};
+
+/// The rates of a cell of a family that keeps `powers`.
+template <class Family, class Real>
+Interval_rates<Real> rates_of(const Job& job, Reals<Real> parm, Cell_work<Real>& work) {
+  return {job, parm, kept<Family>(work).powers};
 }
 
 }  // namespace tarn

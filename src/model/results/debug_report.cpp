@@ -4,13 +4,13 @@
 #include <string>
 #include <vector>
 
+#include "inference/estimates.h"
 #include "job/services/array.h"
 #include "job/services/fault.h"
 #include "job/services/report.h"
 #include "job/services/template.h"
 #include "likelihood/func.h"
-#include "model/structure/design.h"
-#include "model/structure/links.h"
+#include "numerics/list.h"
 #include "numerics/special.h"
 
 namespace tarn {
@@ -61,15 +61,14 @@ void write_cells(Job& job, std::span<const double> x, bool initial) {
   double cumulative = 0.0;
   for (int i = 1; i <= encounters.size(); ++i)
     for (int g = 1; g <= job.status.ngrps; ++g) {
-      const std::size_t group = static_cast<std::size_t>(g) - 1;
       const auto cell = [&](double count, double prob) {
         if (!(count > 0.0)) return;
         const double lnprob = floored_log(prob);
         cumulative -= 2.0 * count * lnprob;
         write_cell(job, width, encounters.history(i), {count, prob, lnprob, cumulative}, initial);
       };
-      cell(static_cast<double>(encounters.observed(i)[group]), observed(i, g));
-      cell(static_cast<double>(encounters.lost_on_capture(i)[group]), lost(i, g));
+      cell(static_cast<double>(View<const float>(encounters.observed(i))(g)), observed(i, g));
+      cell(static_cast<double>(View<const float>(encounters.lost_on_capture(i))(g)), lost(i, g));
     }
 }
 
@@ -78,18 +77,14 @@ void write_cells(Job& job, std::span<const double> x, bool initial) {
 void debug_before_fit(Job& job, std::span<const double> start) {
   const Model_arrays& model = job.model;
   write_values(job, "Starting beta values:", start);
-  Design_work<double> work;
-  prepare(job, work);
-  std::vector<double> zeros;
-  updatedm<double>(job, 1, start, work, report_values(job, zeros));
   Array2<double> values;
-  if (!values.allocate(job.model.nlogit, job.model.ncovs)) error_of_absent_array(job, "DESIGN");
-  evaluated_design(job, work, values);
+  if (!values.allocate(model.nlogit, model.ncovs)) error_of_absent_array(job, "DESIGN");
+  report_design(job, start, values);
   linchk(job, 1);
   put(job, listing, "(1x,a)", "Design Matrix Values:");
-  std::vector<double> row(static_cast<std::size_t>(model.ncovs));
+  List<double> row(model.ncovs);
   for (int r = 1; r <= model.nlogit; ++r) {
-    for (int c = 1; c <= model.ncovs; ++c) row[static_cast<std::size_t>(c) - 1] = values(r, c);
+    for (int c = 1; c <= model.ncovs; ++c) row(c) = values(r, c);
     linchk(job, 1 + (model.ncovs - 1) / 20);
     put(job, listing, "(1x,a,i3,':',200(20f4.0/))", "Row", r, row);
   }

@@ -30,18 +30,6 @@ void write_columns(Job& job, const std::array<Column, 4>& columns) {
                              Record().text(column.tag, tag_width).values(column.values.span()));
 }
 
-/// Position of each estimated beta in the full vector, from 1.
-std::vector<int> estimated_betas(const Model_arrays& model) {
-  std::vector<int> beta_at;
-  for (int i = 1; i <= model.ncovs_nlbetas; ++i)
-    if (model.bindex(i) > 0) {
-      const std::size_t position = static_cast<std::size_t>(model.bindex(i));
-      if (beta_at.size() < position) beta_at.resize(position);
-      beta_at[position - 1] = i;
-    }
-  return beta_at;
-}
-
 /// The next record of the file; a missing or damaged one is fatal.
 std::vector<std::byte> next_record(Job& job) {
   std::vector<std::byte> bytes;
@@ -63,7 +51,7 @@ void read_numbers(Job& job, std::string_view tag, std::span<double> numbers) {
 
 }  // namespace
 
-void write_vc_file(Job& job, const Model_estimates& estimates) {
+void write_vc_file(Job& job, const Model_estimates& estimates, const Array2<double>& typed_vcmat) {
   const Model_arrays& model = job.model;
   Status_module& status = job.status;
   // KEPT: the point that RDVC= appends can turn the null file's name into another one; still no file is made.
@@ -72,11 +60,9 @@ void write_vc_file(Job& job, const Model_estimates& estimates) {
   else if (!job.streams.open_output(status.sysvcm, status.filvcm, status.errmsg))
     error(job, "The variance-covariance file " + status.filvcm + " could not be opened: " + status.errmsg);
 
-  const std::vector<int> beta_at = estimated_betas(model);
-  const int n = static_cast<int>(beta_at.size());
   job.streams.write_record(status.sysvcm, Record()
                                               .text("BINARY", tag_width)
-                                              .value(static_cast<std::int32_t>(n))
+                                              .value(static_cast<std::int32_t>(typed_vcmat.extent(1)))
                                               .value(static_cast<std::int32_t>(model.nlogit))
                                               .value(static_cast<std::int32_t>(status.ngrps))
                                               .value(nests));
@@ -84,14 +70,7 @@ void write_vc_file(Job& job, const Model_estimates& estimates) {
   write_columns(
       job,
       {{{"BETA PAR", beta.estimate}, {"BETA SE", beta.se}, {"BETA LCI", beta.lci}, {"BETA UCI", beta.uci}}});
-  Array2<double> typed;
-  allocate(job, vcmat_words, typed, n, n);
-  require(job, typed, "VCMAT");
-  for (int j = 1; j <= n; ++j)
-    for (int i = 1; i <= n; ++i)
-      typed(i, j) = estimates.vcmat(i, j) * model.scalefactor(beta_at[static_cast<std::size_t>(i) - 1]) *
-                    model.scalefactor(beta_at[static_cast<std::size_t>(j) - 1]);
-  matprt(job, typed);
+  matprt(job, typed_vcmat);
   write_columns(
       job,
       {{{"REAL PAR", real.estimate}, {"REAL SE", real.se}, {"REAL LCI", real.lci}, {"REAL UCI", real.uci}}});
@@ -117,8 +96,8 @@ void read_vc_file(Job& job, Model_estimates& estimates) {
     error(job, "The variance-covariance file " + status.filvcmonlyrealderiv +
                    " could not be opened: " + status.errmsg);
 
-  const std::vector<int> beta_at = estimated_betas(model);
-  const std::int32_t n = static_cast<std::int32_t>(beta_at.size());
+  const List<int> beta_at = betas_by_position(model);
+  const std::int32_t n = beta_at.size();
   const std::vector<std::byte> header_bytes = next_record(job);
   Record_reader header(header_bytes);
   const bool known = header.text(tag_width) == "BINARY  ";
@@ -127,28 +106,25 @@ void read_vc_file(Job& job, Model_estimates& estimates) {
   if (!known || header.short_record() || betas != n || reals != model.nlogit || groups != status.ngrps)
     mismatch(job);
 
-  std::vector<double> typed(static_cast<std::size_t>(model.ncovs_nlbetas)), unused(typed.size());
+  List<double> typed(model.ncovs_nlbetas), unused(typed.size());
   read_numbers(job, "BETA PAR", typed);
   read_numbers(job, "BETA SE ", unused);
   read_numbers(job, "BETA LCI", unused);
   read_numbers(job, "BETA UCI", unused);
   allocate(job, "from memory allocation of VCMAT and V matrices.", estimates.vcmat, n, n);
   require(job, estimates.vcmat, "VCMAT");
-  std::vector<double> row(static_cast<std::size_t>(n));
+  List<double> row(n);
   for (int i = 1; i <= n; ++i) {
     const std::vector<std::byte> bytes = next_record(job);
     Record_reader record(bytes);
     record.text(tag_width);
-    record.values(std::span<double>(row));
+    record.values(row.span());
     if (record.short_record() || record.bytes_left() > 0) mismatch(job);
     for (int j = 1; j <= n; ++j)
-      estimates.vcmat(i, j) = row[static_cast<std::size_t>(j) - 1] /
-                              (model.scalefactor(beta_at[static_cast<std::size_t>(i) - 1]) *
-                               model.scalefactor(beta_at[static_cast<std::size_t>(j) - 1]));
+      estimates.vcmat(i, j) = row(j) / (model.scalefactor(beta_at(i)) * model.scalefactor(beta_at(j)));
   }
   job.streams.close(status.sysvcm);
-  for (int i = 1; i <= model.ncovs_nlbetas; ++i)
-    model.beta(i) = typed[static_cast<std::size_t>(i) - 1] / model.scalefactor(i);
+  for (int i = 1; i <= model.ncovs_nlbetas; ++i) model.beta(i) = typed(i) / model.scalefactor(i);
 }
 
 }  // namespace tarn

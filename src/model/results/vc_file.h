@@ -1,8 +1,8 @@
 #pragma once
 // The variance-covariance file: written after a fit, read again in place of one.
 
+#include "inference/estimates.h"
 #include "job/job.h"
-#include "model/results/tables.h"
 
 namespace tarn {
 
@@ -10,7 +10,8 @@ namespace tarn {
 /// the records of the model: header, betas, their matrix, reals, their matrix. Betas and their matrix are on
 /// the scale of the design as typed. A file that cannot be opened is fatal. The stream stays open for what
 /// derived parameters add.
-void write_vc_file(Job& job, const Model_estimates& estimates);
+/// @param typed_vcmat  matrix of the estimated betas on that scale
+void write_vc_file(Job& job, const Model_estimates& estimates, const Array2<double>& typed_vcmat);
 
 /// Closes the file. A working file named "TARN.VCM" is deleted by the system's command.
 void close_vc_file(Job& job);

@@ -1,5 +1,5 @@
 #include "model/structure/design.h"
-#include "numerics/derivative.h"
+#include "numerics/scalars.h"
 
 namespace tarn {
 
@@ -178,11 +178,11 @@ const char* updatedm(const Job& job, int hist, std::span<const Real> xbeta, Desi
   return fault;
 }
 
-template void prepare<double>(const Job&, Design_work<double>&);
-template void prepare<Derivative>(const Job&, Design_work<Derivative>&);
-template const char* updatedm<double>(const Job&, int, std::span<const double>, Design_work<double>&,
+#define TARN_DESIGN_INSTANCE(type, name)                                                          \
+  template void prepare<type>(const Job&, Design_work<type>&);                                    \
+  template const char* updatedm<type>(const Job&, int, std::span<const type>, Design_work<type>&, \
                                       const double*);
-template const char* updatedm<Derivative>(const Job&, int, std::span<const Derivative>,
-                                          Design_work<Derivative>&, const double*);
+TARN_LINK_SCALARS(TARN_DESIGN_INSTANCE)
+#undef TARN_DESIGN_INSTANCE
 
 }  // namespace tarn

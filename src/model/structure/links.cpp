@@ -8,7 +8,7 @@
 #include "job/services/report.h"
 #include "job/services/statement.h"
 #include "model/structure/pim.h"
-#include "numerics/derivative.h"
+#include "numerics/scalars.h"
 
 namespace tarn {
 
@@ -173,8 +173,9 @@ void override_link(Job& job, int q, Link link) {
 }  // namespace
 
 template <class Real>
-void prepare(const Job& job, Real_work<Real>& work) {
+void prepare(Job& job, Real_work<Real>& work) {
   const Model_arrays& model = job.model;
+  work.begin_stamps(++job.model.real_works);
   work.fault.clear();
   work.fault.reserve(200);
   work.beta.assign(model.ncovs_nlbetas, Real(0.0));
@@ -223,6 +224,7 @@ void tranlg(const Job& job, int hist, std::span<const Real> xbeta, Real_work<Rea
     if (model.dmicrows.empty()) return;
     animal_linear_predictors(model, work);
   }
+  work.changed();
   const Link_pass& pass = everything ? work.all : work.animal;
   for (int set : pass.sets) add_up_set(job, set, work);
   for (int row : pass.rows) finish_row(model, row, work);
@@ -279,6 +281,7 @@ void shift_beta(const Job& job, Real_work<double>& work, const Beta_rows& rows, 
   for (int set : rows.animal.sets) add_up_set(job, set, work);
   for (int row : rows.animal.rows) finish_row(model, row, work);
   for (int j : rows.animal.fixed) work.parm(model.fixdex(j)) = model.fixval(j);
+  work.changed();
 }
 
 void undo_shift(Real_work<double>& work, const Beta_rows& rows, int beta, const Shift_undo& undo) {
@@ -286,14 +289,20 @@ void undo_shift(Real_work<double>& work, const Beta_rows& rows, int beta, const 
   work.sbeta(beta) = undo.sbeta;
   for (int k = 1; k <= rows.sums.size(); ++k) work.linear(rows.sums(k)) = undo.linear(k);
   for (int k = 1; k <= rows.animal.rows.size(); ++k) work.parm(rows.animal.rows(k)) = undo.parm(k);
+  work.changed();
 }
 
-template void prepare<double>(const Job&, Real_work<double>&);
-template void prepare<Derivative>(const Job&, Real_work<Derivative>&);
-template void tranlg<double>(const Job&, int, std::span<const double>, Real_work<double>&, int, int,
+void exchange_reals(Real_work<double>& work, std::span<Placed_real> rows) {
+  for (Placed_real& placed : rows) std::swap(work.parm(placed.row), placed.value);
+  work.changed();
+}
+
+#define TARN_LINK_INSTANCE(type, name)                                                           \
+  template void prepare<type>(Job&, Real_work<type>&);                                           \
+  template void tranlg<type>(const Job&, int, std::span<const type>, Real_work<type>&, int, int, \
                              const double*);
-template void tranlg<Derivative>(const Job&, int, std::span<const Derivative>, Real_work<Derivative>&, int,
-                                 int, const double*);
+TARN_LINK_SCALARS(TARN_LINK_INSTANCE)
+#undef TARN_LINK_INSTANCE
 
 void find_fixed_members(Job& job) {
   Model_arrays& model = job.model;

@@ -1,6 +1,7 @@
 #pragma once
 // From betas to real parameters: the twelve link functions and `tranlg`.
 
+#include <cstdint>
 #include <span>
 #include <string>
 #include <vector>
@@ -41,13 +42,23 @@ struct Real_work {
   Design_work<Real> design;
 
   /// The finished values, as cell routines see them.
-  Reals<Real> reals() const { return Reals<Real>(parm.data()); }
+  Reals<Real> reals() const { return {parm.data(), stamp_}; }
+
+  /// To be called when `parm` has got other values; the routines of this header do.
+  void changed() { ++stamp_; }
+  /// The first stamp of work area number `area` of a model, from 1.
+  void begin_stamps(std::uint64_t area) { stamp_ = area << bits_of_count; }
+
+ private:
+  /// Far more passes than a job lives for.
+  static constexpr int bits_of_count = 40;
+  std::uint64_t stamp_ = 0;
 };
 
 /// Sizes the work area for the model and copies the full beta vector (`job.model.beta`, fixed betas in
 /// place). The only place where memory is taken.
 template <class Real>
-void prepare(const Job& job, Real_work<Real>& work);
+void prepare(Job& job, Real_work<Real>& work);
 
 /// Real parameters of record `hist`. A pass with `newbeta` = 1 or `allrows` gives all of them. Any other pass
 /// gives the rows of `dmicrows` and the sets that hold one of them; the rest keep their finished value. Takes
@@ -77,6 +88,14 @@ struct Shift_undo {
 void shift_beta(const Job& job, Real_work<double>& work, const Beta_rows& rows, int beta, double value,
                 Shift_undo& undo);
 void undo_shift(Real_work<double>& work, const Beta_rows& rows, int beta, const Shift_undo& undo);
+
+/// A real parameter that takes another value than its betas give it.
+struct Placed_real {
+  int row = 0;
+  double value = 0.0;
+};
+/// Exchanges the values of `rows` with those in the work area: a second call puts them back.
+void exchange_reals(Real_work<double>& work, std::span<Placed_real> rows);
 
 /// Link of each real parameter: `nlink`, then the data type's own LOG and IDENTITY parameters. With
 /// PARM-SPECIFIC the LINKS statement has said it and nothing is done.

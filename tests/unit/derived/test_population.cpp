@@ -226,7 +226,7 @@ TEST(Conditional_population, occasions_not_sampled_do_not_catch) {
   m.finish();
   Derived_frame frame(m.job());
   double n = 0.0;
-  huggins_pstar(frame, std::vector<double>{0.2, 0.3, 0.4, 0.5, 0.6}, 0, {&n, 1});
+  huggins_pstar(frame, std::vector<double>{0.2, 0.3, 0.4, 0.5, 0.6}, 0, std::span<double>(&n, 1));
   EXPECT_NEAR(n, 8 / 0.664 + 3 / (1 - 0.7 * 0.6) + 3 / (1 - 0.8 * 0.6) + 5 / (1 - 0.8 * 0.7), 1e-12);
 }
 
@@ -237,7 +237,7 @@ TEST(Conditional_population, no_chance_of_capture_does_not_divide_by_0) {
   frame.minimum.assign(1, 0.0);
   frame.added_variance.assign(1, 0.0);
   double n = 0.0;
-  huggins_pstar(frame, std::vector<double>{0.0}, 0, {&n, 1});
+  huggins_pstar(frame, std::vector<double>{0.0}, 0, std::span<double>(&n, 1));
   EXPECT_EQ(n, 1.0 / minlog);
 }
 
@@ -288,9 +288,9 @@ TEST(Conditional_population, covariate_values_of_the_report_do_not_enter_the_sum
   const std::vector<double> x{-0.4, 0.3};
   Derived_frame frame(m.job());
   double plain = 0.0, with_values = 0.0;
-  huggins_pstar(frame, x, 0, {&plain, 1});
+  huggins_pstar(frame, x, 0, std::span<double>(&plain, 1));
   m.job().model.icvalues = {50.0};
-  huggins_pstar(frame, x, 0, {&with_values, 1});
+  huggins_pstar(frame, x, 0, std::span<double>(&with_values, 1));
   EXPECT_EQ(plain, with_values);
 }
 
@@ -302,10 +302,10 @@ TEST(Conditional_population, records_are_grouped_when_nothing_depends_on_them) {
   b.record("01.", {5}, {0});
   b.model.finish();
   Derived_frame frame(b.model.job());
-  EXPECT_EQ(frame.record_classes(false).size(), 2U);
-  EXPECT_EQ(frame.record_classes(true).size(), 3U);
-  EXPECT_EQ(frame.record_classes(true)[0].first, 1);
-  EXPECT_EQ(frame.record_classes(true)[0].animals[0], 10.0);
+  EXPECT_EQ(frame.record_classes(false).size(), 2);
+  EXPECT_EQ(frame.record_classes(true).size(), 3);
+  EXPECT_EQ(frame.record_classes(true)(1).first, 1);
+  EXPECT_EQ(frame.record_classes(true)(1).animals(1), 10.0);
 }
 
 TEST(Density, animals_inside_over_the_area) {
@@ -333,10 +333,7 @@ TEST(Density, a_type_without_locations_is_fatal) {
   Model_builder m = constant_capture(3, 5.0F);
   Derived_frame frame(m.job());
   double d = 0.0;
-  EXPECT_EQ(error_of(m.test,
-                     [&] {
-                       density(frame, std::vector<double>{0.1}, 1, {&d, 1});
-                     }),
+  EXPECT_EQ(error_of(m.test, [&] { density(frame, std::vector<double>{0.1}, 1, std::span<double>(&d, 1)); }),
             "Wrong data type passed to subroutine density.");
 }
 

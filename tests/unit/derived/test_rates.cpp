@@ -54,7 +54,7 @@ TEST(Kmprod, random_effect_uses_the_base_rate) {
   survival_pims(m, 2, 3);
   // The product needs the index matrices and no cell routine.
   stop_text([&] { m.finish(); });
-  m.job().model.likelihood = std::make_shared<Likelihood_work>(m.job());
+  m.job().model.likelihood = std::make_shared<Likelihood_work>(m.job(), Cell_routines());
   EXPECT_NEAR(product_of(m, {0.9, 0.8, 0.7, 0.5}), 0.504, 1e-15);
 }
 
@@ -140,7 +140,7 @@ TEST(Kmprod, covariates_take_the_values_of_the_report) {
   const auto product = [&] {
     double value = 0.0;
     Derived_frame frame(job);
-    kmprod(frame, std::vector<double>{0.3, 0.4}, 1, {&value, 1});
+    kmprod(frame, std::vector<double>{0.3, 0.4}, 1, std::span<double>(&value, 1));
     return value;
   };
   const auto expected = [](double x) { return std::pow(1.0 / (1.0 + std::exp(-0.3 - 0.4 * x)), 2.0); };

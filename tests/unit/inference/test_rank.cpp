@@ -23,11 +23,19 @@ void make_model(Job& job, int n) {
   model.rlabel(1) = "real 1";
 }
 
-std::vector<double> diagonal(const std::vector<double>& values) {
-  const std::size_t n = values.size();
-  std::vector<double> matrix(n * n, 0.0);
-  for (std::size_t i = 0; i < n; ++i) matrix[i * n + i] = values[i];
+Array2<double> diagonal(const List<double>& values) {
+  Array2<double> matrix;
+  make_work_area(matrix, values.size(), values.size());
+  for (int i = 1; i <= values.size(); ++i) matrix(i, i) = values(i);
   return matrix;
+}
+
+/// All that the rank of a model is made of.
+Rank rank_of(const Job& job, const Array2<double>& information, double largest_gradient) {
+  Rank rank = singular_values(information);
+  count_parameters(rank, job.model.numpar, job.status.ratiothresh, largest_gradient);
+  order_betas(rank, job.model, information);
+  return rank;
 }
 
 TEST(Gap_method, orders_1_and_2_are_always_full) {
@@ -51,109 +59,92 @@ TEST(Gap_method, the_largest_gap_ends_the_count) {
   EXPECT_EQ(gap_method(std::vector<double>{0.0, 0.0, 0.0}, 50.0).count, 3);
 }
 
-TEST(Estimated_parameters, exact_gradient_leaves_it_to_the_gap) {
+TEST(Rank_of_information, exact_gradient_leaves_it_to_the_gap) {
   Test_job t;
   make_model(t, 3);
-  const Rank rank = estimated_parameters(t, diagonal({1e-9, 40.0, 100.0}), 3, 0.0);
+  const Rank rank = rank_of(t, diagonal({1e-9, 40.0, 100.0}), 0.0);
+  EXPECT_EQ(rank.s, (List<double>{100.0, 40.0, 1e-9}));
   EXPECT_EQ(rank.gap_count, 2);
   EXPECT_EQ(rank.npargmaxest, 2);
-  EXPECT_FALSE(t.listing_has("Threshold {M}"));
-  EXPECT_TRUE(t.listing_has("Ratio Threshold = 50.00 Max Gap (2/3) = 4.0000E+10 Next Max Gap (1/2) = 2.500"))
-      << t.listing();
-  EXPECT_TRUE(t.listing_has(" Gap Method for Num. of Estimated Parameters {M} = 2          \n"));
-  EXPECT_TRUE(t.listing_has(" Number of Estimated Parameters {M} = 2          \n"));
+  EXPECT_FALSE(rank.threshold);
+  ASSERT_TRUE(rank.gap);
+  EXPECT_EQ(rank.gap->max_at, 2);
 }
 
-TEST(Estimated_parameters, gradient_sets_the_threshold) {
+TEST(Rank_of_information, gradient_sets_the_threshold) {
   Test_job t;
   make_model(t, 3);
-  const Rank rank = estimated_parameters(t, diagonal({0.5, 40.0, 100.0}), 3, 0.3);
+  const Rank rank = rank_of(t, diagonal({0.5, 40.0, 100.0}), 0.3);
   EXPECT_EQ(rank.gap_count, 2);
   EXPECT_EQ(rank.npargmaxest, 2);
-  const Rank lower = estimated_parameters(t, diagonal({0.7, 30.0, 20.0}), 3, 0.3);
+  ASSERT_TRUE(rank.threshold);
+  EXPECT_EQ(rank.threshold->value, 0.6);
+  const Rank lower = rank_of(t, diagonal({0.7, 30.0, 20.0}), 0.3);
   EXPECT_EQ(lower.npargmaxest, 3);
-  const Rank higher = estimated_parameters(t, diagonal({0.9, 30.0, 20.0}), 3, 0.5);
+  const Rank higher = rank_of(t, diagonal({0.9, 30.0, 20.0}), 0.5);
   EXPECT_EQ(higher.npargmaxest, 2);
   EXPECT_EQ(higher.gap_count, 3);
-  EXPECT_TRUE(t.listing_has(
-      "  * *  WARNING  * *   Number of parameters estimated from gap method (=3) and threshold method (=2) "
-      "differ.  Inspect full output."))
-      << t.listing();
+  EXPECT_EQ(t.listing(), "");
 }
 
-TEST(Estimated_parameters, orders_the_betas_and_names_the_singular_ones) {
+// 2^-23 is the least gradient that counts.
+TEST(Rank_of_information, least_gradient_that_counts) {
+  Test_job t;
+  make_model(t, 3);
+  EXPECT_TRUE(rank_of(t, diagonal({3.0, 2.0, 1.0}), 1.1920928955078125e-07).threshold);
+  EXPECT_FALSE(rank_of(t, diagonal({3.0, 2.0, 1.0}), 1.1920928955078124e-07).threshold);
+}
+
+TEST(Rank_of_information, orders_the_betas) {
   Test_job t;
   make_model(t, 3);
   t.job.model.bindex(1) = 0;  // betas 2 and 3 stand at positions 1 and 2 of a model of two
   t.job.model.bindex(2) = 1;
   t.job.model.bindex(3) = 2;
-  t.job.model.numpar = 0;
   // A threshold between the two values: position 2, beta 3, cannot be estimated.
-  const Rank rank = estimated_parameters(t, diagonal({40.0, 1.0}), 2, 1.0);
+  const Rank rank = rank_of(t, diagonal({40.0, 1.0}), 1.0);
   EXPECT_EQ(rank.npargmaxest, 1);
-  ASSERT_EQ(rank.jpvt.size(), 2u);
-  EXPECT_EQ(rank.jpvt[1], 2);
-  EXPECT_TRUE(t.listing_has("\n Attempted ordering of parameters by estimatibility:\n")) << t.listing();
-  EXPECT_TRUE(t.listing_has(" Beta number 3 is a singular value.\n"));
-  EXPECT_TRUE(t.screen_has("Beta number 3 is a singular value."));
+  EXPECT_EQ(rank.jpvt, (List<int>{1, 2}));
+  EXPECT_EQ(rank.order, (List<int>{2, 3}));
 }
 
-TEST(Kept, order_of_betas_has_no_blanks_between) {
-  Test_job t;
-  make_model(t, 3);
-  estimated_parameters(t, diagonal({40.0, 30.0, 1.0}), 3, 1.0);
-  EXPECT_TRUE(t.listing_has(" Attempted ordering of parameters by estimatibility:\n 123\n")) << t.listing();
-}
-
-TEST(Estimated_parameters, numpar_skips_the_rules) {
+TEST(Rank_of_information, numpar_skips_the_rules) {
   Test_job t;
   make_model(t, 3);
   t.job.model.numpar = 2;
-  const Rank rank = estimated_parameters(t, diagonal({3.0, 2.0, 1.0}), 3, 0.5);
+  const Rank rank = rank_of(t, diagonal({3.0, 2.0, 1.0}), 0.5);
   EXPECT_EQ(rank.npargmaxest, 2);
   EXPECT_EQ(rank.gap_count, 2);
   EXPECT_TRUE(rank.jpvt.empty());
-  EXPECT_FALSE(t.listing_has("Gap Method"));
+  EXPECT_FALSE(rank.gap);
+  EXPECT_FALSE(rank.threshold);
 }
 
-TEST(Estimated_parameters, information_that_is_not_finite_falls_back_to_all) {
+TEST(Rank_of_information, that_is_not_finite_falls_back_to_all) {
   Test_job t;
   make_model(t, 3);
-  const Rank rank =
-      estimated_parameters(t, diagonal({1.0, std::numeric_limits<double>::quiet_NaN(), 1.0}), 3, 0.1);
+  const Rank rank = rank_of(t, diagonal({1.0, std::numeric_limits<double>::quiet_NaN(), 1.0}), 0.1);
   EXPECT_EQ(rank.npargmaxest, 3);
-  EXPECT_TRUE(t.listing_has("Error number 3 returned from DSVDC."));
+  EXPECT_EQ(rank.info, 3);
+  EXPECT_FALSE(rank.gap);
+  EXPECT_FALSE(rank.threshold);
 }
 
-TEST(Gradient_check, has_three_outcomes) {
+TEST(Rank_of_information, without_betas_is_0) {
   Test_job t;
-  make_model(t, 2);
-  const std::vector<double> x{0.1, 0.2};
-  EXPECT_EQ(check_gradient(t, std::vector<double>{-1.0, 0.5}, x), 1.0);
-  EXPECT_FALSE(t.listing_has("WARNING"));
-  EXPECT_EQ(check_gradient(t, std::vector<double>{0.0, -50.0}, x), 50.0);
-  EXPECT_TRUE(t.listing_has("  * *  WARNING  * *   Numerical convergence suspect."));
-  t.clear();
-  EXPECT_EQ(error_of(t,
-                     [&] {
-                       check_gradient(t, std::vector<double>{50.1, 0.0}, x);
-                     }),
-            "Numerical convergence never reached.");
-  EXPECT_TRUE(t.listing_has(" ERROR -- Numerical convergence never reached, with maximum G =   50.100    \n"))
-      << t.listing();
-  EXPECT_TRUE(t.listing_has(" Last Beta Parameter Values:\n beta 1  0.1000000    \n"));
-  EXPECT_TRUE(t.listing_has(" Last Real Parameter Values:\n real 1"));
+  EXPECT_EQ(rank_of(t, diagonal({}), 0.0).npargmaxest, 0);
 }
 
-TEST(Gradient_check, without_numbers_is_never_reached) {
-  Test_job t;
-  make_model(t, 1);
-  EXPECT_EQ(error_of(t,
-                     [&] {
-                       check_gradient(t, std::vector<double>{std::numeric_limits<double>::quiet_NaN()},
-                                      std::vector<double>{0.0});
-                     }),
-            "Numerical convergence never reached.");
+TEST(Gradient_at_solution, has_three_outcomes) {
+  const auto outcome = [](double element) {
+    return convergence(gradient_at_solution(std::vector<double>{0.5, -element}));
+  };
+  EXPECT_EQ(gradient_at_solution(std::vector<double>{-1.0, 0.5}).largest, 1.0);
+  EXPECT_EQ(outcome(1.0), Convergence::good);
+  EXPECT_EQ(outcome(1.0001), Convergence::suspect);
+  EXPECT_EQ(outcome(50.0), Convergence::suspect);
+  EXPECT_EQ(outcome(50.1), Convergence::none);
+  EXPECT_EQ(outcome(std::numeric_limits<double>::quiet_NaN()), Convergence::none);
 }
 
 TEST(Loop, takes_the_beta_out_and_closes_the_gap) {
@@ -173,9 +164,10 @@ TEST(Confounded_beta, is_the_one_that_moves_with_the_removed) {
   Test_job t;
   make_model(t, 3);
   // Betas 1 and 3 enter as a sum only.
-  const std::vector<double> information{2.0, 0.0, 2.0, 0.0, 5.0, 0.0, 2.0, 0.0, 2.0};
-  EXPECT_EQ(confounded_beta(t.job.model, information, 3, 3), 1);
-  EXPECT_EQ(confounded_beta(t.job.model, information, 3, 1), 3);
+  Array2<double> information = diagonal({2.0, 5.0, 2.0});
+  information(1, 3) = information(3, 1) = 2.0;
+  EXPECT_EQ(confounded_beta(t.job.model, information, 3), 1);
+  EXPECT_EQ(confounded_beta(t.job.model, information, 1), 3);
 }
 
 }  // namespace

@@ -207,9 +207,54 @@ TEST_F(Command_line, a_listing_that_cannot_be_opened) {
   EXPECT_EQ(read({"o=none/x.out", "i=x.inp"}), "Output file error");
 }
 
+TEST_F(Command_line, results_file_is_a_whole_argument) {
+  for (const char* key : {"json=", "JSON=", "Json="}) {
+    EXPECT_EQ(read({"i=x.inp", std::string(key) + "a.jsonl"}), "");
+    EXPECT_EQ(status().filjson, "a.jsonl");
+    EXPECT_TRUE(t.job.streams.is_open(status().sysjson));
+    t.job.streams.close(status().sysjson);
+    fs::remove("a.jsonl");
+  }
+  // The last one counts, and no other is made.
+  EXPECT_EQ(read({"json=a", "i=x.inp", "json=b"}), "");
+  EXPECT_EQ(status().filjson, "b");
+  EXPECT_FALSE(fs::exists("a"));
+}
+
+TEST_F(Command_line, no_other_key_is_sought_in_the_name_of_the_results_file) {
+  fs::create_directory("o=batch");
+  EXPECT_EQ(read({"json=o=batch/help.threads=3", "i=x.inp"}), "");
+  EXPECT_EQ(status().filjson, "o=batch/help.threads=3");
+  EXPECT_EQ(status().filout, " ");
+  EXPECT_EQ(status().batchmode, 0);
+  EXPECT_EQ(status().num_threads, 8);
+  EXPECT_FALSE(t.screen_has("TARN Files:"));
+}
+
+TEST_F(Command_line, key_of_the_results_file_counts_at_the_start_of_an_argument_only) {
+  write_file("json=x.deck", "proc stop;");
+  for (const char* argument : {"i=json=x.deck", "noechoi=json=x.deck"}) {
+    EXPECT_EQ(read({argument}), "");
+    EXPECT_EQ(status().filein, "json=x.deck");
+    EXPECT_FALSE(t.job.streams.is_open(status().sysjson));
+  }
+  EXPECT_EQ(read({"i=x.inp", " json=b.jsonl", "jSON=b.jsonl", "json"}), "");
+  EXPECT_FALSE(t.job.streams.is_open(status().sysjson));
+}
+
+TEST_F(Command_line, a_results_file_that_cannot_be_opened) {
+  fs::create_directory("place.d");
+  EXPECT_EQ(read({"json=place.d", "i=x.inp"}), "Output file error");
+  EXPECT_EQ(t.screen_lines(), (Words{" The file place.d cannot be written: Is a directory.",
+                                     "Respecify the JSON=results_file parameter."}));
+  EXPECT_EQ(read({"json=none/a.jsonl", "i=x.inp"}), "Output file error");
+  EXPECT_EQ(read({"i=x.inp", "json="}), "Output file error");
+}
+
 TEST_F(Command_line, the_deck_is_never_overwritten) {
-  for (const Words& arguments : {Words{"i=x.inp", "o=x.inp"}, Words{"o=./x.inp", "i=x.inp"},
-                                 Words{"i=x.inp", "r=x.inp"}, Words{"v=x.inp", "i=x.inp"}}) {
+  for (const Words& arguments :
+       {Words{"i=x.inp", "o=x.inp"}, Words{"o=./x.inp", "i=x.inp"}, Words{"i=x.inp", "r=x.inp"},
+        Words{"v=x.inp", "i=x.inp"}, Words{"json=x.inp", "i=x.inp"}, Words{"i=x.inp", "json=./x.inp"}}) {
     EXPECT_EQ(read(arguments), "Output file error");
     EXPECT_EQ(read_file("x.inp"), "proc stop;\n");
   }

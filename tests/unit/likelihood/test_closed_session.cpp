@@ -7,6 +7,7 @@
 #include <limits>
 
 #include "likelihood/blocks/closed_session.h"
+#include "likelihood/cells.h"
 #include "likelihood/likelihood_work.h"
 #include "support/closed_builder.h"
 
@@ -17,15 +18,15 @@ namespace {
 Closed_result<double> session_of(Closed_builder& b, const std::string& history, int kind,
                                  const Closed_reals& x, std::string* fault = nullptr) {
   Job& job = b.model.job();
-  const Stored_facts facts;
-  const Pim_table pims(job);
-  Cell_work<double> work(facts, pims);
+  const Cell_setting setting(job, cell_routines(Cell::closed));
+  Cell_work<double> work(job, setting);
   std::string cells;
   for (const char c : history) cells += {c, '0'};
   const int n = static_cast<int>(history.size());
   const std::vector<double> reals = b.vector_of(x);
   const Closed_stretch stretch = Closed_stretch::of(History(cells.data(), n), 0, n, 1, 1, 1, false);
-  const Closed_result<double> result = closmods(job, work, 1, stretch, kind, Reals<double>(reals.data()));
+  const Closed_result<double> result =
+      closmods(job, work, kept<One_closed_session>(work), 1, stretch, kind, Reals<double>(reals.data()));
   if (fault != nullptr) *fault = work.fault_text();
   return result;
 }
@@ -140,11 +141,14 @@ TEST(Closed_session, stretch_of_a_longer_history) {
     const Closed_stretch stretch = Closed_stretch::of(history, 4, 3, 3, 1, 2, false);
     EXPECT_EQ(stretch.first, 2);
     EXPECT_EQ(stretch.last, 3);
-    const Stored_facts facts;
-    const Pim_table pims(job);
-    Cell_work<double> work(facts, pims);
+    const Cell_setting setting(job, cell_routines(Cell::closed));
+    Cell_work<double> work(job, setting);
     const std::vector<double> reals = b.vector_of(x);
-    EXPECT_EQ(closmods(job, work, 1, stretch, kind, Reals<double>(reals.data())).prob, expected) << type;
+    EXPECT_EQ(
+        closmods(job, work, kept<One_closed_session>(work), 1, stretch, kind, Reals<double>(reals.data()))
+            .prob,
+        expected)
+        << type;
   }
 }
 

@@ -14,7 +14,7 @@ TEST(Fitted_types, page_explains_every_type_with_a_routine_and_no_other) {
       return std::find(note.numbers.begin(), note.numbers.end(), n) != note.numbers.end();
     };
     const auto count = std::count_if(fitted_types().begin(), fitted_types().end(), told);
-    EXPECT_EQ(count, cell_routines(datatype(n).cell).plain != nullptr ? 1 : 0) << n;
+    EXPECT_EQ(count, cell_routines(datatype(n).cell).given() ? 1 : 0) << n;
   }
 }
 

@@ -11,6 +11,8 @@
 #include <random>
 
 #include "job/services/report.h"
+#include "likelihood/blocks/live_recaptures.h"
+#include "likelihood/cells.h"
 #include "likelihood/likelihood_work.h"
 #include "support/model_builder.h"
 
@@ -415,9 +417,9 @@ TEST(Set_up, a_missing_matrix_is_fatal) {
 }
 
 TEST(Cell_work, scratch_lives_until_the_next_cell_and_is_kept) {
-  const Stored_facts facts;
-  const Pim_table pims;
-  Cell_work<double> work(facts, pims);
+  Model_builder m = plain_model(4);
+  const Cell_setting setting(m.job(), cell_routines(Cell::chprob001));
+  Cell_work<double> work(m.job(), setting);
   work.begin();
   const std::span<double> small = work.take(10), large = work.take(5000), more = work.take(1000);
   std::fill(small.begin(), small.end(), 1.0);
@@ -436,10 +438,10 @@ TEST(Cell_work, facts_of_a_made_up_history) {
   m.finish();
   Thread_area<double>& area = *m.job().model.likelihood->plain[0];
   const History own = m.job().data.encounters.history(1);
-  EXPECT_EQ(area.cell.facts_of(1, own).lastlc, 4);
+  EXPECT_EQ(facts_of<Live_recaptures>(area.cell, 1, own).lastlc, 4);
   const std::string cells = "00100000.0";
   const History made_up(cells.data(), 5);
-  const History_facts& facts = area.cell.facts_of(1, made_up);
+  const Live_facts& facts = facts_of<Live_recaptures>(area.cell, 1, made_up);
   EXPECT_EQ(facts.first, 2);
   EXPECT_EQ(facts.lastlc, 2);
   EXPECT_EQ(facts.lastsm, 4);
@@ -447,9 +449,9 @@ TEST(Cell_work, facts_of_a_made_up_history) {
 }
 
 TEST(Cell_work, the_longest_fault_text_is_cut) {
-  const Stored_facts facts;
-  const Pim_table pims;
-  Cell_work<double> work(facts, pims);
+  Model_builder m = plain_model(4);
+  const Cell_setting setting(m.job(), cell_routines(Cell::chprob001));
+  Cell_work<double> work(m.job(), setting);
   work.fail(5, std::string(400, 'x'));
   EXPECT_EQ(work.fault_text(), std::string(255, 'x'));
   work.fail(7, "later");
@@ -475,12 +477,12 @@ TEST(Chprob001, table_and_chain_agree) {
   Array2<double> observed, lost;
   cell_probabilities(m.job(), x, observed, lost);
   Thread_area<double>& area = *m.job().model.likelihood->plain[0];
-  area.cell.new_reals(false);
   Ch_result<double> result;
   for (int i = 1; i <= 500; ++i) {
     area.cell.begin();
+    // Reals without a stamp: nothing is kept for them.
     m.job().model.chprobpointer(m.job(), result, m.job().data.encounters.history(i), i, 1, 0,
-                                area.reals.reals(), area.cell);
+                                Reals<double>(area.reals.parm.data()), area.cell);
     EXPECT_NEAR(result.prob, observed(i, 1), 1e-15 + 1e-13 * observed(i, 1));
   }
 }

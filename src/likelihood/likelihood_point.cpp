@@ -1,0 +1,233 @@
+#include "likelihood/likelihood_point.h"
+
+#include <cassert>
+#include <cmath>
+
+#include "likelihood/evaluation.h"
+#include "likelihood/moves_pass.h"
+
+namespace tarn {
+namespace {
+
+Likelihood_work& work_of(const Job& job) {
+  assert(job.model.likelihood != nullptr);
+  return *job.model.likelihood;
+}
+
+/// The two ends of a difference quotient in one element of x, and the distance that they stand for.
+struct Difference {
+  double below, above, width;
+};
+
+Difference difference_at(const Job& job, double x) {
+  const double h = job.status.deltax * (std::abs(x) + 1.0);
+  if (job.model.centfd == 0) return {x, x + h, h};
+  const double half = 0.5 * h;
+  return {x - half, x + half, 2.0 * half};
+}
+
+}  // namespace
+
+Objective_value objective_value(double likelihood, double penalty) {
+  Objective_value value;
+  value.loglik = -(likelihood + likelihood);
+  value.sumpen = -(penalty + penalty);
+  value.f = value.loglik - (penalty + penalty);
+  return value;
+}
+
+/// The sums over the cells of each class at x, and over those that the proposal in hand moves.
+class Likelihood_point::Class_sums {
+ public:
+  explicit Class_sums(Job& job) : job_(job), work_(work_of(job)), moved_(moved_classes(job)), cells_(job) {
+    at_x_.resize(static_cast<std::size_t>(moved_.count()));
+    proposed_.resize(at_x_.size());
+    by_thread_.resize(work_.plain.size());
+    for (auto& sums : by_thread_) sums.resize(at_x_.size());
+  }
+
+  bool known() const { return known_; }
+  void forget() { known_ = false; }
+
+  /// Sums over all cells at x.
+  void compute(std::span<const double> x) {
+    touched_.clear();
+    for (int c = 0; c < moved_.count(); ++c) touched_.push_back(c);
+    add_touched(x, at_x_);
+    known_ = true;
+  }
+
+  /// Log likelihood and penalty of the histories when the beta at `position` takes x to `moved`.
+  History_sum<double> propose(int position, std::span<const double> moved) {
+    touched_.clear();
+    for (int c = 0; c < moved_.count(); ++c)
+      if (moved_.moves(c, position)) touched_.push_back(c);
+    add_touched(moved, proposed_);
+    History_sum<double> total;
+    for (int c = 0; c < moved_.count(); ++c) {
+      const std::size_t place = static_cast<std::size_t>(c);
+      total.add(moved_.moves(c, position) ? proposed_[place] : at_x_[place]);
+    }
+    return total;
+  }
+
+  void accept() {
+    for (const int c : touched_) at_x_[static_cast<std::size_t>(c)] = proposed_[static_cast<std::size_t>(c)];
+  }
+
+ private:
+  /// The cells of the classes in `touched_`, at x, into the classes' places of `sums`.
+  void add_touched(std::span<const double> x, std::vector<History_sum<double>>& sums) {
+    cells_.gather(touched_, list_);
+    const Reals<double> shared = work_.plain[0]->reals.reals();
+    const Job& job = job_;
+    const auto part = [&](int t, Thread_area<double>& area, History_block block) {
+      run(job, x, shared, area, block, by_thread_[static_cast<std::size_t>(t)]);
+    };
+    const int used = on_threads(static_cast<int>(list_.size()), work_.proposal_team, work_.plain, part);
+    end_of_histories(job_, work_.plain, used);
+    for (const int c : touched_) {
+      const std::size_t place = static_cast<std::size_t>(c);
+      sums[place] = {};
+      for (int t = 0; t < used; ++t) sums[place].add(by_thread_[static_cast<std::size_t>(t)][place]);
+    }
+  }
+
+  void run(const Job& job, std::span<const double> x, Reals<double> shared, Thread_area<double>& area,
+           History_block block, std::vector<History_sum<double>>& sums) const {
+    for (const int c : touched_) sums[static_cast<std::size_t>(c)] = {};
+    const Record_table records(job);
+    int newbeta = 1, record = 0;
+    for (int k = block.from; k <= block.to; ++k) {
+      const Class_cell& cell = list_[static_cast<std::size_t>(k) - 1];
+      if (work_.by_record && cell.record != record) {
+        reals_of_record(job, cell.record, x, newbeta, area);
+        newbeta = 0;
+        record = cell.record;
+      }
+      const Reals<double> parm = work_.by_record ? area.reals.reals() : shared;
+      const float count =
+          (cell.lost != 0 ? records.lost_of(cell.record) : records.observed_of(cell.record))[cell.group - 1];
+      add_cell(job, job.model.chprobpointer, records, cell.record, cell.group, cell.lost, count, parm,
+               work_.serial_penalty, area.cell, sums[static_cast<std::size_t>(cell.of_class)]);
+    }
+  }
+
+  Job& job_;
+  Likelihood_work& work_;
+  const Moved_classes& moved_;
+  Cells_by_class cells_;
+  bool known_ = false;
+  std::vector<History_sum<double>> at_x_, proposed_;
+  std::vector<std::vector<History_sum<double>>> by_thread_;
+  std::vector<int> touched_;
+  std::vector<Class_cell> list_;
+};
+
+Likelihood_point::Likelihood_point(Job& job) : job_(job) {}
+Likelihood_point::~Likelihood_point() = default;
+
+Objective_value Likelihood_point::evaluate_at(std::span<const double> x) {
+  Likelihood_work& work = work_of(job_);
+  reals_are_of_x_ = false;
+  const Evaluation<double> result = evaluate(job_, job_.model.chprobpointer, x, work.plain, work.plain_team);
+  return objective_value(result.histories.likelihood() + result.closed.likelihood,
+                         result.histories.penalty() + result.closed.penalty);
+}
+
+const Objective_value& Likelihood_point::move_to(std::span<const double> x) {
+  proposed_ = false;
+  if (classes_ != nullptr) classes_->forget();
+  x_.assign(x.begin(), x.end());
+  value_ = evaluate_at(x_);
+  reals_are_of_x_ = !work_of(job_).by_record;
+  return value_;
+}
+
+Reals<double> Likelihood_point::reals() {
+  Real_work<double>& reals = work_of(job_).plain[0]->reals;
+  if (!reals_are_of_x_) reals_of_record_1<double>(job_, x_, reals);
+  reals_are_of_x_ = true;
+  return reals.reals();
+}
+
+const Objective_value& Likelihood_point::propose(const Moved_beta& move) {
+  Likelihood_work& work = work_of(job_);
+  proposal_ = move;
+  proposed_ = false;
+  moved_x_ = x_;
+  moved_x_[static_cast<std::size_t>(move.position) - 1] = move.value;
+  if (!rows_of_betas_known(job_) || job_.model.phase1 == 0) {
+    proposed_value_ = evaluate_at(moved_x_);
+  } else {
+    if (classes_ == nullptr) classes_ = std::make_unique<Class_sums>(job_);
+    if (!classes_->known()) {
+      reals();
+      classes_->compute(x_);
+    }
+    reals_are_of_x_ = false;
+    Thread_area<double>& main_area = *work.plain[0];
+    reals_of_record_1<double>(job_, moved_x_, main_area.reals);
+    const History_sum<double> histories = classes_->propose(move.position, moved_x_);
+    if (work.by_record && work.closed_form != Closed_form::none)
+      reals_of_record_1<double>(job_, moved_x_, main_area.reals);
+    const Closed_value<double> closed = closed_value(job_, work, main_area.reals.reals(), main_area.cell);
+    proposed_value_ =
+        objective_value(histories.likelihood() + closed.likelihood, histories.penalty() + closed.penalty);
+  }
+  proposed_ = true;
+  return proposed_value_;
+}
+
+void Likelihood_point::accept() {
+  assert(proposed_);
+  x_[static_cast<std::size_t>(proposal_.position) - 1] = proposal_.value;
+  value_ = proposed_value_;
+  if (classes_ != nullptr && classes_->known()) classes_->accept();
+  proposed_ = false;
+}
+
+void Likelihood_point::objectives(std::span<const Moved_beta> moves, std::span<double> f) {
+  proposed_ = false;
+  reals_are_of_x_ = false;
+  const bool in_one_pass = work_of(job_).by_record && job_.model.phase1 != 0 &&
+                           job_.data.encounters.size() > 0 && rows_of_betas_known(job_);
+  if (in_one_pass) {
+    if (pass_ == nullptr) pass_ = std::make_unique<Moves_pass>(job_);
+    pass_->run(x_, moves, f);
+    return;
+  }
+  moved_x_ = x_;
+  for (std::size_t m = 0; m < moves.size(); ++m) {
+    const std::size_t place = static_cast<std::size_t>(moves[m].position) - 1;
+    moved_x_[place] = moves[m].value;
+    f[m] = evaluate_at(moved_x_).f;
+    moved_x_[place] = x_[place];
+  }
+}
+
+void Likelihood_point::gradient(std::span<double> g) {
+  const bool central = job_.model.centfd != 0;
+  steps_.clear();
+  for (std::size_t i = 0; i < x_.size(); ++i) {
+    const Difference ends = difference_at(job_, x_[i]);
+    steps_.push_back({static_cast<int>(i) + 1, ends.above});
+    if (central) steps_.push_back({static_cast<int>(i) + 1, ends.below});
+  }
+  ends_.resize(steps_.size());
+  objectives(steps_, ends_);
+  for (std::size_t i = 0; i < x_.size(); ++i) {
+    const double above = central ? ends_[2 * i] : ends_[i], below = central ? ends_[2 * i + 1] : value_.f;
+    g[i] = (above - below) / difference_at(job_, x_[i]).width;
+  }
+}
+
+Likelihood_point& likelihood_point(Job& job) {
+  Likelihood_work& work = work_of(job);
+  // A job that has been moved takes its likelihood along, but not who referred to it.
+  if (work.point == nullptr || &work.point->job() != &job)
+    work.point = std::make_unique<Likelihood_point>(job);
+  return *work.point;
+}
+
+}  // namespace tarn

@@ -1,0 +1,93 @@
+#include "model/results/derived_listing.h"
+
+#include <array>
+#include <cstdint>
+#include <string>
+
+#include "job/services/report.h"
+#include "job/services/template.h"
+
+namespace tarn {
+namespace {
+
+/// How the listing shows a section.
+struct Section_layout {
+  std::span<const Template<>> heading;
+  int heading_lines = 0;
+  Template<std::span<const int>, std::array<std::string, 4>> row;
+};
+
+constexpr Template<> group_ruler{"(1x,9('-'),4(2x,'--------------'))"};
+constexpr Template<> group_confidence{"(48x,'95% Confidence Interval')"};
+
+constexpr std::array<Template<>, 4> survival_heading{
+    "(/6x,' Pr. Surviving')", "(6x,'  Duration of ',16x,'  95% Confidence Interval')",
+    "(1x,'Group',1x,'    Study     ',1x,'Standard Error',1x,'    Lower     ',1x,'    Upper     ')",
+    "(1x,'-----',4(1x,'--------------'))"};
+constexpr std::array<Template<>, 3> population_heading{
+    group_confidence, "(1x,'    Group     N-hat        Standard Error',6x,'Lower',11x,'Upper')", group_ruler};
+constexpr std::array<Template<>, 3> density_heading{
+    group_confidence, "(1x,'    Group     D-hat        Standard Error',6x,'Lower',11x,'Upper')", group_ruler};
+
+Section_layout layout_of(Derived_quantity quantity) {
+  switch (quantity) {
+    case Derived_quantity::survival_over_study:
+      return {survival_heading, 5, "(1x,i3,2x,4(1x,a))"};
+    case Derived_quantity::population_by_group:
+      return {population_heading, 3, "(7x,i3,4(2x,a14))"};
+    case Derived_quantity::density_by_group:
+      break;
+  }
+  return {density_heading, 3, "(7x,i3,4(2x,a14))"};
+}
+
+}  // namespace
+
+void report_section(Job& job, const Derived_values& values) {
+  constexpr int lines_above_title = 2;
+  const Section& section = *values.section;
+  const Section_layout layout = layout_of(section.quantity);
+  linchk(job, lines_above_title + 1 + layout.heading_lines);
+  sectionhead(job, std::string(section.title) + job.model.modnam, section.letter, lines_above_title);
+  for (const Template<>& line : layout.heading) put(job, listing, line);
+  for (int i = 1; i <= values.rows.size(); ++i) {
+    linchk(job, 1);
+    const std::span<const int> labels(values.rows(i));
+    const std::array<std::string, 4> numbers{f14(job, values.parmest(i)), f14(job, values.parmse(i)),
+                                             f14(job, values.parmlci(i)), f14(job, values.parmuci(i))};
+    put(job, listing, layout.row, labels, numbers);
+  }
+}
+
+void print_derived(Job& job, int count, const Derived_values& values, int first) {
+  constexpr std::size_t tag_width = 8;
+  const int unit = job.status.sysvcm;
+  job.streams.write_record(unit, Record()
+                                     .text("DERIVED")
+                                     .text(std::string_view(&values.section->letter, 1))
+                                     .value(static_cast<std::int32_t>(count)));
+  const auto column = [&](std::string_view tag, const Array1<double>& numbers) {
+    job.streams.write_record(unit, Record()
+                                       .text(tag, tag_width)
+                                       .values(numbers.span().subspan(static_cast<std::size_t>(first) - 1,
+                                                                      static_cast<std::size_t>(count))));
+  };
+  column("DERV PAR", values.parmest);
+  column("DERV SE", values.parmse);
+  column("DERV LCI", values.parmlci);
+  column("DERV UCI", values.parmuci);
+}
+
+List<Derived_values> report_derived(Job& job, std::span<const double> x, const Array2<double>& vcmat) {
+  constexpr int least_lines = 10;
+  if (job.status.lines <= least_lines) headng(job);
+  List<Derived_values> derived;
+  derivedest(job, x, vcmat, [&](Derived_values& values) {
+    report_section(job, values);
+    print_derived(job, values.rows.size(), values);
+    derived.push_back(std::move(values));
+  });
+  return derived;
+}
+
+}  // namespace tarn

@@ -1,0 +1,226 @@
+// The classes of cells tell rightly which real parameters, and so which betas, a cell depends on.
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <bit>
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "likelihood/cell_classes.h"
+#include "likelihood/likelihood_work.h"
+#include "support/closed_builder.h"
+#include "support/fitted_models.h"
+
+namespace tarn {
+namespace {
+
+/// Everything that a cell gives to the likelihood, bit by bit: a number that is none equals itself.
+struct Cell_figures {
+  std::uint64_t prob, lnprob, penalty, serial_penalty;
+  bool operator==(const Cell_figures&) const = default;
+};
+
+/// The cells of a job by themselves, at any reals.
+class Cells {
+ public:
+  explicit Cells(Job& job) : job_(job), work_(job, job.model.likelihood->setting) {}
+
+  Cell_figures at(int i, int j, int lost, const std::vector<double>& reals) {
+    work_.begin();
+    Ch_result<double> made;
+    job_.model.chprobpointer(job_, made, job_.data.encounters.history(i), i, j, lost,
+                             Reals<double>(reals.data()), work_);
+    const auto bits = [](double x) { return std::bit_cast<std::uint64_t>(x); };
+    return {bits(made.prob), bits(made.lnprob), bits(work_.penlty[0]), bits(work_.penlty[1])};
+  }
+
+ private:
+  Job& job_;
+  Cell_work<double> work_;
+};
+
+/// Real parameters of record i at x.
+std::vector<double> reals_of(Job& job, int i, const std::vector<double>& x) {
+  Real_work<double> work;
+  prepare(job, work);
+  tranlg<double>(job, i, x, work, 1, 0, nullptr);
+  return {work.parm.begin(), work.parm.end()};
+}
+
+/// Calls `visit(i, j, lost)` for every cell with a count.
+template <class Visit>
+void for_each_cell(Job& job, Visit visit) {
+  for (int i = 1; i <= job.data.encounters.size(); ++i)
+    for (int j = 1; j <= job.status.ngrps; ++j) {
+      const auto g = static_cast<std::size_t>(j) - 1;
+      if (job.data.encounters.observed(i)[g] > 0.0F) visit(i, j, 0);
+      if (job.data.encounters.lost_on_capture(i)[g] > 0.0F) visit(i, j, 1);
+    }
+}
+
+/// The matrix that a real parameter stands in, and its column there.
+struct Place {
+  std::string name;
+  int column = 0;
+};
+std::vector<Place> places(Job& job) {
+  std::vector<Place> by_number(static_cast<std::size_t>(job.model.nlogit));
+  for (int g = 1; g <= job.status.ngrps; ++g)
+    for (int q = 1; q <= job.data.numparmnames; ++q) {
+      const Pim& pim = job.model.pim2(q, 1, 1, g);
+      for (int r = 1; r <= pim.nrows; ++r)
+        for (int c = pim.start(r); c <= pim.ncols; ++c)
+          by_number[static_cast<std::size_t>(pim.at(r, c)) - 1] = {pim.parname, c};
+    }
+  return by_number;
+}
+
+/// Real parameters that a routine looks up for a history, although they cancel or have the factor 0.
+bool is_looked_up_in_vain(int type, History history, int lost, const Place& real) {
+  const Datatype& row = datatype(type);
+  if (type == 1) return real.name == "p" && history.live(real.column + 1) == '.';
+  // A harvest is certain to be in the only interval that is left, whatever else animals die of.
+  if (type == 20) return real.name == "M" && first1(history) == history.noccas();
+  if (row.closed == Closed::none) return false;
+  const Closed_kind kind = Closed_kind::of(type);
+  const int open = lost ? lastlc(history) : lastsm(history);
+  // The chance of no capture, of which the conditional kinds alone make use.
+  if (!kind.conditional && real.name == "p") return real.column > (kind.recapture ? first1(history) : open);
+  // Read wrongly or rightly, nothing could have been met behind.
+  return real.name == "alpha" && first1(history) == open;
+}
+
+class Cell_classes_law : public testing::TestWithParam<int> {
+ protected:
+  static std::vector<Animal> animals(const Fitted_options& options) {
+    return draw_animals(GetParam(), 15, options, 23);
+  }
+};
+
+/// A real: most of them inside 0 to 1, some at its ends or beyond them.
+double any_real(Draws& draws) {
+  static constexpr double special[] = {0.0, 1.0, 1.3, -0.2, 8.0};
+  return draws.chance(0.2) ? special[draws.whole(0, 4)] : draws.between(0.05, 0.95);
+}
+
+TEST_P(Cell_classes_law, cells_change_with_the_reals_that_they_read_and_with_no_others) {
+  const Fitted_options options{.covariates = 0, .identity = true};
+  Model_builder m = fitted_model(GetParam(), animals(options), options);
+  Job& job = m.job();
+  const Cell_classes& classes = cell_classes(job);
+  Cells cells(job);
+  Draws draws(29);
+  // In the first points all reals are inside 0 to 1: what a cell reads shows there.
+  std::vector<std::vector<double>> points;
+  for (int k = 0; k < 8; ++k) {
+    points.emplace_back();
+    for (int row = 1; row <= job.model.nlogit; ++row)
+      points.back().push_back(k < 3 ? draws.between(0.05, 0.95) : any_real(draws));
+  }
+  const std::vector<Place> places_of_reals = places(job);
+  int read = 0, unread = 0;
+  for_each_cell(job, [&](int i, int j, int lost) {
+    for (int row = 1; row <= job.model.nlogit; ++row) {
+      bool changes = false;
+      for (std::vector<double> reals : points) {
+        const Cell_figures before = cells.at(i, j, lost, reals);
+        for (const double value : {draws.between(0.05, 0.95), 0.0, 1.0, 1.3, -0.2, 8.0}) {
+          reals[static_cast<std::size_t>(row) - 1] = value;
+          changes = changes || !(cells.at(i, j, lost, reals) == before);
+        }
+      }
+      const bool reads = classes.reads(classes.of(i, j, lost), row);
+      ++(reads ? read : unread);
+      const Place& place = places_of_reals[static_cast<std::size_t>(row) - 1];
+      const bool vain = is_looked_up_in_vain(GetParam(), job.data.encounters.history(i), lost, place);
+      EXPECT_EQ(changes, reads && !vain)
+          << "record " << i << ' ' << job.data.encounters.history(i).text() << ", group " << j << ", lost "
+          << lost << ", real " << row << " of " << place.name;
+    }
+  });
+  EXPECT_GT(read, 0);
+  EXPECT_GT(unread, 0);
+}
+
+/// What stands between betas and reals.
+enum class Between { slopes, few_slopes, sets, fixed };
+
+Model_builder model_with(Between between, int type, const std::vector<Animal>& animals) {
+  const Fitted_options options{.by_record = true, .slope_every = between == Between::few_slopes ? 3 : 1};
+  Model_builder m = unfinished_model(type, animals, options);
+  if (between == Between::sets) {
+    m.set_member(1, Link::mlogit, 1);
+    m.set_member(3, Link::mlogit, 1);
+    m.set_member(2, Link::sumratio, 1);
+    m.set_member(4, Link::sumratio, 1);
+  }
+  if (between == Between::fixed) {
+    m.set_member(1, Link::mlogit, 1);
+    m.set_member(2, Link::mlogit, 1);
+    m.fix(2, 0.25);
+    m.fix(3, 0.5);
+  }
+  m.finish();
+  return m;
+}
+
+std::string name_of_model(const testing::TestParamInfo<std::tuple<int, Between>>& info) {
+  static constexpr const char* names[] = {"slopes", "few_slopes", "sets", "fixed"};
+  const auto [type, between] = info.param;
+  return "type_" + std::to_string(type) + "_" + names[static_cast<int>(between)];
+}
+
+class Moved_classes_law : public testing::TestWithParam<std::tuple<int, Between>> {};
+
+TEST_P(Moved_classes_law, cells_change_with_the_betas_that_move_them_and_with_no_others) {
+  const auto [type, between] = GetParam();
+  Model_builder m = model_with(between, type, draw_animals(type, 15, {}, 31));
+  Job& job = m.job();
+  const Cell_classes& classes = cell_classes(job);
+  const Moved_classes& moved = moved_classes(job);
+  Cells cells(job);
+  const std::vector<std::vector<double>> points{moderate_betas(m, 1), moderate_betas(m, 2),
+                                                moderate_betas(m, 3)};
+  int moving = 0, idle = 0;
+  for (int k = 1; k <= m.betas(); ++k)
+    for_each_cell(job, [&, between = between](int i, int j, int lost) {
+      const int of = classes.of(i, j, lost);
+      bool cell_changes = false, real_changes = false;
+      for (const std::vector<double>& x : points) {
+        const std::vector<double> reals = reals_of(job, i, x);
+        for (const double by : {-0.7, 0.4, 2.5, 40.0, -40.0}) {
+          std::vector<double> y = x;
+          y[static_cast<std::size_t>(k) - 1] += by;
+          const std::vector<double> others = reals_of(job, i, y);
+          cell_changes = cell_changes || !(cells.at(i, j, lost, reals) == cells.at(i, j, lost, others));
+          for (std::size_t row = 0; row < reals.size(); ++row)
+            real_changes =
+                real_changes || (reals[row] != others[row] && classes.reads(of, static_cast<int>(row) + 1));
+        }
+      }
+      const bool moves = moved.moves(of, k);
+      ++(moves ? moving : idle);
+      const auto told = [&] {
+        return "record " + std::to_string(i) + ", group " + std::to_string(j) + ", lost " +
+               std::to_string(lost) + ", beta " + std::to_string(k);
+      };
+      EXPECT_TRUE(moves || !real_changes) << told();
+      EXPECT_TRUE(moves || !cell_changes) << told();
+      // A fixed real parameter counts as moved by the betas of its row, which costs time only.
+      EXPECT_TRUE(real_changes || !moves || between == Between::fixed) << told();
+    });
+  EXPECT_GT(moving, 0);
+  EXPECT_GT(idle, 0);
+}
+
+INSTANTIATE_TEST_SUITE_P(types, Cell_classes_law, testing::ValuesIn(types_with_a_routine()), name_of_type);
+INSTANTIATE_TEST_SUITE_P(types, Moved_classes_law,
+                         testing::Combine(testing::ValuesIn(types_with_a_routine()),
+                                          testing::Values(Between::slopes, Between::few_slopes, Between::sets,
+                                                          Between::fixed)),
+                         name_of_model);
+
+}  // namespace
+}  // namespace tarn

@@ -1,0 +1,248 @@
+#pragma once
+// A data set and a model for every data type that has a cell routine: animals drawn at random, a real
+// parameter of its own for every cell of every matrix, individual covariates in all of them when wanted.
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <random>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "data/gaussquad.h"
+#include "likelihood/cells.h"
+#include "support/fitted_types.h"
+#include "support/matrix_sizes.h"
+#include "support/model_builder.h"
+
+namespace tarn {
+
+/// Numbers between bounds; the same on every machine.
+class Draws {
+ public:
+  explicit Draws(unsigned seed) : bits_(seed) {}
+  double between(double low, double high) {
+    return low + (high - low) * static_cast<double>(bits_() >> 11) * 0x1p-53;
+  }
+  bool chance(double p) { return between(0.0, 1.0) < p; }
+  /// One of low, low + 1, ... high.
+  int whole(int low, int high) {
+    return low + static_cast<int>(bits_() % static_cast<unsigned long>(high - low + 1));
+  }
+
+ private:
+  std::mt19937_64 bits_;
+};
+
+/// One record of a data set.
+struct Animal {
+  std::string cells;                  ///< two characters an occasion
+  std::vector<float> observed, lost;  ///< by group
+  std::vector<double> covariates;     ///< none of them 0
+  int inside = 0, located = 0;        ///< locations inside the grid, and all; of the density types
+};
+
+struct Fitted_options {
+  int noccas = 4, groups = 2, covariates = 2;
+  /// Real parameters have the sum of an intercept and of a slope times a covariate as their predictor.
+  /// Otherwise intercepts alone.
+  bool by_record = false;
+  /// One real parameter in so many has a slope.
+  int slope_every = 1;
+  /// Betas are reals, whatever the parameter.
+  bool identity = false;
+};
+
+namespace fitted_models_detail {
+
+/// Cells of one animal of a type that is not closed.
+inline std::string open_cells(int type, int noccas, Draws& draws) {
+  std::string cells(2 * static_cast<std::size_t>(noccas), '0');
+  const auto live = [&](int o) -> char& { return cells[2 * static_cast<std::size_t>(o) - 2]; };
+  const auto dead = [&](int o) -> char& { return cells[2 * static_cast<std::size_t>(o) - 1]; };
+  const bool two_live_days = type == 24;
+  const int first = draws.whole(1, two_live_days ? noccas - 1 : noccas);
+  live(first) = '1';
+  switch (type) {
+    case 1:
+      for (int o = first + 1; o <= noccas; ++o)
+        live(o) = draws.chance(0.4) ? '1' : draws.chance(0.15) ? '.' : '0';
+      break;
+    case 2:
+    case 10:
+      if (draws.chance(0.6)) dead(draws.whole(first, noccas)) = '1';
+      break;
+    case 6:
+    case 20:
+      dead(draws.whole(first, noccas)) = '1';
+      break;
+    case 3:
+      for (int o = first + 1; o <= noccas; ++o)
+        if (draws.chance(0.4)) live(o) = '1';
+      for (int o = noccas; o >= first; --o)
+        if (live(o) == '1') {
+          if (draws.chance(0.5)) dead(draws.whole(o, noccas)) = '1';
+          break;
+        }
+      break;
+    case 8:
+      for (int o = first; o <= noccas; ++o) {
+        if (o > first && draws.chance(0.4)) live(o) = '1';
+        if (draws.chance(0.3)) dead(o) = '2';
+        if (draws.chance(0.15)) {
+          dead(o) = '1';
+          break;
+        }
+      }
+      break;
+    case 4:
+      for (int c = first; c <= noccas; ++c) {
+        live(c) = c == first || draws.chance(0.8) ? '1' : '0';
+        if (live(c) == '1' && draws.chance(0.2)) {
+          dead(c) = '1';
+          break;
+        }
+      }
+      break;
+    case 24: {
+      const int active = draws.whole(first, noccas - 1);
+      live(active) = '1';
+      if (active == first || draws.chance(0.5)) dead(draws.whole(active + 1, noccas)) = '1';
+      break;
+    }
+    case 48: {
+      const int young = draws.whole(1, 12);
+      for (int o = 1; o <= noccas; ++o) {
+        const int seen = o == first ? young : draws.whole(0, young);
+        const bool met = o == first || (o > first && draws.chance(0.7));
+        live(o) = met ? static_cast<char>('0' + seen / 10) : '.';
+        dead(o) = met ? static_cast<char>('0' + seen % 10) : '.';
+      }
+      break;
+    }
+    default:
+      break;
+  }
+  return cells;
+}
+
+/// Cells of one animal of a closed type, caught at least once.
+inline std::string closed_cells(int type, int noccas, Draws& draws) {
+  std::string cells(2 * static_cast<std::size_t>(noccas), '0');
+  const auto live = [&](int o) -> char& { return cells[2 * static_cast<std::size_t>(o) - 2]; };
+  const bool dots = datatype(type).alphabet.find('.') != std::string_view::npos;
+  for (int o = 1; o <= noccas; ++o) live(o) = draws.chance(0.4) ? '1' : dots && draws.chance(0.1) ? '.' : '0';
+  if (cells.find('1') == std::string::npos) live(draws.whole(1, noccas)) = '1';
+  return cells;
+}
+
+/// Whether a parameter is a rate or a number and not a chance.
+inline bool is_rate(int type, const std::string& name) {
+  return name == "sigmap" || name == "f0" || type == 20;
+}
+
+}  // namespace fitted_models_detail
+
+/// `count` animals, in one or several groups each, some of them lost on capture.
+inline std::vector<Animal> draw_animals(int type, int count, const Fitted_options& options, unsigned seed) {
+  Draws draws(seed + 1000U * static_cast<unsigned>(type));
+  std::vector<Animal> animals;
+  for (int i = 0; i < count; ++i) {
+    Animal animal;
+    animal.cells = datatype(type).closed != Closed::none
+                       ? fitted_models_detail::closed_cells(type, options.noccas, draws)
+                       : fitted_models_detail::open_cells(type, options.noccas, draws);
+    for (int g = 0; g < options.groups; ++g) {
+      animal.observed.push_back(static_cast<float>(draws.whole(0, 3)));
+      animal.lost.push_back(draws.chance(0.3) ? 1.0F : 0.0F);
+    }
+    for (int k = 0; k < options.covariates; ++k)
+      animal.covariates.push_back(draws.between(0.2, 1.5) * (draws.chance(0.5) ? 1.0 : -1.0));
+    animal.located = draws.whole(0, 5);
+    animal.inside = draws.whole(0, animal.located);
+    animals.push_back(std::move(animal));
+  }
+  return animals;
+}
+
+/// The data set of these animals with its model, not yet `finish`ed: the links, the design and what is fixed
+/// may still be changed.
+inline Model_builder unfinished_model(int type, const std::vector<Animal>& animals,
+                                      const Fitted_options& options) {
+  Model_builder m(type, options.noccas, options.groups, options.covariates);
+  Job& job = m.job();
+  job.status.nmixtures = findpar(job.data, "pi") > 0 ? 2 : 1;
+  job.data.order = 9;
+  if (datatype(type).nodes != Nodes::none) gausquadpar(job);
+  Array1<double>&located = job.data.nlocations, &inside = job.data.ninside;
+  const int count = static_cast<int>(animals.size());
+  bool made = job.data.u.allocate(options.noccas, options.groups, 1) &&
+              job.data.ul.allocate(options.noccas, options.groups, 1);
+  if (datatype(type).density) made = made && located.allocate(count) && inside.allocate(count);
+  if (!made) throw std::bad_alloc();
+  for (const Animal& animal : animals) {
+    Encounter_store& store = job.data.encounters;
+    const int i = store.append(History(animal.cells.data(), options.noccas), -9999.0);
+    std::copy(animal.observed.begin(), animal.observed.end(), store.observed(i).begin());
+    std::copy(animal.lost.begin(), animal.lost.end(), store.lost_on_capture(i).begin());
+    std::copy(animal.covariates.begin(), animal.covariates.end(), store.ind_covariates(i).begin());
+    job.status.nhist = store.size();
+    for (int g = 1; g <= options.groups; ++g) {
+      job.data.u(1, g, 1) += animal.observed[static_cast<std::size_t>(g) - 1];
+      job.data.ul(1, g, 1) += animal.lost[static_cast<std::size_t>(g) - 1];
+    }
+    if (located.present()) {
+      located(i) = animal.located;
+      inside(i) = animal.inside;
+    }
+  }
+  job.model.nlink = options.identity ? Link::identity : Link::logit;
+  int number = 0;
+  for (int g = 1; g <= options.groups; ++g)
+    for (int q = 1; q <= job.data.numparmnames; ++q) {
+      const std::string& name = job.data.parameterlist(q);
+      const auto size = matrix_size(type, name, options.noccas, job.status.nmixtures);
+      const bool rate = fitted_models_detail::is_rate(type, name);
+      m.pim(q, g, size.by_cohort ? "TRIANG" : "SQUARE", size.rows, size.columns, [&](int, int) {
+        ++number;
+        if (rate && !options.identity) m.link(number, Link::log);
+        return number;
+      });
+    }
+  if (options.by_record) {
+    // Neighbours have slopes and covariates of their own.
+    constexpr int slopes = 3;
+    m.design(number + slopes);
+    int with_slope = 0;
+    for (int row = 1; row <= number; ++row) {
+      m.cell(row, row, 1.0);
+      if (row % options.slope_every != 0) continue;
+      ++with_slope;
+      m.covariate(row, number + 1 + with_slope % slopes, 1 + with_slope % options.covariates);
+    }
+  }
+  return m;
+}
+
+inline Model_builder fitted_model(int type, const std::vector<Animal>& animals,
+                                  const Fitted_options& options) {
+  Model_builder m = unfinished_model(type, animals, options);
+  m.finish();
+  return m;
+}
+
+/// A vector of betas at which no chance is near 0 or 1.
+inline std::vector<double> moderate_betas(Model_builder& m, unsigned seed) {
+  Draws draws(seed);
+  std::vector<double> x;
+  for (int k = 0; k < m.betas(); ++k) x.push_back(draws.between(-0.8, 0.8));
+  return x;
+}
+
+/// Names the parameter of a test suite: "type_145".
+inline std::string name_of_type(const testing::TestParamInfo<int>& info) {
+  return "type_" + std::to_string(info.param);
+}
+
+}  // namespace tarn

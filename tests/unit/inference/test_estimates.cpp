@@ -1,0 +1,82 @@
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <limits>
+
+#include "inference/estimates.h"
+#include "support/test_job.h"
+
+namespace tarn {
+namespace {
+
+constexpr double deltax = 1.4901161193847656e-08, z = 1.96f;
+
+TEST(Limits_of_a_real, between_0_and_1_are_those_of_the_logit) {
+  const Limits limits = real_limits(0.25, 0.1, false, deltax);
+  const double centre = std::log(0.25 / 0.75), width = z * 0.1 / (0.25 * 0.75);
+  EXPECT_NEAR(limits.lower, 1.0 / (1.0 + std::exp(-(centre - width))), 1e-14);
+  EXPECT_NEAR(limits.upper, 1.0 / (1.0 + std::exp(-(centre + width))), 1e-14);
+}
+
+TEST(Limits_of_a_real, log_scale_gives_the_lognormal_rule) {
+  const Limits limits = real_limits(20.0, 5.0, true, deltax);
+  const double c = std::exp(z * std::sqrt(std::log(1.0 + 0.0625)));
+  EXPECT_NEAR(limits.lower, 20.0 / c, 1e-12);
+  EXPECT_NEAR(limits.upper, 20.0 * c, 1e-12);
+}
+
+TEST(Limits_of_a_real, exactly_0_or_1_gives_plain_limits) {
+  for (const double x : {0.0, 1.0, deltax, 1.0 - deltax, 1.7}) {
+    const Limits limits = real_limits(x, 0.01, false, deltax);
+    EXPECT_DOUBLE_EQ(limits.lower, x - z * 0.01) << x;
+    EXPECT_DOUBLE_EQ(limits.upper, x + z * 0.01) << x;
+  }
+}
+
+TEST(Limits_of_a_real, multiplier_is_the_32_bit_number) { EXPECT_EQ(limit_multiplier, 1.9600000381469727); }
+
+Array2<double> matrix_of_two(double a, double b, double c) {
+  Array2<double> matrix;
+  make_work_area(matrix, 2, 2);
+  matrix(1, 1) = a;
+  matrix(1, 2) = matrix(2, 1) = b;
+  matrix(2, 2) = c;
+  return matrix;
+}
+
+TEST(Inverse_of_the_information, leaves_out_what_is_not_estimated) {
+  Test_job t;
+  // Eigenvalues 8 and 2 in the directions (1,1) and (1,-1).
+  const Array2<double> information = matrix_of_two(5.0, 3.0, 5.0);
+  const Array2<double> full = invert_information(t, information, 2);
+  EXPECT_NEAR(full(1, 1), 5.0 / 16.0, 1e-14);
+  EXPECT_NEAR(full(1, 2), -3.0 / 16.0, 1e-14);
+  const Array2<double> first = invert_information(t, information, 1);
+  EXPECT_NEAR(first(1, 1), 1.0 / 16.0, 1e-14);
+  EXPECT_NEAR(first(2, 1), 1.0 / 16.0, 1e-14);
+  EXPECT_FALSE(invert_information(t, {}, 0).present());
+}
+
+TEST(Inverse_of_the_information, of_a_matrix_that_is_not_finite_is_no_number) {
+  Test_job t;
+  const double nan = std::numeric_limits<double>::quiet_NaN();
+  const Array2<double> inverse = invert_information(t, matrix_of_two(nan, nan, 1.0), 2);
+  EXPECT_TRUE(std::isnan(inverse(2, 2)));
+  EXPECT_TRUE(t.listing_has("Error number 2 returned from DSVDC."));
+}
+
+TEST(Matrix_as_typed, has_the_scale_of_each_beta) {
+  Test_job t;
+  Model_arrays& model = t.job.model;
+  model.ncovs_nlbetas = 3;
+  ASSERT_TRUE(model.bindex.allocate(3) && model.scalefactor.allocate(3));
+  model.bindex(1) = 2, model.bindex(3) = 1;  // the second beta is not estimated
+  model.scalefactor(1) = 0.5, model.scalefactor(2) = 7.0, model.scalefactor(3) = 0.25;
+  const Array2<double> typed = typed_vcmat(t, matrix_of_two(16.0, 8.0, 4.0));
+  EXPECT_EQ(typed(1, 1), 1.0);
+  EXPECT_EQ(typed(2, 1), 1.0);
+  EXPECT_EQ(typed(2, 2), 1.0);
+}
+
+}  // namespace
+}  // namespace tarn
