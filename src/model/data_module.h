@@ -150,7 +150,6 @@ struct Model_arrays {
   int centfd = 0, licovs = 0;
   int phase1 = 1, phase2 = 1, phase3 = 1;
   bool initial_given = false;  ///< the INITIAL statement was read
-  bool report_first = false;   ///< the next evaluation writes the first-iteration report
   int pentfirst = 1, lmcmc = 0, useobserved = 0, mcmcsamsiz = 0;
   int ntune = 4000, nburn = 1000, nmcmc = 10000, nseries = 1, iseed = 0;
   double stepsize = 0.5;
@@ -197,8 +196,6 @@ struct Model_arrays {
   Array1<double> beta, betast;   ///< all betas, fixed ones in place; the vector that the optimizer sees
   Array1<char> fixpar, profileflag;
   Array1<int> bindex;                 ///< position of a beta in the optimizer's vector, 0: not estimated
-  double loglik = 0.0, sumpen = 0.0;  ///< -2 log likelihood and penalty of the last evaluation
-  std::array<double, 2> penlty{};
 
   // the likelihood
   Cell_routine<double> chprobpointer = nullptr;

@@ -8,7 +8,7 @@
 #include "job/services/report.h"
 #include "job/services/template.h"
 #include "job/services/timing.h"
-#include "likelihood/func.h"
+#include "likelihood/likelihood_point.h"
 
 namespace tarn {
 namespace {
@@ -53,6 +53,15 @@ void word_va09ad(Job& job, const Minimiser_end& end, const Minimiser_settings& s
   }
 }
 
+/// What the fit starts from.
+void report_first_iteration(Job& job, const Objective_value& value) {
+  linchk(job, 3);
+  put(job, listing, "(1x,a)", "Results from first iteration:");
+  put(job, listing, "(2x,a)", "-2logL Initial " + job.model.modnam + " = " + f14(job, value.loglik));
+  put(job, listing, "(2x,a)", "Penalty Initial " + job.model.modnam + " = " + f14(job, value.sumpen));
+  job.streams.flush(job.status.sysout);
+}
+
 }  // namespace
 
 Minimiser_end fit(Job& job, const Search_vectors& vectors, bool report) {
@@ -62,8 +71,14 @@ Minimiser_end fit(Job& job, const Search_vectors& vectors, bool report) {
                                     .maxfn = model.maxfn,
                                     .nsig = model.nsig,
                                     .detail = job.status.debug != 0};
-  const auto objective = [&job](std::span<const double> beta, std::span<double> gradient) {
-    return funcg(job, beta, gradient);
+  Likelihood_point& point = likelihood_point(job);
+  bool first = true;
+  const auto objective = [&](std::span<const double> beta, std::span<double> gradient) {
+    const Objective_value value = point.move_to(beta);
+    if (first && report) report_first_iteration(job, value);
+    first = false;
+    point.gradient(gradient);
+    return value.f;
   };
   const Minimiser_end end = minimise(objective, settings, vectors, course_of_va09ad(job));
   if (!end.available)
