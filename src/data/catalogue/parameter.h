@@ -1,5 +1,6 @@
 #pragma once
-// The parameters of the data types by name: `Parameter::p` is "p" of a deck, `Parameter::Gamma_prime` "Gamma'".
+// The parameters of the data types by name: `Parameter::p` is "p" of a deck, `Parameter::Gamma_prime`
+// "Gamma'".
 
 #include <array>
 #include <string_view>

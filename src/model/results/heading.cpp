@@ -1,6 +1,7 @@
 #include "model/results/heading.h"
 
 #include <algorithm>
+#include <cmath>
 #include <string>
 #include <vector>
 
@@ -18,7 +19,9 @@ void heading_line(Job& job, std::string_view label, const std::string& text) {
 }
 
 /// A count for an integer field; what no integer holds is cut.
-long long whole(double count) { return static_cast<long long>(std::min(count, 1e18)); }
+long long whole(double count) {
+  return std::isnan(count) ? 0 : static_cast<long long>(std::clamp(count, -1e18, 1e18));
+}
 
 std::vector<long long> whole(const List<double>& counts) {
   std::vector<long long> shown;

@@ -172,6 +172,25 @@ TEST_F(Derived, chat_inflates_under_quasi_only_and_only_when_finite_and_positive
     EXPECT_NEAR(error_with_chat(job(), true, none, true), 5.0, 1e-9);
 }
 
+TEST_F(Derived, chat_and_sampling_terms_stand_in_the_matrix) {
+  job().model.quasi = true;
+  const auto matrix_at = [&](double chat, Derived_routine routine, auto rows) {
+    job().model.chat = chat;
+    Derived_frame frame(job());
+    Derived_values values;
+    EXPECT_TRUE(derive_section(frame, section_of<rows()>(routine, Interval::plain, true),
+                               std::vector<double>{0.3, 0.5}, matrix(2, {0.5, 0.1, 0.1, 0.25}), values));
+    return std::move(values.vcdmat);
+  };
+  const std::integral_constant<int, 3> three;
+  const std::integral_constant<int, 1> one;
+  const Array2<double> plain = matrix_at(1.0, curves, three), inflated = matrix_at(4.0, curves, three);
+  for (int i = 1; i <= 3; ++i)
+    for (int j = 1; j <= 3; ++j) EXPECT_EQ(inflated(i, j), 4.0 * plain(i, j)) << i << j;
+  // The derivative is 10 and the variance of the beta 0.5; sampling adds 9.
+  EXPECT_NEAR(matrix_at(4.0, counted, one)(1, 1), 4.0 * (50.0 + 9.0), 1e-6);
+}
+
 TEST_F(Derived, a_population_below_the_animals_known_is_those) {
   Derived_frame frame(job());
   Derived_values values;
