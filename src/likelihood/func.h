@@ -16,8 +16,8 @@ namespace tarn {
 /// `num_threads` change. A data type without a routine is fatal.
 void set_up_likelihood(Job& job);
 
-/// The objective at `beta`, the vector that the optimizer sees: `Likelihood_point::move_to` of the model's own
-/// point. Leaves nothing in the model.
+/// The objective at `beta`, the vector that the optimizer sees: `Likelihood_point::move_to` of the model's
+/// own point. Leaves nothing in the model.
 Objective_value func(Job& job, std::span<const double> beta);
 
 /// The same, then the gradient into `g` (`Likelihood_point::gradient`).
@@ -29,7 +29,8 @@ Objective_value funcg(Job& job, std::span<const double> beta, std::span<double> 
 void func_derivatives(Job& job, std::span<const double> beta, int i, int j, std::span<double> mixed);
 
 /// Probabilities of the cells at `beta` into two arrays of (record, group): of the observed cell, computed
-/// for every record and group, and of the lost-on-capture cell, 0 where no animal was lost. No memory for the two is fatal.
+/// for every record and group, and of the lost-on-capture cell, 0 where no animal was lost. No memory for the
+/// two is fatal.
 void cell_probabilities(Job& job, std::span<const double> beta, Array2<double>& observed,
                         Array2<double>& lost);
 

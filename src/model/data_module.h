@@ -195,7 +195,7 @@ struct Model_arrays {
   Array1<double> parm;           ///< reals of the last evaluation
   Array1<double> beta, betast;   ///< all betas, fixed ones in place; the vector that the optimizer sees
   Array1<char> fixpar, profileflag;
-  Array1<int> bindex;                 ///< position of a beta in the optimizer's vector, 0: not estimated
+  Array1<int> bindex;  ///< position of a beta in the optimizer's vector, 0: not estimated
 
   // the likelihood
   Cell_routine<double> chprobpointer = nullptr;

@@ -55,7 +55,9 @@ class Closed_term : public testing::TestWithParam<std::tuple<int, int>> {
     const auto matrix = [&](const char* name) -> const Pim& {
       return job().model.pim2(findpar(job().data, name), 1, 1, g);
     };
-    const auto real = [&](const char* name, int r, int c) { return model_->reals()[static_cast<std::size_t>(matrix(name).at(r, c)) - 1]; };
+    const auto real = [&](const char* name, int r, int c) {
+      return model_->reals()[static_cast<std::size_t>(matrix(name).at(r, c)) - 1];
+    };
     const int mixtures = job().status.nmixtures;
     double left = 1.0, q = 0.0;
     for (int m = 1; m <= mixtures; ++m) {

@@ -80,7 +80,8 @@ TEST_P(Proposals, reals_are_those_of_the_point) {
   m.func(x);
   const std::vector<double> expected = m.reals();
   const Reals<double> reals = point.reals();
-  for (int i = 1; i <= m.job().model.nlogit; ++i) EXPECT_EQ(reals[i], expected[static_cast<std::size_t>(i) - 1]) << i;
+  for (int i = 1; i <= m.job().model.nlogit; ++i)
+    EXPECT_EQ(reals[i], expected[static_cast<std::size_t>(i) - 1]) << i;
 }
 
 INSTANTIATE_TEST_SUITE_P(models, Proposals,
