@@ -14,6 +14,7 @@
 #include "model/design_matrix_funcs_module.h"
 #include "numerics/array.h"
 #include "numerics/list.h"
+#include "optimizers/minimiser.h"
 
 namespace tarn {
 
@@ -144,6 +145,16 @@ struct Varying_cell {
   int node = 0;       ///< level 1 function node, or 0
 };
 
+/// Variance procedures, as VAREST= and the listing number them.
+enum class Variance : int { hessian = 1, observed, expected, second_partials };
+
+/// Their names by code 1 to 4.
+inline constexpr std::array<std::string_view, 4> variance_names{"Hessian", "Observed", "Expected", "2ndPart"};
+
+constexpr std::string_view name_of(Variance procedure) {
+  return variance_names[static_cast<std::size_t>(procedure) - 1];
+}
+
 /// What lives for one PROC ESTIMATE; leaving the procedure is `job.model = {}`.
 struct Model_arrays {
   // options
@@ -156,7 +167,9 @@ struct Model_arrays {
   std::string mcmcfilename = "MCMC.BIN", mcmccsvfilename;
   int numderivedmcmcpar = 0;
   Link nlink = Link::sin;
-  int vartyp = 4, optimizer = 1, maxfn = 2000, nsig = 7, numpar = 0;
+  Variance vartyp = Variance::second_partials;
+  Minimiser optimizer = Minimiser::va09ad;
+  int maxfn = 2000, nsig = 7, numpar = 0;
   bool loop = false, standardize_design = true, essanimals = false, quasi = false, identity = false;
   double chatuse = 1.0, chat = 1.0;
   std::string modnam = "{No Model Specified}";

@@ -10,7 +10,6 @@ namespace tarn {
 namespace {
 
 using Row = Option<Job>;
-constexpr int second_partials = 4;
 
 template <auto member>
 auto& model(Job& job) {
@@ -34,21 +33,25 @@ void read_link(Job& job, int i) {
 /// VAREST=: the word is upper case already, the names are raised for the comparison.
 void read_variance_procedure(Job& job, int i) {
   const std::string& name = word(job, i);
-  for (std::size_t k = 0; k < varcalc.size(); ++k) {
-    std::string known = varcalc[k];
+  for (const Variance procedure :
+       {Variance::hessian, Variance::observed, Variance::expected, Variance::second_partials}) {
+    std::string known(name_of(procedure));
     cvtcas(known);
-    if (known == name) {
-      job.model.vartyp = static_cast<int>(k) + 1;
-      return;
-    }
+    if (known != name) continue;
+    job.model.vartyp = procedure;
+    return;
   }
   warn(job, "unidentified VAREST parameter " + name);
-  job.model.vartyp = second_partials;
+  job.model.vartyp = Variance::second_partials;
   warn(job, "VAREST set to 2ndPart ");
 }
 
-constexpr Row optimizer(std::string_view name, int number, std::string_view help) {
-  return {.name = name, .place = model<&Model_arrays::optimizer>, .setting = number, .help = help};
+template <Minimiser method>
+constexpr Row optimizer(std::string_view help) {
+  return {.name = name_of(method),
+          .place = [](Job& job, int) { job.model.optimizer = method; },
+          .preset = method == Minimiser::va09ad ? "on" : "off",
+          .help = help};
 }
 
 constexpr std::array rows{
@@ -62,13 +65,13 @@ constexpr std::array rows{
         .place = read_variance_procedure,
         .preset = "2ndPart",
         .help = "information matrix: 2ndPart, Hessian, Observed or Expected"},
-    optimizer("VA09AD", 1, "minimiser: quasi-Newton with exact gradients"),
-    optimizer("OPTMIZ", 3, "minimiser: quasi-Newton with its own differences"),
-    optimizer("NEWOPTMIZ", 4, "minimiser: trust region without derivatives"),
-    optimizer("SIMANNEAL", 2, "minimiser: annealing, which searches far and takes long"),
-    optimizer("SIMANNEAL2", 5, "minimiser: another annealing"),
-    optimizer("SIMANNEAL3", 6, "minimiser: a third annealing"),
-    optimizer("DIFF_EVOL", 7, "minimiser: differential evolution"),
+    optimizer<Minimiser::va09ad>("minimiser: quasi-Newton with gradients"),
+    optimizer<Minimiser::optmizs>("minimiser: quasi-Newton with its own differences"),
+    optimizer<Minimiser::newoptmiz>("minimiser: trust region without derivatives"),
+    optimizer<Minimiser::simanneal>("minimiser: annealing, which searches far and takes long"),
+    optimizer<Minimiser::find_minimum>("minimiser: another annealing"),
+    optimizer<Minimiser::sa>("minimiser: a third annealing"),
+    optimizer<Minimiser::diff_evol>("minimiser: differential evolution"),
     Row{.name = "MAXFN",
         .kind = Option_kind::integer,
         .place = model<&Model_arrays::maxfn>,

@@ -67,10 +67,8 @@ void report_first_iteration(Job& job, const Objective_value& value) {
 Minimiser_end fit(Job& job, const Search_vectors& vectors, bool report) {
   start_timing(job);
   const Model_arrays& model = job.model;
-  const Minimiser_settings settings{.method = static_cast<Minimiser>(model.optimizer),
-                                    .maxfn = model.maxfn,
-                                    .nsig = model.nsig,
-                                    .detail = job.status.debug != 0};
+  const Minimiser_settings settings{
+      .method = model.optimizer, .maxfn = model.maxfn, .nsig = model.nsig, .detail = job.status.debug != 0};
   Likelihood_point& point = likelihood_point(job);
   bool first = true;
   const auto objective = [&](std::span<const double> beta, std::span<double> gradient) {

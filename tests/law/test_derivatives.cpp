@@ -132,7 +132,7 @@ TEST_P(Derivatives, second_derivatives_agree_with_extrapolated_differences) {
   const std::vector<double>& x = model_.beta;
   const int n = static_cast<int>(x.size());
   std::vector<double> h(x.size() * (x.size() + 1) / 2);
-  model_.m.job().model.vartyp = 4;
+  model_.m.job().model.vartyp = Variance::second_partials;
   varmat(model_.m.job(), x, h);
   const Array2<double> full = expand(h, n);
   const double f = model_.m.func(x);

@@ -219,8 +219,8 @@ Model_description describe_model(const Job& job) {
   description.keyword = status.dt_string;
   description.data_type = datastrings(status.dattyp);
   description.link = link_name(model.nlink);
-  description.variance = name_of(variance_procedure(model));
-  description.minimiser = name_of(static_cast<Minimiser>(model.optimizer));
+  description.variance = name_of(model.vartyp);
+  description.minimiser = name_of(model.optimizer);
   for (int o = 1; o <= job.data.timint.extent(); ++o)
     description.intervals.push_back(static_cast<double>(job.data.timint(o)));
   describe_reals(job, description);
