@@ -95,5 +95,4 @@ struct Status_module {
 /// The multiplier of every 95 % limit: 1.96 as a 32-bit number.
 inline constexpr double limit_multiplier = 1.96f;
 
-
 }  // namespace tarn
