@@ -16,16 +16,14 @@ constexpr double sizes_of_reals[] = {0.25, 0.0, 1.0, 9.0};
 
 }  // namespace
 
-Cell_classes::Cell_classes(Job& job)
-    : groups_(static_cast<std::size_t>(job.status.ngrps)),
-      reals_(static_cast<std::size_t>(job.model.nlogit)) {
+Cell_classes::Cell_classes(Job& job) {
   const Kept_floating_environment kept;
   const Likelihood_work& work = *job.model.likelihood;
   const Cell_routine<Reach> routine = work.setting.routines.of<Reach>().routine;
   const Record_table table(job);
-  const int records = job.data.encounters.size();
-  std::vector<std::vector<Reach>> reals;
-  for (const double size : sizes_of_reals) reals.emplace_back(std::max<std::size_t>(reals_, 1), Reach(size));
+  const int records = job.data.encounters.size(), groups = job.status.ngrps, nlogit = job.model.nlogit;
+  std::vector<List<Reach>> reals;
+  for (const double size : sizes_of_reals) reals.emplace_back(std::max(nlogit, 1), Reach(size));
 
   Cell_work<Reach> cell(job, work.setting);
   std::vector<int> reached;
@@ -34,68 +32,60 @@ Cell_classes::Cell_classes(Job& job)
   const auto class_of = [&](int i, int j, int lost) {
     reached.clear();
     Ch_result<Reach> result;
-    for (const std::vector<Reach>& values : reals) {
+    for (const List<Reach>& values : reals) {
       cell.begin();
       routine(job, result, table.history(i), i, j, lost, Reals<Reach>(values.data()), cell);
     }
     std::sort(reached.begin(), reached.end());
     reached.erase(std::unique(reached.begin(), reached.end()), reached.end());
-    const auto [place, is_new] = numbers.emplace(reached, count_);
+    const auto [place, is_new] = numbers.emplace(reached, count() + 1);
     if (is_new) {
-      ++count_;
-      reads_.resize(static_cast<std::size_t>(count_) * reals_, 0);
-      for (const int row : reached)
-        reads_[static_cast<std::size_t>(count_ - 1) * reals_ + static_cast<std::size_t>(row - 1)] = 1;
+      reads_.emplace_back(nlogit, 0);
+      for (const int row : reached) reads_.back()(row) = 1;
     }
     return place->second;
   };
-  class_.assign(2 * static_cast<std::size_t>(records) * groups_, -1);
+  make_work_area(class_, 2, groups, records);
   for (int i = 1; i <= records; ++i)
-    for (int j = 1; j <= static_cast<int>(groups_); ++j) {
-      const std::size_t place =
-          2 * (static_cast<std::size_t>(i - 1) * groups_ + static_cast<std::size_t>(j - 1));
-      if (table.observed_of(i)[j - 1] > 0.0F) class_[place] = class_of(i, j, 0);
-      if (table.lost_of(i)[j - 1] > 0.0F) class_[place + 1] = class_of(i, j, 1);
+    for (int j = 1; j <= groups; ++j) {
+      if (table.observed_of(i)[j - 1] > 0.0F) class_(1, j, i) = class_of(i, j, 0);
+      if (table.lost_of(i)[j - 1] > 0.0F) class_(2, j, i) = class_of(i, j, 1);
     }
 }
 
 Cells_by_class::Cells_by_class(Job& job) {
   const Cell_classes& classes = cell_classes(job);
-  cells_.resize(static_cast<std::size_t>(classes.count()));
+  cells_.resize(classes.count());
   for (int i = 1; i <= job.data.encounters.size(); ++i)
     for (int j = 1; j <= job.status.ngrps; ++j)
       for (const int lost : {0, 1})
-        if (const int c = classes.of(i, j, lost); c >= 0)
-          cells_[static_cast<std::size_t>(c)].push_back({i, j, lost, c});
+        if (const int c = classes.of(i, j, lost); c > 0) cells_(c).push_back({i, j, lost, c});
 }
 
-void Cells_by_class::gather(const std::vector<int>& classes, std::vector<Class_cell>& list) const {
+void Cells_by_class::gather(const List<int>& classes, List<Class_cell>& list) const {
   list.clear();
-  for (const int c : classes) {
-    const std::vector<Class_cell>& cells = cells_[static_cast<std::size_t>(c)];
-    list.insert(list.end(), cells.begin(), cells.end());
-  }
+  for (const int c : classes)
+    for (const Class_cell& cell : cells_(c)) list.push_back(cell);
 }
 
 Moved_classes::Moved_classes(Job& job) {
   const Model_arrays& model = job.model;
   const Cell_classes& classes = cell_classes(job);
-  classes_ = classes.count();
   for (int i = 1; i <= model.ncovs_nlbetas; ++i) {
     const int position = model.bindex(i);
     if (position == 0) continue;
-    if (beta_at_.size() < static_cast<std::size_t>(position))
-      beta_at_.resize(static_cast<std::size_t>(position));
-    beta_at_[static_cast<std::size_t>(position) - 1] = i;
+    if (beta_at_.size() < position) beta_at_.resize(position);
+    beta_at_(position) = i;
   }
   const Real_work<double>& reals = model.likelihood->plain[0]->reals;
   for (const int beta : beta_at_) rows_.push_back(rows_of_beta(job, reals, beta));
-  for (int c = 0; c < classes_; ++c)
-    for (const Beta_rows& rows : rows_) {
-      const auto read = [&classes, c](int row) { return classes.reads(c, row); };
-      moves_.push_back(std::any_of(rows.animal.rows.begin(), rows.animal.rows.end(), read) ||
-                       std::any_of(rows.others.begin(), rows.others.end(), read));
-    }
+  for (int c = 1; c <= classes.count(); ++c) {
+    const auto read = [&classes, c](int row) { return classes.reads(c, row); };
+    List<char>& moved = moves_.emplace_back();
+    for (const Beta_rows& rows : rows_)
+      moved.push_back(std::any_of(rows.animal.rows.begin(), rows.animal.rows.end(), read) ||
+                      std::any_of(rows.others.begin(), rows.others.end(), read));
+  }
 }
 
 bool rows_of_betas_known(const Job& job) {

@@ -1,10 +1,10 @@
 #pragma once
 // Which real parameters the cell of a record reads.
 
-#include <vector>
-
 #include "job/job.h"
 #include "model/structure/links.h"
+#include "numerics/array.h"
+#include "numerics/list.h"
 
 namespace tarn {
 
@@ -15,22 +15,16 @@ class Cell_classes {
   /// out at one of them it reads at another.
   explicit Cell_classes(Job& job);
 
-  int count() const { return count_; }
-  /// Class (from 0) of record i, group j; `lost` 0 for the released animals, 1 for those lost on capture.
-  int of(int i, int j, int lost) const {
-    return class_[2 * (static_cast<std::size_t>(i - 1) * groups_ + static_cast<std::size_t>(j - 1)) +
-                  static_cast<std::size_t>(lost)];
-  }
+  int count() const { return reads_.size(); }
+  /// Class (from 1) of record i, group j; `lost` 0 for the released animals, 1 for those lost on capture. 0
+  /// where the count is 0.
+  int of(int i, int j, int lost) const { return class_(lost + 1, j, i); }
   /// Whether the cells of class c read real parameter `row`.
-  bool reads(int c, int row) const {
-    return reads_[static_cast<std::size_t>(c) * reals_ + static_cast<std::size_t>(row - 1)] != 0;
-  }
+  bool reads(int c, int row) const { return reads_(c)(row) != 0; }
 
  private:
-  int count_ = 0;
-  std::size_t groups_ = 0, reals_ = 0;
-  std::vector<int> class_;   ///< -1 where the count is 0
-  std::vector<char> reads_;  ///< class, real parameter
+  Array3<int> class_;       ///< released or lost, group, record
+  List<List<char>> reads_;  ///< by class, then real parameter
 };
 
 /// A cell with a count.
@@ -44,32 +38,29 @@ class Cells_by_class {
  public:
   explicit Cells_by_class(Job& job);
   /// The cells of these classes, each in the order of the records, into `list`.
-  void gather(const std::vector<int>& classes, std::vector<Class_cell>& list) const;
+  void gather(const List<int>& classes, List<Class_cell>& list) const;
 
  private:
-  std::vector<std::vector<Class_cell>> cells_;
+  List<List<Class_cell>> cells_;
 };
 
 /// Which classes of cells change when a beta does.
 class Moved_classes {
  public:
   explicit Moved_classes(Job& job);
-  int count() const { return classes_; }
+  int count() const { return moves_.size(); }
   /// Length of the optimizer's vector.
-  int betas() const { return static_cast<int>(rows_.size()); }
+  int betas() const { return rows_.size(); }
   /// Whether class c reads a real parameter that the beta at `position` (from 1) moves.
-  bool moves(int c, int position) const {
-    return moves_[static_cast<std::size_t>(c) * rows_.size() + static_cast<std::size_t>(position - 1)] != 0;
-  }
-  const Beta_rows& rows(int position) const { return rows_[static_cast<std::size_t>(position - 1)]; }
+  bool moves(int c, int position) const { return moves_(c)(position) != 0; }
+  const Beta_rows& rows(int position) const { return rows_(position); }
   /// Number among all betas of the one at `position`.
-  int beta(int position) const { return beta_at_[static_cast<std::size_t>(position - 1)]; }
+  int beta(int position) const { return beta_at_(position); }
 
  private:
-  int classes_ = 0;
-  std::vector<int> beta_at_;
-  std::vector<Beta_rows> rows_;
-  std::vector<char> moves_;
+  List<int> beta_at_;
+  List<Beta_rows> rows_;
+  List<List<char>> moves_;  ///< by class, then position
 };
 
 /// False when a design function holds a beta: what such a beta moves does not stand in the design.

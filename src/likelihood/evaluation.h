@@ -49,8 +49,7 @@ void sum_block(const Job& job, const Likelihood_work& work, Cell_routine<Real> r
   // A cell whose derivatives are all 0 has no part in a pass of derivatives.
   const auto wanted = [&](int i, int j, int lost) {
     if constexpr (std::is_same_v<Real, Derivative>)
-      return work.idle_classes.empty() ||
-             !work.idle_classes[static_cast<std::size_t>(work.classes->of(i, j, lost))];
+      return work.idle_classes.empty() || !work.idle_classes(work.classes->of(i, j, lost));
     else
       return true;
   };

@@ -29,11 +29,11 @@ Thread_areas<Derivative>& derivative_areas(Job& job, Likelihood_work& work) {
 
 /// Classes of cells that do not read a real parameter which beta i moves, or none which one of the betas j
 /// and those behind it in the lanes moves: their mixed derivatives are 0. Empty when that cannot be told.
-void find_idle_classes(Job& job, int i, int j, std::vector<char>& idle) {
+void find_idle_classes(Job& job, int i, int j, List<char>& idle) {
   idle.clear();
   if (!rows_of_betas_known(job)) return;
   const Moved_classes& moved = moved_classes(job);
-  for (int c = 0; c < moved.count(); ++c) {
+  for (int c = 1; c <= moved.count(); ++c) {
     bool of_lanes = false;
     for (int k = j; k < j + Derivative::lanes && k <= moved.betas(); ++k)
       of_lanes = of_lanes || moved.moves(c, k);

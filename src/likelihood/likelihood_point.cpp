@@ -40,10 +40,10 @@ Objective_value objective_value(double likelihood, double penalty) {
 class Likelihood_point::Class_sums {
  public:
   explicit Class_sums(Job& job) : job_(job), work_(work_of(job)), moved_(moved_classes(job)), cells_(job) {
-    at_x_.resize(static_cast<std::size_t>(moved_.count()));
-    proposed_.resize(at_x_.size());
+    at_x_.resize(moved_.count());
+    proposed_.resize(moved_.count());
     by_thread_.resize(work_.plain.size());
-    for (auto& sums : by_thread_) sums.resize(at_x_.size());
+    for (auto& sums : by_thread_) sums.resize(moved_.count());
   }
 
   bool known() const { return known_; }
@@ -52,7 +52,7 @@ class Likelihood_point::Class_sums {
   /// Sums over all cells at x.
   void compute(std::span<const double> x) {
     touched_.clear();
-    for (int c = 0; c < moved_.count(); ++c) touched_.push_back(c);
+    for (int c = 1; c <= moved_.count(); ++c) touched_.push_back(c);
     add_touched(x, at_x_);
     known_ = true;
   }
@@ -60,56 +60,51 @@ class Likelihood_point::Class_sums {
   /// Log likelihood and penalty of the histories when the beta at `position` takes x to `moved`.
   History_sum<double> propose(int position, std::span<const double> moved) {
     touched_.clear();
-    for (int c = 0; c < moved_.count(); ++c)
+    for (int c = 1; c <= moved_.count(); ++c)
       if (moved_.moves(c, position)) touched_.push_back(c);
     add_touched(moved, proposed_);
     History_sum<double> total;
-    for (int c = 0; c < moved_.count(); ++c) {
-      const std::size_t place = static_cast<std::size_t>(c);
-      total.add(moved_.moves(c, position) ? proposed_[place] : at_x_[place]);
-    }
+    for (int c = 1; c <= moved_.count(); ++c) total.add(moved_.moves(c, position) ? proposed_(c) : at_x_(c));
     return total;
   }
 
   void accept() {
-    for (const int c : touched_) at_x_[static_cast<std::size_t>(c)] = proposed_[static_cast<std::size_t>(c)];
+    for (const int c : touched_) at_x_(c) = proposed_(c);
   }
 
  private:
   /// The cells of the classes in `touched_`, at x, into the classes' places of `sums`.
-  void add_touched(std::span<const double> x, std::vector<History_sum<double>>& sums) {
+  void add_touched(std::span<const double> x, List<History_sum<double>>& sums) {
     cells_.gather(touched_, list_);
     const Reals<double> shared = work_.plain[0]->reals.reals();
     const Job& job = job_;
     const auto part = [&](int t, Thread_area<double>& area, History_block block) {
       run(job, x, shared, area, block, by_thread_[static_cast<std::size_t>(t)]);
     };
-    const int used = on_threads(static_cast<int>(list_.size()), work_.proposal_team, work_.plain, part);
+    const int used = on_threads(list_.size(), work_.proposal_team, work_.plain, part);
     end_of_histories(job_, work_.plain, used);
     for (const int c : touched_) {
-      const std::size_t place = static_cast<std::size_t>(c);
-      sums[place] = {};
-      for (int t = 0; t < used; ++t) sums[place].add(by_thread_[static_cast<std::size_t>(t)][place]);
+      sums(c) = {};
+      for (int t = 0; t < used; ++t) sums(c).add(by_thread_[static_cast<std::size_t>(t)](c));
     }
   }
 
   void run(const Job& job, std::span<const double> x, Reals<double> shared, Thread_area<double>& area,
-           History_block block, std::vector<History_sum<double>>& sums) const {
-    for (const int c : touched_) sums[static_cast<std::size_t>(c)] = {};
+           History_block block, List<History_sum<double>>& sums) const {
+    for (const int c : touched_) sums(c) = {};
     const Record_table records(job);
     int newbeta = 1, record = 0;
     for (int k = block.from; k <= block.to; ++k) {
-      const Class_cell& cell = list_[static_cast<std::size_t>(k) - 1];
+      const Class_cell& cell = list_(k);
       if (work_.by_record && cell.record != record) {
         reals_of_record(job, cell.record, x, newbeta, area);
         newbeta = 0;
         record = cell.record;
       }
       const Reals<double> parm = work_.by_record ? area.reals.reals() : shared;
-      const float count =
-          (cell.lost != 0 ? records.lost_of(cell.record) : records.observed_of(cell.record))[cell.group - 1];
-      add_cell(job, job.model.chprobpointer, records, cell.record, cell.group, cell.lost, count, parm,
-               work_.serial_penalty, area.cell, sums[static_cast<std::size_t>(cell.of_class)]);
+      const float* counts = cell.lost != 0 ? records.lost_of(cell.record) : records.observed_of(cell.record);
+      add_cell(job, job.model.chprobpointer, records, cell.record, cell.group, cell.lost,
+               counts[cell.group - 1], parm, work_.serial_penalty, area.cell, sums(cell.of_class));
     }
   }
 
@@ -118,10 +113,10 @@ class Likelihood_point::Class_sums {
   const Moved_classes& moved_;
   Cells_by_class cells_;
   bool known_ = false;
-  std::vector<History_sum<double>> at_x_, proposed_;
-  std::vector<std::vector<History_sum<double>>> by_thread_;
-  std::vector<int> touched_;
-  std::vector<Class_cell> list_;
+  List<History_sum<double>> at_x_, proposed_;
+  std::vector<List<History_sum<double>>> by_thread_;
+  List<int> touched_;
+  List<Class_cell> list_;
 };
 
 Likelihood_point::Likelihood_point(Job& job) : job_(job) {}

@@ -1,63 +1,60 @@
 #include "likelihood/moves_pass.h"
 
-#include <algorithm>
-
 #include "likelihood/evaluation.h"
 
 namespace tarn {
-namespace {
-
-std::size_t at(int i) { return static_cast<std::size_t>(i); }
-
-}  // namespace
 
 Moves_pass::Moves_pass(Job& job)
     : job_(job), work_(*job.model.likelihood), classes_(cell_classes(job)), moved_(moved_classes(job)) {}
 
 void Moves_pass::run(std::span<const double> x, std::span<const Moved_beta> moves, std::span<double> f) {
   x_.assign(x.begin(), x.end());
-  moves_.resize(moves.size());
-  for (std::size_t m = 0; m < moves.size(); ++m) {
-    moves_[m].to = moves[m];
-    moves_[m].beta = moved_.beta(moves[m].position);
+  moves_.resize(static_cast<int>(moves.size()));
+  int filled = 0;
+  for (const Moved_beta& to : moves) {
+    Move& move = moves_(++filled);
+    move.to = to;
+    move.beta = moved_.beta(to.position);
+    fill(move);
   }
   find_changes();
-  for (Move& move : moves_) fill(move);
 
   by_thread_.resize(work_.plain.size());
   const Job& shared = job_;
   const auto part = [&](int t, Thread_area<double>& area, History_block block) {
-    run_block(shared, area, block, by_thread_[at(t)]);
+    run_block(shared, area, block, by_thread_[static_cast<std::size_t>(t)]);
   };
   const int used = on_threads(job_.data.encounters.size(), work_.gradient_team, work_.plain, part);
   end_of_histories(job_, work_.plain, used);
-  Thread_sums& all = by_thread_[0];
+  Thread_sums& all = by_thread_.front();
   for (int t = 1; t < used; ++t) {
-    for (std::size_t c = 0; c < all.of_class.size(); ++c) all.of_class[c].add(by_thread_[at(t)].of_class[c]);
-    for (std::size_t m = 0; m < moves_.size(); ++m) all.of_move[m].add(by_thread_[at(t)].of_move[m]);
+    const Thread_sums& other = by_thread_[static_cast<std::size_t>(t)];
+    for (int c = 1; c <= all.of_class.size(); ++c) all.of_class(c).add(other.of_class(c));
+    for (int m = 1; m <= all.of_move.size(); ++m) all.of_move(m).add(other.of_move(m));
   }
-  for (std::size_t m = 0; m < moves_.size(); ++m) {
-    History_sum<double> total = all.of_move[m];
-    for (int c = 0; c < classes_.count(); ++c)
-      if (!changes(c, m)) total.add(all.of_class[at(c)]);
-    const Closed_value<double>& closed = moves_[m].closed;
-    f[m] = objective_value(total.likelihood() + closed.likelihood, total.penalty() + closed.penalty).f;
+  const View<double> values(f);
+  for (int m = 1; m <= moves_.size(); ++m) {
+    History_sum<double> total = all.of_move(m);
+    for (int c = 1; c <= classes_.count(); ++c)
+      if (!changes(c, m)) total.add(all.of_class(c));
+    const Closed_value<double>& closed = moves_(m).closed;
+    values(m) = objective_value(total.likelihood() + closed.likelihood, total.penalty() + closed.penalty).f;
   }
 }
 
 void Moves_pass::find_changes() {
-  moves_of_.resize(at(classes_.count()));
-  for (int c = 0; c < classes_.count(); ++c) {
-    moves_of_[at(c)].clear();
-    for (std::size_t m = 0; m < moves_.size(); ++m)
-      if (changes(c, m)) moves_of_[at(c)].push_back(static_cast<int>(m));
+  moves_of_.resize(classes_.count());
+  for (int c = 1; c <= classes_.count(); ++c) {
+    moves_of_(c).clear();
+    for (int m = 1; m <= moves_.size(); ++m)
+      if (changes(c, m)) moves_of_(c).push_back(m);
   }
 }
 
 /// What a move gives that is the same for every record.
 void Moves_pass::fill(Move& move) {
   Thread_area<double>& area = *work_.plain[0];
-  double& element = x_[at(move.to.position - 1)];
+  double& element = View<double>(x_)(move.to.position);
   const double kept = element;
   element = move.to.value;
   tranlg<double>(job_, 1, x_, area.reals, 1, 1, nullptr);
@@ -69,26 +66,26 @@ void Moves_pass::fill(Move& move) {
 }
 
 /// The moves that change one of a record's cells.
-const std::vector<int>& Moves_pass::moves_of_cells(Thread_sums& own) const {
-  if (own.cells.size() == 1) return moves_of_[at(own.cells[0].of_class)];
+const List<int>& Moves_pass::moves_of_cells(Thread_sums& own) const {
+  if (own.cells.size() == 1) return moves_of_(own.cells(1).of_class);
   own.wanted.clear();
   for (const Record_cell& cell : own.cells)
-    for (const int m : moves_of_[at(cell.of_class)])
-      if (!own.is_wanted[at(m)]) {
-        own.is_wanted[at(m)] = 1;
+    for (const int m : moves_of_(cell.of_class))
+      if (!own.is_wanted(m)) {
+        own.is_wanted(m) = 1;
         own.wanted.push_back(m);
       }
-  for (const int m : own.wanted) own.is_wanted[at(m)] = 0;
+  for (const int m : own.wanted) own.is_wanted(m) = 0;
   return own.wanted;
 }
 
 void Moves_pass::run_block(const Job& job, Thread_area<double>& area, History_block block,
                            Thread_sums& own) const {
-  own.of_class.assign(at(classes_.count()), {});
+  own.of_class.assign(classes_.count(), {});
   own.of_move.assign(moves_.size(), {});
   own.is_wanted.assign(moves_.size(), 0);
   own.others.resize(moves_.size());
-  for (std::size_t m = 0; m < moves_.size(); ++m) own.others[m] = moves_[m].others;
+  for (int m = 1; m <= moves_.size(); ++m) own.others(m) = moves_(m).others;
   const Record_table records(job);
   const Cell_routine<double> routine = job.model.chprobpointer;
   int newbeta = 1;
@@ -101,21 +98,21 @@ void Moves_pass::run_block(const Job& job, Thread_area<double>& area, History_bl
       add_cell(job, routine, records, i, cell.group, cell.lost, cell.count, area.reals.reals(),
                work_.serial_penalty, area.cell, sum);
     };
-    for (const Record_cell& cell : own.cells) add(cell, own.of_class[at(cell.of_class)]);
+    for (const Record_cell& cell : own.cells) add(cell, own.of_class(cell.of_class));
     for (const int m : moves_of_cells(own)) {
-      const Move& move = moves_[at(m)];
+      const Move& move = moves_(m);
       const Beta_rows& rows = moved_.rows(move.to.position);
       shift_beta(job, area.reals, rows, move.beta, move.to.value, own.undo);
-      exchange_reals(area.reals, own.others[at(m)]);
+      exchange_reals(area.reals, own.others(m));
       for (const Record_cell& cell : own.cells)
-        if (changes(cell.of_class, at(m))) add(cell, own.of_move[at(m)]);
-      exchange_reals(area.reals, own.others[at(m)]);
+        if (changes(cell.of_class, m)) add(cell, own.of_move(m));
+      exchange_reals(area.reals, own.others(m));
       undo_shift(area.reals, rows, move.beta, own.undo);
     }
   }
 }
 
-void Moves_pass::find_cells(const Record_table& records, int i, std::vector<Record_cell>& cells) const {
+void Moves_pass::find_cells(const Record_table& records, int i, List<Record_cell>& cells) const {
   cells.clear();
   const float* observed = records.observed_of(i);
   const float* lost = records.lost_of(i);

@@ -29,8 +29,8 @@ class Moves_pass {
   /// One vector of the pass.
   struct Move {
     Moved_beta to;
-    int beta = 0;                     ///< its number among all betas
-    std::vector<Placed_real> others;  ///< real parameters outside the animal's pass
+    int beta = 0;              ///< its number among all betas
+    List<Placed_real> others;  ///< real parameters outside the animal's pass
     Closed_value<double> closed;
   };
   /// One cell of a record: group, kind, count, class.
@@ -42,28 +42,28 @@ class Moves_pass {
   /// What one thread adds up: a sum per class of cells at x, and one per move over the cells that it changes;
   /// and its working storage.
   struct Thread_sums {
-    std::vector<History_sum<double>> of_class, of_move;
+    List<History_sum<double>> of_class, of_move;
     Shift_undo undo;
-    std::vector<std::vector<Placed_real>> others;  ///< of each move
-    std::vector<Record_cell> cells;
-    std::vector<int> wanted;
-    std::vector<char> is_wanted;
+    List<List<Placed_real>> others;  ///< of each move
+    List<Record_cell> cells;
+    List<int> wanted;
+    List<char> is_wanted;
   };
 
-  bool changes(int c, std::size_t m) const { return moved_.moves(c, moves_[m].to.position); }
+  bool changes(int c, int m) const { return moved_.moves(c, moves_(m).to.position); }
   void find_changes();
   void fill(Move& move);
   void run_block(const Job& job, Thread_area<double>& area, History_block block, Thread_sums& own) const;
-  void find_cells(const Record_table& records, int i, std::vector<Record_cell>& cells) const;
-  const std::vector<int>& moves_of_cells(Thread_sums& own) const;
+  void find_cells(const Record_table& records, int i, List<Record_cell>& cells) const;
+  const List<int>& moves_of_cells(Thread_sums& own) const;
 
   Job& job_;
   Likelihood_work& work_;
   const Cell_classes& classes_;
   const Moved_classes& moved_;
   std::vector<double> x_;
-  std::vector<Move> moves_;
-  std::vector<std::vector<int>> moves_of_;  ///< per class
+  List<Move> moves_;
+  List<List<int>> moves_of_;  ///< per class
   std::vector<Thread_sums> by_thread_;
 };
 
