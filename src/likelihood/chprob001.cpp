@@ -18,14 +18,16 @@ template <class Real>
 void chprob001(const Job& job, Ch_result<Real>& result, History histry, int i, int j, int lost,
                Reals<Real> parm, Cell_work<Real>& work) {
   const Live_facts& facts = facts_of<Live_recaptures>(work, i, histry);
-  const auto rates = [&, first = facts.first] {
-    const auto rate = rates_of<Live_recaptures>(job, parm, work);
-    const auto phi = work.matrix(Parameter::Phi, j), p = work.matrix(Parameter::p, j);
-    return Live_rates{[=](int c) -> Real { return rate.survival(phi(first, c), c); },
-                      [=](int c) -> const Real& { return parm[p(first, c)]; }};
+  const auto rates = [](const Live_cell<Real>& cell) {
+    const auto rate = rates_of<Live_recaptures>(cell.job, cell.parm, cell.work);
+    const auto phi = cell.work.matrix(Parameter::Phi, cell.group),
+               p = cell.work.matrix(Parameter::p, cell.group);
+    return Live_rates{
+        [=, first = cell.first](int c) -> Real { return rate.survival(phi(first, c), c); },
+        [=, first = cell.first, parm = cell.parm](int c) -> const Real& { return parm[p(first, c)]; }};
   };
   const int place = cohort_place(j, facts.first, histry.noccas());
-  result = Ch_result<Real>::from(live_recaptures(histry, facts, lost != 0, place, parm, work, rates));
+  result = Ch_result<Real>::from(live_recaptures(job, histry, facts, lost != 0, j, place, parm, work, rates));
 }
 
 TARN_CELL_ROUTINE(chprob001, Live_recaptures)

@@ -66,8 +66,9 @@ class Live_records : public Record_facts<Live_facts> {
 /// One cohort of a group under one set of reals: what each character of each occasion multiplies a living
 /// animal's weight with, and the chance of never being seen again. Histories share them, so a step costs one
 /// product.
+/// On a cache line of its own, which also makes its place cheap to find.
 template <class Real>
-struct Chain2_cohort {
+struct alignas(64) Chain2_cohort {
   std::vector<Real> factors;  ///< interval c, character code k: element 4 (c - 1) + k; code 3 has factor 1
   std::vector<Real> never_again;  ///< after a capture on occasion o: element o - 1
   std::uint64_t made_for = 0;     ///< stamp of the reals
@@ -122,21 +123,32 @@ struct Live_rates {
   Caught caught;
 };
 
+/// What the rates of a cell follow from. Handed on as it came, because most cells find their steps in a table
+/// and have no use for it.
+template <class Real>
+struct Live_cell {
+  const Job& job;
+  Cell_work<Real>& work;
+  Reals<Real> parm;
+  int group, first;
+};
+
 namespace detail {
 
 /// Makes the table of a cohort. Out of the way of the histories that only read it.
 template <class Real, class Rates>
-[[gnu::noinline]] void make_cohort(int first, int noccas, std::uint64_t stamp, const Rates& rates,
-                                   Chain2_cohort<Real>& cohort) {
-  const auto of = rates();
+[[gnu::noinline]] void make_cohort(const Job& job, int first, int j, int noccas, Reals<Real> parm,
+                                   Cell_work<Real>& work, const Rates& rates, Chain2_cohort<Real>& cohort) {
+  const auto of = rates(Live_cell<Real>{job, work, parm, j, first});
   const auto seen = [&of](char character, int c) { return emission<Real>(character, of.caught(c)); };
-  cohort.make(first, noccas, stamp, of.survives, seen);
+  cohort.make(first, noccas, parm.stamp(), of.survives, seen);
 }
 
 /// The chain itself, from the first capture to occasion `last`.
 template <class Real, class Rates>
-[[gnu::noinline]] Real step_by_step(History histry, int first, int last, const Rates& rates) {
-  const auto of = rates();
+[[gnu::noinline]] Real step_by_step(const Job& job, History histry, int first, int last, int j,
+                                    Reals<Real> parm, Cell_work<Real>& work, const Rates& rates) {
+  const auto of = rates(Live_cell<Real>{job, work, parm, j, first});
   Chain2<Real> animal;
   for (int c = first; c < last; ++c)
     animal.step(of.survives(c), emission<Real>(histry.live(c + 1), of.caught(c)));
@@ -145,25 +157,26 @@ template <class Real, class Rates>
 
 }  // namespace detail
 
-/// Probability of what follows the first capture of `histry`: to its last capture when the animal was lost
-/// there, else to the last occasion sampled. `rates()` gives the `Live_rates` of its cohort; it is asked only
-/// when they are not at hand in a table.
+/// Probability of what follows the first capture of `histry` in group j: to its last capture when the animal
+/// was lost there, else to the last occasion sampled. `rates(cell)` gives the `Live_rates` of its cohort from
+/// a `Live_cell`; it is asked only when they are not at hand in a table.
 /// @param place  numbers, from 0 and without large gaps, the cohorts that have rates of their own: by group
 ///               and first capture at least
 /// The family's `Kept` has `cohorts`. May throw std::bad_alloc when a place is met for the first time.
 template <class Family = Live_recaptures, class Real, class Rates>
-Real live_recaptures(History histry, const Live_facts& facts, bool lost, int place, Reals<Real> parm,
-                     Cell_work<Real>& work, const Rates& rates) {
+Real live_recaptures(const Job& job, History histry, const Live_facts& facts, bool lost, int j, int place,
+                     Reals<Real> parm, Cell_work<Real>& work, const Rates& rates) {
   if (facts.codes != nullptr && !lost && parm.stamp() != 0) {
     std::vector<Chain2_cohort<Real>>& cohorts = kept<Family>(work).cohorts;
     const std::size_t own = static_cast<std::size_t>(place);
     if (own >= cohorts.size()) cohorts.resize(own + 1);
     Chain2_cohort<Real>& cohort = cohorts[own];
     if (cohort.made_for != parm.stamp())
-      detail::make_cohort(facts.first, histry.noccas(), parm.stamp(), rates, cohort);
+      detail::make_cohort(job, facts.first, j, histry.noccas(), parm, work, rates, cohort);
     return cohort.prob(facts.codes, facts.first, facts.last_caught);
   }
-  return detail::step_by_step<Real>(histry, facts.first, lost ? facts.lastlc : facts.lastsm, rates);
+  const int last = lost ? facts.lastlc : facts.lastsm;
+  return detail::step_by_step<Real>(job, histry, facts.first, last, j, parm, work, rates);
 }
 
 /// Number of the cohort of group j with this first capture, when cohorts have rates of their own by group and

@@ -75,6 +75,7 @@ class Cell_work {
   Cell_work(const Job& job, const Cell_setting& setting)
       : job_(&job),
         setting_(&setting),
+        prepared_(setting.prepared.view()),
         kept_(setting.routines.given() ? setting.routines.of<Real>().kept() : Part()) {}
 
   /// To be called before each cell: clears `penlty` and takes back the scratch.
@@ -97,6 +98,7 @@ class Cell_work {
   decltype(auto) matrix(Parameter parameter, int g) { return matrix(parameter, 1, 1, g); }
 
   const Cell_setting& setting() const { return *setting_; }
+  const Part::View& prepared_part() const { return prepared_; }
   const Part& kept_part() const { return kept_; }
 
   /// `count` scalars (not cleared) until the next `begin`. Storage is kept from cell to cell; only the first
@@ -146,6 +148,7 @@ class Cell_work {
 
   const Job* job_;
   const Cell_setting* setting_;
+  Part::View prepared_;
   Part kept_;
   std::vector<Block> blocks_;
   std::size_t block_ = 0, used_ = 0;
@@ -164,7 +167,7 @@ class Cell_work {
 /// What the family has prepared for the model. Only in routines that TARN_CELL_ROUTINE names with the family.
 template <class Family, class Real>
 const typename Family::Prepared& prepared(const Cell_work<Real>& work) {
-  return work.setting().prepared.template as<typename Family::Prepared>();
+  return work.prepared_part().template as<typename Family::Prepared>();
 }
 
 /// What the family keeps in this thread's work area.

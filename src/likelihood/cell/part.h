@@ -22,8 +22,29 @@ class Part {
 
   template <class T>
   T& as() const {
-    assert(type_ == type_of<T>());
-    return *static_cast<T*>(object_.get());
+    return view().as<T>();
+  }
+
+  /// The object of a part that lives on, at the price of one look.
+  class View {
+   public:
+    View() = default;
+    template <class T>
+    T& as() const {
+      assert(type_ == type_of<T>());
+      return *static_cast<T*>(object_);
+    }
+
+   private:
+    friend class Part;
+    void* object_ = nullptr;
+    const void* type_ = nullptr;
+  };
+  View view() const {
+    View seen;
+    seen.object_ = object_.get();
+    seen.type_ = type_;
+    return seen;
   }
 
  private:
