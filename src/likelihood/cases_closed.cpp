@@ -14,7 +14,7 @@ namespace {
 
 /// Session 1 of `closmods`; with a kind that is none the fault is recorded and the floor given.
 template <class Real>
-Real whole_history(const Job& job, History histry, int i, int j, int lost, Reals<Real> parm,
+Real whole_history(const Job& job, History histry, int i, int j, int lost, const Reals<Real>& parm,
                    Cell_work<Real>& work) {
   const int kind = job.status.closedmodel;
   if (!is_closed_kind(kind)) {
@@ -37,13 +37,13 @@ bool counted(const Job& job, int i, int j) {
 
 template <class Real>
 void closed_population(const Job& job, Ch_result<Real>& result, History histry, int i, int j, int lost,
-                       Reals<Real> parm, Cell_work<Real>& work) {
+                       const Reals<Real>& parm, Cell_work<Real>& work) {
   result = Ch_result<Real>::from(whole_history(job, histry, i, j, lost, parm, work));
 }
 
 template <class Real>
 void closed_density(const Job& job, Ch_result<Real>& result, History histry, int i, int j, int lost,
-                    Reals<Real> parm, Cell_work<Real>& work) {
+                    const Reals<Real>& parm, Cell_work<Real>& work) {
   closed_population(job, result, histry, i, j, lost, parm, work);
   const Array1<double>& located = job.data.nlocations;
   if (i > job.data.encounters.size() || !located.present() || i > located.extent()) return;

@@ -15,8 +15,8 @@ namespace tarn {
 // S(c) stands in the row of the first interval at risk, column c. An animal lost has cells "00" and needs no
 // count of its own.
 template <class Real>
-void known_fate(const Job& job, Ch_result<Real>& result, History histry, int i, int j, int, Reals<Real> parm,
-                Cell_work<Real>& work) {
+void known_fate(const Job& job, Ch_result<Real>& result, History histry, int i, int j, int,
+                const Reals<Real>& parm, Cell_work<Real>& work) {
   const int first = facts_of<Open_study>(work, i, histry).first;
   const auto s = work.matrix(Parameter::S, j);
   const auto rate = rates_of<Open_study>(job, parm, work);
@@ -34,7 +34,7 @@ void known_fate(const Job& job, Ch_result<Real>& result, History histry, int i, 
 // S(c) stands in the row of the day found, column c. A nest that was not found failed is followed to its last
 // day active only.
 template <class Real>
-void nest(const Job& job, Ch_result<Real>& result, History histry, int i, int j, int, Reals<Real> parm,
+void nest(const Job& job, Ch_result<Real>& result, History histry, int i, int j, int, const Reals<Real>& parm,
           Cell_work<Real>& work) {
   const History_facts& facts = facts_of<Open_study>(work, i, histry);
   const auto s = work.matrix(Parameter::S, j);

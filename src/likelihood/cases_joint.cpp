@@ -21,11 +21,11 @@ namespace tarn {
 
 template <class Real>
 void burnham(const Job& job, Ch_result<Real>& result, History histry, int i, int j, int lost,
-             Reals<Real> parm, Cell_work<Real>& work) {
+             const Reals<Real>& parm, Cell_work<Real>& work) {
   using Pim = std::decay_t<decltype(work.matrix(Parameter::S, j))>;
   struct Rates {
     Interval_rates<Real> rate;
-    Reals<Real> parm;
+    const Reals<Real>& parm;
     int first;
     Pim s, p, r, f;
 

@@ -31,7 +31,7 @@ struct Catch {
 // reported with f(c), which S(c) does not bind. Nobody needs to survive the last interval.
 template <class Real>
 void brownie(const Job& job, Ch_result<Real>& result, History histry, int i, int j, int lost,
-             Reals<Real> parm, Cell_work<Real>& work) {
+             const Reals<Real>& parm, Cell_work<Real>& work) {
   result = {};
   if (lost) return;
   const History_facts& facts = facts_of<Open_study>(work, i, histry);
@@ -46,8 +46,8 @@ void brownie(const Job& job, Ch_result<Real>& result, History histry, int i, int
 // alike, the interval is that of death. Survives interval c with S(c), to the power of its length. A record
 // without a report has probability 1.
 template <class Real>
-void bto(const Job& job, Ch_result<Real>& result, History histry, int i, int j, int lost, Reals<Real> parm,
-         Cell_work<Real>& work) {
+void bto(const Job& job, Ch_result<Real>& result, History histry, int i, int j, int lost,
+         const Reals<Real>& parm, Cell_work<Real>& work) {
   result = {};
   const History_facts& facts = facts_of<Open_study>(work, i, histry);
   if (lost || !has_recovery(histry, facts.last1)) return;
@@ -67,8 +67,8 @@ void bto(const Job& job, Ch_result<Real>& result, History histry, int i, int j, 
 // that of the harvest. In interval c animals die of other causes at the rate M(c) and are harvested at the
 // rate F(c), both for each unit of time. A record without a harvest has probability 1.
 template <class Real>
-void vpa(const Job& job, Ch_result<Real>& result, History histry, int i, int j, int lost, Reals<Real> parm,
-         Cell_work<Real>& work) {
+void vpa(const Job& job, Ch_result<Real>& result, History histry, int i, int j, int lost,
+         const Reals<Real>& parm, Cell_work<Real>& work) {
   result = {};
   const History_facts& facts = facts_of<Open_study>(work, i, histry);
   if (lost || !has_recovery(histry, facts.last1)) return;

@@ -64,7 +64,7 @@ class Binomial {
 }  // namespace
 
 template <class Real>
-void lysma(const Job& job, Ch_result<Real>& result, History histry, int, int j, int, Reals<Real> parm,
+void lysma(const Job& job, Ch_result<Real>& result, History histry, int, int j, int, const Reals<Real>& parm,
            Cell_work<Real>& work) {
   result = {};
   int first = 1, last = histry.noccas();

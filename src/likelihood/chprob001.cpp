@@ -16,7 +16,7 @@ namespace tarn {
 
 template <class Real>
 void chprob001(const Job& job, Ch_result<Real>& result, History histry, int i, int j, int lost,
-               Reals<Real> parm, Cell_work<Real>& work) {
+               const Reals<Real>& parm, Cell_work<Real>& work) {
   const Live_facts& facts = facts_of<Live_recaptures>(work, i, histry);
   const auto rates = [](const Live_cell<Real>& cell) {
     const auto rate = rates_of<Live_recaptures>(cell.job, cell.parm, cell.work);
@@ -24,7 +24,7 @@ void chprob001(const Job& job, Ch_result<Real>& result, History histry, int i, i
                p = cell.work.matrix(Parameter::p, cell.group);
     return Live_rates{
         [=, first = cell.first](int c) -> Real { return rate.survival(phi(first, c), c); },
-        [=, first = cell.first, parm = cell.parm](int c) -> const Real& { return parm[p(first, c)]; }};
+        [=, first = cell.first, &parm = cell.parm](int c) -> const Real& { return parm[p(first, c)]; }};
   };
   const int place = cohort_place(j, facts.first, histry.noccas());
   result = Ch_result<Real>::from(live_recaptures(job, histry, facts, lost != 0, j, place, parm, work, rates));

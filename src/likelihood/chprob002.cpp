@@ -16,7 +16,7 @@ namespace tarn {
 
 template <class Real>
 void chprob002(const Job& job, Ch_result<Real>& result, History histry, int i, int j, int lost,
-               Reals<Real> parm, Cell_work<Real>& work) {
+               const Reals<Real>& parm, Cell_work<Real>& work) {
   result = {};
   if (lost) return;
   const History_facts& facts = facts_of<Open_study>(work, i, histry);

@@ -24,11 +24,11 @@ namespace tarn {
 
 template <class Real>
 void chprob008(const Job& job, Ch_result<Real>& result, History histry, int i, int j, int lost,
-               Reals<Real> parm, Cell_work<Real>& work) {
+               const Reals<Real>& parm, Cell_work<Real>& work) {
   using Pim = std::decay_t<decltype(work.matrix(Parameter::S, j))>;
   struct Rates {
     Interval_rates<Real> rate;
-    Reals<Real> parm;
+    const Reals<Real>& parm;
     int first;
     Pim s, p, r, seen, seen_before_death, f, f_outside;
 

@@ -8,7 +8,7 @@ namespace tarn {
 namespace {
 
 template <class Real>
-Real term_a(const Job& job, Reals<Real> parm, Cell_work<Real>& work) {
+Real term_a(const Job& job, const Reals<Real>& parm, Cell_work<Real>& work) {
   const Cell_routine<Real> routine = work.setting().routines.template of<Real>().routine;
   const History never_met(job.data.ehist.data(), job.status.noccas);
   Real total = 0.0, penalty = 0.0;
@@ -30,7 +30,7 @@ Real term_a(const Job& job, Reals<Real> parm, Cell_work<Real>& work) {
 }  // namespace
 
 template <class Real>
-Real closed_terms(const Job& job, Closed_form form, Reals<Real> parm, Cell_work<Real>& work) {
+Real closed_terms(const Job& job, Closed_form form, const Reals<Real>& parm, Cell_work<Real>& work) {
   switch (form) {
     case Closed_form::A:
       return term_a(job, parm, work);
@@ -48,7 +48,7 @@ Real closed_terms(const Job& job, Closed_form form, Reals<Real> parm, Cell_work<
 }
 
 #define TARN_INSTANCE(type, name) \
-  template type closed_terms(const Job&, Closed_form, Reals<type>, Cell_work<type>&);
+  template type closed_terms(const Job&, Closed_form, const Reals<type>&, Cell_work<type>&);
 TARN_SCALARS(TARN_INSTANCE)
 #undef TARN_INSTANCE
 

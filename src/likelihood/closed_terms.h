@@ -18,6 +18,6 @@ struct Closed_value {
 /// Term A, of one closed session with M animals caught and f0 never caught, with probability q of that:
 /// f0 log(max(q, `minlog`)) + lgamma(f0 + M + 1) - lgamma(f0 + 1).
 template <class Real>
-Real closed_terms(const Job& job, Closed_form form, Reals<Real> parm, Cell_work<Real>& work);
+Real closed_terms(const Job& job, Closed_form form, const Reals<Real>& parm, Cell_work<Real>& work);
 
 }  // namespace tarn

@@ -42,7 +42,7 @@ namespace detail {
 
 template <class Real>
 void sum_block(const Job& job, const Likelihood_work& work, Cell_routine<Real> routine,
-               std::span<const Real> xbeta, Reals<Real> shared, History_block block,
+               std::span<const Real> xbeta, const Reals<Real>& shared, History_block block,
                Thread_area<Real>& area) {
   area.sum = {};
   History_sum<Real> sum;
@@ -55,14 +55,16 @@ void sum_block(const Job& job, const Likelihood_work& work, Cell_routine<Real> r
   };
   if (work.by_record) {
     int newbeta = 1;  // the first record of a thread fills its whole work area
-    const auto reals_of = [&](int i) {
+    Reals<Real> own;
+    const auto reals_of = [&](int i) -> const Reals<Real>& {
       reals_of_record(job, i, xbeta, newbeta, area);
       newbeta = 0;
-      return area.reals.reals();
+      own = area.reals.reals();
+      return own;
     };
     add_histories(job, routine, block.from, block.to, reals_of, wanted, work.serial_penalty, area.cell, sum);
   } else {
-    const auto reals_of = [shared](int) { return shared; };
+    const auto reals_of = [&shared](int) -> const Reals<Real>& { return shared; };
     add_histories(job, routine, block.from, block.to, reals_of, wanted, work.serial_penalty, area.cell, sum);
   }
   area.sum = sum;
@@ -88,7 +90,7 @@ History_sum<Real> sum_of_histories(Job& job, const Likelihood_work& work, Cell_r
 
 /// The closed-form terms of the model at these reals; 0 where it has none.
 template <class Real>
-Closed_value<Real> closed_value(const Job& job, const Likelihood_work& work, Reals<Real> parm,
+Closed_value<Real> closed_value(const Job& job, const Likelihood_work& work, const Reals<Real>& parm,
                                 Cell_work<Real>& cell) {
   if (job.model.phase2 == 0 || work.closed_form == Closed_form::none) return {};
   cell.begin();

@@ -84,8 +84,8 @@ struct Record_table {
 /// Adds the cell of history i, group j, to the sum: `count` times its logarithm, and its penalties.
 template <class Real>
 inline void add_cell(const Job& job, Cell_routine<Real> routine, const Record_table& records, int i, int j,
-                     int lost, float count, Reals<Real> parm, bool serial_penalty, Cell_work<Real>& work,
-                     History_sum<Real>& sum) {
+                     int lost, float count, const Reals<Real>& parm, bool serial_penalty,
+                     Cell_work<Real>& work, History_sum<Real>& sum) {
   work.begin();
   Ch_result<Real> result;
   routine(job, result, records.history(i), i, j, lost, parm, work);
@@ -97,8 +97,8 @@ inline void add_cell(const Job& job, Cell_routine<Real> routine, const Record_ta
   if (serial_penalty && value_of(work.penlty[1]) != 0.0) sum.add_penalty(work.penlty[1]);
 }
 
-/// Histories `from` to `to`, groups inside. `reals_of(i)` gives the real parameters of record i; it is asked
-/// once for a record that has a cell. `wanted(i, j, lost)` tells which cells with a count take part.
+/// Histories `from` to `to`, groups inside. `reals_of(i)` refers to the real parameters of record i; it is
+/// asked once for a record that has a cell. `wanted(i, j, lost)` tells which cells with a count take part.
 template <class Real, class Reals_of, class Wanted>
 void add_histories(const Job& job, Cell_routine<Real> routine, int from, int to, Reals_of&& reals_of,
                    Wanted&& wanted, bool serial_penalty, Cell_work<Real>& work, History_sum<Real>& sum) {
@@ -107,13 +107,11 @@ void add_histories(const Job& job, Cell_routine<Real> routine, int from, int to,
   for (int i = from; i <= to; ++i) {
     const float* observed = records.observed_of(i);
     const float* lost = records.lost_of(i);
-    Reals<Real> parm;
-    bool known = false;
+    const Reals<Real>* parm = nullptr;
     const auto add = [&](int j, int kind, float count) {
       if (!(count > 0.0F) || !wanted(i, j, kind)) return;
-      if (!known) parm = reals_of(i);
-      known = true;
-      add_cell(job, routine, records, i, j, kind, count, parm, serial_penalty, work, sum);
+      if (parm == nullptr) parm = &reals_of(i);
+      add_cell(job, routine, records, i, j, kind, count, *parm, serial_penalty, work, sum);
     };
     for (int j = 1; j <= groups; ++j) {
       add(j, 0, observed[j - 1]);

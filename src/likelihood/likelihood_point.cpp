@@ -89,7 +89,7 @@ class Likelihood_point::Class_sums {
     }
   }
 
-  void run(const Job& job, std::span<const double> x, Reals<double> shared, Thread_area<double>& area,
+  void run(const Job& job, std::span<const double> x, const Reals<double>& shared, Thread_area<double>& area,
            History_block block, List<History_sum<double>>& sums) const {
     for (const int c : touched_) sums(c) = {};
     const Record_table records(job);

@@ -55,7 +55,7 @@ class Reals {
 /// `lost` 0 for `observed`, 1 for `lost_on_capture`.
 template <class Real>
 using Cell_routine = void (*)(const Job&, Ch_result<Real>& result, History histry, int i, int j, int lost,
-                              Reals<Real> parm, Cell_work<Real>& work);
+                              const Reals<Real>& parm, Cell_work<Real>& work);
 
 /// One parameter index matrix. Cells left of a row's start do not exist; a cell without a number holds 0.
 struct Pim {

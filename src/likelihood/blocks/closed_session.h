@@ -140,7 +140,7 @@ Closed_products<Real> closed_walk(const Closed_stretch& stretch, const First& p,
 /// One mixture's products: rows m of p and c, and alpha where the kind has it.
 template <class Real>
 Closed_products<Real> closed_component(Cell_work<Real>& work, const Closed_stretch& stretch,
-                                       Closed_traits traits, int m, Reals<Real> parm) {
+                                       Closed_traits traits, int m, const Reals<Real>& parm) {
   const auto matrix = [&](Parameter parameter) {
     return work.matrix(parameter, stretch.stratum, stretch.session, stretch.group);
   };
@@ -163,7 +163,7 @@ Closed_products<Real> closed_component(Cell_work<Real>& work, const Closed_stret
 /// The products of kind 13, integrated over the nodes.
 template <class Real>
 Closed_products<Real> closed_over_nodes(const Job& job, Cell_work<Real>& work, Closed_kept<Real>& kept,
-                                        const Closed_stretch& stretch, Reals<Real> parm) {
+                                        const Closed_stretch& stretch, const Reals<Real>& parm) {
   const Node_rule rule(job);
   const Model_arrays& model = job.model;
   const std::size_t sessions = static_cast<std::size_t>(model.pim2index3upbd - model.pim2index3lobd + 1),
@@ -221,7 +221,7 @@ Closed_products<Real> closed_over_nodes(const Job& job, Cell_work<Real>& work, C
 /// read.
 template <class Real>
 Closed_result<Real> closmods(const Job& job, Cell_work<Real>& work, Closed_kept<Real>& kept, int i,
-                             const Closed_stretch& stretch, int closedmodel, Reals<Real> parm) {
+                             const Closed_stretch& stretch, int closedmodel, const Reals<Real>& parm) {
   if (!is_closed_kind(closedmodel)) {
     work.fail(i, incorrect_closed_model_text);
     return {minlog, 0.0};

@@ -129,7 +129,7 @@ template <class Real>
 struct Live_cell {
   const Job& job;
   Cell_work<Real>& work;
-  Reals<Real> parm;
+  const Reals<Real>& parm;
   int group, first;
 };
 
@@ -137,7 +137,7 @@ namespace detail {
 
 /// Makes the table of a cohort. Out of the way of the histories that only read it.
 template <class Real, class Rates>
-[[gnu::noinline]] void make_cohort(const Job& job, int first, int j, int noccas, Reals<Real> parm,
+[[gnu::noinline]] void make_cohort(const Job& job, int first, int j, int noccas, const Reals<Real>& parm,
                                    Cell_work<Real>& work, const Rates& rates, Chain2_cohort<Real>& cohort) {
   const auto of = rates(Live_cell<Real>{job, work, parm, j, first});
   const auto seen = [&of](char character, int c) { return emission<Real>(character, of.caught(c)); };
@@ -147,7 +147,7 @@ template <class Real, class Rates>
 /// The chain itself, from the first capture to occasion `last`.
 template <class Real, class Rates>
 [[gnu::noinline]] Real step_by_step(const Job& job, History histry, int first, int last, int j,
-                                    Reals<Real> parm, Cell_work<Real>& work, const Rates& rates) {
+                                    const Reals<Real>& parm, Cell_work<Real>& work, const Rates& rates) {
   const auto of = rates(Live_cell<Real>{job, work, parm, j, first});
   Chain2<Real> animal;
   for (int c = first; c < last; ++c)
@@ -165,7 +165,7 @@ template <class Real, class Rates>
 /// The family's `Kept` has `cohorts`. May throw std::bad_alloc when a place is met for the first time.
 template <class Family = Live_recaptures, class Real, class Rates>
 Real live_recaptures(const Job& job, History histry, const Live_facts& facts, bool lost, int j, int place,
-                     Reals<Real> parm, Cell_work<Real>& work, const Rates& rates) {
+                     const Reals<Real>& parm, Cell_work<Real>& work, const Rates& rates) {
   if (facts.codes != nullptr && !lost && parm.stamp() != 0) {
     std::vector<Chain2_cohort<Real>>& cohorts = kept<Family>(work).cohorts;
     const std::size_t own = static_cast<std::size_t>(place);

@@ -276,7 +276,7 @@ TEST(Func, flags_of_workers_reach_the_main_thread) {
   EXPECT_NE(std::fetestexcept(FE_UNDERFLOW), 0);
 }
 
-void faulty(const Job&, Ch_result<double>& result, History, int i, int, int, Reals<double>,
+void faulty(const Job&, Ch_result<double>& result, History, int i, int, int, const Reals<double>&,
             Cell_work<double>& work) {
   result = Ch_result<double>::from(0.5);
   if (i % 1000 != 777) return;
@@ -296,7 +296,7 @@ TEST(Func, the_fault_of_the_lowest_history_is_reported) {
   }
 }
 
-void second_penalty(const Job&, Ch_result<double>& result, History, int, int, int, Reals<double>,
+void second_penalty(const Job&, Ch_result<double>& result, History, int, int, int, const Reals<double>&,
                     Cell_work<double>& work) {
   result = Ch_result<double>::from(0.5);
   work.penlty[1] += -1.0;
