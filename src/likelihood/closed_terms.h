@@ -1,6 +1,10 @@
 #pragma once
 // Terms of the log likelihood that depend on summary counts and on real parameters only.
 
+#include <optional>
+#include <string_view>
+#include <vector>
+
 #include "data/catalogue/datatype.h"
 #include "likelihood/cell/cell.h"
 
@@ -12,12 +16,25 @@ struct Closed_value {
   Real likelihood = 0.0, penalty = 0.0;
 };
 
+/// A penalty that a closed-form term has met, as DEBUG lists it: group and occasion are 0, and the amount
+/// absent, where the line does not tell them.
+struct Charge {
+  std::string_view text{};
+  int group = 0, occasion = 0;
+  std::optional<double> amount{};
+};
+using Charges = std::vector<Charge>;
+
 /// The closed-form term of a data type, summed over groups, as an addend of the log likelihood; its penalties
 /// go to `work.penlty`. A type without one gives 0. Models whose term is not `is_available` are not set up.
 ///
 /// Term A, of one closed session with M animals caught and f0 never caught, with probability q of that:
 /// f0 log(max(q, `minlog`)) + lgamma(f0 + M + 1) - lgamma(f0 + 1).
+///
+/// Term D, of an open population: see term_d.h. `phase3` adds the factor of the number present at the start.
+/// @param charges  where given, each penalty that term D meets is appended
 template <class Real>
-Real closed_terms(const Job& job, Closed_form form, Reals<Real> parm, Cell_work<Real>& work);
+Real closed_terms(const Job& job, Closed_form form, Reals<Real> parm, Cell_work<Real>& work,
+                  Charges* charges = nullptr);
 
 }  // namespace tarn

@@ -32,6 +32,25 @@ Likelihood_work& work_of(Job& job) {
   return *job.model.likelihood;
 }
 
+/// Lists what the closed-form term charges at these reals.
+void debug_charges(Job& job, Reals<double> reals) {
+  const Likelihood_work& work = work_of(job);
+  Cell_work<double>& cell = work.plain[0]->cell;
+  Charges charges;
+  cell.begin();
+  closed_terms(job, work.closed_form, reals, cell, &charges);
+  for (const Charge& charge : charges) {
+    linchk(job, 1);
+    if (!charge.amount)
+      put(job, listing, "(1x,a)", charge.text);
+    else if (charge.group == 0)
+      put(job, listing, "(1x,a,1x,g14.8)", charge.text, *charge.amount);
+    else
+      put(job, listing, "(1x,a,2(1x,i0),1x,g14.8)", charge.text, charge.group, charge.occasion,
+          *charge.amount);
+  }
+}
+
 /// The areas of the derivative pass, as many as the plain pass has.
 Thread_areas<Derivative>& derivative_areas(Job& job, Likelihood_work& work) {
   while (work.derivative.size() < work.plain.size()) {
@@ -66,6 +85,7 @@ double func(Job& job, std::span<const double> beta) {
   model.sumpen = value.sumpen;
   const Reals<double> reals = point.reals();
   for (int i = 1; i <= model.nlogit; ++i) model.parm(i) = reals[i];
+  if (job.status.debug != 0 && model.phase2 != 0) debug_charges(job, reals);
   if (model.report_first) report_first_iteration(job);
   return value.f;
 }

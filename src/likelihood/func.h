@@ -17,8 +17,9 @@ void set_up_likelihood(Job& job);
 
 /// f = -2 log likelihood + penalty at `beta`, the vector that the optimizer sees. Sets `loglik`, `sumpen` and
 /// `parm` (with reals that depend on the record: those of record 1); when `report_first` is set writes the
-/// first-iteration report and clears it. A fault in a cell is fatal, the one of the lowest history number.
-/// The same bits for every number of threads, but for the penalties that count in serial runs only.
+/// first-iteration report and clears it; under `debug` lists what a closed-form term charges. A fault in a
+/// cell is fatal, the one of the lowest history number. The same bits for every number of threads, but for
+/// the penalties that count in serial runs only.
 double func(Job& job, std::span<const double> beta);
 
 /// `func`, then its gradient into `g`: forward differences with step `deltax` (|x| + 1), or with `centfd`
