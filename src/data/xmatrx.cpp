@@ -1,13 +1,12 @@
 #include "data/xmatrx.h"
 
 #include <algorithm>
-#include <array>
-#include <limits>
 #include <string>
 #include <string_view>
 #include <vector>
 
 #include "data/catalogue/datatype.h"
+#include "data/data_options.h"
 #include "data/gaussquad.h"
 #include "data/records.h"
 #include "data/species.h"
@@ -19,7 +18,6 @@
 #include "job/services/report.h"
 #include "job/services/statement.h"
 #include "job/services/template.h"
-#include "job/services/threads.h"
 
 namespace tarn {
 
@@ -39,54 +37,6 @@ void reset_data(Job& job) {
   status.nevents = status.neventsp = status.neventslr = status.neventsbr = 0;
   status.noccas = status.ngrps = status.nhist = status.nicovs = 0;
   status.nspeciesocc = 0;
-}
-
-/// The word two places on, behind the "=".
-int value_behind(Job& job, int i) { return ivalue(job, word(job, i + 2)); }
-
-void require_not_negative(Job& job, std::string_view option, int n) {
-  if (n < 0) error(job, "Invalid value for " + std::string(option) + "=" + adjustfmt(n));
-}
-
-/// Array sizes from the statement in hand.
-void first_pass(Job& job) {
-  Status_module& status = job.status;
-  int extra = 0;
-  bool extra_is_strata = false;
-  for (int i = 3; i <= status.lstwrd;) {
-    const std::string& option = word(job, i);
-    int* target = nullptr;
-    if (option == "GROUPS") target = &status.ngrps;
-    if (option == "HIST") target = &status.nhist;
-    if (option == "ICOVAR") target = &status.nicovs;
-    if (option == "OCCASIONS") target = &status.noccas;
-    if (option == "STRATA") target = &status.nstrta;
-    if (option == "EVENTS") target = &status.nevents;
-    if (option == "EVENTSP") target = &status.neventsp;
-    if (target != nullptr) {
-      *target = value_behind(job, i);
-      // KEPT: the last keyword that asks for layers decides, even when one before it asked for more.
-      if (option.starts_with("EVENTS")) extra = *target, extra_is_strata = false;
-      i += 3;
-      continue;
-    }
-    if (option == "THREADS") {
-      set_threads(job, value_behind(job, i));
-      i += 3;
-      continue;
-    }
-    const Extra_layer layer = datatype(dattyp_of(option)).extra_layer;
-    if (layer != Extra_layer::none) extra = 1, extra_is_strata = layer == Extra_layer::strata;
-    ++i;
-  }
-  if (status.noccas == 0) error(job, "No OCCASIONS= specified.");
-  if (status.ngrps == 0) error(job, "No GROUPS= specified.");
-  if (status.nhist == 0) error(job, "No HIST= specified.");
-  require_not_negative(job, "OCCASIONS", status.noccas);
-  require_not_negative(job, "GROUPS", status.ngrps);
-  require_not_negative(job, "ICOVAR", status.nicovs);
-  const long long layers = static_cast<long long>(extra_is_strata ? status.nstrta : extra) + status.nstrta;
-  status.nstrtaplus = static_cast<int>(std::clamp<long long>(layers, 0, std::numeric_limits<int>::max()));
 }
 
 void allocate_data(Job& job) {
@@ -128,97 +78,6 @@ void require_data_arrays(Job& job) {
   if (data.u.extent(1) != status.noccas || data.u.extent(2) != status.ngrps ||
       (status.nicovs > 0 && data.icvrmn.extent() != status.nicovs))
     error(job, "OCCASIONS=, GROUPS= or ICOVAR= is specified twice with different values.");
-}
-
-/// An option with a range.
-struct Ranged_option {
-  std::string_view keyword, told_as;
-  int Status_module::*target;
-  int least, most;
-};
-constexpr std::array<Ranged_option, 6> ranged_options{{
-    {"STRATA", "NSTRATA", &Status_module::nstrta, 0, 94},
-    {"EVENTS", "EVENTS", &Status_module::nevents, 1, 256},
-    {"EVENTSP", "EVENTSP", &Status_module::neventsp, 0, 256},
-    {"EVENTSLR", "EVENTSLR", &Status_module::neventslr, 0, 256},
-    {"EVENTSBR", "EVENTSBR", &Status_module::neventsbr, 0, 256},
-    {"MIXTURES", "MIXTURES", &Status_module::nmixtures, 1, 256},
-}};
-
-bool read_ranged_option(Job& job, int i) {
-  for (const Ranged_option& option : ranged_options) {
-    if (word(job, i) != option.keyword) continue;
-    const int n = value_behind(job, i);
-    const bool events_elsewhere = datatype(job.status.dattyp).strata_tail == Strata_tail::barker_events;
-    const int least = option.target == &Status_module::nevents && events_elsewhere ? 0 : option.least;
-    if (n < least || n > option.most)
-      error(job, "Invalid value for " + std::string(option.told_as) + "=" + word(job, i + 2));
-    job.status.*option.target = n;
-    return true;
-  }
-  return false;
-}
-
-void read_data_type(Job& job, int i) {
-  Status_module& status = job.status;
-  const std::string& keyword = word(job, i + 2);
-  status.dattyp = dattyp_of(keyword);
-  if (!is_datatype(status.dattyp)) error(job, "Invalid value of ETYPE = \"" + keyword + "\" was specified.");
-  status.dt_string = word_as_typed(job, i + 2);
-  const Datatype& row = datatype(status.dattyp);
-  status.liveeh = row.live ? 1 : 0;
-  status.closedmodel = static_cast<int>(row.closed);
-  if (!row.alphabet.empty()) {
-    job.data.strata = row.alphabet;
-    job.data.strata.resize(96, ' ');
-  }
-}
-
-void read_nodes(Job& job, int i) {
-  const int order = value_behind(job, i);
-  const bool allowed = order >= 10 && order <= 512;
-  if (!allowed) warn(job, "Invalid value for NODES = \"" + word(job, i + 2) + "\", reset to 101.");
-  job.data.order = allowed ? order : 101;
-}
-
-void read_options(Job& job, Data_procedure& procedure) {
-  Status_module& status = job.status;
-  for (int i = 3; i <= status.lstwrd;) {
-    const std::string& option = word(job, i);
-    int step = 3;
-    if (option == "OCCASIONS") {
-      status.noccas = value_behind(job, i);
-    } else if (option == "GROUPS") {
-      status.ngrps = value_behind(job, i);
-    } else if (option == "HIST") {
-      status.nhist = value_behind(job, i);
-    } else if (option == "ICOVAR") {
-      status.nicovs = value_behind(job, i);
-    } else if (option == "NODES") {
-      read_nodes(job, i);
-    } else if (option == "ETYPE") {
-      read_data_type(job, i);
-    } else if (option == "DATACLONES") {
-      procedure.clones = value_behind(job, i);
-    } else if (!read_ranged_option(job, i)) {
-      step = 1;
-      if (option == "NOHIST")
-        procedure.nohist = true;
-      else if (option == "ICMEANS")
-        status.icmeans = 1;
-      else if (option == "STANDARDIZE")
-        status.stdic = 1;
-      else if (option == "DEBUG")
-        status.debug = 1;
-      else if (option != "ICUSERSPECIFIED")
-        // KEPT: THREADS= was taken by the first pass; here each of its three words warns as unknown.
-        warn(job, "The chproc option \"" + option + "\" was not recognized.");
-    }
-    i += step;
-  }
-  // The events of captures, resightings and recoveries are named by one list of codes.
-  if (datatype(status.dattyp).strata_tail == Strata_tail::barker_events)
-    status.nevents = std::max(status.nevents, status.neventsp + status.neventslr + status.neventsbr);
 }
 
 /// The arrays that single families need.
@@ -394,7 +253,7 @@ void complete_areas(Job& job) {
 
 void data_procedure(Job& job) {
   reset_data(job);
-  first_pass(job);
+  read_sizes(job);
   allocate_data(job);
   if (!xmatrx(job)) stop("TARN Error found in data");
   check_ieee_exceptions(job, "reading data");
@@ -406,7 +265,7 @@ bool xmatrx(Job& job) {
   status.stdic = status.icmeans = status.liveeh = status.dattyp = status.closedmodel = 0;
   status.nprimy = status.nmixtures = 1;
   Data_procedure procedure;
-  read_options(job, procedure);
+  read_data_options(job, procedure);
   require_data_arrays(job);
   job.data.encounters.reset(status.noccas, status.ngrps, status.nicovs, status.nhist);
   allocate_family_arrays(job);

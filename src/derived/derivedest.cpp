@@ -186,14 +186,8 @@ void derivedest(Job& job, std::span<const double> x, const Array2<double>& vcmat
     return;
   }
   const Datatype& type = datatype(dattyp);
-  if (type.derived_sections == Derived_sections::none) return;
   const std::span<const Section* const> sections = derived_sections(type);
-  if (sections.empty()) {
-    warn(job,
-         "Derived parameters of this data type are not available in this version of TARN and are passed "
-         "over.");
-    return;
-  }
+  if (sections.empty()) return;
   if (!x.empty()) require(job, vcmat, "VCMAT");
   Derived_frame frame(job);
   for (const Section* section : sections) {

@@ -63,9 +63,31 @@ std::span<const Section* const> derived_sections(const Datatype& type) {
       return of_conditional_population;
     case Derived_sections::density:
       return of_density;
-    default:
-      return {};
+    case Derived_sections::none:
+    case Derived_sections::session_population:
+    case Derived_sections::strata_population:
+    case Derived_sections::population_and_growth:
+    case Derived_sections::growth:
+    case Derived_sections::popan:
+    case Derived_sections::occupancy:
+    case Derived_sections::occupancy_detection:
+    case Derived_sections::occupancy_gamma:
+    case Derived_sections::occupancy_epsilon:
+    case Derived_sections::occupancy_psi:
+    case Derived_sections::open_robust:
+    case Derived_sections::open_robust_seasons:
+    case Derived_sections::two_species:
+    case Derived_sections::two_species_sessions:
+    case Derived_sections::logit_normal:
+    case Derived_sections::poisson_lognormal:
+    case Derived_sections::two_psi:
+    case Derived_sections::transition_products:
+    case Derived_sections::relaxed_closure:
+    case Derived_sections::multi_occupancy:
+    case Derived_sections::state_abundance:
+      break;
   }
+  return {};
 }
 
 }  // namespace tarn

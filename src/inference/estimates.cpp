@@ -79,8 +79,9 @@ List<char> rows_on_log_scale(const Job& job) {
     const int q = findpar(job.data, name);
     if (q == 0) continue;
     for_each_matrix_of(job, q, [&](const Pim_place&, const Pim& pim) {
-      for (const int cell : pim.cells)
+      for_each_cell(pim, [&](int, int, int cell) {
         if (cell >= 1 && cell <= model.nlogit) rows(cell) = 1;
+      });
     });
   }
   return rows;

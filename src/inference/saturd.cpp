@@ -1,10 +1,13 @@
 #include "inference/saturd.h"
 
 #include <algorithm>
+#include <cassert>
 #include <cmath>
+#include <limits>
 #include <map>
 #include <utility>
 
+#include "data/catalogue/available.h"
 #include "numerics/special.h"
 
 namespace tarn {
@@ -148,32 +151,57 @@ double opportunities(const Datatype& row, History history, bool lost) {
   return before_last - (lost && last > 0 && last < K ? 1.0 : 0.0);
 }
 
+/// The cohort of a record: a key of its own, and the number of histories that its animals can show.
+struct Cohort_key {
+  std::pair<int, int> key;
+  double possible;
+};
+
+Cohort_key cohort_key(const Datatype& row, History history) {
+  const int K = history.noccas();
+  switch (row.saturated) {
+    case Saturated::whole_group:
+    case Saturated::closed_full:
+      return {{0, 0}, live_histories(K) - 1.0};
+    case Saturated::brood: {
+      const std::pair<int, int> brood = first_brood(history);
+      return {brood, std::pow(brood.second + 1.0, K - std::max(brood.first, 1))};
+    }
+    case Saturated::interval:
+      return {{first1(history), 0}, 2.0};
+    case Saturated::none:
+    case Saturated::release: {
+      const int first = first1(history);
+      return {{first, 0}, histories_after_release(row, first, K)};
+    }
+    case Saturated::release_stratum:
+    case Saturated::last_capture:
+    case Saturated::group_stratum:
+    case Saturated::popan:
+    case Saturated::session:
+    case Saturated::session_stratum:
+    case Saturated::session_full:
+    case Saturated::session_stratum_full:
+    case Saturated::group_full:
+      break;
+  }
+  // No model of these is set up; what would be computed is no number.
+  assert(!is_available(row.saturated));
+  return {{0, 0}, std::numeric_limits<double>::quiet_NaN()};
+}
+
 }  // namespace
 
 Cohorts::Cohorts(const Job& job) {
   const Encounter_store& encounters = job.data.encounters;
   const Datatype& row = datatype(job.status.dattyp);
-  const int K = job.status.noccas;
   std::map<std::pair<int, int>, int> numbers;
-  const auto numbered = [&](std::pair<int, int> key, double possible) {
-    const auto [place, is_new] = numbers.emplace(key, possible_.size() + 1);
-    if (is_new) possible_.push_back(possible);
-    return place->second;
-  };
   cohort_.reserve(encounters.size());
   for (int i = 1; i <= encounters.size(); ++i) {
-    const History history = encounters.history(i);
-    if (row.saturated == Saturated::whole_group || row.saturated == Saturated::closed_full) {
-      cohort_.push_back(numbered({0, 0}, live_histories(K) - 1.0));
-    } else if (row.saturated == Saturated::brood) {
-      const std::pair<int, int> brood = first_brood(history);
-      cohort_.push_back(numbered(brood, std::pow(brood.second + 1.0, K - std::max(brood.first, 1))));
-    } else {
-      const int first = first1(history);
-      const double possible =
-          row.saturated == Saturated::interval ? 2.0 : histories_after_release(row, first, K);
-      cohort_.push_back(numbered({first, 0}, possible));
-    }
+    const Cohort_key own = cohort_key(row, encounters.history(i));
+    const auto [place, is_new] = numbers.emplace(own.key, possible_.size() + 1);
+    if (is_new) possible_.push_back(own.possible);
+    cohort_.push_back(place->second);
   }
   make_work_area(observed_, job.status.ngrps, count());
   make_work_area(lost_, job.status.ngrps, count());

@@ -192,7 +192,7 @@ void varmat(Job& job, std::span<const double> beta, std::span<double> h, const P
   const int n = static_cast<int>(beta.size());
   assert(h.size() == beta.size() * (beta.size() + 1) / 2);
   cell_probabilities(job, beta, job.model.cellpr, job.model.cellprlost);
-  const Variance procedure = variance_procedure(job.model);
+  const Variance procedure = job.model.vartyp;
   if ((procedure == Variance::observed || procedure == Variance::expected) &&
       datatype(job.status.dattyp).closed_form != Closed_form::none)
     warn(job,

@@ -5,25 +5,12 @@
 #include <functional>
 #include <optional>
 #include <span>
-#include <string_view>
 
 #include "inference/rank.h"
 #include "job/job.h"
 #include "job/services/timing.h"
 
 namespace tarn {
-
-/// Variance procedures, as `vartyp` and VAREST= number them.
-enum class Variance { hessian = 1, observed, expected, second_partials };
-
-constexpr Variance variance_procedure(const Model_arrays& model) {
-  return static_cast<Variance>(model.vartyp);
-}
-
-/// Its name, as listings print it.
-constexpr std::string_view name_of(Variance procedure) {
-  return varcalc[static_cast<std::size_t>(procedure) - 1];
-}
 
 /// Told of the part of the work that is done, in percent.
 using Percent_done = std::function<void(int percent)>;

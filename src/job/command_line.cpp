@@ -5,10 +5,12 @@
 #include <cstdlib>
 #include <filesystem>
 
+#include "data/data_options.h"
 #include "job/services/fault.h"
 #include "job/services/statement.h"
 #include "job/services/template.h"
 #include "job/services/threads.h"
+#include "model/estimate_options.h"
 
 namespace tarn {
 
@@ -22,7 +24,9 @@ constexpr Spellings help_option{"HELP", "help", "Help"}, noecho_option{"NOECHO",
     dynamic_option{"DYNAMIC", "dynamic", "Dynamic"}, show_dt_option{"SHOW_DT", "show_dt", "Show_dt"},
     threads_key{"THREADS=", "threads=", "Threads="}, digits_key{"DIGITS=", "digits=", "Digits="},
     lines_key{"LINES=", "lines=", "Lines="}, rdvc_key{"RDVC=", "rdvc=", "Rdvc="};
-constexpr Spellings results_key{"JSON=", "json=", "Json="};
+/// Additions of our own; each is a whole argument, as file names may hold its letters.
+constexpr Spellings results_key{"JSON=", "json=", "Json="},
+    describe_option{"DESCRIBE", "describe", "Describe"};
 constexpr std::array<std::string_view, 4> listing_key{"L=", "O=", "l=", "o="};
 constexpr std::array<std::string_view, 2> residual_key{"R=", "r="}, variance_key{"V=", "v="},
     input_key{"I=", "i="};
@@ -33,6 +37,11 @@ std::size_t behind(std::string_view argument, std::span<const std::string_view> 
     if (const std::size_t place = argument.find(spelling); place != std::string_view::npos)
       return place + spelling.size();
   return std::string_view::npos;
+}
+
+/// Whether the whole argument is one of the spellings.
+bool is(std::string_view argument, std::span<const std::string_view> spellings) {
+  return std::find(spellings.begin(), spellings.end(), argument) != spellings.end();
 }
 
 bool holds(std::string_view argument, std::span<const std::string_view> spellings) {
@@ -164,6 +173,7 @@ void read_command_line(Job& job, std::span<const std::string> arguments) {
       warnum(job, "command argument # " + std::to_string(k + 1) + " was longer than receiving string.", -1);
     const std::string_view argument = std::string_view(arguments[k]).substr(0, MAXCHR);
     int number = 0;
+    if (is(argument, describe_option)) describe(job);
     if (holds(argument, help_option)) help_asked = true;
     if (holds(argument, noecho_option)) status.noecho = 1;
     if (holds(argument, nocolor_option)) status.color_output = 0;
@@ -200,6 +210,22 @@ void read_command_line(Job& job, std::span<const std::string> arguments) {
   }
   for (const std::string& name : {status.filres, status.filvcm})
     refuse_deck_as_output(job, name, status.filein);
+}
+
+void describe(Job& job) {
+  const auto table = [&job](std::string_view procedure, std::span<const Option_text> options) {
+    put(job, screen, "(/1x,a,a)", "Options of ", procedure);
+    for (const Option_text& option : options) {
+      put(job, screen, "(3x,a,t22,a)", option.option, option.help);
+      std::string more = option.range.empty() ? "" : "range " + option.range + "; ";
+      more += option.preset.empty() || option.preset == "off" ? "" : "default " + option.preset;
+      if (!more.empty()) put(job, screen, "(t22,a)", more);
+    }
+  };
+  table("PROC CHMATRIX", chmatrix_option_texts());
+  table("PROC ESTIMATE", estimate_option_texts());
+  close_files(job);
+  stop("NORMAL EXIT");
 }
 
 void help(Job& job) {

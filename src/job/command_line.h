@@ -18,6 +18,10 @@ void set_environment(Job& job, std::string_view program_path);
 /// on.
 void read_command_line(Job& job, std::span<const std::string> arguments);
 
+/// An addition of our own: the options of PROC CHMATRIX and PROC ESTIMATE with ranges and defaults on the
+/// screen; ends the job as a deck that was run to its end.
+[[noreturn]] void describe(Job& job);
+
 /// The summary of options on the screen; with `color_output` some of its words differ.
 void help(Job& job);
 

@@ -95,7 +95,4 @@ struct Status_module {
 /// The multiplier of every 95 % limit: 1.96 as a 32-bit number.
 inline constexpr double limit_multiplier = 1.96f;
 
-/// Names of the variance procedures by code 1 to 4.
-inline constexpr std::array<const char*, 4> varcalc{"Hessian", "Observed", "Expected", "2ndPart"};
-
 }  // namespace tarn

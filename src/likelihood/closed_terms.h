@@ -1,12 +1,9 @@
 #pragma once
 // Terms of the log likelihood that depend on summary counts and on real parameters only.
 
-#include <optional>
-#include <string_view>
-#include <vector>
-
 #include "data/catalogue/datatype.h"
 #include "likelihood/cell/cell.h"
+#include "likelihood/charge.h"
 
 namespace tarn {
 
@@ -15,15 +12,6 @@ template <class Real>
 struct Closed_value {
   Real likelihood = 0.0, penalty = 0.0;
 };
-
-/// A penalty that a closed-form term has met, as DEBUG lists it: group and occasion are 0, and the amount
-/// absent, where the line does not tell them.
-struct Charge {
-  std::string_view text{};
-  int group = 0, occasion = 0;
-  std::optional<double> amount{};
-};
-using Charges = std::vector<Charge>;
 
 /// The closed-form term of a data type, summed over groups, as an addend of the log likelihood; its penalties
 /// go to `work.penlty`. A type without one gives 0. Models whose term is not `is_available` are not set up.

@@ -1,54 +1,20 @@
 #include "likelihood/func.h"
 
-#include <algorithm>
 #include <array>
 #include <cassert>
-#include <chrono>
-#include <cmath>
 #include <string>
 
 #include "job/services/array.h"
 #include "job/services/fault.h"
-#include "job/services/report.h"
-#include "job/services/template.h"
 #include "likelihood/evaluation.h"
 #include "likelihood/likelihood_work.h"
 
 namespace tarn {
 namespace {
 
-void report_first_iteration(Job& job) {
-  Model_arrays& model = job.model;
-  linchk(job, 3);
-  put(job, listing, "(1x,a)", "Results from first iteration:");
-  put(job, listing, "(2x,a)", "-2logL Initial " + model.modnam + " = " + f14(job, model.loglik));
-  put(job, listing, "(2x,a)", "Penalty Initial " + model.modnam + " = " + f14(job, model.sumpen));
-  job.streams.flush(job.status.sysout);
-  model.report_first = false;
-}
-
 Likelihood_work& work_of(Job& job) {
   assert(job.model.likelihood != nullptr);
   return *job.model.likelihood;
-}
-
-/// Lists what the closed-form term charges at these reals.
-void debug_charges(Job& job, Reals<double> reals) {
-  const Likelihood_work& work = work_of(job);
-  Cell_work<double>& cell = work.plain[0]->cell;
-  Charges charges;
-  cell.begin();
-  closed_terms(job, work.closed_form, reals, cell, &charges);
-  for (const Charge& charge : charges) {
-    linchk(job, 1);
-    if (!charge.amount)
-      put(job, listing, "(1x,a)", charge.text);
-    else if (charge.group == 0)
-      put(job, listing, "(1x,a,1x,g14.8)", charge.text, *charge.amount);
-    else
-      put(job, listing, "(1x,a,2(1x,i0),1x,g14.8)", charge.text, charge.group, charge.occasion,
-          *charge.amount);
-  }
 }
 
 /// The areas of the derivative pass, as many as the plain pass has.
@@ -77,23 +43,24 @@ void find_idle_classes(Job& job, int i, int j, std::vector<char>& idle) {
 
 }  // namespace
 
-double func(Job& job, std::span<const double> beta) {
+Objective_value func(Job& job, std::span<const double> beta) { return likelihood_point(job).move_to(beta); }
+
+Objective_value funcg(Job& job, std::span<const double> beta, std::span<double> g) {
   Likelihood_point& point = likelihood_point(job);
   const Objective_value value = point.move_to(beta);
-  Model_arrays& model = job.model;
-  model.loglik = value.loglik;
-  model.sumpen = value.sumpen;
-  const Reals<double> reals = point.reals();
-  for (int i = 1; i <= model.nlogit; ++i) model.parm(i) = reals[i];
-  if (job.status.debug != 0 && model.phase2 != 0) debug_charges(job, reals);
-  if (model.report_first) report_first_iteration(job);
-  return value.f;
+  point.gradient(g);
+  return value;
 }
 
-double funcg(Job& job, std::span<const double> beta, std::span<double> g) {
-  const double f = func(job, beta);
-  likelihood_point(job).gradient(g);
-  return f;
+Charges closed_form_charges(Job& job) {
+  Charges charges;
+  if (job.model.phase2 == 0) return charges;
+  const Reals<double> reals = likelihood_point(job).reals();
+  const Likelihood_work& work = work_of(job);
+  Cell_work<double>& cell = work.plain[0]->cell;
+  cell.begin();
+  closed_terms(job, work.closed_form, reals, cell, &charges);
+  return charges;
 }
 
 void func_derivatives(Job& job, std::span<const double> beta, int i, int j, std::span<double> mixed) {

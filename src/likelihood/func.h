@@ -4,6 +4,8 @@
 #include <span>
 
 #include "job/job.h"
+#include "likelihood/charge.h"
+#include "likelihood/likelihood_point.h"
 #include "numerics/derivative.h"
 
 namespace tarn {
@@ -15,17 +17,15 @@ namespace tarn {
 /// `num_threads` change. A data type without a routine is fatal.
 void set_up_likelihood(Job& job);
 
-/// f = -2 log likelihood + penalty at `beta`, the vector that the optimizer sees. Sets `loglik`, `sumpen` and
-/// `parm` (with reals that depend on the record: those of record 1); when `report_first` is set writes the
-/// first-iteration report and clears it; under `debug` lists what a closed-form term charges. A fault in a
-/// cell is fatal, the one of the lowest history number. The same bits for every number of threads, but for
-/// the penalties that count in serial runs only.
-double func(Job& job, std::span<const double> beta);
+/// The objective at `beta`, the vector that the optimizer sees: `Likelihood_point::move_to` of the model's
+/// own point. Leaves nothing in the model.
+Objective_value func(Job& job, std::span<const double> beta);
 
-/// `func`, then its gradient into `g`: forward differences with step `deltax` (|x| + 1), or with `centfd`
-/// central ones with half that step either way. `loglik`, `sumpen` and `parm` are left as the last evaluation
-/// made them.
-double funcg(Job& job, std::span<const double> beta, std::span<double> g);
+/// The same, then the gradient into `g` (`Likelihood_point::gradient`).
+Objective_value funcg(Job& job, std::span<const double> beta, std::span<double> g);
+
+/// The penalties that the closed-form term has where the objective was computed last.
+Charges closed_form_charges(Job& job);
 
 /// Exact second derivatives: mixed[k] = d2 f / (dbeta(i) dbeta(j + k)), k = 0 to 7, i and j counted from 1;
 /// lanes beyond the last beta give 0. The range penalty has derivatives only where the violation exceeds
@@ -33,8 +33,8 @@ double funcg(Job& job, std::span<const double> beta, std::span<double> g);
 void func_derivatives(Job& job, std::span<const double> beta, int i, int j, std::span<double> mixed);
 
 /// Probabilities of the cells at `beta` into two arrays of (record, group): of the observed cell, computed
-/// for every record and group, and of the lost-on-capture cell, 0 where no animal was lost. Leaves `loglik`
-/// and its like alone. No memory for the two is fatal.
+/// for every record and group, and of the lost-on-capture cell, 0 where no animal was lost. No memory for the
+/// two is fatal.
 void cell_probabilities(Job& job, std::span<const double> beta, Array2<double>& observed,
                         Array2<double>& lost);
 

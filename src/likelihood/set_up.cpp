@@ -156,9 +156,6 @@ void set_up_likelihood(Job& job) {
 
   work->threads = std::max(job.status.num_threads, 1);
   make_areas(job, *work);
-  if (!model.parm.present() || model.parm.extent() != model.nlogit) {
-    if (!model.parm.allocate(model.nlogit)) throw std::bad_alloc();
-  }
   model.likelihood = std::move(work);
 }
 

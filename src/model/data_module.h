@@ -14,6 +14,7 @@
 #include "model/design_matrix_funcs_module.h"
 #include "numerics/array.h"
 #include "numerics/list.h"
+#include "optimizers/minimiser.h"
 
 namespace tarn {
 
@@ -144,20 +145,31 @@ struct Varying_cell {
   int node = 0;       ///< level 1 function node, or 0
 };
 
+/// Variance procedures, as VAREST= and the listing number them.
+enum class Variance : int { hessian = 1, observed, expected, second_partials };
+
+/// Their names by code 1 to 4.
+inline constexpr std::array<std::string_view, 4> variance_names{"Hessian", "Observed", "Expected", "2ndPart"};
+
+constexpr std::string_view name_of(Variance procedure) {
+  return variance_names[static_cast<std::size_t>(procedure) - 1];
+}
+
 /// What lives for one PROC ESTIMATE; leaving the procedure is `job.model = {}`.
 struct Model_arrays {
   // options
   int centfd = 0, licovs = 0;
   int phase1 = 1, phase2 = 1, phase3 = 1;
   bool initial_given = false;  ///< the INITIAL statement was read
-  bool report_first = false;   ///< the next evaluation writes the first-iteration report
   int pentfirst = 1, lmcmc = 0, useobserved = 0, mcmcsamsiz = 0;
   int ntune = 4000, nburn = 1000, nmcmc = 10000, nseries = 1, iseed = 0;
   double stepsize = 0.5;
   std::string mcmcfilename = "MCMC.BIN", mcmccsvfilename;
   int numderivedmcmcpar = 0;
   Link nlink = Link::sin;
-  int vartyp = 4, optimizer = 1, maxfn = 2000, nsig = 7, numpar = 0;
+  Variance vartyp = Variance::second_partials;
+  Minimiser optimizer = Minimiser::va09ad;
+  int maxfn = 2000, nsig = 7, numpar = 0;
   bool loop = false, standardize_design = true, essanimals = false, quasi = false, identity = false;
   double chatuse = 1.0, chat = 1.0;
   std::string modnam = "{No Model Specified}";
@@ -196,9 +208,7 @@ struct Model_arrays {
   Array1<double> parm;           ///< reals of the last evaluation
   Array1<double> beta, betast;   ///< all betas, fixed ones in place; the vector that the optimizer sees
   Array1<char> fixpar, profileflag;
-  Array1<int> bindex;                 ///< position of a beta in the optimizer's vector, 0: not estimated
-  double loglik = 0.0, sumpen = 0.0;  ///< -2 log likelihood and penalty of the last evaluation
-  std::array<double, 2> penlty{};
+  Array1<int> bindex;  ///< position of a beta in the optimizer's vector, 0: not estimated
 
   // the likelihood
   Cell_routine<double> chprobpointer = nullptr;

@@ -3,67 +3,26 @@
 #include <array>
 #include <string_view>
 
-#include "job/services/fault.h"
-#include "job/services/statement.h"
-#include "model/structure/links.h"
+#include "data/catalogue/link.h"
 
 namespace tarn {
 
 namespace {
 
-constexpr std::size_t file_name_width = 255;
-constexpr int second_partials = 4;
+using Row = Option<Job>;
 
-/// A keyword that sets one member to a fixed value.
-struct Flag_option {
-  std::string_view name;
-  int Model_arrays::*member;
-  int value;
-};
-constexpr std::array flag_options{Flag_option{"CENTRALFD", &Model_arrays::centfd, 1},
-                                  Flag_option{"VA09AD", &Model_arrays::optimizer, 1},
-                                  Flag_option{"SIMANNEAL", &Model_arrays::optimizer, 2},
-                                  Flag_option{"OPTMIZ", &Model_arrays::optimizer, 3},
-                                  Flag_option{"NEWOPTMIZ", &Model_arrays::optimizer, 4},
-                                  Flag_option{"SIMANNEAL2", &Model_arrays::optimizer, 5},
-                                  Flag_option{"SIMANNEAL3", &Model_arrays::optimizer, 6},
-                                  Flag_option{"DIFF_EVOL", &Model_arrays::optimizer, 7},
-                                  Flag_option{"PENTFIRST", &Model_arrays::pentfirst, 1},
-                                  Flag_option{"PENTLAST", &Model_arrays::pentfirst, 0},
-                                  Flag_option{"USEOBSERVED", &Model_arrays::useobserved, 1},
-                                  Flag_option{"MCMC", &Model_arrays::lmcmc, 1},
-                                  Flag_option{"GIBBSIT", &Model_arrays::mcmcsamsiz, 1}};
-
-struct Switch_option {
-  std::string_view name;
-  bool Model_arrays::*member;
-  bool value;
-};
-constexpr std::array switch_options{Switch_option{"LOOP", &Model_arrays::loop, true},
-                                    Switch_option{"NOLOOP", &Model_arrays::loop, false},
-                                    Switch_option{"NOSTANDDM", &Model_arrays::standardize_design, false},
-                                    Switch_option{"ESSANIMALS", &Model_arrays::essanimals, true},
-                                    Switch_option{"QUASI", &Model_arrays::quasi, true}};
-
-struct Integer_option {
-  std::string_view name;
-  int Model_arrays::*member;
-};
-constexpr std::array integer_options{
-    Integer_option{"NSIG", &Model_arrays::nsig},         Integer_option{"MAXFN", &Model_arrays::maxfn},
-    Integer_option{"NUMPAR", &Model_arrays::numpar},     Integer_option{"BURNIN", &Model_arrays::nburn},
-    Integer_option{"TUNEIN", &Model_arrays::ntune},      Integer_option{"SAMPLES", &Model_arrays::nmcmc},
-    Integer_option{"NUMSERIES", &Model_arrays::nseries}, Integer_option{"SEED", &Model_arrays::iseed}};
-
-template <class Options>
-const typename Options::value_type* find_option(const Options& options, std::string_view name) {
-  for (const auto& option : options)
-    if (option.name == name) return &option;
-  return nullptr;
+template <auto member>
+auto& model(Job& job) {
+  return job.model.*member;
+}
+template <auto member>
+auto& status(Job& job) {
+  return job.status.*member;
 }
 
 /// LINK=: a name that is no link gives SIN.
-void read_link(Job& job, const std::string& name) {
+void read_link(Job& job, int i) {
+  const std::string& name = word(job, i);
   job.model.nlink = link_of(name);
   if (job.model.nlink != Link::none) return;
   warn(job, "unidentified LINK function " + name);
@@ -72,71 +31,150 @@ void read_link(Job& job, const std::string& name) {
 }
 
 /// VAREST=: the word is upper case already, the names are raised for the comparison.
-void read_variance_procedure(Job& job, const std::string& name) {
-  for (std::size_t k = 0; k < varcalc.size(); ++k) {
-    std::string known = varcalc[k];
+void read_variance_procedure(Job& job, int i) {
+  const std::string& name = word(job, i);
+  for (const Variance procedure :
+       {Variance::hessian, Variance::observed, Variance::expected, Variance::second_partials}) {
+    std::string known(name_of(procedure));
     cvtcas(known);
-    if (known == name) {
-      job.model.vartyp = static_cast<int>(k) + 1;
-      return;
-    }
+    if (known != name) continue;
+    job.model.vartyp = procedure;
+    return;
   }
   warn(job, "unidentified VAREST parameter " + name);
-  job.model.vartyp = second_partials;
+  job.model.vartyp = Variance::second_partials;
   warn(job, "VAREST set to 2ndPart ");
 }
 
-/// Takes the option at word i if it is one without a value.
-bool read_bare_option(Job& job, const std::string& option) {
-  Model_arrays& model = job.model;
-  if (const Flag_option* flag = find_option(flag_options, option)) {
-    model.*flag->member = flag->value;
-  } else if (const Switch_option* known = find_option(switch_options, option)) {
-    model.*known->member = known->value;
-  } else if (option == "DEBUG") {
-    job.status.debug = 1;
-  } else if (option != "PRINTVC") {
-    return false;
-  }
-  return true;
+template <Minimiser method>
+constexpr Row optimizer(std::string_view help) {
+  return {.name = name_of(method),
+          .place = [](Job& job, int) { job.model.optimizer = method; },
+          .preset = method == Minimiser::va09ad ? "on" : "off",
+          .help = help};
 }
 
-/// Takes the option at word i with its value at word i + 2, if it is one of those.
-bool read_value_option(Job& job, const std::string& option, int i) {
-  Model_arrays& model = job.model;
-  if (const Integer_option* integer = find_option(integer_options, option)) {
-    model.*integer->member = ivalue(job, word(job, i + 2));
-  } else if (option == "THINCHAIN") {
-    job.status.thinchain = ivalue(job, word(job, i + 2));
-  } else if (option == "DELTAX") {
-    job.status.deltax = value(job, word(job, i + 2));
-  } else if (option == "STEPSIZE") {
-    model.stepsize = value(job, word(job, i + 2));
-  } else if (option == "LINK") {
-    read_link(job, word(job, i + 2));
-  } else if (option == "VAREST") {
-    read_variance_procedure(job, word(job, i + 2));
-  } else if (option == "MCMCFILE") {
-    model.mcmcfilename = word_as_typed(job, i + 2).substr(0, file_name_width);
-  } else if (option == "MCMCCSVFILE") {
-    model.mcmccsvfilename = word_as_typed(job, i + 2).substr(0, file_name_width);
-  } else {
-    return false;
-  }
-  return true;
-}
+constexpr std::array rows{
+    Row{.name = "LINK",
+        .kind = Option_kind::word,
+        .place = read_link,
+        .preset = "SIN",
+        .help = "link of the real parameters; PARM-SPECIFIC: the LINKS statement tells each"},
+    Row{.name = "VAREST",
+        .kind = Option_kind::word,
+        .place = read_variance_procedure,
+        .preset = "2ndPart",
+        .help = "information matrix: 2ndPart, Hessian, Observed or Expected"},
+    optimizer<Minimiser::va09ad>("minimiser: quasi-Newton with gradients"),
+    optimizer<Minimiser::optmizs>("minimiser: quasi-Newton with its own differences"),
+    optimizer<Minimiser::newoptmiz>("minimiser: trust region without derivatives"),
+    optimizer<Minimiser::simanneal>("minimiser: annealing, which searches far and takes long"),
+    optimizer<Minimiser::find_minimum>("minimiser: another annealing"),
+    optimizer<Minimiser::sa>("minimiser: a third annealing"),
+    optimizer<Minimiser::diff_evol>("minimiser: differential evolution"),
+    Row{.name = "MAXFN",
+        .kind = Option_kind::integer,
+        .place = model<&Model_arrays::maxfn>,
+        .help = "most evaluations of the likelihood"},
+    Row{.name = "NSIG",
+        .kind = Option_kind::integer,
+        .place = model<&Model_arrays::nsig>,
+        .help = "significant digits sought"},
+    Row{.name = "CENTRALFD",
+        .place = model<&Model_arrays::centfd>,
+        .help = "gradients by central differences"},
+    Row{.name = "DELTAX",
+        .kind = Option_kind::number,
+        .place = status<&Status_module::deltax>,
+        .help = "step of differences; it stays for later models"},
+    Row{.name = "NUMPAR",
+        .kind = Option_kind::integer,
+        .place = model<&Model_arrays::numpar>,
+        .help = "the number of estimated parameters is n; 0: it is found"},
+    Row{.name = "LOOP",
+        .place = model<&Model_arrays::loop>,
+        .help = "a beta that the data do not identify is taken out, and the model fitted again"},
+    Row{.name = "NOLOOP", .place = model<&Model_arrays::loop>, .setting = 0, .help = "one fit"},
+    Row{.name = "NOSTANDDM",
+        .place = model<&Model_arrays::standardize_design>,
+        .setting = 0,
+        .help = "columns of the design matrix are not scaled"},
+    Row{.name = "QUASI", .place = model<&Model_arrays::quasi>, .help = "quasi-likelihood figures"},
+    Row{.name = "ESSANIMALS",
+        .place = model<&Model_arrays::essanimals>,
+        .help = "the effective sample size counts animals"},
+    Row{.name = "PENTFIRST",
+        .place = model<&Model_arrays::pentfirst>,
+        .help = "entries (POPAN): the first one is the remainder"},
+    Row{.name = "PENTLAST",
+        .place = model<&Model_arrays::pentfirst>,
+        .setting = 0,
+        .help = "entries (POPAN): the last one is the remainder"},
+    Row{.name = "USEOBSERVED",
+        .place = model<&Model_arrays::useobserved>,
+        .help = "observed counts where the data type has a choice"},
+    Row{.name = "DEBUG",
+        .place = status<&Status_module::debug>,
+        .help = "matrices, starting values and cells are listed"},
+    Row{.name = "PRINTVC", .help = "accepted, without effect"},
+    Row{.name = "MCMC", .place = model<&Model_arrays::lmcmc>, .help = "posterior samples after the fit"},
+    Row{.name = "GIBBSIT", .place = model<&Model_arrays::mcmcsamsiz>, .help = "size of the sample is found"},
+    Row{.name = "TUNEIN",
+        .kind = Option_kind::integer,
+        .place = model<&Model_arrays::ntune>,
+        .help = "samples of the tuning"},
+    Row{.name = "BURNIN",
+        .kind = Option_kind::integer,
+        .place = model<&Model_arrays::nburn>,
+        .help = "samples dropped before those kept"},
+    Row{.name = "SAMPLES",
+        .kind = Option_kind::integer,
+        .place = model<&Model_arrays::nmcmc>,
+        .help = "samples kept"},
+    Row{.name = "NUMSERIES",
+        .kind = Option_kind::integer,
+        .place = model<&Model_arrays::nseries>,
+        .help = "chains"},
+    Row{.name = "THINCHAIN",
+        .kind = Option_kind::integer,
+        .place = status<&Status_module::thinchain>,
+        .help = "every n-th sample is kept"},
+    Row{.name = "SEED",
+        .kind = Option_kind::integer,
+        .place = model<&Model_arrays::iseed>,
+        .help = "seed of the random numbers; 0: by clock and process"},
+    Row{.name = "STEPSIZE",
+        .kind = Option_kind::number,
+        .place = model<&Model_arrays::stepsize>,
+        .help = "step of the proposals"},
+    Row{.name = "MCMCFILE",
+        .kind = Option_kind::file_name,
+        .place = model<&Model_arrays::mcmcfilename>,
+        .help = "file of the samples"},
+    Row{.name = "MCMCCSVFILE",
+        .kind = Option_kind::file_name,
+        .place = model<&Model_arrays::mcmccsvfilename>,
+        .preset = "none",
+        .help = "file of their summary"}};
 
 }  // namespace
 
 void estimate_options(Job& job) {
-  for (int i = 3; i <= job.status.lstwrd; ++i) {
-    const std::string option = word(job, i);
-    if (read_bare_option(job, option)) continue;
-    if (read_value_option(job, option, i))
-      i += 2;
-    else
-      warn(job, "The proc estimate option '" + option + "' was not recognized.");
+  for (int i = 3; i <= job.status.lstwrd;) {
+    const Row* const option = find_option<Job>(rows, word(job, i));
+    if (option == nullptr) {
+      warn(job, "The proc estimate option '" + word(job, i) + "' was not recognized.");
+      ++i;
+      continue;
+    }
+    take_option(job, job, *option, i);
+    i += words_of(*option);
   }
+}
+
+std::vector<Option_text> estimate_option_texts() {
+  Job fresh;
+  return describe_options<Job>(rows, fresh);
 }
 
 }  // namespace tarn

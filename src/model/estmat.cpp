@@ -115,14 +115,17 @@ void report_estimates(Job& job, Fitted_model& record) {
   check_ieee_exceptions(job, "computing the variance-covariance matrix");
 }
 
-/// -2 log likelihood and penalty at the solution, which `func` leaves with the reals in the model.
+/// -2 log likelihood and penalty at the solution; leaves its betas and reals in the model.
 void report_solution(Job& job, View<const double> x, Fit_record& record) {
   Model_arrays& model = job.model;
-  func(job, x.span());
+  Likelihood_point& point = likelihood_point(job);
+  const Objective_value value = point.move_to(x.span());
+  const Reals<double> reals = point.reals();
+  for (int r = 1; r <= model.nlogit; ++r) model.parm(r) = reals[r];
   for (int i = 1; i <= model.ncovs_nlbetas; ++i)
     if (model.bindex(i) > 0) model.beta(i) = x(model.bindex(i));
-  record.loglik = model.loglik;
-  record.penalty = model.sumpen + 0.0;  // a 0 without a sign
+  record.loglik = value.loglik;
+  record.penalty = value.sumpen + 0.0;  // a 0 without a sign
   const bool penalised = record.penalty > std::numeric_limits<double>::epsilon();
   if (penalised) warn(job, "One or more encounter histories have probabilities not in interval 0-1.");
   report_value(job, "-2logL ", record.loglik);
@@ -142,7 +145,6 @@ void report_information(Job& job, std::span<const double> x, std::span<double> h
   });
   put_step_time(job, "To compute VC matrix, CPU Time was ");
   record.variance = step_time(job.timing);
-  job.model.loglik = record.loglik;
   record.information = expand(h, static_cast<int>(x.size()));
 }
 
@@ -207,7 +209,6 @@ bool fit_pass(Job& job, Previous_fit& previous, Fitted_model& record) {
   set_up_likelihood(job);
   if (previous.removed > 0) write_confounded(job, previous, x);
   if (job.status.debug != 0) debug_before_fit(job, x);
-  job.model.report_first = true;
   record.fit = {};
   ++record.fits;
   record.fit.minimiser = fit(job, {x, arrays.g.span(), arrays.h.span()});

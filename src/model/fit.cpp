@@ -53,17 +53,45 @@ void word_va09ad(Job& job, const Minimiser_end& end, const Minimiser_settings& s
   }
 }
 
+/// What the fit starts from.
+void report_first_iteration(Job& job, const Objective_value& value) {
+  linchk(job, 3);
+  put(job, listing, "(1x,a)", "Results from first iteration:");
+  put(job, listing, "(2x,a)", "-2logL Initial " + job.model.modnam + " = " + f14(job, value.loglik));
+  put(job, listing, "(2x,a)", "Penalty Initial " + job.model.modnam + " = " + f14(job, value.sumpen));
+  job.streams.flush(job.status.sysout);
+}
+
+/// What the closed-form term charges at the point in hand.
+void debug_charges(Job& job) {
+  for (const Charge& charge : closed_form_charges(job)) {
+    linchk(job, 1);
+    if (!charge.amount)
+      put(job, listing, "(1x,a)", charge.text);
+    else if (charge.group == 0)
+      put(job, listing, "(1x,a,1x,g14.8)", charge.text, *charge.amount);
+    else
+      put(job, listing, "(1x,a,2(1x,i0),1x,g14.8)", charge.text, charge.group, charge.occasion,
+          *charge.amount);
+  }
+}
+
 }  // namespace
 
 Minimiser_end fit(Job& job, const Search_vectors& vectors, bool report) {
   start_timing(job);
   const Model_arrays& model = job.model;
-  const Minimiser_settings settings{.method = static_cast<Minimiser>(model.optimizer),
-                                    .maxfn = model.maxfn,
-                                    .nsig = model.nsig,
-                                    .detail = job.status.debug != 0};
-  const auto objective = [&job](std::span<const double> beta, std::span<double> gradient) {
-    return funcg(job, beta, gradient);
+  const Minimiser_settings settings{
+      .method = model.optimizer, .maxfn = model.maxfn, .nsig = model.nsig, .detail = job.status.debug != 0};
+  Likelihood_point& point = likelihood_point(job);
+  bool first = true;
+  const auto objective = [&](std::span<const double> beta, std::span<double> gradient) {
+    const Objective_value value = point.move_to(beta);
+    if (settings.detail) debug_charges(job);
+    if (first && report) report_first_iteration(job, value);
+    first = false;
+    point.gradient(gradient);
+    return value.f;
   };
   const Minimiser_end end = minimise(objective, settings, vectors, course_of_va09ad(job));
   if (!end.available)

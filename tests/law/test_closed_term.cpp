@@ -55,7 +55,7 @@ class Closed_term : public testing::TestWithParam<std::tuple<int, int>> {
     job().model.phase1 = 0;
     func(x_);
     job().model.phase1 = 1;
-    return job().model.sumpen;
+    return model_->value.sumpen;
   }
 
   /// The chance of no capture in group g at the reals of the last evaluation.
@@ -63,7 +63,9 @@ class Closed_term : public testing::TestWithParam<std::tuple<int, int>> {
     const auto matrix = [&](const char* name) -> const Pim& {
       return job().model.pim2(findpar(job().data, name), 1, 1, g);
     };
-    const auto real = [&](const char* name, int r, int c) { return job().model.parm(matrix(name).at(r, c)); };
+    const auto real = [&](const char* name, int r, int c) {
+      return model_->reals()[static_cast<std::size_t>(matrix(name).at(r, c)) - 1];
+    };
     const int mixtures = job().status.nmixtures;
     double left = 1.0, q = 0.0;
     for (int m = 1; m <= mixtures; ++m) {
@@ -109,7 +111,7 @@ TEST_P(Closed_term, is_what_funcg_differentiates) {
       set_first_p(p);
       job().model.centfd = central;
       std::vector<double> g(x_.size());
-      const double f = funcg(job(), x_, g);
+      const double f = funcg(job(), x_, g).f;
       EXPECT_EQ(f, func(x_));
       for (std::size_t k = 0; k < x_.size(); ++k) {
         const double step = job().status.deltax * (std::abs(x_[k]) + 1.0);

@@ -119,7 +119,7 @@ TEST_P(Derivatives, gradient_agrees_with_extrapolated_differences) {
   const std::vector<double>& x = model_.beta;
   std::vector<double> g(x.size());
   model_.m.job().model.centfd = 1;
-  const double f = funcg(model_.m.job(), x, g);
+  const double f = funcg(model_.m.job(), x, g).f;
   for (std::size_t i = 0; i < x.size(); ++i) {
     const double exact = extrapolated_difference(
         1e-2, [&](double h) { return (at(x, i, h, i, 0.0) - at(x, i, -h, i, 0.0)) / (2.0 * h); });
@@ -132,7 +132,7 @@ TEST_P(Derivatives, second_derivatives_agree_with_extrapolated_differences) {
   const std::vector<double>& x = model_.beta;
   const int n = static_cast<int>(x.size());
   std::vector<double> h(x.size() * (x.size() + 1) / 2);
-  model_.m.job().model.vartyp = 4;
+  model_.m.job().model.vartyp = Variance::second_partials;
   varmat(model_.m.job(), x, h);
   const Array2<double> full = expand(h, n);
   const double f = model_.m.func(x);

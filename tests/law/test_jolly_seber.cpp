@@ -93,11 +93,11 @@ class Jolly {
     job().model.phase1 = 0;
     model.func(x);
     job().model.phase1 = 1;
-    return -0.5 * job().model.loglik;
+    return -0.5 * model.value.loglik;
   }
   double term(const Rates& r) { return term(r.vector()); }
   /// What it charged, of the last evaluation.
-  double charged() { return -0.5 * job().model.sumpen; }
+  double charged() { return -0.5 * model.value.sumpen; }
   double length(int c) { return job().data.timint(c); }
 
   Model_builder model;

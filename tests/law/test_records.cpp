@@ -118,8 +118,8 @@ TEST_P(Records, do_not_know_where_their_reals_come_from) {
     if (x.empty()) x = moderate_betas(own, 13);
     const double f = figures(own, x, false).f;
     Model_builder given = fitted_model(GetParam(), {animal}, shared);
-    const Array1<double>& reals = own.job().model.parm;
-    const double g = figures(given, {reals.begin(), reals.end()}, false).f;
+    const std::vector<double> reals = own.reals();
+    const double g = figures(given, reals, false).f;
     // A table shared by the records of a cohort multiplies in another order.
     EXPECT_NEAR(f, g, 10.0 * epsilon * (1.0 + std::abs(f))) << animal.cells;
   }

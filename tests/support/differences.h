@@ -24,7 +24,7 @@ inline double extrapolated_difference(double h, const std::function<double(doubl
 inline void expect_second_derivatives(Model_builder& m, const std::vector<double>& x) {
   const int n = static_cast<int>(x.size());
   std::vector<double> h(x.size() * (x.size() + 1) / 2);
-  m.job().model.vartyp = 4;
+  m.job().model.vartyp = Variance::second_partials;
   varmat(m.job(), x, h);
   const Array2<double> full = expand(h, n);
   const auto element = [&](std::size_t i, std::size_t j) {

@@ -27,7 +27,7 @@ inline const std::vector<Family_note>& fitted_types() {
 - `Phi`, `Lambda` (growth of the population, not below `Phi`): K - 1 columns, one an interval. `p`: K columns, column o is
   occasion o. `N`: one cell, the animals present on occasion 1 beyond those caught there. One row. `p` of the first occasion
   cannot be told from `Lambda` of the first interval and `N`, nor `p` of the last from `Phi` and `Lambda` before it, unless
-  tied to others.
+  tied to others. `DEBUG` lists where the search is charged: `Lambda` below `Phi`, more entrants than first captures.
 )"},
       {{2},
        R"(- cell: first character `1` on the occasion of release, second character `1` when the dead animal was reported in the

@@ -182,7 +182,18 @@ class Model_builder {
   }
 
   int betas() { return job().model.ncovs_nlbetas; }
-  double func(const std::vector<double>& beta) { return tarn::func(job(), beta); }
+  /// The objective; its parts stay in `value`.
+  double func(const std::vector<double>& beta) {
+    value = tarn::func(job(), beta);
+    return value.f;
+  }
+  /// Real parameters where the objective was computed last; of record 1 where they depend on the record.
+  std::vector<double> reals() {
+    const Reals<double> own = likelihood_point(job()).reals();
+    std::vector<double> all;
+    for (int i = 1; i <= job().model.nlogit; ++i) all.push_back(own[i]);
+    return all;
+  }
   /// The objective at x with each of `moves` in turn, on the road that gradients take.
   std::vector<double> objectives(const std::vector<double>& x, const std::vector<Moved_beta>& moves) {
     Likelihood_point& point = likelihood_point(job());
@@ -193,6 +204,7 @@ class Model_builder {
   }
 
   Test_job test;
+  Objective_value value;
 
  private:
   static void present(bool made) {

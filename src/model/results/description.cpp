@@ -6,6 +6,7 @@
 
 #include "data/catalogue/datatype.h"
 #include "model/structure/links.h"
+#include "model/structure/pim.h"
 
 namespace tarn {
 namespace {
@@ -134,12 +135,9 @@ void find_places(Model_description& description) {
 }
 
 void describe_matrices(const Job& job, Model_description& description) {
-  const Model_arrays& model = job.model;
-  for (int g = 1; g <= job.status.ngrps; ++g)
-    for (int b = model.pim2index3lobd; b <= model.pim2index3upbd; ++b)
-      for (int a = model.pim2index2lobd; a <= model.pim2index2upbd; ++a)
-        for (int q = 1; q <= job.data.numparmnames; ++q)
-          if (const Pim& pim = model.pim2(q, a, b, g); pim.given()) describe_matrix(pim, a, b, description);
+  for_each_matrix(job, [&description](const Pim_place& at, const Pim& pim) {
+    if (pim.given()) describe_matrix(pim, at.a, at.b, description);
+  });
   find_places(description);
 }
 
@@ -148,7 +146,7 @@ void describe_reals(const Job& job, Model_description& description) {
   for (int r = 1; r <= model.nlogit; ++r) {
     Real_description& real = description.reals.emplace_back();
     real.label = model.rlabel(r);
-    real.link = link_names[static_cast<std::size_t>(model.lindex(r)) - 1];
+    real.link = link_name(model.lindex(r));
     real.fixed = model.fixpar(r) != 0;
   }
   for (const Link_function_row& member : model.linkfuncptr) {
@@ -221,8 +219,8 @@ Model_description describe_model(const Job& job) {
   description.keyword = status.dt_string;
   description.data_type = datastrings(status.dattyp);
   description.link = link_name(model.nlink);
-  description.variance = name_of(variance_procedure(model));
-  description.minimiser = name_of(static_cast<Minimiser>(model.optimizer));
+  description.variance = name_of(model.vartyp);
+  description.minimiser = name_of(model.optimizer);
   for (int o = 1; o <= job.data.timint.extent(); ++o)
     description.intervals.push_back(static_cast<double>(job.data.timint(o)));
   describe_reals(job, description);

@@ -78,9 +78,8 @@ void write_captured(Job& job, const Data_summary& data) {
 
 void write_model_heading(Job& job) {
   heading_line(job, "Model is ", job.model.modnam);
-  heading_line(job, "Link Function Used is ", link_names[static_cast<std::size_t>(job.model.nlink) - 1]);
-  heading_line(job, "Variance Estimation Procedure Used is ",
-               std::string(name_of(variance_procedure(job.model))));
+  heading_line(job, "Link Function Used is ", std::string(link_name(job.model.nlink)));
+  heading_line(job, "Variance Estimation Procedure Used is ", std::string(name_of(job.model.vartyp)));
 }
 
 void write_data_summary(Job& job, const Data_summary& data) {

@@ -203,8 +203,10 @@ TEST(Data_procedure, report_of_the_data_set) {
   EXPECT_EQ(t.words(), (std::vector<std::string>{"PROC", "STOP"}));
 }
 
-TEST(Data_procedure, keyword_in_any_case) {
-  EXPECT_EQ(Data_job("occasions=4 groups=1 hist=9 etype=Live", "").job.status.dattyp, 1);
+TEST(Data_procedure, keyword_as_typed) {
+  const Data_job t("occasions=4 groups=1 hist=9 etype=Live", "");
+  EXPECT_EQ(t.job.status.dattyp, 1);
+  EXPECT_EQ(t.job.status.dt_string, "Live");
 }
 
 TEST(Data_procedure, debug_lists_parameters_and_tables) {

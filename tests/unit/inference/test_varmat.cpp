@@ -84,7 +84,7 @@ TEST(Varmat, second_partials_are_the_stencil_in_many_digits) {
     }
     m.finish();
     std::vector<double> h(triangle(c.beta.size()));
-    m.job().model.vartyp = 4;
+    m.job().model.vartyp = Variance::second_partials;
     varmat(m.job(), c.beta, h);
     const int size = static_cast<int>(c.beta.size());
     ASSERT_EQ(c.h.size(), h.size());
@@ -145,7 +145,7 @@ TEST(Varmat, hessian_is_half_of_the_multiplied_factors) {
   Model_builder m = constant_model();
   m.record("111", {1.0F});
   m.finish();
-  m.job().model.vartyp = 1;
+  m.job().model.vartyp = Variance::hessian;
   // L = (1 0; 0.5 1), D = (4, 3): A = (4 2; 2 4).
   std::vector<double> h{4.0, 0.5, 3.0};
   varmat(m.job(), std::vector{0.5, 0.5}, h);
@@ -160,7 +160,7 @@ TEST(Varmat, observed_information_by_hand) {
   m.record("110", {6.0F});
   m.record("011", {0.0F}, {4.0F});
   m.finish();
-  m.job().model.vartyp = 2;
+  m.job().model.vartyp = Variance::observed;
   const double s = 0.75, p = 0.5;
   std::vector<double> h(3);
   varmat(m.job(), std::vector{s, p}, h);
@@ -176,7 +176,7 @@ TEST(Varmat, observed_information_passes_over_a_cell_of_probability_zero) {
   m.record("111", {6.0F});
   m.record("101", {1.0F});
   m.finish();
-  m.job().model.vartyp = 2;
+  m.job().model.vartyp = Variance::observed;
   std::vector<double> h(3);
   varmat(m.job(), std::vector{0.75, 0.0}, h);
   EXPECT_EQ(h, std::vector<double>(3));
@@ -192,7 +192,7 @@ TEST(Varmat, expected_information_by_hand) {
   m.record("011", {2.0F});  // the same cell on a second record
   m.finish();
   set_releases(m, {10.0F, 13.0F, 0.0F}, {0.0F, 0.0F, 0.0F});
-  m.job().model.vartyp = 3;
+  m.job().model.vartyp = Variance::expected;
   const double s = 0.75, p = 0.5, q = s * p;
   std::vector<double> h(3);
   varmat(m.job(), std::vector{s, p}, h);
@@ -210,7 +210,7 @@ TEST(Varmat, expected_information_of_losses) {
   m.record("110", {0.0F}, {4.0F});
   m.finish();
   set_releases(m, {0.0F, 0.0F, 0.0F}, {4.0F, 0.0F, 0.0F});
-  m.job().model.vartyp = 3;
+  m.job().model.vartyp = Variance::expected;
   const double s = 0.75, p = 0.5, q = s * p;
   std::vector<double> h(3);
   varmat(m.job(), std::vector{s, p}, h);
@@ -228,7 +228,7 @@ TEST(Varmat, expected_information_of_a_closed_population) {
   for (const char* live : {"111", "110", "101", "100", "011", "010", "001"}) m.record(live, {10.0F});
   m.finish();
   set_releases(m, {70.0F, 0.0F, 0.0F}, {0.0F, 0.0F, 0.0F});
-  m.job().model.vartyp = 3;
+  m.job().model.vartyp = Variance::expected;
   const double p = 0.375, q = 1 - p, pstar = 1 - q * q * q;
   double information = 0.0;
   const double ways[] = {0, 3, 3, 1};
@@ -248,7 +248,8 @@ TEST(Varmat, singular_information_of_a_parameter_that_is_not_identified) {
   m.time_pims();
   m.job().model.nlink = Link::identity;
   m.finish();
-  m.job().model.vartyp = 2;  // a sum of squares has no curvature of its own along the product
+  m.job().model.vartyp =
+      Variance::observed;  // a sum of squares has no curvature of its own along the product
   std::vector<double> h(triangle(4));
   const std::vector<double> x{0.75, 0.625, 0.5, 0.375};
   varmat(m.job(), x, h);
@@ -268,7 +269,7 @@ TEST(Varmat, reals_are_those_of_the_solution) {
   std::vector<double> h(3);
   const std::vector<double> x{0.75, 0.5};
   for (const int type : {1, 2, 3, 4}) {
-    m.job().model.vartyp = type;
+    m.job().model.vartyp = static_cast<Variance>(type);
     m.func({0.1, 0.2});
     varmat(m.job(), x, h);
     EXPECT_EQ(m.job().model.parm(1), 0.75);
@@ -281,7 +282,7 @@ TEST(Varmat, without_records_or_betas) {
   m.finish();
   for (const int type : {1, 2, 3, 4}) {
     std::vector<double> h(3);
-    m.job().model.vartyp = type;
+    m.job().model.vartyp = static_cast<Variance>(type);
     varmat(m.job(), std::vector{0.75, 0.5}, h);
     EXPECT_EQ(h, std::vector<double>(3));
   }

@@ -59,6 +59,30 @@ class Workplace {
 
 class Command_line : public testing::Test, protected Workplace {};
 
+TEST_F(Command_line, describe_shows_the_options_of_both_procedures) {
+  for (const char* word : {"describe", "DESCRIBE", "Describe"}) {
+    t.clear();
+    EXPECT_EQ(read({"I=x.inp", word}), "NORMAL EXIT");
+    EXPECT_TRUE(t.screen_has("\n Options of PROC CHMATRIX\n"));
+    EXPECT_TRUE(
+        t.screen_has("\n   mixtures=n        components of a mixture\n"
+                     "                     range 1 to 256; default 1\n"));
+    EXPECT_TRUE(t.screen_has("\n Options of PROC ESTIMATE\n"));
+    EXPECT_TRUE(
+        t.screen_has("\n   maxfn=n           most evaluations of the likelihood\n"
+                     "                     default 2000\n"));
+    EXPECT_TRUE(t.screen_has("\n   printvc           accepted, without effect\n   mcmc "));
+  }
+}
+
+TEST_F(Command_line, describe_is_a_whole_argument) {
+  for (const char* word : {"describe.inp", "xdescribe", "descriBe"}) {
+    t.clear();
+    EXPECT_EQ(read({"I=x.inp", word}), "") << word;
+    EXPECT_FALSE(t.screen_has("Options of")) << word;
+  }
+}
+
 TEST_F(Command_line, switches_in_their_three_spellings) {
   for (const char* spelling : {"NOECHO", "noecho", "Noecho"}) {
     status().noecho = 0;

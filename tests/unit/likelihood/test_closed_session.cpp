@@ -352,16 +352,16 @@ TEST(Closed_term, penalty_of_a_zero_history_outside_its_range) {
   Job& job = b.model.job();
   job.model.phase1 = 0;
   b.model.func(b.vector_of(x));
-  EXPECT_EQ(job.model.sumpen, 0.0);
+  EXPECT_EQ(b.model.value.sumpen, 0.0);
   x.p[0] = {1.5, 0.3, 0.4};  // q = -.5 .7 .6
   const double f = b.model.func(b.vector_of(x));
-  EXPECT_NEAR(job.model.sumpen, 2.0 * 0.21 * job.status.penalty_slope, 1e-6);
+  EXPECT_NEAR(b.model.value.sumpen, 2.0 * 0.21 * job.status.penalty_slope, 1e-6);
   const double expected = 4.0 * std::log(minlog) + std::lgamma(4.0 + 4.0 + 1.0) - std::lgamma(5.0);
-  EXPECT_NEAR(job.model.loglik, -2.0 * expected, 1e-9);
-  EXPECT_EQ(f, job.model.loglik + job.model.sumpen);
+  EXPECT_NEAR(b.model.value.loglik, -2.0 * expected, 1e-9);
+  EXPECT_EQ(f, b.model.value.loglik + b.model.value.sumpen);
   x.p[0] = {-0.5, 0.3, -0.4};  // q = 1.5 .7 1.4
   b.model.func(b.vector_of(x));
-  EXPECT_NEAR(job.model.sumpen, 2.0 * (1.5 * 0.7 * 1.4 - 1.0) * job.status.penalty_slope, 1e-6);
+  EXPECT_NEAR(b.model.value.sumpen, 2.0 * (1.5 * 0.7 * 1.4 - 1.0) * job.status.penalty_slope, 1e-6);
 }
 
 TEST(Closed_term, a_group_in_which_no_animal_was_caught) {

@@ -47,7 +47,7 @@ TEST_P(Gradient_pass, is_what_funcg_differentiates) {
     m.job().model.centfd = central;
     const std::vector<double> x(static_cast<std::size_t>(m.betas()), -0.1);
     std::vector<double> g(x.size());
-    const double f = funcg(m.job(), x, g);
+    const double f = funcg(m.job(), x, g).f;
     const double step = m.job().status.deltax * 1.1;
     for (std::size_t k = 0; k < x.size(); ++k) {
       std::vector<double> above = x, below = x;

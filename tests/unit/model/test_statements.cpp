@@ -28,8 +28,8 @@ bool warned(const Test_job& t, const std::string& text) {
 TEST(Estimate_options, defaults) {
   const Model_arrays model;
   EXPECT_EQ(model.nlink, Link::sin);
-  EXPECT_EQ(model.vartyp, 4);
-  EXPECT_EQ(model.optimizer, 1);
+  EXPECT_EQ(model.vartyp, Variance::second_partials);
+  EXPECT_EQ(model.optimizer, Minimiser::va09ad);
   EXPECT_EQ(model.maxfn, 2000);
   EXPECT_EQ(model.nsig, 7);
   EXPECT_EQ(model.ntune, 4000);
@@ -54,7 +54,7 @@ TEST(Estimate_options, values_are_read) {
   EXPECT_EQ(model.numpar, 3);
   EXPECT_EQ(t.job.status.deltax, 1e-5);
   EXPECT_EQ(model.nlink, Link::log);
-  EXPECT_EQ(model.vartyp, 1);
+  EXPECT_EQ(model.vartyp, Variance::hessian);
   EXPECT_EQ(model.nburn, 1);
   EXPECT_EQ(model.ntune, 2);
   EXPECT_EQ(model.nmcmc, 3);
@@ -97,7 +97,7 @@ TEST(Estimate_options, optimizers_by_name) {
     Model_job t;
     t.read("proc estimate " + names[k] + "; proc stop;");
     estimate_options(t.job);
-    EXPECT_EQ(t.job.model.optimizer, static_cast<int>(k) + 1) << names[k];
+    EXPECT_EQ(static_cast<int>(t.job.model.optimizer), static_cast<int>(k) + 1) << names[k];
   }
 }
 
@@ -107,7 +107,7 @@ TEST(Estimate_options, variance_procedures_whatever_the_case) {
     Model_job t;
     t.read("proc estimate varest=" + names[k] + "; proc stop;");
     estimate_options(t.job);
-    EXPECT_EQ(t.job.model.vartyp, static_cast<int>(k) + 1) << names[k];
+    EXPECT_EQ(static_cast<int>(t.job.model.vartyp), static_cast<int>(k) + 1) << names[k];
   }
 }
 
@@ -120,7 +120,7 @@ TEST(Estimate_options, unknown_names_warn_and_take_the_default) {
   EXPECT_TRUE(warned(t, "unidentified LINK function PROBIT"));
   EXPECT_TRUE(warned(t, "LINK function set to SIN          "));
   EXPECT_TRUE(warned(t, "The proc estimate option 'WINGS' was not recognized."));
-  EXPECT_EQ(t.job.model.vartyp, 4);
+  EXPECT_EQ(t.job.model.vartyp, Variance::second_partials);
   EXPECT_EQ(t.job.model.nlink, Link::sin);
 }
 

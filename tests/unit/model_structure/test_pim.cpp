@@ -236,6 +236,54 @@ TEST(Pim, all_matrices_are_printed_under_their_heads) {
   EXPECT_FALSE(t.listing_has("Phi"));
 }
 
+TEST(Pim, every_matrix_is_visited_in_the_order_of_the_array) {
+  Sizes sizes;
+  sizes.dattyp = 9;
+  sizes.nstrta = 2;
+  sizes.ngrps = 2;
+  Model_job t(sizes);
+  const int parameters = t.job.data.numparmnames;
+  ASSERT_EQ(parameters, 3);
+  std::vector<Cells> expected, visited;
+  for (int g = 1; g <= 2; ++g)
+    for (int b = 1; b <= t.job.model.pim2index3upbd; ++b)
+      for (int a = 1; a <= 2; ++a)
+        for (int q = 1; q <= parameters; ++q) expected.push_back({q, a, b, g});
+  for_each_matrix(t.job, [&](const Pim_place& at, Pim& pim) {
+    visited.push_back({at.q, at.a, at.b, at.g});
+    EXPECT_EQ(&pim, &t.job.model.pim2(at.q, at.a, at.b, at.g));
+  });
+  EXPECT_EQ(visited, expected);
+
+  std::erase_if(expected, [](const Cells& place) { return place[0] != 2; });
+  visited.clear();
+  const Job& job = t.job;
+  for_each_matrix_of(job, 2, [&](const Pim_place& at, const Pim& pim) {
+    visited.push_back({at.q, at.a, at.b, at.g});
+    EXPECT_EQ(&pim, &job.model.pim2(at.q, at.a, at.b, at.g));
+  });
+  EXPECT_EQ(visited, expected);
+}
+
+TEST(Pim, every_cell_that_the_shape_has_is_visited) {
+  const auto places = [](const std::string& shape) {
+    Model_job t;
+    t.read_pim("group=1 Phi rows=3 cols=2 " + shape + " constant=7;");
+    Pim& pim = t.job.model.pim2(1, 1, 1, 1);
+    std::vector<Cells> visited;
+    for_each_cell(pim, [&](int r, int c, int& number) {
+      visited.push_back({r, c});
+      EXPECT_EQ(number, 7);
+      number = 10 * r + c;
+    });
+    for (const Cells& place : visited) EXPECT_EQ(pim.at(place[0], place[1]), 10 * place[0] + place[1]);
+    return visited;
+  };
+  EXPECT_EQ(places("square"), (std::vector<Cells>{{1, 1}, {1, 2}, {2, 1}, {2, 2}, {3, 1}, {3, 2}}));
+  EXPECT_EQ(places("triang"), (std::vector<Cells>{{1, 1}, {1, 2}, {2, 2}}));
+  EXPECT_EQ(places("striang"), (std::vector<Cells>{{1, 1}, {1, 2}, {2, 2}, {3, 1}, {3, 2}}));
+}
+
 TEST(Fillminlen, zero_interval_keeps_occasions_in_one_session) {
   Sizes sizes;
   sizes.dattyp = 7;

@@ -1,0 +1,42 @@
+// Which data types a model can be set up for.
+
+#include <gtest/gtest.h>
+
+#include <set>
+
+#include "data/catalogue/available.h"
+#include "likelihood/cells.h"
+#include "likelihood/chprob.h"
+#include "support/model_builder.h"
+
+namespace tarn {
+namespace {
+
+/// The types that this version fits.
+const std::set<int> fitted{1,  2,  3,  4,  5,  6,  8,  10, 11, 12,  20,  22,  23,  24,
+                           25, 26, 48, 49, 50, 51, 52, 53, 54, 127, 128, 129, 145, 161};
+
+// A type without a routine, or with one but without its closed-form term, saturated model or derived
+// sections, gives no result: nothing that is missing may pass for 0.
+TEST(Every_type, is_refused_unless_all_its_parts_are_there) {
+  for (int n = 1; n <= max_dattyp; ++n) {
+    Model_builder m(n, 4);
+    ASSERT_TRUE(m.job().data.u.allocate(4, 1, 1) && m.job().data.ul.allocate(4, 1, 1));
+    // One that is set up goes on to the matrices, of which there are none.
+    std::string text;
+    const std::string end = stop_text([&] { m.finish(); });
+    if (!end.empty()) {
+      const std::string listing = m.test.listing();
+      text =
+          listing.find(no_result_text) == std::string::npos ? "another fault" : std::string(no_result_text);
+    }
+    EXPECT_EQ(text != no_result_text, fitted.contains(n)) << n << ' ' << text;
+    const Datatype& type = datatype(n);
+    const bool all = cell_routines(type.cell).given() && is_available(type.closed_form) &&
+                     is_available(type.saturated) && is_available(type.derived_sections);
+    EXPECT_EQ(all, fitted.contains(n)) << n;
+  }
+}
+
+}  // namespace
+}  // namespace tarn
