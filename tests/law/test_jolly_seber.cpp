@@ -486,6 +486,27 @@ TEST(Jolly_seber, animals_lost_leave_no_entrants) {
   EXPECT_NEAR(bs_behind(10.0F, 1), 140.0 * 0.2 * 0.3, 1e-13);
 }
 
+TEST(Jolly_seber, charges_are_told_where_the_term_counts) {
+  Jolly jolly(3);
+  jolly.every_history(4.0F, 0.0F);
+  jolly.model.finish();
+  jolly.model.func({0.8, 0.7, 0.5, 0.4, 0.3, 0.85, 0.45, 30.0});
+  const Charges told = closed_form_charges(jolly.job());
+  ASSERT_EQ(told.size(), 1U);
+  EXPECT_EQ(told[0].text, "penlty lambda<phi");
+  EXPECT_EQ(told[0].group, 1);
+  EXPECT_EQ(told[0].occasion, 2);
+  // One product and one difference.
+  EXPECT_NEAR(told[0].amount.value_or(0.0), -0.25e6, 1e-9);
+  EXPECT_EQ(-0.5 * jolly.model.value.sumpen, told[0].amount);
+  jolly.job().model.phase2 = 0;
+  jolly.model.func({0.8, 0.7, 0.5, 0.4, 0.3, 0.85, 0.45, 30.0});
+  EXPECT_TRUE(closed_form_charges(jolly.job()).empty());
+  jolly.model.func({0.8, 0.7, 0.5, 0.4, 0.3, 0.85, 0.75, 30.0});
+  jolly.job().model.phase2 = 1;
+  EXPECT_TRUE(closed_form_charges(jolly.job()).empty());
+}
+
 TEST(Jolly_seber, one_occasion_is_a_binomial_of_those_present) {
   Jolly jolly(1);
   jolly.record("1", {3.0F}, {1.0F});

@@ -332,7 +332,10 @@ def jolly_seber():
         "p far below 0": ([-1, 0.4, 0.3], [0.85, 0.75], 30),
         "p above 1": ([1.2, 0.4, 0.3], [0.85, 0.75], 30),
     }
+    quiet = First_captures(data, [0.5, 0.4, 0.3], [0.8, 0.7], [0.7, 0.6], 100)  # N ends where it is not charged
     yield "jolly-seber-charges", {
+        "Penalty {growth below survival, told to nobody} =": [quiet.penalty()],
+    } | {
         f"Penalty Initial {{{title}}} =": [First_captures(data, p, [0.8, 0.7], growth, beyond).penalty()]
         for title, (p, growth, beyond) in charged.items()
     }

@@ -26,7 +26,7 @@ class Jolly_records : public Live_records {
     for (int i = 1; i <= encounters.size(); ++i) {
       const History history = encounters.history(i);
       for (int o = 1; o <= noccas_; ++o) {
-        if (history.live(o) != '1' || history.dead(o) != '0') continue;
+        if (history.live(o) != '1') continue;
         for (int g = 1; g <= job.status.ngrps; ++g) {
           const double lost = encounters.lost_on_capture(i, g);
           caught_[place(g, o)] += encounters.observed(i, g) + lost;
