@@ -50,6 +50,7 @@ constexpr Head heads[] = {
     {"DENSITYFHET", 4, 1, 0, "mixtures=2"},
     {"HUGGINSRE", 4, 1, 0, "nodes=15"},
     {"DENSITYRANPC", 4, 1, 0, "nodes=15"},
+    {"JOLLY", 4},
 };
 
 std::string data_procedure(const Head& head) {
@@ -96,7 +97,8 @@ std::string estimation(const Head& head, int type) {
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t size) {
   if (size == 0) return 0;
-  const Head& head = heads[bytes[0] % (sizeof heads / sizeof *heads)];
+  // '@' is the first: inputs that stand keep their head when one is added behind the last.
+  const Head& head = heads[static_cast<unsigned char>(bytes[0] - '@') % (sizeof heads / sizeof *heads)];
   const std::string statements(reinterpret_cast<const char*>(bytes) + 1, size - 1);
   std::string deck = data_procedure(head);
   const auto hold = [upper = tarn::upper_case(statements)](const char* word) {

@@ -59,7 +59,7 @@ def main():
             continue
         graph[name] = []
         for kind, target in include_line.findall(path.read_text()):
-            if kind == "<":
+            if kind == "<" and target not in names:
                 continue
             if target not in names:
                 faults.append(f"{name}: includes {target}, which is not under src/")

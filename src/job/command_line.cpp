@@ -109,6 +109,25 @@ void refuse_any_deck_as_output(Job& job, const std::string& name, std::span<cons
   }
 }
 
+/// Nor is the results file one of the other files of the job, which would be written over each other.
+void refuse_other_file_as_results(Job& job, const std::string& name, std::span<const std::string> arguments) {
+  std::error_code code;
+  for (const std::string& argument : arguments) {
+    if (names_results(argument)) continue;
+    std::string other;
+    const bool named = rest_behind(argument, rdvc_key, other) || name_behind(argument, listing_key, other) ||
+                       name_behind(argument, residual_key, other) ||
+                       name_behind(argument, variance_key, other);
+    if (!named || other.empty()) continue;
+    const bool same = other == name || (std::filesystem::is_regular_file(other, code) &&
+                                        std::filesystem::equivalent(name, other, code));
+    if (same)
+      stop_with(job, "Output file error",
+                " The file " + name + " is another file of this job and will not be overwritten.",
+                "Respecify the JSON=results_file parameter.");
+  }
+}
+
 /// Opens the results file, if an argument asks for it, before all others: it is to tell of every end.
 void open_results(Job& job, std::span<const std::string> arguments) {
   Status_module& status = job.status;
@@ -116,6 +135,7 @@ void open_results(Job& job, std::span<const std::string> arguments) {
   if (last == arguments.rend()) return;
   status.filjson = last->substr(results_key.front().size());
   refuse_any_deck_as_output(job, status.filjson, arguments);
+  refuse_other_file_as_results(job, status.filjson, arguments);
   if (!job.streams.open_output(status.sysjson, status.filjson, status.errmsg))
     stop_with(job, "Output file error",
               " The file " + status.filjson + " cannot be written: " + status.errmsg + ".",

@@ -3,6 +3,7 @@
 #include <cassert>
 
 #include "likelihood/blocks/penalty.h"
+#include "likelihood/term_d.h"
 
 namespace tarn {
 namespace {
@@ -30,14 +31,16 @@ Real term_a(const Job& job, const Reals<Real>& parm, Cell_work<Real>& work) {
 }  // namespace
 
 template <class Real>
-Real closed_terms(const Job& job, Closed_form form, const Reals<Real>& parm, Cell_work<Real>& work) {
+Real closed_terms(const Job& job, Closed_form form, const Reals<Real>& parm, Cell_work<Real>& work,
+                  Charges* charges) {
   switch (form) {
     case Closed_form::A:
       return term_a(job, parm, work);
+    case Closed_form::D:
+      return term_d(job, parm, work, charges);
     case Closed_form::none:
     case Closed_form::B:
     case Closed_form::C:
-    case Closed_form::D:
     case Closed_form::E:
     case Closed_form::resight:
       break;
@@ -48,7 +51,7 @@ Real closed_terms(const Job& job, Closed_form form, const Reals<Real>& parm, Cel
 }
 
 #define TARN_INSTANCE(type, name) \
-  template type closed_terms(const Job&, Closed_form, const Reals<type>&, Cell_work<type>&);
+  template type closed_terms(const Job&, Closed_form, const Reals<type>&, Cell_work<type>&, Charges*);
 TARN_SCALARS(TARN_INSTANCE)
 #undef TARN_INSTANCE
 

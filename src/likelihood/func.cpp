@@ -52,6 +52,17 @@ Objective_value funcg(Job& job, std::span<const double> beta, std::span<double> 
   return value;
 }
 
+Charges closed_form_charges(Job& job) {
+  Charges charges;
+  if (job.model.phase2 == 0) return charges;
+  const Reals<double> reals = likelihood_point(job).reals();
+  const Likelihood_work& work = work_of(job);
+  Cell_work<double>& cell = work.plain[0]->cell;
+  cell.begin();
+  closed_terms(job, work.closed_form, reals, cell, &charges);
+  return charges;
+}
+
 void func_derivatives(Job& job, std::span<const double> beta, int i, int j, std::span<double> mixed) {
   assert(mixed.size() == static_cast<std::size_t>(Derivative::lanes));
   Likelihood_work& work = work_of(job);

@@ -4,6 +4,7 @@
 #include <span>
 
 #include "job/job.h"
+#include "likelihood/charge.h"
 #include "likelihood/likelihood_point.h"
 #include "numerics/derivative.h"
 
@@ -22,6 +23,9 @@ Objective_value func(Job& job, std::span<const double> beta);
 
 /// The same, then the gradient into `g` (`Likelihood_point::gradient`).
 Objective_value funcg(Job& job, std::span<const double> beta, std::span<double> g);
+
+/// The penalties that the closed-form term has where the objective was computed last.
+Charges closed_form_charges(Job& job);
 
 /// Exact second derivatives: mixed[k] = d2 f / (dbeta(i) dbeta(j + k)), k = 0 to 7, i and j counted from 1;
 /// lanes beyond the last beta give 0. The range penalty has derivatives only where the violation exceeds

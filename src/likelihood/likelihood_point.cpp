@@ -124,7 +124,6 @@ Likelihood_point::~Likelihood_point() = default;
 
 Objective_value Likelihood_point::evaluate_at(std::span<const double> x) {
   Likelihood_work& work = work_of(job_);
-  reals_are_of_x_ = false;
   const Evaluation<double> result = evaluate(job_, job_.model.chprobpointer, x, work.plain, work.plain_team);
   return objective_value(result.histories.likelihood() + result.closed.likelihood,
                          result.histories.penalty() + result.closed.penalty);
@@ -135,14 +134,18 @@ const Objective_value& Likelihood_point::move_to(std::span<const double> x) {
   if (classes_ != nullptr) classes_->forget();
   x_.assign(x.begin(), x.end());
   value_ = evaluate_at(x_);
-  reals_are_of_x_ = !work_of(job_).by_record;
+  const Likelihood_work& work = work_of(job_);
+  // A pass with reals by record leaves those of its last record.
+  stamp_at_x_ = work.by_record ? 0 : work.plain[0]->reals.reals().stamp();
   return value_;
 }
 
 Reals<double> Likelihood_point::reals() {
   Real_work<double>& reals = work_of(job_).plain[0]->reals;
-  if (!reals_are_of_x_) reals_of_record_1<double>(job_, x_, reals);
-  reals_are_of_x_ = true;
+  if (stamp_at_x_ == 0 || stamp_at_x_ != reals.reals().stamp()) {
+    reals_of_record_1<double>(job_, x_, reals);
+    stamp_at_x_ = reals.reals().stamp();
+  }
   return reals.reals();
 }
 
@@ -160,7 +163,6 @@ const Objective_value& Likelihood_point::propose(const Moved_beta& move) {
       reals();
       classes_->compute(x_);
     }
-    reals_are_of_x_ = false;
     Thread_area<double>& main_area = *work.plain[0];
     reals_of_record_1<double>(job_, moved_x_, main_area.reals);
     const History_sum<double> histories = classes_->propose(move.position, moved_x_);
@@ -178,13 +180,13 @@ void Likelihood_point::accept() {
   assert(proposed_);
   x_[static_cast<std::size_t>(proposal_.position) - 1] = proposal_.value;
   value_ = proposed_value_;
+  stamp_at_x_ = 0;
   if (classes_ != nullptr && classes_->known()) classes_->accept();
   proposed_ = false;
 }
 
 void Likelihood_point::objectives(std::span<const Moved_beta> moves, std::span<double> f) {
   proposed_ = false;
-  reals_are_of_x_ = false;
   const bool in_one_pass = work_of(job_).by_record && job_.model.phase1 != 0 &&
                            job_.data.encounters.size() > 0 && rows_of_betas_known(job_);
   if (in_one_pass) {

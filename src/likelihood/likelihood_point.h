@@ -2,6 +2,7 @@
 // The objective at a vector of betas, and near it: the one road of fits, gradients, profiles and samplers to
 // the likelihood.
 
+#include <cstdint>
 #include <memory>
 #include <span>
 #include <vector>
@@ -46,7 +47,8 @@ class Likelihood_point {
   Reals<double> reals();
 
   /// The objective with one beta at another value, at the price of the cells that the beta moves. The point
-  /// stays where it is until `accept`; `take_back`, and any other call, drops the proposal.
+  /// stays where it is until `accept`; `take_back`, a new proposal, `move_to`, `objectives` and `gradient`
+  /// drop it.
   const Objective_value& propose(const Moved_beta& move);
   void accept();
   void take_back() { proposed_ = false; }
@@ -67,7 +69,9 @@ class Likelihood_point {
   Job& job_;
   std::vector<double> x_, moved_x_;
   Objective_value value_;
-  bool reals_are_of_x_ = false;  ///< the main thread's area holds the reals at x
+  /// Stamp of the reals at x where the main thread's area had them last; 0 when it has not. Whoever else
+  /// writes there gives them another.
+  std::uint64_t stamp_at_x_ = 0;
 
   bool proposed_ = false;
   Moved_beta proposal_;

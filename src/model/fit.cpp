@@ -8,7 +8,7 @@
 #include "job/services/report.h"
 #include "job/services/template.h"
 #include "job/services/timing.h"
-#include "likelihood/likelihood_point.h"
+#include "likelihood/func.h"
 
 namespace tarn {
 namespace {
@@ -62,6 +62,20 @@ void report_first_iteration(Job& job, const Objective_value& value) {
   job.streams.flush(job.status.sysout);
 }
 
+/// What the closed-form term charges at the point in hand.
+void debug_charges(Job& job) {
+  for (const Charge& charge : closed_form_charges(job)) {
+    linchk(job, 1);
+    if (!charge.amount)
+      put(job, listing, "(1x,a)", charge.text);
+    else if (charge.group == 0)
+      put(job, listing, "(1x,a,1x,g14.8)", charge.text, *charge.amount);
+    else
+      put(job, listing, "(1x,a,2(1x,i0),1x,g14.8)", charge.text, charge.group, charge.occasion,
+          *charge.amount);
+  }
+}
+
 }  // namespace
 
 Minimiser_end fit(Job& job, const Search_vectors& vectors, bool report) {
@@ -73,6 +87,7 @@ Minimiser_end fit(Job& job, const Search_vectors& vectors, bool report) {
   bool first = true;
   const auto objective = [&](std::span<const double> beta, std::span<double> gradient) {
     const Objective_value value = point.move_to(beta);
+    if (settings.detail) debug_charges(job);
     if (first && report) report_first_iteration(job, value);
     first = false;
     point.gradient(gradient);

@@ -5,8 +5,8 @@
     option_decks.py --check        holds every `number` and `row` of the .expect files against that
 
 Live recaptures are the two-state chain of Cormack (1964), fitted by scipy with gradients from complex steps and
-information from differences of those gradients. Known fates, nests, recoveries and densities have closed forms or a
-multinomial. Data are read from the decks, models are not. Needs python3-numpy and python3-scipy.
+information from differences of those gradients; Jolly-Seber with lambda adds binomials (Burnham 1991). Known fates,
+nests, recoveries and densities have closed forms or a multinomial. Data are read from the decks, models are not. Needs python3-numpy and python3-scipy.
 
 The tolerances in the .expect files: 1e-6 for estimates, since a search ends when no step is above 1e-7; for -2 log
 likelihood, flat at its minimum, 1e-7, some units of the eighth digit shown; 1e-5 for standard errors and limits; the
@@ -19,6 +19,7 @@ from pathlib import Path
 
 import numpy
 from scipy.optimize import fsolve, minimize
+from scipy.special import loggamma
 
 folder = Path(__file__).resolve().parent.parent / "decks" / "options"
 z = float(numpy.float32(1.96))  # the multiple of a standard error in the limits is a single-precision number
@@ -273,6 +274,73 @@ def difference_roots(step):
     return fsolve(lambda b: numpy.array(forward(b)) / step, model.beta, xtol=1e-13)
 
 
+class First_captures:
+    """Binomials of first captures among the unmarked, and of the marked among those present on occasion 1."""
+
+    def __init__(self, data, p, survival, growth, beyond):
+        k, never, entrants = len(p), 1.0, 0.0
+        caught = [sum(abs(n) for h, (n,) in data if h[o] == "1") for o in range(k)]
+        removed = [sum(-n for h, (n,) in data if n < 0 and h.rindex("1") == o) for o in range(k)]
+        first = [sum(abs(n) for h, (n,) in data if h.index("1") == o) for o in range(k)]
+        self.draws, self.violations = [], []
+        for o in range(k - 2, -1, -1):
+            s, g = survival[o], growth[o]
+            never = 1 - s + s * (1 - p[o + 1]) * never
+            entrants = entrants + (caught[o] / p[o] - removed[o]) * max(g - s, 0, key=numpy.real) * (1 - never) / s
+            tau = p[o] / (p[o] + (1 - p[o]) * (1 - never))
+            unmarked = sum(first[o:]) - entrants
+            self.draws.append((unmarked, first[o], tau))
+            self.violations += [s - g, -tau, tau - 1, first[o] - unmarked]
+        present, ever = first[0] + beyond, 1 - (1 - p[0]) * never
+        self.draws.append((present, unmarked, ever))
+        self.violations += [-ever, ever - 1, unmarked - present]
+
+    def likelihood(self):
+        return sum(
+            loggamma(m + 1) - loggamma(n + 1) - loggamma(m - n + 1) + n * numpy.log(q) + (m - n) * numpy.log(1 - q)
+            for m, n, q in self.draws
+        )
+
+    def penalty(self):
+        return 2e6 * sum(v for v in self.violations if v > 0)
+
+
+def jolly_seber():
+    data, lengths = records("jolly-seber"), numpy.array([1, 2, 1])
+
+    def objective(b):
+        phi, p, growth, beyond = expit(b[0]), expit(b[1]), numpy.exp(b[2]), numpy.exp(b[3])
+        cells = 0
+        for h, (n,) in data:
+            seen = h if n > 0 else h[: h.rindex("1") + 1]  # an animal that is lost is followed to its last capture
+            cells -= 2 * abs(n) * numpy.log(cell(seen, lambda c: phi ** lengths[c], lambda c: p))
+        return cells - 2 * First_captures(data, [p] * 4, phi**lengths, growth**lengths, beyond).likelihood()
+
+    fit = Fit(objective, [0.8, -0.1, 0.07, 4.8])
+    phi, p, growth, beyond = *expit(fit.beta[:2]), *numpy.exp(fit.beta[2:])
+    yield "jolly-seber", of(fit, "{Phi(.) p(.) Lambda(.)}") | {
+        "1:real 1": rate_interval(phi, phi * (1 - phi) * fit.se[0]),
+        "2:real 2": rate_interval(p, p * (1 - p) * fit.se[1]),
+        "3:real 3": [growth, growth * fit.se[2]],
+        "4:real 4": [beyond, beyond * fit.se[3]],
+    }
+    data = records("jolly-seber-charges")
+    charged = {
+        "growth below survival": ([0.5, 0.4, 0.3], [0.6, 0.5], 5.3),
+        "more entrants than first captures": ([0.5, 0.4, 0.3], [2, 0.75], numpy.exp(3.4)),
+        "p below 0": ([-0.2, 0.4, 0.3], [0.85, 0.75], 30),
+        "p far below 0": ([-1, 0.4, 0.3], [0.85, 0.75], 30),
+        "p above 1": ([1.2, 0.4, 0.3], [0.85, 0.75], 30),
+    }
+    quiet = First_captures(data, [0.5, 0.4, 0.3], [0.8, 0.7], [0.7, 0.6], 100)  # N ends where it is not charged
+    yield "jolly-seber-charges", {
+        "Penalty {growth below survival, told to nobody} =": [quiet.penalty()],
+    } | {
+        f"Penalty Initial {{{title}}} =": [First_captures(data, p, [0.8, 0.7], growth, beyond).penalty()]
+        for title, (p, growth, beyond) in charged.items()
+    }
+
+
 def deck_values():
     figure, quasi = figures()
     by_time = Fit(recaptures(live, lambda b, v, c: expit(b[c]), constant_p), [0] * 4)
@@ -352,6 +420,7 @@ def deck_values():
         yield same, of(model)
 
     yield from closed_forms()
+    yield from jolly_seber()
 
 
 def closed_forms():

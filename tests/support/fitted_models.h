@@ -69,6 +69,10 @@ inline std::string open_cells(int type, int noccas, Draws& draws) {
       for (int o = first + 1; o <= noccas; ++o)
         live(o) = draws.chance(0.4) ? '1' : draws.chance(0.15) ? '.' : '0';
       break;
+    case 11:
+      for (int o = first + 1; o <= noccas; ++o)
+        if (draws.chance(0.4)) live(o) = '1';
+      break;
     case 2:
     case 10:
       if (draws.chance(0.6)) dead(draws.whole(first, noccas)) = '1';
@@ -139,7 +143,7 @@ inline std::string closed_cells(int type, int noccas, Draws& draws) {
 
 /// Whether a parameter is a rate or a number and not a chance.
 inline bool is_rate(int type, const std::string& name) {
-  return name == "sigmap" || name == "f0" || type == 20;
+  return name == "sigmap" || name == "f0" || name == "Lambda" || name == "N" || type == 20;
 }
 
 }  // namespace fitted_models_detail
@@ -188,9 +192,10 @@ inline Model_builder unfinished_model(int type, const std::vector<Animal>& anima
     std::copy(animal.lost.begin(), animal.lost.end(), store.lost_on_capture(i).begin());
     std::copy(animal.covariates.begin(), animal.covariates.end(), store.ind_covariates(i).begin());
     job.status.nhist = store.size();
+    const int counted = datatype(type).closed != Closed::none ? 1 : std::max(first1(store.history(i)), 1);
     for (int g = 1; g <= options.groups; ++g) {
-      job.data.u(1, g, 1) += animal.observed[static_cast<std::size_t>(g) - 1];
-      job.data.ul(1, g, 1) += animal.lost[static_cast<std::size_t>(g) - 1];
+      job.data.u(counted, g, 1) += animal.observed[static_cast<std::size_t>(g) - 1];
+      job.data.ul(counted, g, 1) += animal.lost[static_cast<std::size_t>(g) - 1];
     }
     if (located.present()) {
       located(i) = animal.located;

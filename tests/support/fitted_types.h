@@ -21,6 +21,14 @@ inline const std::vector<Family_note>& fitted_types() {
 - `Phi`: K - 1 columns, one an interval. `p`: K - 1 columns, column c is occasion c + 1. Rows: the occasion of the first
   capture (TRIANG), or one row for all (SQUARE).
 )"},
+      {{11},
+       R"(- cell: as for `CJS`, and when animals are caught for the first time tells how many unmarked there are. Every capture
+  occasion must have a chance above 0.
+- `Phi`, `Lambda` (growth of the population, not below `Phi`): K - 1 columns, one an interval. `p`: K columns, column o is
+  occasion o. `N`: one cell, the animals present on occasion 1 beyond those caught there. One row. `p` of the first occasion
+  cannot be told from `Lambda` of the first interval and `N`, nor `p` of the last from `Phi` and `Lambda` before it, unless
+  tied to others. `DEBUG` lists where the search is charged: `Lambda` below `Phi`, more entrants than first captures.
+)"},
       {{2},
        R"(- cell: first character `1` on the occasion of release, second character `1` when the dead animal was reported in the
   interval that follows. `11` is recovered in the interval of its release. Or RECOVERY MATRIX with the numbers released.

@@ -26,6 +26,7 @@ inline Matrix_size matrix_size(int type, const std::string& name, int noccas, in
     if (name == "alpha" || name == "sigmap") return {false, 1, noccas};
     return {};
   }
+  if (type == 11) return {false, 1, name == "N" ? 1 : name == "p" ? noccas : noccas - 1};
   // Parameters of the intervals between occasions; all others have one for the interval behind the last.
   static const std::vector<std::pair<int, std::string>> between{{1, "Phi"}, {1, "p"},    {3, "p"},  {3, "F"},
                                                                 {8, "p"},   {8, "F"},    {8, "F'"}, {10, "S"},

@@ -7,6 +7,7 @@
 #include "data/catalogue/datatype.h"
 #include "model/structure/links.h"
 #include "model/structure/pim.h"
+#include "numerics/floating_environment.h"
 
 namespace tarn {
 namespace {
@@ -210,6 +211,8 @@ List<Covariate_value> covariate_values(const Job& job) {
 }
 
 Model_description describe_model(const Job& job) {
+  // Values that only the description asks for: what they raise would be told as the next model's.
+  const Kept_floating_environment kept;
   const Status_module& status = job.status;
   const Model_arrays& model = job.model;
   Model_description description;

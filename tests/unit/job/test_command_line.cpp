@@ -261,6 +261,19 @@ TEST_F(Command_line, the_deck_is_never_overwritten) {
   EXPECT_TRUE(t.screen_has("x.inp is the input file and will not be overwritten."));
 }
 
+TEST_F(Command_line, the_results_file_is_no_other_file_of_the_job) {
+  for (const Words& arguments :
+       {Words{"i=x.inp", "json=a.out", "o=a.out"}, Words{"json=a.out", "i=x.inp", "o=a"},
+        Words{"i=x.inp", "r=b.res", "json=b.res"}, Words{"i=x.inp", "json=b.v", "v=b.v"}}) {
+    t.clear();
+    EXPECT_EQ(read(arguments), "Output file error");
+    EXPECT_TRUE(t.screen_has(" is another file of this job and will not be overwritten."));
+  }
+  std::ofstream("kept.vcv") << "numbers";
+  EXPECT_EQ(read({"i=x.inp", "rdvc=kept.vcv", "json=./kept.vcv"}), "Output file error");
+  EXPECT_EQ(read_file("kept.vcv"), "numbers");
+}
+
 TEST_F(Command_line, no_input_file_shows_the_options_once) {
   const auto helps = [&](Words arguments) {
     t.clear();

@@ -13,8 +13,8 @@ namespace tarn {
 namespace {
 
 /// The types that this version fits.
-const std::set<int> fitted{1,  2,  3,  4,  5,  6,  8,  10, 12,  20,  22,  23,  24, 25,
-                           26, 48, 49, 50, 51, 52, 53, 54, 127, 128, 129, 145, 161};
+const std::set<int> fitted{1,  2,  3,  4,  5,  6,  8,  10, 11, 12,  20,  22,  23,  24,
+                           25, 26, 48, 49, 50, 51, 52, 53, 54, 127, 128, 129, 145, 161};
 
 // A type without a routine, or with one but without its closed-form term, saturated model or derived
 // sections, gives no result: nothing that is missing may pass for 0.

@@ -4,7 +4,10 @@
 
 #include <gtest/gtest.h>
 
+#include <functional>
+
 #include "support/closed_builder.h"
+#include "support/fitted_models.h"
 #include "unit/likelihood/record_model.h"
 
 namespace tarn {
@@ -84,6 +87,65 @@ TEST_P(Proposals, reals_are_those_of_the_point) {
     EXPECT_EQ(reals[i], expected[static_cast<std::size_t>(i) - 1]) << i;
 }
 
+/// The work areas are the model's: whoever else evaluates in between leaves the point what it is.
+TEST_P(Proposals, do_not_mind_who_else_evaluates) {
+  Model_builder m = random_model(GetParam(), 60, 8);
+  const std::vector<double> x = start_of(m, 6), y = start_of(m, 7);
+  std::vector<double> moved = x;
+  moved[0] = 0.75;
+  const double expected = m.func(moved);
+  m.func(x);
+  const std::vector<double> reals_at_x = m.reals();
+  const auto reals_of = [&](Likelihood_point& point) {
+    const Reals<double> reals = point.reals();
+    std::vector<double> all;
+    for (int i = 1; i <= m.job().model.nlogit; ++i) all.push_back(reals[i]);
+    return all;
+  };
+  Array2<double> observed, lost;
+  const std::function<void()> others[] = {[&] { m.func(y); },
+                                          [&] { cell_probabilities(m.job(), y, observed, lost); },
+                                          [&] { Likelihood_point(m.job()).move_to(y); }};
+  for (const auto& other : others) {
+    Likelihood_point point(m.job());
+    point.move_to(x);
+    other();
+    EXPECT_EQ(reals_of(point), reals_at_x);
+    other();
+    EXPECT_EQ(point.propose({1, 0.75}).f, expected);
+    other();
+    EXPECT_EQ(reals_of(point), reals_at_x);
+  }
+}
+
+TEST_P(Proposals, start_anew_where_the_point_is_moved_to) {
+  Model_builder m = random_model(GetParam(), 60, 9);
+  const std::vector<double> x = start_of(m, 6), y = start_of(m, 7);
+  Likelihood_point point(m.job());
+  point.move_to(x);
+  point.propose({1, 0.75});
+  point.move_to(y);
+  std::vector<double> moved = y;
+  moved[1] = -0.25;
+  EXPECT_EQ(point.propose({2, -0.25}).f, m.func(moved));
+}
+
+TEST_P(Proposals, that_are_accepted_give_the_reals) {
+  Model_builder m = random_model(GetParam(), 60, 10);
+  std::vector<double> x = start_of(m, 6);
+  Likelihood_point point(m.job());
+  point.move_to(x);
+  point.propose({1, 0.75});
+  point.reals();
+  point.accept();
+  x[0] = 0.75;
+  m.func(x);
+  const std::vector<double> expected = m.reals();
+  const Reals<double> reals = point.reals();
+  for (int i = 1; i <= m.job().model.nlogit; ++i)
+    EXPECT_EQ(reals[i], expected[static_cast<std::size_t>(i) - 1]) << i;
+}
+
 INSTANTIATE_TEST_SUITE_P(models, Proposals,
                          testing::Values(Kind::covariate, Kind::functions, Kind::multinomial, Kind::fixed,
                                          Kind::shared));
@@ -104,6 +166,44 @@ TEST(Likelihood_point, a_proposal_moves_the_closed_form_term) {
     EXPECT_EQ(proposed.f, b.model.func(moved)) << names[k];
     EXPECT_NE(proposed.f, point.value().f);
   }
+}
+
+/// Reals by record and a closed-form term, which is that of the first record.
+TEST(Likelihood_point, a_proposal_moves_the_closed_form_term_of_record_1) {
+  for (const int threads : {1, 2}) {
+    const Fitted_options options{.by_record = true};
+    Model_builder m = fitted_model(5, draw_animals(5, 30, options, 41), options);
+    m.force_threads(threads);
+    const std::vector<double> x = start_of(m, 3);
+    Likelihood_point point(m.job());
+    point.move_to(x);
+    for (int k = 1; k <= m.betas(); ++k) {
+      std::vector<double> moved = x;
+      moved[static_cast<std::size_t>(k) - 1] += 0.3;
+      EXPECT_EQ(point.propose({k, moved[static_cast<std::size_t>(k) - 1]}).f, m.func(moved)) << k;
+    }
+  }
+}
+
+TEST(Likelihood_point, without_the_histories_there_is_the_closed_form_term) {
+  const Fitted_options options{};
+  Model_builder m = fitted_model(5, draw_animals(5, 30, options, 41), options);
+  m.job().model.phase1 = 0;
+  const std::vector<double> x = start_of(m, 3);
+  Likelihood_point point(m.job());
+  point.move_to(x);
+  std::vector<double> moved = x;
+  moved[0] += 0.3;
+  EXPECT_EQ(point.propose({1, moved[0]}).f, m.func(moved));
+}
+
+TEST(Likelihood_point, goes_with_a_job_that_is_moved) {
+  Model_builder here = random_model(Kind::shared, 20, 5);
+  const std::vector<double> x = start_of(here, 3);
+  const double f = here.func(x);
+  Model_builder there = std::move(here);
+  EXPECT_EQ(there.func(x), f);
+  EXPECT_EQ(&likelihood_point(there.job()).job(), &there.job());
 }
 
 TEST(Likelihood_point, a_beta_inside_a_design_function_moves_everything) {
