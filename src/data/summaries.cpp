@@ -80,8 +80,8 @@ void tmread(Job& job) {
     if (place > status.lstwrd) {
       if (i > needed) break;
       if (status.debug)
-        put(job, listing, "(1x,4(a,i0,1x))", "dattyp=", status.dattyp, "k=", needed, "i=", i,
-            "lstwrd=", status.lstwrd);
+        put_lines(job, formatted("(1x,4(a,i0,1x))", "dattyp=", status.dattyp, "k=", needed, "i=", i,
+                                 "lstwrd=", status.lstwrd));
       error(job, "Not enough time interval values specified.");
     }
     const std::string& text = word(job, place);
@@ -90,7 +90,7 @@ void tmread(Job& job) {
       error(job, "Time Interval Length was equal to zero for value \"" + text + "\".");
     if (!(length >= 0.0f) || !std::isfinite(length))
       error(job, "Time Interval Length was not a positive number for value \"" + text + "\".");
-    if (status.debug) put(job, listing, "(1x,a,' = ',i3)", "Occasion", i);
+    if (status.debug) put_lines(job, formatted("(1x,a,' = ',i3)", "Occasion", i));
     job.data.timint(i) = length;
   }
   getcmd(job);
@@ -276,9 +276,8 @@ void read_counts(Job& job) {
     counts(o, group) = count == status.missrwp ? 0.0 : count;  // "." tells that nothing was counted
   }
   if (status.debug) {
-    linchk(job, 2);
-    put(job, listing, "(1x,a)", matrix->listed_as);
-    put(job, listing, "(10(1x,g14.7))", counts.column(group));
+    put_block(job, formatted("(1x,a)", matrix->listed_as) + '\n' +
+                       formatted("(10(1x,g14.7))", counts.column(group)));
   }
   getcmd(job);
 }

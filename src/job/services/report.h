@@ -14,6 +14,13 @@ void headng(Job& job);
 /// Reserves n lines; starts a page when fewer are left. No effect with paging off.
 void linchk(Job& job, int n);
 
+/// Writes lines of a listing, parted by "\n", and reserves each.
+void put_lines(Job& job, std::string_view text);
+
+/// Writes lines that belong together, and reserves them in one piece with the `further` lines that follow
+/// them. More lines than a page holds are reserved one by one, the `further` ones behind them.
+void put_block(Job& job, std::string_view text, int further = 0);
+
 /// PROC TITLE: takes the title from the statement in hand and reads the next statement.
 void title(Job& job);
 
