@@ -131,6 +131,11 @@ std::string f14(const Job& job, double x) {
   return formatted(m < 1e-100 ? general_tiny[d - 1] : general[d - 1], x);
 }
 
+long long whole(double count) {
+  constexpr double largest = 1e18;
+  return std::isnan(count) ? 0 : static_cast<long long>(std::clamp(count, -largest, largest));
+}
+
 std::string adjustfmt(long long n) { return std::to_string(n); }
 
 void outtext(Job& job, std::string_view text) {

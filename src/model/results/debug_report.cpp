@@ -35,7 +35,7 @@ struct Cell_line {
 
 void write_cell(Job& job, const std::string& width, History history, const Cell_line& cell, bool initial) {
   const std::vector<char> cells = shown_cells(job, history);
-  const long long count = static_cast<long long>(std::min(cell.count, 1e18));
+  const long long count = whole(cell.count);
   linchk(job, 1);
   if (initial)
     put_runtime(job, listing, "(1x," + width + "(a),a,i0,3(1x,a,g14.8),4(1x,a,i0))", cells,

@@ -1,7 +1,5 @@
 #include "model/results/heading.h"
 
-#include <algorithm>
-#include <cmath>
 #include <string>
 #include <vector>
 
@@ -18,12 +16,7 @@ void heading_line(Job& job, std::string_view label, const std::string& text) {
   put(job, listing, "(1x/1x,a,a)", label, text);
 }
 
-/// A count for an integer field; what no integer holds is cut.
-long long whole(double count) {
-  return std::isnan(count) ? 0 : static_cast<long long>(std::clamp(count, -1e18, 1e18));
-}
-
-std::vector<long long> whole(const List<double>& counts) {
+std::vector<long long> whole_numbers(const List<double>& counts) {
   std::vector<long long> shown;
   for (const double count : counts) shown.push_back(whole(count));
   return shown;
@@ -44,12 +37,12 @@ void write_releases(Job& job, int g, const Group_summary& group) {
   if (losses) {
     List<double> both = group.released;
     for (int t = 1; t <= both.size(); ++t) both(t) += group.lost(t);
-    write_counts(job, "U(t)+UL(t):", whole(both));
+    write_counts(job, "U(t)+UL(t):", whole_numbers(both));
   }
-  write_counts(job, "U(t):", whole(group.released));
+  write_counts(job, "U(t):", whole_numbers(group.released));
   if (!losses) return;
-  write_counts(job, "UL(t):", whole(group.lost));
-  write_counts(job, "Not Released(t):", whole(group.not_released));
+  write_counts(job, "UL(t):", whole_numbers(group.lost));
+  write_counts(job, "Not Released(t):", whole_numbers(group.not_released));
 }
 
 /// Animals caught in each group of a closed population.
