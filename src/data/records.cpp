@@ -94,7 +94,8 @@ void add_count(Job& job, int n, const Datatype& row, int r, int group, const Rel
       lost = history_in_work(job).dead(at.last) == '0' || row.loss_when_dead;
     c = -c;
   }
-  (lost ? encounters.lost_on_capture(r, group) : encounters.observed(r, group)) += c;
+  add_animals(job, group, lost ? encounters.lost_on_capture(r, group) : encounters.observed(r, group),
+              static_cast<double>(c));
   tabulate(job, lost, at.first, group, at.layer, c);
 }
 
@@ -167,6 +168,8 @@ void read_record(Job& job, Data_procedure& procedure) {
     const double count = value(job, word(job, next));
     if (count == status.missrwp || !std::isfinite(count))
       record_fault(job, n, " A group count is missing on the encounter history.");
+    if (!can_hold(count * procedure.clones))
+      record_fault(job, n, " A group count is too large on the encounter history.");
     add_count(job, n, row, r, g, at, static_cast<float>(count * procedure.clones));
   }
   for (int c = 1; c <= status.nicovs; ++c, ++next) {
@@ -176,10 +179,10 @@ void read_record(Job& job, Data_procedure& procedure) {
   }
   if (next <= status.lstwrd) ++procedure.extra_values;
 
-  float total = 0.0f;
-  for (const float count : encounters.observed(r)) total += count;
+  double total = 0.0;
+  for (const float count : encounters.observed(r)) total += static_cast<double>(count);
   // KEPT: a record of losses alone warns, too; the rule looks at the animals that were released.
-  if (total == 0.0f)
+  if (total == 0.0)
     warn(job, "History number " + adjustfmt(n) + " has zero values for all groups.  Mistake to be fixed?");
 }
 

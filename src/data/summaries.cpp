@@ -39,10 +39,11 @@ char& dead_sign(Job& job, int occasion) {
   return job.data.ehist[2 * static_cast<std::size_t>(occasion - 1) + 1];
 }
 
-/// Adds n animals of a group to the record of the history in work.
-void add_animals(Job& job, int group, double n) {
+/// Adds n animals of a group to the record of the history in work, and gives the record's number.
+int add_to_record(Job& job, int group, double n) {
   const int record = oindex(job);
-  job.data.encounters.observed(record, group) += static_cast<float>(n);
+  add_animals(job, group, job.data.encounters.observed(record, group), n);
+  return record;
 }
 
 void require_no_covariates(Job& job, std::string_view statement) {
@@ -80,8 +81,8 @@ void tmread(Job& job) {
     if (place > status.lstwrd) {
       if (i > needed) break;
       if (status.debug)
-        put(job, listing, "(1x,4(a,i0,1x))", "dattyp=", status.dattyp, "k=", needed, "i=", i,
-            "lstwrd=", status.lstwrd);
+        put_lines(job, formatted("(1x,4(a,i0,1x))", "dattyp=", status.dattyp, "k=", needed, "i=", i,
+                                 "lstwrd=", status.lstwrd));
       error(job, "Not enough time interval values specified.");
     }
     const std::string& text = word(job, place);
@@ -90,7 +91,7 @@ void tmread(Job& job) {
       error(job, "Time Interval Length was equal to zero for value \"" + text + "\".");
     if (!(length >= 0.0f) || !std::isfinite(length))
       error(job, "Time Interval Length was not a positive number for value \"" + text + "\".");
-    if (status.debug) put(job, listing, "(1x,a,' = ',i3)", "Occasion", i);
+    if (status.debug) put_lines(job, formatted("(1x,a,' = ',i3)", "Occasion", i));
     job.data.timint(i) = length;
   }
   getcmd(job);
@@ -120,7 +121,7 @@ void rcread(Job& job, const Data_procedure& procedure) {
       no_animals(job);
       live_sign(job, i) = '1';
       dead_sign(job, j) = '1';
-      add_animals(job, group, static_cast<double>(recovered));
+      add_to_record(job, group, static_cast<double>(recovered));
       u(i, group, 1) += static_cast<float>(recovered);
     }
   }
@@ -135,7 +136,7 @@ void rcread(Job& job, const Data_procedure& procedure) {
         error(job, "Number of recoveries exceeds number of releases for occasion " + adjustfmt(i) + ".");
       no_animals(job);
       live_sign(job, i) = '1';
-      add_animals(job, group, static_cast<double>(released) - static_cast<double>(u(i, group, 1)));
+      add_to_record(job, group, static_cast<double>(released) - static_cast<double>(u(i, group, 1)));
       u(i, group, 1) = released;
     }
   }
@@ -154,17 +155,18 @@ void kfread(Job& job, const Data_procedure& procedure) {
     if (status.lstwrd != 2) error(job, "Number of values specified is incorrect for this type of data.");
     const double at_risk = value(job, word(job, 1)) * procedure.clones;
     const double deaths = value(job, word(job, 2)) * procedure.clones;
-    if (!(at_risk >= 0.0) || !(deaths >= 0.0) || !std::isfinite(at_risk))
+    if (!(at_risk >= 0.0) || !(deaths >= 0.0))
       error(job, "A negative number was specified in a known fate data matrix.");
+    if (!can_hold(at_risk)) error(job, "A number too large was specified in a known fate data matrix.");
     if (deaths > at_risk)
       error(job, "Number of deaths exceeds number of animals at risk for occasion " + adjustfmt(i) + ".");
     job.data.u(i, group, 1) = static_cast<float>(at_risk);
     no_animals(job);
     live_sign(job, i) = '1';
     dead_sign(job, i) = '1';
-    if (deaths > 0.0) add_animals(job, group, deaths);
+    if (deaths > 0.0) add_to_record(job, group, deaths);
     dead_sign(job, i) = '0';
-    if (at_risk - deaths > 0.0) add_animals(job, group, at_risk - deaths);
+    if (at_risk - deaths > 0.0) add_to_record(job, group, at_risk - deaths);
   }
   getcmd(job);
 }
@@ -188,8 +190,8 @@ void read_nest(Job& job, int group, int clones) {
   if (found == active && fate == 0) error(job, "Invalid observation -- first 2 times equal and fate=0.");
   if (active == checked && fate > 0) error(job, "Invalid observation -- last 2 times equal and fate>0.");
   if (fate < 0) error(job, "Invalid observation -- fate is negative.");
-  if (!(frequency >= 0.0) || !std::isfinite(frequency))
-    error(job, "Invalid observation -- frequency is negative.");
+  if (!(frequency >= 0.0)) error(job, "Invalid observation -- frequency is negative.");
+  if (!can_hold(frequency)) error(job, "Invalid observation -- frequency is too large.");
   if (active != checked && fate == 0)
     warn(job, "Possibly invalid observation -- last 2 times not equal and fate=0.");
   if (status.lstwrd < 5 + status.nicovs)
@@ -199,8 +201,7 @@ void read_nest(Job& job, int group, int clones) {
   live_sign(job, found) = '1';
   live_sign(job, active) = '1';
   if (fate > 0) dead_sign(job, checked) = '1';
-  const int record = oindex(job);
-  job.data.encounters.observed(record, group) += static_cast<float>(frequency);
+  const int record = add_to_record(job, group, frequency);
   tabulate(job, false, found, group, 1, static_cast<float>(frequency));
   for (int c = 1; c <= status.nicovs; ++c)
     job.data.encounters.ind_covariate(record, c) = value(job, word(job, 5 + c));
@@ -276,9 +277,8 @@ void read_counts(Job& job) {
     counts(o, group) = count == status.missrwp ? 0.0 : count;  // "." tells that nothing was counted
   }
   if (status.debug) {
-    linchk(job, 2);
-    put(job, listing, "(1x,a)", matrix->listed_as);
-    put(job, listing, "(10(1x,g14.7))", counts.column(group));
+    put_block(job, formatted("(1x,a)", matrix->listed_as) + '\n' +
+                       formatted("(10(1x,g14.7))", counts.column(group)));
   }
   getcmd(job);
 }

@@ -97,6 +97,8 @@ void least_sizes(Job& job) {
   }
 }
 
+long long nearest(double count) { return whole(std::round(count)); }
+
 /// Compares the marks that are stated as known with the animals that the histories say were there.
 void compare_marks(Job& job, const Datatype& row) {
   const Status_module& status = job.status;
@@ -120,14 +122,13 @@ void compare_marks(Job& job, const Datatype& row) {
       if (known) {
         put(job, listing, "(5x,a,i0)", " Group=", g);
         put(job, listing, "(5x,a,i0)", " Occasion=", o);
-        put(job, listing, "(5x,a,i0)", " Number of encounter histories tabulated =", std::llround(tabulated));
-        put(job, listing, "(5x,a,i0)", " Marks known = ", std::llround(marks));
+        put(job, listing, "(5x,a,i0)", " Number of encounter histories tabulated =", nearest(tabulated));
+        put(job, listing, "(5x,a,i0)", " Marks known = ", nearest(marks));
       } else {
         put(job, listing, "(5x,a,i0)", " Group = ", g);
         put(job, listing, "(5x,a,i0)", " Occasion = ", o);
-        put(job, listing, "(5x,a,i0)",
-            " Number of encounter histories tabulated = ", std::llround(tabulated));
-        put(job, listing, "(5x,a,i0)", " New Marks added = ", std::llround(added));
+        put(job, listing, "(5x,a,i0)", " Number of encounter histories tabulated = ", nearest(tabulated));
+        put(job, listing, "(5x,a,i0)", " New Marks added = ", nearest(added));
       }
     }
   }
@@ -189,12 +190,20 @@ List<int> sessions_of(const Job& job) {
   return session;
 }
 
+bool can_hold(double n) { return std::isfinite(static_cast<float>(n)); }
+
+void add_animals(Job& job, int group, float& count, double n) {
+  count += static_cast<float>(n);
+  if (!std::isfinite(count))
+    error(job, "The number of animals in group " + adjustfmt(group) + " is too large.");
+}
+
 void tabulate(Job& job, bool lost, int occasion, int group, int layer, float c) {
   Array3<float>& counts = lost ? job.data.ul : job.data.u;
   if (layer > counts.extent(3))
     error(job, "STRATA= and EVENTS= of the PROC CHMATRIX statement leave no room for stratum " +
                    adjustfmt(layer) + ".");
-  counts(occasion, group, layer) += c;
+  add_animals(job, group, counts(occasion, group, layer), static_cast<double>(c));
 }
 
 void set_intervals(Job& job) {

@@ -5,6 +5,12 @@
 
 namespace tarn {
 
+/// True when a count of the data can hold n animals.
+bool can_hold(double n);
+
+/// Adds n animals of a group to a count; a sum that no count can hold is fatal.
+void add_animals(Job& job, int group, float& count, double n);
+
 /// Adds c animals to `u`, or to `ul` when lost, of an occasion or session, group and layer; a layer that the
 /// arrays do not have is fatal.
 void tabulate(Job& job, bool lost, int occasion, int group, int layer, float c);

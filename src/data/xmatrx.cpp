@@ -204,8 +204,7 @@ void report_data_type(Job& job) {
     numbers[i] = static_cast<int>(i) + 1;
     items.insert(items.end(), {item(number), item(numbers[i]), item(named), item(names[i])});
   }
-  linchk(job, numbers.back() + 1);
-  put_runtime(job, listing, "(30(/(a,i0,a,a)))", std::span<const Item>(items));
+  put_block(job, formatted_runtime(job, "(30(/(a,i0,a,a)))", std::span<const Item>(items)));
 }
 
 void report_species(Job& job) {
@@ -216,25 +215,25 @@ void report_species(Job& job) {
   const Array2<int>& fdesign = job.data.fdesign;
   List<int> cells;
   for (int c = 1; c <= fdesign.extent(2); ++c) cells.push_back(c);
-  linchk(job, fdesign.extent(1) + 1);
-  put(job, listing, "(4x,'COLS:',64i3)", cells.span());
+  std::string text = formatted("(4x,'COLS:',64i3)", cells.span());
   for (int r = 1; r <= fdesign.extent(1); ++r) {
     for (int c = 1; c <= fdesign.extent(2); ++c) cells(c) = fdesign(r, c);
-    put(job, listing, "(1x,'ROW ',i3,':',64i3)", r, cells.span());
+    text += '\n' + formatted("(1x,'ROW ',i3,':',64i3)", r, cells.span());
   }
+  put_block(job, text);
 }
 
 void report_tabulation(Job& job) {
   const Status_module& status = job.status;
-  put(job, listing, "(1x,4(a,i0,1x))", "NEVENTS=", status.nevents, "NEVENTSP=", status.neventsp,
-      "NEVENTSBR=", status.neventsbr, "NEVENTSLR=", status.neventslr);
+  put_lines(job, formatted("(1x,4(a,i0,1x))", "NEVENTS=", status.nevents, "NEVENTSP=", status.neventsp,
+                           "NEVENTSBR=", status.neventsbr, "NEVENTSLR=", status.neventslr));
   const auto array = [&](std::string_view name, const Array3<float>& counts) {
-    put(job, listing, "(1x,a)", name);
+    put_lines(job, formatted("(1x,a)", name));
     for (int layer = 1; layer <= counts.extent(3); ++layer)
       for (int g = 1; g <= counts.extent(2); ++g) {
         std::vector<float> row;
         for (int o = 1; o <= counts.extent(1); ++o) row.push_back(counts(o, g, layer));
-        put(job, listing, "(10(1x,g14.7))", row);
+        put_lines(job, formatted("(10(1x,g14.7))", row));
       }
   };
   array("U=", job.data.u);

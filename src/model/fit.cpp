@@ -13,28 +13,27 @@
 namespace tarn {
 namespace {
 
-void write_point(Job& job, Target target, const Minimiser_state& state) {
-  put(job, target, "(1x,'Current Function Value = ',g15.7)", state.f);
-  put(job, target, "(1x,'Current Parameter Values:')");
-  put(job, target, "(5g15.7)", state.x);
-  put(job, target, "(1x,'Current Gradient:')");
-  put(job, target, "(5g15.7)", state.g);
+std::string point_text(const Minimiser_state& state) {
+  return '\n' + formatted("(1x,'Current Function Value = ',g15.7)", state.f) + '\n' +
+         formatted("(1x,'Current Parameter Values:')") + '\n' + formatted("(5g15.7)", state.x) + '\n' +
+         formatted("(1x,'Current Gradient:')") + '\n' + formatted("(5g15.7)", state.g);
 }
 
 Minimiser_course course_of_va09ad(Job& job) {
   Minimiser_course course;
-  course.entering = [&job] { put(job, listing, "('  ENTERING MINIMIZATION'/)"); };
+  course.entering = [&job] { put_lines(job, formatted("('  ENTERING MINIMIZATION'/)")); };
   course.detail = [&job](const Minimiser_state& state) {
-    put(job, listing | screen, "(24i5)", state.itn, state.ifn, state.maxfn, state.iexit);
-    write_point(job, listing | screen, state);
+    const std::string text =
+        formatted("(24i5)", state.itn, state.ifn, state.maxfn, state.iexit) + point_text(state);
+    put_lines(job, text);
+    put(job, screen, "(a)", text);
   };
   course.progress = [&job](const Minimiser_state& state) {
     outtext(job, job.model.modnam.substr(0, 80) + " Iteration " + std::to_string(state.itn) +
                      " -2logL:" + f14(job, state.f));
   };
   course.leaving = [&job](const Minimiser_state& state) {
-    put(job, listing, "(24i5)", state.itn, state.ifn, state.iexit);
-    write_point(job, listing, state);
+    put_lines(job, formatted("(24i5)", state.itn, state.ifn, state.iexit) + point_text(state));
   };
   return course;
 }

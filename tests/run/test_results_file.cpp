@@ -61,6 +61,20 @@ TEST(Results_file, tells_the_sets_of_links) {
   EXPECT_TRUE(has(results, R"("link":"PARM-SPECIFIC","variance_procedure":"2ndPart")"));
 }
 
+TEST(Results_file, tells_functions_of_one_argument_and_of_two) {
+  std::string records;
+  for (const char* size : {"0.5", "1.5", "2.5"})
+    for (const char* record : {"110 6 ", "101 3 ", "100 9 ", "011 5 ", "010 4 "})
+      records += record + std::string(size) + ";\n";
+  const std::string results = results_of(
+      "proc chmatrix occasions=3 groups=1 hist=20 etype=LIVE icovar=1;\nicovariates size;\n" + records +
+      "proc estimate link=LOGIT;\nmodel={M};\n"
+      "group=1 Phi rows=2 cols=2 triang constant=1;\ngroup=1 p rows=2 cols=2 triang constant=2;\n"
+      "design matrix constraints=2 covariates=4;\n"
+      "1 log(size) exp(add(size,-2)) add(exp(log(size)),0.5);\n0 0 0 1;\nproc stop;\n");
+  EXPECT_TRUE(has(results, R"x([1,"LOG(SIZE)","EXP(ADD(SIZE,-2))","ADD(EXP(LOG(SIZE)),0.5)"])x"));
+}
+
 TEST(Results_file, tells_the_betas_that_a_refit_is_without) {
   const std::string results =
       results_of("proc chmatrix occasions=4 groups=1 hist=20 etype=LIVE;\n" + animals +

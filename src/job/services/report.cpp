@@ -53,6 +53,29 @@ void linchk(Job& job, int n) {
   status.lines -= n;
 }
 
+void put_lines(Job& job, std::string_view text) {
+  for (bool more = true; more;) {
+    const std::size_t end = text.find('\n');
+    linchk(job, 1);
+    put(job, listing, "(a)", text.substr(0, end));
+    more = end != std::string_view::npos;
+    if (more) text.remove_prefix(end + 1);
+  }
+}
+
+void put_block(Job& job, std::string_view text, int further) {
+  const Status_module& status = job.status;
+  const auto lines = static_cast<int>(std::count(text.begin(), text.end(), '\n')) + 1 + further;
+  const int page = status.maxlin - 4 - (status.titstr.empty() ? 0 : 1);
+  if (status.maxlin >= 1 && lines > page) {
+    put_lines(job, text);
+    linchk(job, further);
+    return;
+  }
+  linchk(job, lines);
+  put(job, listing, "(a)", text);
+}
+
 void title(Job& job) {
   const std::string_view text = statement_text(job);
   const std::size_t upper = text.find("TITLE"), lower = text.find("title");
@@ -106,6 +129,11 @@ std::string f14(const Job& job, double x) {
   }
   // KEPT: from 1e99 on the two exponent digits do not suffice and the field shows asterisks.
   return formatted(m < 1e-100 ? general_tiny[d - 1] : general[d - 1], x);
+}
+
+long long whole(double count) {
+  constexpr double largest = 1e18;
+  return std::isnan(count) ? 0 : static_cast<long long>(std::clamp(count, -largest, largest));
 }
 
 std::string adjustfmt(long long n) { return std::to_string(n); }

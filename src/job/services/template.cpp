@@ -449,6 +449,14 @@ std::string format_items(std::string_view text, std::span<const Item> items) {
 
 }  // namespace detail
 
+std::string formatted_runtime(Job& job, std::string_view layout, std::span<const Item> items) {
+  require_template(job, layout, items);
+  std::string out;
+  if (!interpret(layout, items, false, out))
+    error_of_template(job, layout, Template_fault::item_of_another_kind);
+  return out;
+}
+
 void put_runtime(Job& job, Target target, std::string_view layout, std::span<const Item> items) {
   require_template(job, layout, items);
   std::string& out = job.streams.work_text();

@@ -186,6 +186,14 @@ void put_runtime(Job& job, Target target, std::string_view layout, const Args&..
   put_runtime(job, target, layout, std::span<const Item>(items));
 }
 
+/// The text that `put_runtime` would write, without the last line end.
+std::string formatted_runtime(Job& job, std::string_view layout, std::span<const Item> items);
+template <class... Args>
+std::string formatted_runtime(Job& job, std::string_view layout, const Args&... args) {
+  const std::array<Item, sizeof...(Args)> items{detail::make_item(args)...};
+  return formatted_runtime(job, layout, std::span<const Item>(items));
+}
+
 /// The text that `put` would write, without the last line end; several lines are parted by "\n".
 template <class... Args>
 std::string formatted(Template<std::type_identity_t<Args>...> layout, const Args&... args) {

@@ -17,9 +17,7 @@ namespace tarn {
 namespace {
 
 void write_values(Job& job, std::string_view heading, std::span<const double> values) {
-  linchk(job, 1 + static_cast<int>((values.size() + 4) / 5));
-  put(job, listing, "(1x,a)", heading);
-  put(job, listing, "(1x,5g14.6)", values);
+  put_block(job, formatted("(1x,a)", heading) + '\n' + formatted("(1x,5g14.6)", values));
 }
 
 std::vector<char> shown_cells(const Job& job, History history) {
@@ -37,7 +35,7 @@ struct Cell_line {
 
 void write_cell(Job& job, const std::string& width, History history, const Cell_line& cell, bool initial) {
   const std::vector<char> cells = shown_cells(job, history);
-  const long long count = static_cast<long long>(std::min(cell.count, 1e18));
+  const long long count = whole(cell.count);
   linchk(job, 1);
   if (initial)
     put_runtime(job, listing, "(1x," + width + "(a),a,i0,3(1x,a,g14.8),4(1x,a,i0))", cells,
@@ -85,8 +83,7 @@ void debug_before_fit(Job& job, std::span<const double> start) {
   List<double> row(model.ncovs);
   for (int r = 1; r <= model.nlogit; ++r) {
     for (int c = 1; c <= model.ncovs; ++c) row(c) = values(r, c);
-    linchk(job, 1 + (model.ncovs - 1) / 20);
-    put(job, listing, "(1x,a,i3,':',200(20f4.0/))", "Row", r, row);
+    put_block(job, formatted("(1x,a,i3,':',200(20f4.0/))", "Row", r, row));
   }
   write_cells(job, start, true);
 }
@@ -101,11 +98,10 @@ void debug_after_fit(Job& job, std::span<const double> solution) {
 void debug_beta_index(Job& job) {
   const Model_arrays& model = job.model;
   const auto estimated = std::count_if(model.bindex.begin(), model.bindex.end(), [](int b) { return b > 0; });
-  linchk(job, 4 + (model.ncovs_nlbetas + 19) / 20);
-  put(job, listing, "(1x,5(/2x,a,\"=\",i0))", "Number of Beta Parameters Estimated", estimated,
-      "Number of Beta Parameters in the model", model.ncovs_nlbetas);
-  put(job, listing, "(1x,a)", "Beta Index Array:");
-  put(job, listing, "(1x,20i5)", model.bindex);
+  put_block(job, formatted("(1x,5(/2x,a,\"=\",i0))", "Number of Beta Parameters Estimated", estimated,
+                           "Number of Beta Parameters in the model", model.ncovs_nlbetas) +
+                     '\n' + formatted("(1x,a)", "Beta Index Array:") + '\n' +
+                     formatted("(1x,20i5)", model.bindex));
 }
 
 }  // namespace tarn

@@ -1,7 +1,5 @@
 #include "model/results/heading.h"
 
-#include <algorithm>
-#include <cmath>
 #include <string>
 #include <vector>
 
@@ -18,12 +16,7 @@ void heading_line(Job& job, std::string_view label, const std::string& text) {
   put(job, listing, "(1x/1x,a,a)", label, text);
 }
 
-/// A count for an integer field; what no integer holds is cut.
-long long whole(double count) {
-  return std::isnan(count) ? 0 : static_cast<long long>(std::clamp(count, -1e18, 1e18));
-}
-
-std::vector<long long> whole(const List<double>& counts) {
+std::vector<long long> whole_numbers(const List<double>& counts) {
   std::vector<long long> shown;
   for (const double count : counts) shown.push_back(whole(count));
   return shown;
@@ -31,9 +24,7 @@ std::vector<long long> whole(const List<double>& counts) {
 
 /// Counts by occasion of one group, under their heading.
 void write_counts(Job& job, std::string_view heading, const std::vector<long long>& counts) {
-  linchk(job, 2 + static_cast<int>((counts.size() + 14) / 15));
-  put(job, listing, "(/1x,a)", heading);
-  put(job, listing, "(3x,15i5)", counts);
+  put_block(job, formatted("(/1x,a)", heading) + '\n' + formatted("(3x,15i5)", counts));
   put(job, screen, "(/3x,a)", heading);
   put(job, screen, "(3x,11i7)", counts);
 }
@@ -46,21 +37,19 @@ void write_releases(Job& job, int g, const Group_summary& group) {
   if (losses) {
     List<double> both = group.released;
     for (int t = 1; t <= both.size(); ++t) both(t) += group.lost(t);
-    write_counts(job, "U(t)+UL(t):", whole(both));
+    write_counts(job, "U(t)+UL(t):", whole_numbers(both));
   }
-  write_counts(job, "U(t):", whole(group.released));
+  write_counts(job, "U(t):", whole_numbers(group.released));
   if (!losses) return;
-  write_counts(job, "UL(t):", whole(group.lost));
-  write_counts(job, "Not Released(t):", whole(group.not_released));
+  write_counts(job, "UL(t):", whole_numbers(group.lost));
+  write_counts(job, "Not Released(t):", whole_numbers(group.not_released));
 }
 
 /// Animals caught in each group of a closed population.
 void write_closed_counts(Job& job, const Data_summary& data) {
   std::vector<long long> caught;
   for (const Group_summary& group : data.groups) caught.push_back(whole(group.caught));
-  linchk(job, 2 + static_cast<int>((caught.size() + 10) / 11));
-  put(job, listing, "(/1x,a)", "M(t+1):");
-  put(job, listing, "(1x,11i7)", caught);
+  put_block(job, formatted("(/1x,a)", "M(t+1):") + '\n' + formatted("(1x,11i7)", caught));
   put(job, screen, "(/3x,a)", "M(t+1):");
   put(job, screen, "(3x,11i7)", caught);
 }
@@ -68,10 +57,10 @@ void write_closed_counts(Job& job, const Data_summary& data) {
 /// Animals of each group, for the types whose records are of captured animals.
 void write_captured(Job& job, const Data_summary& data) {
   if (!data.records_are_captures) return;
-  linchk(job, 2 + data.groups.size());
-  put(job, listing, "(/1x,a)", "Total number of individuals captured for each grooup:");
+  std::string text = formatted("(/1x,a)", "Total number of individuals captured for each grooup:");
   for (const Group_summary& group : data.groups)
-    put(job, listing, "(1x,a,i0)", group.label + ": ", whole(group.animals));
+    text += '\n' + formatted("(1x,a,i0)", group.label + ": ", whole(group.animals));
+  put_block(job, text);
 }
 
 }  // namespace

@@ -28,41 +28,44 @@ void write_gap(Job& job, const List<double>& s, const Gap& gap) {
         " Next Max Gap", gap.next_at, gap.next_at + 1, gap.next);
   }
   if (status.debug != 0) {
-    put(job, listing, "(1x,a,a,a)", "Ratios of S Vector ", job.model.modnam, ":");
+    put_lines(job, formatted("(1x,a,a,a)", "Ratios of S Vector ", job.model.modnam, ":"));
     std::vector<Item> items;
     for (int i = 1; i < s.size(); ++i) {
       items.push_back(item(i));
       items.push_back(item(i + 1));
       items.push_back(item(s(i) / s(i + 1)));
     }
-    put_runtime(job, listing, "(5(3x,i0,'/',i0,2x,g14.7))", std::span<const Item>(items));
+    put_lines(job, formatted_runtime(job, "(5(3x,i0,'/',i0,2x,g14.7))", std::span<const Item>(items)));
   }
   write_count(job, "Gap Method for Num. of Estimated Parameters ", gap.count);
 }
 
 void write_last_values(Job& job, double largest, View<const double> x) {
   const Model_arrays& model = job.model;
-  linchk(job, 3 + x.size() + model.nlogit);
-  put(job, listing, "(1x,a,1pg12.5)",
-      "ERROR -- Numerical convergence never reached, with maximum G = ", largest);
-  put(job, listing, "(1x,a)", "Last Beta Parameter Values:");
+  std::string text =
+      formatted("(1x,a,1pg12.5)", "ERROR -- Numerical convergence never reached, with maximum G = ", largest);
+  text += '\n' + formatted("(1x,a)", "Last Beta Parameter Values:");
   for (int i = 1; i <= model.ncovs_nlbetas; ++i) {
     const int position = model.bindex(i);
-    put(job, listing, "(1x,a,g15.7)", model.blabel(i), position > 0 ? x(position) : model.beta(i));
+    const double beta = position > 0 ? x(position) : model.beta(i);
+    text += '\n' + formatted("(1x,a,g15.7)", model.blabel(i), beta);
   }
-  put(job, listing, "(1x,a)", "Last Real Parameter Values:");
-  for (int i = 1; i <= model.nlogit; ++i) put(job, listing, "(1x,a,g15.7)", model.rlabel(i), model.parm(i));
+  text += '\n' + formatted("(1x,a)", "Last Real Parameter Values:");
+  for (int i = 1; i <= model.nlogit; ++i)
+    text += '\n' + formatted("(1x,a,g15.7)", model.rlabel(i), model.parm(i));
+  put_block(job, text);
 }
 
 }  // namespace
 
 void write_gradient(Job& job, const Gradient& gradient) {
-  linchk(job, 2 + (gradient.g.size() + 4) / 5);
-  const Target gradient_target = job.status.debug != 0 ? listing | screen : listing;
-  put(job, gradient_target, "(1x,a,a,a)", "Gradient ", job.model.modnam, ":");
-  put(job, gradient_target, "(5(1x,1pg12.5))", gradient.g);
-  put(job, listing | screen, "(1x,a,a,a,1pg12.5)", "Maximum ABS(G) ", job.model.modnam, " = ",
-      gradient.largest);
+  const std::string elements = formatted("(1x,a,a,a)", "Gradient ", job.model.modnam, ":") + '\n' +
+                               formatted("(5(1x,1pg12.5))", gradient.g);
+  const std::string largest =
+      formatted("(1x,a,a,a,1pg12.5)", "Maximum ABS(G) ", job.model.modnam, " = ", gradient.largest);
+  put_block(job, elements + '\n' + largest);
+  if (job.status.debug != 0) put(job, screen, "(a)", elements);
+  put(job, screen, "(a)", largest);
 }
 
 void judge_gradient(Job& job, const Gradient& gradient, std::span<const double> x) {
@@ -81,9 +84,8 @@ void judge_gradient(Job& job, const Gradient& gradient, std::span<const double> 
 void write_jacobian(Job& job, const Jacobian_count& count) {
   const std::string& modnam = job.model.modnam;
   if (count.info != 0) warnum(job, "returned from DSVDC in JACOBIAN.", count.info);
-  linchk(job, 1 + (count.s.size() + 4) / 5);
-  put(job, listing, "(1x,a,a,a)", "Jacobian S Vector ", modnam, ":");
-  put(job, listing, "(1x,5g14.7)", count.s);
+  put_block(job, formatted("(1x,a,a,a)", "Jacobian S Vector ", modnam, ":") + '\n' +
+                     formatted("(1x,5g14.7)", count.s));
   std::string cpu_unit, system_unit;
   const std::string cpu = duration_text(count.seconds.cpu, cpu_unit),
                     system = duration_text(count.seconds.system, system_unit);
@@ -104,9 +106,8 @@ void write_jacobian(Job& job, const Jacobian_count& count) {
 void write_singular_values(Job& job, const Rank& rank) {
   if (rank.info != 0) warnum(job, "returned from DSVDC.", rank.info);
   if (job.status.detail == 0) return;
-  linchk(job, 1 + (rank.s.size() + 4) / 5);
-  put(job, listing, "(1x,a,a,a)", "S Vector ", job.model.modnam, ":");
-  put(job, listing, "(1x,5g14.7)", rank.s);
+  put_block(job, formatted("(1x,a,a,a)", "S Vector ", job.model.modnam, ":") + '\n' +
+                     formatted("(1x,5g14.7)", rank.s));
 }
 
 void write_counts_of_parameters(Job& job, const Rank& rank) {
@@ -131,9 +132,8 @@ void write_order_of_betas(Job& job, const Rank& rank) {
   // KEPT: fields as wide as the largest number, so that numbers of that length stand side by side without a
   // blank. Looks wrong, is required.
   const std::string width = adjustfmt(static_cast<long long>(adjustfmt(widest).size()));
-  linchk(job, 2 + (betas.size() + 24) / 25);
-  put_runtime(job, listing, "(/1x,a,100(/1x,25i" + width + "))",
-              "Attempted ordering of parameters by estimatibility:", betas);
+  put_block(job, formatted_runtime(job, "(/1x,a,100(/1x,25i" + width + "))",
+                                   "Attempted ordering of parameters by estimatibility:", betas));
   for (int k = rank.npargmaxest + 1; k <= betas.size(); ++k) {
     linchk(job, 1);
     put(job, listing, "(1x,a,i0,a)", "Beta number ", betas(k), " is a singular value.");

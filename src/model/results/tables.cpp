@@ -17,32 +17,29 @@ void write_covariate_values(Job& job) {
   const Model_arrays& model = job.model;
   const Status_module& status = job.status;
   const bool standardized = status.stdic != 0;
-  linchk(job, 5 + status.nicovs);
+  std::string_view heading;
   if (model.nicvalues() > 0)
-    put(job, listing, "(/6x,a)",
-        standardized
-            ? "Following estimates based on user-specified individual covariate values that were "
-              "standardized:"
-            : "Following estimates based on user-specified individual covariate values not standardized:");
+    heading = standardized
+                  ? "Following estimates based on user-specified individual covariate values that were "
+                    "standardized:"
+                  : "Following estimates based on user-specified individual covariate values not "
+                    "standardized:";
   else
-    put(job, listing, "(/6x,a)",
-        standardized ? "Following estimates based on standardized individual covariate values:"
-                     : "Following estimates based on unstandardized individual covariate values:");
+    heading = standardized ? "Following estimates based on standardized individual covariate values:"
+                           : "Following estimates based on unstandardized individual covariate values:";
+  std::string text = formatted("(/6x,a)", heading);
+  const auto line = [&](std::string_view name, std::string_view value, std::string_view mean,
+                        std::string_view deviation) {
+    text += '\n' + (standardized ? formatted("(10x,a,t35,a,a,a)", name, value, mean, deviation)
+                                 : formatted("(10x,a,t35,a)", name, value));
+  };
   const std::string_view dashes = " -------------";
-  if (standardized) {
-    put(job, listing, "(10x,a,t35,a,a,a)", "Variable  ", " Value        ", " Mean         ", " SD          ");
-    put(job, listing, "(10x,a,t35,a,a,a)", "----------", dashes, dashes, dashes);
-  } else {
-    put(job, listing, "(10x,a,t35,a)", "Variable  ", " Value        ");
-    put(job, listing, "(10x,a,t35,a)", "----------", dashes);
-  }
-  for (const Covariate_value& covariate : covariate_values(job)) {
-    if (standardized)
-      put(job, listing, "(10x,a,t35,a,a,a)", covariate.name, f14(job, covariate.value),
-          f14(job, covariate.mean), f14(job, covariate.deviation));
-    else
-      put(job, listing, "(10x,a,t35,a)", covariate.name, f14(job, covariate.value));
-  }
+  line("Variable  ", " Value        ", " Mean         ", " SD          ");
+  line("----------", dashes, dashes, dashes);
+  for (const Covariate_value& covariate : covariate_values(job))
+    line(covariate.name, f14(job, covariate.value), f14(job, covariate.mean), f14(job, covariate.deviation));
+  constexpr int apart = 1;  // reserved as if a line stood behind the table
+  put_block(job, text, apart);
 }
 
 /// The history that design functions of earlier captures take theirs from.
@@ -100,9 +97,11 @@ void real_table(Job& job, const Estimates& real) {
   const Model_arrays& model = job.model;
   warn_of_profiles(job);
   linchk(job, 8);
+  const int page = job.status.npage;
   sectionhead(job, "Real Function Parameters of " + model.modnam, real_ruler, 2);
   if (model.licovs != 0 && job.status.nicovs > 0) write_covariate_values(job);
   if (model.functions.prior_capture) write_prior_captures(job);
+  if (job.status.npage != page) linchk(job, 3);  // the lines that follow were reserved on the page before
   put(job, listing, "(63x,\"95% Confidence Interval\")");
   put(job, listing, "(5x,\"Parameter\",14x,\"  Estimate       Standard Error\",5x,\"Lower\",11x,\"Upper\")");
   put(job, listing, "(1x,26(\"-\"),4(2x,\"--------------\"))");

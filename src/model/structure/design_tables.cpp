@@ -78,9 +78,8 @@ void scale_columns(Job& job) {
   }
   for (double& factor : model.scalefactor) factor = 1.0 / factor;
   if (job.status.debug != 0) {
-    linchk(job, 2 + (model.ncovs_nlbetas + 4) / 5);
-    put(job, listing, "(/1x,a,a,a)", "Scaling Factors ", model.modnam, ":");
-    put(job, listing, "(1x,5g14.7)", model.scalefactor.span());
+    put_block(job, formatted("(/1x,a,a,a)", "Scaling Factors ", model.modnam, ":") + '\n' +
+                       formatted("(1x,5g14.7)", model.scalefactor.span()));
   }
 }
 

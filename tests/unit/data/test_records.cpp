@@ -225,6 +225,26 @@ TEST(Records, counts_are_32_bit_floats) {
   EXPECT_EQ(t.observed(3), 1e30f);
 }
 
+TEST(Records, counts_beyond_a_32_bit_float) {
+  constexpr const char* too_large = " A group count is too large on the encounter history.";
+  const std::string groups = "occasions=4 groups=2 hist=20 etype=LIVE";
+  EXPECT_EQ(Data_job(groups, "1100 3.4028234e38 0; 1010 0 -3.4028234e38;").fault, "");
+  for (const char* record : {"1100 3.5e38 1;", "1100 1 3.5e38;", "1100 -3.5e38 1;", "1100 1 1e60;"})
+    EXPECT_EQ(Data_job(groups, record).fault, std::string("History number 1") + too_large) << record;
+  EXPECT_EQ(Data_job(groups + " dataclones=4", "1100 1 1; 1000 1e38 1;").fault,
+            std::string("History number 2") + too_large);
+}
+
+TEST(Records, sums_of_counts_beyond_a_32_bit_float) {
+  const auto fault = [](const std::string& records, const std::string& type = "LIVE") {
+    return Data_job("occasions=4 groups=2 hist=20 etype=" + type, records).fault;
+  };
+  EXPECT_EQ(fault("1100 0 2e38; 1100 0 2e38;"), "The number of animals in group 2 is too large.");  // folded
+  EXPECT_EQ(fault("1100 2e38 0; 1010 2e38 0;"), "The number of animals in group 1 is too large.");
+  EXPECT_EQ(fault("1100 2e38 0; 0110 2e38 2e38; 0101 -2e38 0;"), "");
+  EXPECT_EQ(fault("1100 0 2e38; 0110 0 2e38;", "HUGGINS"), "The number of animals in group 2 is too large.");
+}
+
 TEST(Records, clones_multiply_the_counts) {
   const Data_job t(std::string(live) + " dataclones=3", "1100 2; 1010 -1;");
   EXPECT_EQ(t.observed(1), 6.0f);
@@ -253,6 +273,13 @@ TEST(Records, covariate_means_weigh_the_animals) {
   EXPECT_EQ(t.covariate(3), t.data().icvrmn(1));
   EXPECT_TRUE(
       t.warned("Number of missing individual covariate values replaced by the mean of the covariate was 1."));
+}
+
+TEST(Records, the_deviation_of_a_covariate_far_from_0) {
+  // The mean, 1e8 + 1/3, is no number of 64 bits: its error of up to 7e-9 may reach the deviation squared
+  // only, and not times the mean.
+  const Data_job t(std::string(live) + " icovar=1", "1100 1 1e8; 1110 1 1e8; 1000 1 100000001;");
+  EXPECT_NEAR(t.data().icvrsd(1), std::sqrt(1.0 / 3.0), 1e-12);
 }
 
 TEST(Records, standardized_covariates) {

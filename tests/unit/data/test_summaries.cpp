@@ -143,6 +143,13 @@ TEST(Known_fate, faults) {
             "Number of deaths exceeds number of animals at risk for occasion 1.");
   EXPECT_EQ(fault("known fate group=1; 10 -1;"),
             "A negative number was specified in a known fate data matrix.");
+  EXPECT_EQ(fault("known fate group=1; 3.5e38 0;"),
+            "A number too large was specified in a known fate data matrix.");
+  EXPECT_EQ(fault("known fate group=1; 3e37 0;", "etype=KNOWN dataclones=20"),
+            "A number too large was specified in a known fate data matrix.");
+  EXPECT_EQ(fault("known fate group=1; 3.4e38 1; 10 1; 10 1;"), "");
+  EXPECT_EQ(fault("known fate group=1; 3e38 0; 1 0; 1 0; known fate group=1; 3e38 0; 1 0; 1 0;"),
+            "The number of animals in group 1 is too large.");
   EXPECT_EQ(fault("known fate group=1;", "etype=KNOWN icovar=1"),
             "A KNOWN FATE statement cannot be used with individual covariates.");
   const Data_job unknown("occasions=3 groups=1 hist=20 etype=KNOWN", "known birds group=1;");
@@ -196,11 +203,18 @@ TEST(Nest_survival, faults_show_their_record) {
   EXPECT_EQ(fault("5 9 9 1 1"), "Invalid observation -- last 2 times equal and fate>0.");
   EXPECT_EQ(fault("5 7 9 -1 1"), "Invalid observation -- fate is negative.");
   EXPECT_EQ(fault("5 7 9 1 -1"), "Invalid observation -- frequency is negative.");
+  EXPECT_EQ(fault("5 7 9 1 3.5e38"), "Invalid observation -- frequency is too large.");
   EXPECT_EQ(fault("5 5 9 1 1"), "");
   EXPECT_EQ(fault("1 5 9 1 1", "icovar=1 etype=NEST"),
             "Not enough individual covariates specified on this record.");
   EXPECT_TRUE(Data_job("occasions=20 groups=1 hist=9 etype=NEST", "nest survival group=1; 1 5 9 0 1;")
                   .warned("Possibly invalid observation -- last 2 times not equal and fate=0."));
+}
+
+TEST(Nest_survival, sums_of_frequencies_beyond_a_32_bit_float) {
+  const Data_job t("occasions=20 groups=1 hist=9 etype=NEST",
+                   "nest survival group=1; 5 7 9 1 3e38; 5 7 8 1 3e38;");
+  EXPECT_EQ(t.fault, "The number of animals in group 1 is too large.");
 }
 
 TEST(Nest_survival, group_and_family) {
@@ -275,6 +289,16 @@ TEST(Count_matrix, debug) {
   EXPECT_TRUE(
       t.listing_has("      Group = 1\n      Occasion = 2\n"
                     "      Number of encounter histories tabulated = 1\n      New Marks added = 0\n"));
+}
+
+TEST(Count_matrix, debug_cuts_counts_that_no_integer_holds) {
+  const Data_job t("occasions=2 groups=1 hist=9 etype=POISSONMR debug",
+                   "known marks group=1; 1e60 0; 01+0 1; +001 2e38;");
+  EXPECT_EQ(t.fault, "");
+  EXPECT_TRUE(
+      t.listing_has("      Number of encounter histories tabulated =1000000000000000000\n"
+                    "      Marks known = 1000000000000000000\n"));
+  EXPECT_TRUE(t.listing_has(" Number of encounter histories tabulated = 1000000000000000000\n"));
 }
 
 TEST(Sightings, totals_of_the_poisson_families) {

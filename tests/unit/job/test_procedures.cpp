@@ -57,6 +57,23 @@ TEST(Run_job, proc_stop_ends_the_job) {
   EXPECT_FALSE(t.job.streams.is_open(t.job.status.sysout));
 }
 
+TEST(Closeout, two_lines_at_the_foot_of_a_page_hold_the_times) {
+  const auto header_in_front_of_times = [](int lines) {
+    Test_job t;
+    t.job.status.maxlin = 50;
+    t.job.status.lines = lines;
+    t.job.timing.time_start = date_and_time();
+    std::feclearexcept(FE_ALL_EXCEPT);
+    closeout(t);
+    const std::string listing = t.listing();
+    const std::size_t header = listing.find("Program  TARN");
+    EXPECT_GT(header, listing.find("For this job"));
+    return header < listing.find("Time Start");
+  };
+  EXPECT_FALSE(header_in_front_of_times(2));
+  EXPECT_TRUE(header_in_front_of_times(1));
+}
+
 TEST(Run_job, a_bare_stop_ends_the_job) {
   Test_job t;
   EXPECT_EQ(run(t, "stop;"), "NORMAL EXIT");

@@ -124,6 +124,63 @@ TEST(Linchk, paging_never_overflows) {
   }
 }
 
+TEST(Put_lines, reserves_each_line) {
+  Fresh_job t;
+  linchk(t, 44);
+  put_lines(t, "one\n\nthree");
+  EXPECT_EQ(headers(t), 2);
+  EXPECT_EQ(t.job.status.lines, 43);
+  const std::vector<std::string> lines = t.listing_lines();
+  EXPECT_EQ(lines.at(6), "one");  // page 1 holds the six lines of its header, and this one
+  EXPECT_EQ(lines.at(lines.size() - 2), "");
+  EXPECT_EQ(lines.back(), "three");
+}
+
+std::string numbered_lines(int n) {
+  std::string text = "1";
+  for (int i = 2; i <= n; ++i) text += '\n' + std::to_string(i);
+  return text;
+}
+
+constexpr int lines_of_a_page = 45;  // 50 without header and title
+
+TEST(Put_block, keeps_together_what_a_page_holds) {
+  Fresh_job t;
+  linchk(t, 1);
+  put_block(t, numbered_lines(lines_of_a_page));
+  EXPECT_EQ(headers(t), 2);
+  EXPECT_EQ(t.job.status.lines, 0);
+  linchk(t, 1);
+  put_block(t, numbered_lines(lines_of_a_page - 2), 2);
+  EXPECT_EQ(headers(t), 4);
+  EXPECT_EQ(t.job.status.lines, 0);
+  t.job.status.titstr.clear();
+  linchk(t, 1);
+  put_block(t, numbered_lines(lines_of_a_page + 1));
+  EXPECT_EQ(headers(t), 6);
+  EXPECT_EQ(t.job.status.lines, 0);
+}
+
+TEST(Put_block, breaks_what_no_page_holds) {
+  Fresh_job t;
+  linchk(t, 1);
+  put_block(t, numbered_lines(lines_of_a_page + 1));
+  EXPECT_EQ(headers(t), 2);
+  EXPECT_EQ(t.job.status.lines, lines_of_a_page - 2);
+  put_block(t, numbered_lines(lines_of_a_page - 2), 3);  // leaves no line for the three that follow
+  EXPECT_EQ(headers(t), 3);
+  EXPECT_EQ(t.job.status.lines, lines_of_a_page - 3);
+}
+
+TEST(Put_block, with_paging_off_no_header_comes_between) {
+  Fresh_job t;
+  t.job.status.maxlin = 0;
+  headng(t);
+  put_block(t, numbered_lines(300));
+  EXPECT_EQ(headers(t), 1);
+  EXPECT_EQ(t.listing_lines().back(), "300");
+}
+
 std::string title_of(const char* deck) {
   Test_job t(deck);
   title(t);

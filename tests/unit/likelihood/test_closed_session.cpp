@@ -445,6 +445,17 @@ TEST(Closed_density, a_record_without_animals_has_no_location_factor) {
   EXPECT_EQ(b.probabilities(x)[1], b.probabilities(x)[0]);
 }
 
+TEST(Closed_density, a_record_of_losses_alone_has_its_location_factor) {
+  Closed_builder b = density(127, {{"011", 0.0, 0.0}, {"011", 1.0, 2.0}});
+  b.model.job().data.encounters.observed(2)[0] = 0.0F;
+  b.model.job().data.encounters.lost_on_capture(2)[0] = 1.0F;
+  Closed_reals x = b.random_reals(5);
+  x.ptilde = 0.6;
+  // Lost at its last capture, the animal was at risk of capture on all occasions.
+  const double log_prob = std::log(b.probabilities(x)[0]);
+  EXPECT_NEAR(-0.5 * b.model.func(b.vector_of(x)), 2.0 * log_prob + std::log(0.6 * 0.4), 1e-13);
+}
+
 TEST(Closed_threads, every_number_of_threads_gives_the_same) {
   for (const int type : {5, 12, 22, 26, 49, 54, 127, 129, 145, 161}) {
     Closed_builder b(type, 8, {.mixtures = 3, .order = 15, .groups = 2});
