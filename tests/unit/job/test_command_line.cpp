@@ -263,7 +263,7 @@ TEST_F(Command_line, the_deck_is_never_overwritten) {
 
 TEST_F(Command_line, the_results_file_is_no_other_file_of_the_job) {
   for (const Words& arguments :
-       {Words{"i=x.inp", "json=a.out", "o=a.out"}, Words{"json=a.out", "i=x.inp", "o=a"},
+       {Words{"i=x.inp", "json=a.out", "o=a.out"}, Words{"json=a.", "i=x.inp", "o=a"},
         Words{"i=x.inp", "r=b.res", "json=b.res"}, Words{"i=x.inp", "json=b.v", "v=b.v"}}) {
     t.clear();
     EXPECT_EQ(read(arguments), "Output file error");
