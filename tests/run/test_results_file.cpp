@@ -48,6 +48,36 @@ TEST(Results_file, tells_the_options_in_force) {
   EXPECT_TRUE(has(results, R"("gap":null,"threshold":null)"));
 }
 
+/// Warnings on the listing of a deck, with a results file or without one.
+std::size_t warnings_of(const std::string& deck, bool with_results) {
+  Test_job t;
+  t.job.status.maxlin = 0;
+  t.open(deck);
+  if (with_results) t.job.streams.open_memory(t.job.status.sysjson);
+  stop_text([&] { run_job(t.job); });
+  const std::string listing = t.listing();
+  std::size_t count = 0;
+  for (std::size_t at = listing.find("WARNING"); at != std::string::npos;
+       at = listing.find("WARNING", at + 1))
+    ++count;
+  return count;
+}
+
+// The description evaluates the design once more; what that raises is not the next model's.
+TEST(Results_file, raises_no_conditions_on_the_listing) {
+  const std::string matrices =
+      "group=1 Phi rows=3 cols=3 triang time=1;\ngroup=1 p rows=3 cols=3 triang time=4;\n";
+  const std::string deck =
+      "proc chmatrix occasions=4 groups=1 hist=20 etype=LIVE;\n" + animals +
+      "proc estimate link=LOGIT nostanddm;\nmodel={one};\n" + matrices +
+      "design matrix constraints=6 covariates=4;\n"
+      "1 power(0,-1) 0 0;\n1 2 0 0;\n1 3 0 0;\n0 0 1 1;\n0 0 1 2;\n0 0 1 3;\n"
+      "proc estimate link=LOGIT;\nmodel={two};\n" +
+      matrices +
+      "design matrix constraints=6 covariates=2;\n1 0;\n1 0;\n1 0;\n0 1;\n0 1;\n0 1;\nproc stop;\n";
+  EXPECT_EQ(warnings_of(deck, true), warnings_of(deck, false));
+}
+
 TEST(Results_file, tells_the_sets_of_links) {
   const std::string results =
       results_of("proc chmatrix occasions=4 groups=1 hist=20 etype=LIVE;\n" + animals +
