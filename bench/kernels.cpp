@@ -68,6 +68,17 @@ void func_many_occasions(benchmark::State& state) {
 }
 BENCHMARK(func_many_occasions)->Arg(1)->Arg(2)->UseRealTime();
 
+/// The gradient by differences: an evaluation a beta, or one pass over the records.
+void gradients(benchmark::State& state, const Live_design& design) {
+  Case made = make_case(design, 1);
+  std::vector<double> g(made.beta.size());
+  for (auto _ : state) benchmark::DoNotOptimize(funcg(made.model.job(), made.beta, g));
+}
+void gradient_folded(benchmark::State& state) { gradients(state, folded); }
+BENCHMARK(gradient_folded)->Unit(benchmark::kMicrosecond);
+void gradient_covariates(benchmark::State& state) { gradients(state, covariates); }
+BENCHMARK(gradient_covariates)->Unit(benchmark::kMicrosecond);
+
 /// Survival to the powers of unequal intervals.
 void func_unequal_intervals(benchmark::State& state) {
   Case made = make_case(folded, 1);
