@@ -1,10 +1,10 @@
 #include "data/gaussquad.h"
 
 #include <algorithm>
+#include <array>
 #include <cfenv>
 #include <cmath>
 #include <limits>
-#include <string>
 
 #include "job/services/array.h"
 #include "job/services/fault.h"
@@ -16,27 +16,13 @@ namespace tarn {
 
 namespace {
 
-std::string padded(const char* label) {
-  std::string text(label);
-  text.resize(15, ' ');
-  return text;
-}
-
 void report_conditions(Job& job) {
-  std::array<bool, 5>& flags = job.status.flags5;
-  static constexpr std::array<int, 5> conditions{FE_OVERFLOW, FE_DIVBYZERO, FE_INVALID, FE_UNDERFLOW,
-                                                 FE_INEXACT};
-  for (std::size_t i = 0; i < flags.size(); ++i) flags[i] = std::fetestexcept(conditions[i]) != 0;
+  read_flags(job, "during calculation of Gauss-Hermite coefficients");
+  const std::array<bool, 5>& flags = job.status.flags5;
   if (!flags[0] && !flags[1] && !flags[3]) return;
-  const std::string tail = " occurred during calculation of Gauss-Hermite coefficients.";
-  if (flags[0]) warn(job, "Numerical overflow" + tail);
-  if (flags[1]) warn(job, "Divide by zero" + tail);
-  if (flags[3]) warn(job, "Numerical underflow" + tail);
   linchk(job, 8);
   put(job, listing, "(/5x,a)", "IEEE flag status at end of calculation of Gauss-Hermite coefficients:");
-  for (std::size_t i = 0; i < flags.size(); ++i)
-    put(job, listing, "(5x,a,l)", padded(job.status.labels5[i]), flags[i]);
-  put(job, listing, "(5x)");
+  put_flags(job);
 }
 
 /// Weights of one tail that no normal number can hold; zeros are exact and do not count.

@@ -62,21 +62,31 @@ void error(Job& job, std::string_view text) {
   stop("ERROR EXIT from TARN");
 }
 
-void check_ieee_exceptions(Job& job, std::string_view text, bool verbose) {
+void read_flags(Job& job, std::string_view text) {
   std::array<bool, 5>& flags = job.status.flags5;
   static constexpr std::array<int, 5> conditions{FE_OVERFLOW, FE_DIVBYZERO, FE_INVALID, FE_UNDERFLOW,
                                                  FE_INEXACT};
   for (std::size_t i = 0; i < flags.size(); ++i) flags[i] = std::fetestexcept(conditions[i]) != 0;
+  const std::string sentence_end = " occurred " + std::string(text) + ".";
+  if (flags[0]) warn(job, "Numerical overflow" + sentence_end);
+  if (flags[1]) warn(job, "Divide by zero" + sentence_end);
+  if (flags[3]) warn(job, "Numerical underflow" + sentence_end);
+}
+
+void put_flags(Job& job) {
+  const Status_module& status = job.status;
+  for (std::size_t i = 0; i < status.flags5.size(); ++i)
+    put(job, listing, "(5x,a,l)", padded_label(status.labels5[i]), status.flags5[i]);
+  put(job, listing, "(5x)");
+}
+
+void check_ieee_exceptions(Job& job, std::string_view text, bool verbose) {
+  std::array<bool, 5>& flags = job.status.flags5;
+  read_flags(job, text);
   if (flags[0] || flags[1] || flags[2] || flags[3]) {
-    const std::string sentence_end = " occurred " + std::string(text) + ".";
-    if (flags[0]) warn(job, "Numerical overflow" + sentence_end);
-    if (flags[1]) warn(job, "Divide by zero" + sentence_end);
-    if (flags[3]) warn(job, "Numerical underflow" + sentence_end);
     linchk(job, 6);
     put(job, listing, "(5x,a)", "IEEE flag status " + std::string(text) + ":");
-    for (std::size_t i = 0; i < flags.size(); ++i)
-      put(job, listing, "(5x,a,l)", padded_label(job.status.labels5[i]), flags[i]);
-    put(job, listing, "(5x)");
+    put_flags(job);
     flags.fill(false);
     std::feclearexcept(FE_ALL_EXCEPT);
   } else if (verbose) {

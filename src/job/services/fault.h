@@ -35,8 +35,15 @@ void warnum(Job& job, std::string_view text, int number);
 /// the files and stops with "ERROR EXIT from TARN".
 [[noreturn]] void error(Job& job, std::string_view text);
 
-/// Reports the floating-point conditions met since the last call and clears them. `text` ends the sentence
-/// "Numerical overflow occurred ". With `verbose` a line is written also when none is set.
+/// Reads the floating-point flags into `flags5` and warns of overflow, division by zero and underflow. `text`
+/// ends the sentence "Numerical overflow occurred ".
+void read_flags(Job& job, std::string_view text);
+
+/// Writes the five lines of `flags5` and an empty one; reserves none.
+void put_flags(Job& job);
+
+/// Reports the floating-point conditions met since the last call and clears them, with `text` as above. With
+/// `verbose` a line is written also when none is set.
 void check_ieee_exceptions(Job& job, std::string_view text, bool verbose = false);
 
 }  // namespace tarn
