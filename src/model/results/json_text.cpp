@@ -4,6 +4,7 @@
 #include <charconv>
 #include <cmath>
 #include <nlohmann/json.hpp>
+#include <type_traits>
 
 namespace tarn {
 namespace {
@@ -28,7 +29,16 @@ Json::Json(std::string_view text)
           nlohmann::json(std::string(text)).dump(-1, ' ', false, nlohmann::json::error_handler_t::replace)) {}
 
 Json::Json(std::initializer_list<Member> members) : text_("{}") {
-  for (const Member& member : members) add(member.first, member.second);
+  static_assert(std::is_trivially_destructible_v<Member>);
+  for (const Member& member : members) add(member.first, member.second.made());
+}
+
+Json Json::Part::made() const {
+  if (const auto* made = std::get_if<const Json*>(&part_)) return **made;
+  if (const auto* text = std::get_if<std::string_view>(&part_)) return Json(*text);
+  if (const auto* number = std::get_if<double>(&part_)) return Json(*number);
+  if (const auto* whole = std::get_if<int>(&part_)) return Json(*whole);
+  return Json(*std::get_if<bool>(&part_));
 }
 
 Json Json::array() {

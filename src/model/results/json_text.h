@@ -5,6 +5,7 @@
 #include <string>
 #include <string_view>
 #include <utility>
+#include <variant>
 
 namespace tarn {
 
@@ -12,7 +13,23 @@ namespace tarn {
 /// them is held, so that want of memory throws std::bad_alloc and nothing else can happen.
 class Json {
  public:
-  using Member = std::pair<std::string_view, Json>;
+  /// What a member is made of: nothing that is destroyed, because g++ 12 destroys elements of a list of
+  /// members twice when one behind them finds no memory.
+  class Part {
+   public:
+    Part(bool value) : part_(value) {}
+    Part(int number) : part_(number) {}
+    Part(double number) : part_(number) {}
+    Part(std::string_view text) : part_(text) {}
+    Part(const std::string& text) : part_(std::string_view(text)) {}
+    Part(const char* text) : part_(std::string_view(text)) {}
+    Part(const Json& made) : part_(&made) {}
+    Json made() const;
+
+   private:
+    std::variant<bool, int, double, std::string_view, const Json*> part_;
+  };
+  using Member = std::pair<std::string_view, Part>;
 
   Json() : text_("null") {}
   Json(bool value) : text_(value ? "true" : "false") {}
