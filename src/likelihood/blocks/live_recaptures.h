@@ -122,6 +122,8 @@ struct Live_rates {
   Survives survives;
   Caught caught;
 };
+template <class Survives, class Caught>
+Live_rates(Survives, Caught) -> Live_rates<Survives, Caught>;
 
 /// What the rates of a cell follow from. Handed on as it came, because most cells find their steps in a table
 /// and have no use for it.
