@@ -18,13 +18,7 @@ template <class Real>
 void jolly_seber(const Job& job, Ch_result<Real>& result, History histry, int i, int j, int lost,
                  const Reals<Real>& parm, Cell_work<Real>& work) {
   const Live_facts& facts = facts_of<Jolly_seber>(work, i, histry);
-  const auto rates = [](const Live_cell<Real>& cell) {
-    const auto rate = rates_of<Jolly_seber>(cell.job, cell.parm, cell.work);
-    const auto phi = cell.work.matrix(Parameter::Phi, cell.group),
-               p = cell.work.matrix(Parameter::p, cell.group);
-    return Live_rates{[=](int c) -> Real { return rate.survival(phi(1, c), c); },
-                      [=, &parm = cell.parm](int c) -> const Real& { return parm[p(1, c + 1)]; }};
-  };
+  const auto rates = [](const Live_cell<Real>& cell) { return phi_and_p<Jolly_seber>(cell, 1, 1); };
   const int place = cohort_place(j, facts.first, histry.noccas());
   result = Ch_result<Real>::from(
       live_recaptures<Jolly_seber>(job, histry, facts, lost != 0, j, place, parm, work, rates));

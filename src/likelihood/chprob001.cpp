@@ -19,12 +19,7 @@ void chprob001(const Job& job, Ch_result<Real>& result, History histry, int i, i
                const Reals<Real>& parm, Cell_work<Real>& work) {
   const Live_facts& facts = facts_of<Live_recaptures>(work, i, histry);
   const auto rates = [](const Live_cell<Real>& cell) {
-    const auto rate = rates_of<Live_recaptures>(cell.job, cell.parm, cell.work);
-    const auto phi = cell.work.matrix(Parameter::Phi, cell.group),
-               p = cell.work.matrix(Parameter::p, cell.group);
-    return Live_rates{
-        [=, first = cell.first](int c) -> Real { return rate.survival(phi(first, c), c); },
-        [=, first = cell.first, &parm = cell.parm](int c) -> const Real& { return parm[p(first, c)]; }};
+    return phi_and_p<Live_recaptures>(cell, cell.first, 0);
   };
   const int place = cohort_place(j, facts.first, histry.noccas());
   result = Ch_result<Real>::from(live_recaptures(job, histry, facts, lost != 0, j, place, parm, work, rates));

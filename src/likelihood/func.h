@@ -14,7 +14,7 @@ namespace tarn {
 /// the data type, computes the facts of all histories, makes the work areas of the threads, and checks every
 /// cell of the parameter index matrices that a record reaches (one that holds 0 or a number above `nlogit`,
 /// or lies outside its matrix, is fatal). To be called again when histories, counts, matrices or
-/// `num_threads` change. A data type without a routine is fatal.
+/// `num_threads` change. A data type of which a part is missing (data/catalogue/available.h) is fatal.
 void set_up_likelihood(Job& job);
 
 /// The objective at `beta`, the vector that the optimizer sees: `Likelihood_point::move_to` of the model's

@@ -156,6 +156,7 @@ const Objective_value& Likelihood_point::propose(const Moved_beta& move) {
   moved_x_ = x_;
   moved_x_[static_cast<std::size_t>(move.position) - 1] = move.value;
   if (!rows_of_betas_known(job_) || job_.model.phase1 == 0) {
+    if (classes_ != nullptr) classes_->forget();
     proposed_value_ = evaluate_at(moved_x_);
   } else {
     if (classes_ == nullptr) classes_ = std::make_unique<Class_sums>(job_);

@@ -93,7 +93,7 @@ struct alignas(64) Chain2_cohort {
   }
 
   /// Probability of a history of this cohort from its first to its last capture, given by the codes of the
-  /// occasions between (see `History_facts`), and of not being seen after it.
+  /// occasions between (see `Live_facts`), and of not being seen after it.
   Real prob(const unsigned char* codes, int first, int last) const {
     Real weight = 1.0;
     const Real* row = factors.data() + 4 * (first - 1);
@@ -134,6 +134,17 @@ struct Live_cell {
   const Reals<Real>& parm;
   int group, first;
 };
+
+/// The rates `Phi` and `p` of a cell: `Phi` of interval c in column c, the capture at its end in column c +
+/// `shift` of `p`, both in this row.
+template <class Family, class Real>
+auto phi_and_p(const Live_cell<Real>& cell, int row, int shift) {
+  const auto rate = rates_of<Family>(cell.job, cell.parm, cell.work);
+  const auto phi = cell.work.matrix(Parameter::Phi, cell.group),
+             p = cell.work.matrix(Parameter::p, cell.group);
+  return Live_rates{[=](int c) -> Real { return rate.survival(phi(row, c), c); },
+                    [=, &parm = cell.parm](int c) -> const Real& { return parm[p(row, c + shift)]; }};
+}
 
 namespace detail {
 

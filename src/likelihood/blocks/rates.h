@@ -28,13 +28,6 @@ class Power_memo {
   std::array<Entry, 1024> entries_{};
 };
 
-/// Chance of the event whose rate is r within `length` units of time: 1 - (1 - r)^length.
-template <class Real>
-Real chance_within(const Real& rate, double length) {
-  if (length == 1.0) return rate;
-  return 1.0 - pow(1.0 - rate, length);
-}
-
 /// The rates of one cell over the intervals of the study.
 template <class Real>
 class Interval_rates {
