@@ -40,6 +40,8 @@ class Reals {
   /// Made-up values, of which nothing may be kept.
   explicit Reals(const Real* first) : before_(first - 1) {}
   const Real& operator[](int i) const { return before_[i]; }
+  /// For loops that want no second look: `before()[i]` is real parameter i.
+  const Real* before() const { return before_; }
   /// Other values have another stamp, in all of one model; 0 for values that were made up.
   std::uint64_t stamp() const { return stamp_; }
 

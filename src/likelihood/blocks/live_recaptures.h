@@ -73,19 +73,19 @@ struct alignas(64) Chain2_cohort {
   std::vector<Real> never_again;  ///< after a capture on occasion o: element o - 1
   std::uint64_t made_for = 0;     ///< stamp of the reals
 
-  /// Fills the tables for intervals `first` to `noccas` - 1. `survival(c)` gives the rate of interval c, and
-  /// `emitted(character, c)` the emission at its end.
-  template <class Survival, class Emitted>
-  void make(int first, int noccas, std::uint64_t stamp, Survival survival, Emitted emitted) {
+  /// Fills the tables for intervals `first` to `noccas` - 1. `survives(c)` gives the rate of interval c, and
+  /// `caught(c)` the capture probability at its end.
+  template <class Survives, class Caught>
+  void make(int first, int noccas, std::uint64_t stamp, const Survives& survives, const Caught& caught) {
     const std::size_t size = static_cast<std::size_t>(noccas);
     if (factors.empty()) factors.assign(4 * (size + padded_steps), Real(1.0));
     never_again.resize(size);
     never_again[size - 1] = 1.0;
     for (int c = noccas - 1; c >= first; --c) {
-      const Real s = survival(c);
+      const Real s = survives(c), p = caught(c);
       Real* row = factors.data() + 4 * (c - 1);
       for (const char character : live_characters)
-        row[live_code(character)] = s * emitted(character, c).alive;
+        row[live_code(character)] = s * emission(character, p).alive;
       const std::size_t o = static_cast<std::size_t>(c);
       never_again[o - 1] = (1.0 - s) + row[live_code('0')] * never_again[o];
     }
@@ -143,7 +143,7 @@ auto phi_and_p(const Live_cell<Real>& cell, int row, int shift) {
   const auto phi = cell.work.matrix(Parameter::Phi, cell.group),
              p = cell.work.matrix(Parameter::p, cell.group);
   return Live_rates{[=](int c) -> Real { return rate.survival(phi(row, c), c); },
-                    [=, &parm = cell.parm](int c) -> const Real& { return parm[p(row, c + shift)]; }};
+                    [=, parm = cell.parm.before()](int c) -> const Real& { return parm[p(row, c + shift)]; }};
 }
 
 namespace detail {
@@ -153,8 +153,7 @@ template <class Real, class Rates>
 [[gnu::noinline]] void make_cohort(const Job& job, int first, int j, int noccas, const Reals<Real>& parm,
                                    Cell_work<Real>& work, const Rates& rates, Chain2_cohort<Real>& cohort) {
   const auto of = rates(Live_cell<Real>{job, work, parm, j, first});
-  const auto seen = [&of](char character, int c) { return emission<Real>(character, of.caught(c)); };
-  cohort.make(first, noccas, parm.stamp(), of.survives, seen);
+  cohort.make(first, noccas, parm.stamp(), of.survives, of.caught);
 }
 
 /// The chain itself, from the first capture to occasion `last`.

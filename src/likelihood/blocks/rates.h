@@ -32,16 +32,16 @@ class Power_memo {
 template <class Real>
 class Interval_rates {
  public:
-  /// All three must outlive the object.
+  /// Real parameters and powers must outlive the object.
   Interval_rates(const Job& job, const Reals<Real>& parm, Power_memo& powers)
-      : parm_(&parm),
+      : parm_(parm.before()),
         lengths_(job.data.timevy == 0 ? nullptr : job.data.timint.data() - 1),
         powers_(&powers) {}
 
   /// Rate `parm[number]` over interval c: r^timint(c); r itself, without a power, when `timevy` is 0 or the
   /// length 1.
   Real survival(int number, int c) const {
-    const Real& rate = (*parm_)[number];
+    const Real& rate = parm_[number];
     if (lengths_ == nullptr || lengths_[c] == 1.0F) return rate;
     return power(rate, number, c);
   }
@@ -49,7 +49,7 @@ class Interval_rates {
   /// Chance within interval c of the event of rate r = `parm[number]`: 1 - (1 - r)^timint(c); r itself,
   /// without a power, when `timevy` is 0 or the length 1.
   Real within(int number, int c) const {
-    const Real& rate = (*parm_)[number];
+    const Real& rate = parm_[number];
     if (lengths_ == nullptr || lengths_[c] == 1.0F) return rate;
     return 1.0 - power(1.0 - rate, number, c);
   }
@@ -64,7 +64,7 @@ class Interval_rates {
     }
   }
 
-  const Reals<Real>* parm_;
+  const Real* parm_;      ///< from 1
   const float* lengths_;  ///< from 1; nullptr when time is not counted
   Power_memo* powers_;
 };
