@@ -21,7 +21,9 @@ const Pim& matrix_at(const Job& job, const Pim_fault& place) {
 }
 
 /// The row that a look-up of `row` reads: a SQUARE matrix with fewer rows is read at its last one.
-int row_read(const Pim& pim, int row) { return pim.shape == "SQUARE" ? std::min(row, pim.nrows) : row; }
+int row_read(const Pim& pim, int row) {
+  return pim.shape == Pim_shape::square ? std::min(row, pim.nrows) : row;
+}
 
 }  // namespace
 

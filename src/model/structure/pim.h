@@ -20,7 +20,7 @@ struct Pim_view {
       : before(pim.cells.empty() ? nullptr : pim.cells.data() - 1),
         nrows(pim.nrows),
         ncols(pim.ncols),
-        square(pim.shape == "SQUARE") {}
+        square(pim.shape == Pim_shape::square) {}
 
   bool given() const { return nrows > 0; }
   /// row(r)[c] is the number of the real parameter in row r, column c. A SQUARE matrix with fewer rows is
@@ -73,6 +73,9 @@ void for_each_cell(A_pim& pim, const Visit& visit) {
 
 /// Position of `name` (its first 10 characters) in `parameterlist`, case and all; 0 when it is not there.
 int findpar(const Data_module& data, std::string_view name);
+
+/// The shape that an option word of a GROUP statement tells; `none` for any other word.
+Pim_shape pim_shape(std::string_view word);
 
 /// Reads the matrix whose GROUP statement is in hand. All faults but an unknown option word are fatal.
 void piread(Job& job);
