@@ -103,6 +103,7 @@ struct Likelihood_work {
   std::vector<Derivative> xbeta;
   std::unique_ptr<Cell_classes> classes;  ///< made when first asked for
   std::unique_ptr<Moved_classes> moved;
+  std::unique_ptr<Reach_sets> reach_sets;
   List<char> idle_classes;                  ///< of the pass of derivatives in hand; empty: none
   std::unique_ptr<Likelihood_point> point;  ///< see likelihood_point.h
 };

@@ -79,29 +79,28 @@ bool dry_run(Job& job, Likelihood_work& work, Cell_routine<Reach> routine) {
   Ch_result<Reach> result;
   const auto reads_well = [&](int i, int j, int lost) {
     cell.begin();
-    cell.pim_fault = {};
+    cell.pim_report = {};
     routine(job, result, table.history(i), i, j, lost, parm, cell);
-    return !cell.pim_fault.found;
+    return !cell.pim_report.fault.found;
   };
   work.readable.assign(static_cast<std::size_t>(records) * table.groups, 1);
   for (int i = 1; i <= records; ++i) {
     for (int j = 1; j <= groups; ++j) {
       const bool lost = table.lost_of(i)[j - 1] > 0.0F, observed = table.observed_of(i)[j - 1] > 0.0F;
-      if (lost && !reads_well(i, j, 1)) error(job, words_of(job, cell.pim_fault));
+      if (lost && !reads_well(i, j, 1)) error(job, words_of(job, cell.pim_report.fault));
       if (reads_well(i, j, 0)) continue;
-      if (observed) error(job, words_of(job, cell.pim_fault));
+      if (observed) error(job, words_of(job, cell.pim_report.fault));
       work.readable[static_cast<std::size_t>(i - 1) * table.groups + static_cast<std::size_t>(j - 1)] = 0;
     }
   }
   if (work.closed_form != Closed_form::none) {
     const std::vector<char> varying = rows_by_record(job.model);
     cell.begin();
-    cell.pim_fault = {};
-    std::vector<int> reached;
-    cell.pim_fault.reached = &reached;
+    Number_set reached(job.model.nlogit);
+    cell.pim_report = {.fault = {}, .reached = &reached};
     closed_terms(job, work.closed_form, parm, cell);
-    if (cell.pim_fault.found) error(job, words_of(job, cell.pim_fault));
-    return std::any_of(reached.begin(), reached.end(),
+    if (cell.pim_report.fault.found) error(job, words_of(job, cell.pim_report.fault));
+    return std::any_of(reached.members().begin(), reached.members().end(),
                        [&varying](int row) { return varying[static_cast<std::size_t>(row) - 1] != 0; });
   }
   return false;

@@ -70,7 +70,8 @@ constexpr std::string_view name_of(Pim_shape shape) {
   return pim_shape_names[static_cast<std::size_t>(shape)];
 }
 
-/// One parameter index matrix. Cells left of a row's start do not exist; a cell without a number holds 0.
+/// One parameter index matrix. Cells left of a row's start do not exist and hold 0, as does a cell without a
+/// number.
 struct Pim {
   std::string parname, pardescptn;
   int group = 0;

@@ -90,7 +90,7 @@ class Cell_work {
   /// `parm[work.matrix(Parameter::p, g)(r, c)]`. Nothing is checked, but in the dry run.
   decltype(auto) matrix(Parameter parameter, int a, int b, int g) {
     if constexpr (std::is_same_v<Real, Reach>) {
-      return setting_->pims.checked(*job_, parameter, a, b, g, pim_fault);
+      return setting_->pims.checked(*job_, parameter, a, b, g, pim_report);
     } else {
       return setting_->pims(parameter, a, b, g);
     }
@@ -137,7 +137,7 @@ class Cell_work {
   // KEPT: element 1 counts in serial runs (`num_threads` = 1) only; looks wrong, is required.
   std::array<Real, 2> penlty{};
 
-  Pim_fault pim_fault;  ///< of the dry run
+  Pim_report pim_report;  ///< of the dry run
 
  private:
   static constexpr std::size_t block_size = 1024;

@@ -23,12 +23,11 @@ struct Pim_view {
         square(pim.shape == Pim_shape::square) {}
 
   bool given() const { return nrows > 0; }
-  /// row(r)[c] is the number of the real parameter in row r, column c. A SQUARE matrix with fewer rows is
-  /// read at its last one; a row of a triangle starts in its own column, so a triangle is never clamped.
-  const int* row(int r) const {
-    const int clamped = square ? std::min(r, nrows) : r;
-    return before + static_cast<std::ptrdiff_t>(clamped - 1) * ncols;
-  }
+  /// The row that a look-up of row r reads: a SQUARE matrix with fewer rows is read at its last one. A row of
+  /// a triangle starts in its own column, so a triangle is never clamped.
+  int row_read(int r) const { return square ? std::min(r, nrows) : r; }
+  /// row(r)[c] is the number of the real parameter in row r, column c.
+  const int* row(int r) const { return before + static_cast<std::ptrdiff_t>(row_read(r) - 1) * ncols; }
   int operator()(int r, int c) const { return row(r)[c]; }
 };
 
