@@ -1,6 +1,9 @@
 // What is done once for a model, before its likelihood is evaluated.
 
+#include "likelihood/set_up.h"
+
 #include <algorithm>
+#include <cassert>
 #include <new>
 
 #include "data/catalogue/available.h"
@@ -156,6 +159,17 @@ void set_up_likelihood(Job& job) {
   work->threads = std::max(job.status.num_threads, 1);
   make_areas(job, *work);
   model.likelihood = std::move(work);
+}
+
+void renew_likelihood(Job& job) {
+  assert(job.model.likelihood != nullptr);
+  Likelihood_work& work = *job.model.likelihood;
+  if (reals_depend_on_record(job.model) != work.by_record) return set_up_likelihood(job);
+  work.point.reset();
+  work.moved.reset();
+  work.derivative.clear();
+  work.plain.clear();
+  make_areas(job, work);
 }
 
 }  // namespace tarn
