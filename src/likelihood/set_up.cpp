@@ -107,16 +107,17 @@ bool dry_run(Job& job, Likelihood_work& work, Cell_routine<Reach> routine) {
   return false;
 }
 
-/// A work area for each thread. One that no memory is left for is told of and done without: the sum does not
-/// depend on the number of threads.
-void make_areas(Job& job, Likelihood_work& work) {
-  for (int t = 0; t < work.threads; ++t) {
+}  // namespace
+
+template <class Real>
+void make_areas(Job& job, const Likelihood_work& work, int count, Thread_areas<Real>& areas) {
+  while (static_cast<int>(areas.size()) < count) {
     try {
-      auto area = std::make_unique<Thread_area<double>>(job, work.setting);
-      if (t == 0 || work.by_record) prepare(job, area->reals);
-      work.plain.push_back(std::move(area));
+      auto area = std::make_unique<Thread_area<Real>>(job, work.setting);
+      area->prepare_reals(job, areas.empty() || work.by_record);
+      areas.push_back(std::move(area));
     } catch (const std::bad_alloc&) {
-      if (t == 0) throw;
+      if (areas.empty()) throw;
       warn_of_allocation(job, "from memory allocation of DESIGNTMP, BETATMP and PARMTMP.",
                          Allocation::no_memory);
       return;
@@ -124,7 +125,11 @@ void make_areas(Job& job, Likelihood_work& work) {
   }
 }
 
-}  // namespace
+#define TARN_INSTANCE(type, name) \
+  template void make_areas<type>(Job&, const Likelihood_work&, int, Thread_areas<type>&);
+TARN_INSTANCE(double, plain)
+TARN_TRACED_SCALARS(TARN_INSTANCE)
+#undef TARN_INSTANCE
 
 void set_up_likelihood(Job& job) {
   Model_arrays& model = job.model;
@@ -154,8 +159,7 @@ void set_up_likelihood(Job& job) {
   }
   warn_of_closed_layer(job, closed_term_by_record);
 
-  work->threads = std::max(job.status.num_threads, 1);
-  make_areas(job, *work);
+  make_areas(job, *work, std::max(job.status.num_threads, 1), work->plain);
   model.likelihood = std::move(work);
 }
 

@@ -168,17 +168,16 @@ TEST(Func, the_same_bits_for_every_number_of_threads) {
     m.finish(1);
     const std::vector<double> x = random_betas(m.job().model.ncovs_nlbetas, 12);
     const double f = m.func(x), penalty = m.value.sumpen;
-    std::vector<double> g(x.size()), other(x.size()), mixed(8), other_mixed(8);
+    std::vector<double> g(x.size()), other(x.size());
     funcg(m.job(), x, g);
-    func_derivatives(m.job(), x, 2, 5, mixed);
+    const std::vector<double> mixed = m.second_derivatives(x, 2);
     for (const int threads : {2, 3, 7, 16}) {
       m.force_threads(threads);
       EXPECT_EQ(std::bit_cast<std::uint64_t>(m.func(x)), std::bit_cast<std::uint64_t>(f)) << threads;
       EXPECT_EQ(m.value.sumpen, penalty);
       EXPECT_EQ(funcg(m.job(), x, other).f, f);
       EXPECT_EQ(other, g);
-      func_derivatives(m.job(), x, 2, 5, other_mixed);
-      EXPECT_EQ(other_mixed, mixed);
+      EXPECT_EQ(m.second_derivatives(x, 2), mixed);
     }
   }
 }
@@ -197,14 +196,16 @@ TEST(Func, the_same_bits_for_every_number_of_threads_with_covariates) {
     const std::vector<double> x = random_betas(11, 22);
     const double f = m.func(x);
     const std::vector<double> parm = m.reals();
-    std::vector<double> mixed(8), other(8);
-    func_derivatives(m.job(), x, 11, 4, mixed);
+    std::vector<double> g(x.size()), other(x.size());
+    funcg(m.job(), x, g);
+    const std::vector<double> mixed = m.second_derivatives(x, 4);
     for (const int threads : {2, 3, 7}) {
       m.force_threads(threads);
       EXPECT_EQ(m.func(x), f);
       EXPECT_EQ(m.reals(), parm);
-      func_derivatives(m.job(), x, 11, 4, other);
-      EXPECT_EQ(other, mixed);
+      EXPECT_EQ(funcg(m.job(), x, other).f, f);
+      EXPECT_EQ(other, g);
+      EXPECT_EQ(m.second_derivatives(x, 4), mixed);
     }
   }
 }
@@ -322,8 +323,8 @@ TEST(Funcg, forward_and_central_differences) {
   const std::vector<double> x = random_betas(16, 19);
   std::vector<double> g(16);
   const double f = m.func(x);
+  const double d = m.job().status.deltax = 2e-8;
   EXPECT_EQ(funcg(m.job(), x, g).f, f);
-  const double d = m.job().status.deltax;
   for (std::size_t i = 0; i < 16; ++i) {
     std::vector<double> y = x;
     const double h = d * (std::abs(x[i]) + 1.0);
