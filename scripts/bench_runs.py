@@ -3,6 +3,7 @@
 import ctypes
 import os
 import re
+import signal
 import statistics
 import subprocess
 import tempfile
@@ -120,20 +121,23 @@ def measured_run(words, folder, environment=None, limit=None):
     adopt_orphans()
     with tempfile.TemporaryDirectory(prefix="tarn-run-") as place:
         output, screen = Path(place) / "output", Path(place) / "screen"
-        script = '"$@" >"$OUTPUT" 2>"$SCREEN" </dev/null & echo $!'
-        started = subprocess.run(
+        # It begins when the shell is gone: a shell that sees its end would take its record from us.
+        script = 'exec 3<&0; { read go <&3; exec "$@" >"$OUTPUT" 2>"$SCREEN" </dev/null 3<&-; } & echo $!'
+        with subprocess.Popen(
             ["/bin/sh", "-c", script, "sh", *map(str, words)],
             cwd=folder,
             env=dict(environment or os.environ, OUTPUT=str(output), SCREEN=str(screen)),
+            stdin=subprocess.PIPE,
             stdout=subprocess.PIPE,
-            check=True,
-        )
-        process = int(started.stdout)
-        timer = threading.Timer(limit, os.kill, (process, 9)) if limit else None
-        if timer:
-            timer.start()
-        _, status, usage = os.wait4(process, 0)
-        if timer:
+        ) as shell:
+            process = int(shell.stdout.readline())
+            shell.wait()
+            shell.stdin.write(b"go\n")
+        timer = threading.Timer(limit or threading.TIMEOUT_MAX, os.kill, (process, signal.SIGKILL))
+        timer.start()
+        try:
+            _, status, usage = os.wait4(process, 0)
+        finally:
             timer.cancel()
         return {
             "cpu": usage.ru_utime + usage.ru_stime,
@@ -157,12 +161,13 @@ def run_job(program, deck, threads=1, environment=None):
         raise SystemExit(f"{program} {deck}: ended with status {done['status']}, {done['screen'].rstrip()[-200:]!r}")
 
     def seconds(what):
-        return sum(float(x) for x in re.findall(rf"{what}, CPU Time was\s+(\S+) secs", text))
+        found = re.findall(rf"{what}, CPU Time was\s+(\S+) (secs|mins)", text)
+        return sum(float(x) * (60.0 if unit == "mins" else 1.0) for x, unit in found)
 
     return {
         "cpu": done["cpu"],
         "peak_mib": done["peak_mib"],
-        "evaluations": [int(n) for n in re.findall(r"Number of function evaluations was (\d+)", text)],
+        "evaluations": listed_evaluations(text),
         "betas": [int(n) for n in re.findall(r"Number of function evaluations was \d+ for (\d+) parameters", text)],
         "parameters": [int(n) for n in re.findall(r"^ Number of Estimated Parameters .* = (\d+)", text, re.M)],
         "minus_2_log_likelihood": printed_likelihoods(text),
@@ -174,6 +179,11 @@ def run_job(program, deck, threads=1, environment=None):
 def printed_likelihoods(listing):
     """-2 log likelihood of each fit, as text."""
     return re.findall(r"^ -2logL \{.*\} =\s+(\S.*?)\s*$", listing, re.M)
+
+
+def listed_evaluations(listing):
+    """Evaluations of each fit."""
+    return [int(n) for n in re.findall(r"Number of function evaluations was (\d+)", listing)]
 
 
 def medians(runs):
