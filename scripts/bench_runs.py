@@ -3,6 +3,7 @@
 import ctypes
 import os
 import re
+import shutil
 import signal
 import statistics
 import subprocess
@@ -73,6 +74,8 @@ def program_of(build):
         subprocess.run([*git, "worktree", "add", "--detach", "--force", source, commit], check=True, capture_output=True)
         try:
             setup = ["-G", "Ninja", "-DCMAKE_BUILD_TYPE=Release", "-DTARN_TESTS=OFF", "-DTARN_BENCH=OFF"]
+            if shutil.which("ccache"):
+                setup.append("-DCMAKE_CXX_COMPILER_LAUNCHER=ccache")
             subprocess.run(["cmake", "-S", source, "-B", folder / "build", *setup], check=True, stdout=subprocess.DEVNULL)
             subprocess.run(["cmake", "--build", folder / "build", "--target", "tarn"], check=True, stdout=subprocess.DEVNULL)
         finally:
