@@ -4,8 +4,8 @@
 #include "numerics/derivative.h"
 #include "numerics/reach.h"
 
-// A program may compile every file that sees these lists once more with a scalar of its own. It names here the
-// header that declares the scalar and defines TARN_ADDED_SCALAR, the scalar's line; the layout of
+// A program may compile every file that sees these lists once more with a scalar of its own. It names here
+// the header that declares the scalar and defines TARN_ADDED_SCALAR, the scalar's line; the layout of
 // `Cell_routines` depends on it, so such a program links no object that was compiled without.
 #ifdef TARN_SCALAR_HEADER
 #include TARN_SCALAR_HEADER

@@ -39,8 +39,8 @@ std::vector<double> Many_digit_differences::gradient(const std::vector<double>& 
   return g;
 }
 
-// Of a smooth function f(x + a + b) - f(x + a) - f(x + b) + f(x) over the area of the step is as good as exact
-// here: the third derivatives enter with the step.
+// Of a smooth function f(x + a + b) - f(x + a) - f(x + b) + f(x) over the area of the step is as good as
+// exact here: the third derivatives enter with the step.
 std::vector<double> Many_digit_differences::second_derivatives(const std::vector<double>& x) {
   const std::size_t n = x.size();
   Vector y(x.begin(), x.end()), moved_one;

@@ -1,5 +1,6 @@
 #pragma once
-// The objective for any scalar by a plain loop over the cells, and what differences of it give in many digits.
+// The objective for any scalar by a plain loop over the cells, and what differences of it give in many
+// digits.
 
 #include <gtest/gtest.h>
 

@@ -63,7 +63,9 @@ std::vector<Link> link_chances(Model_builder& m, const std::vector<Link>& cycle,
                                const std::vector<Real_kind>& kinds) {
   const auto members_of = [](Link link) { return link == Link::mlogit ? 2 : links_a_set(link) ? 3 : 1; };
   const int reals = static_cast<int>(kinds.size());
-  const auto is_chance = [&](int row) { return row <= reals && !kinds[static_cast<std::size_t>(row) - 1].rate; };
+  const auto is_chance = [&](int row) {
+    return row <= reals && !kinds[static_cast<std::size_t>(row) - 1].rate;
+  };
   std::vector<Link> links(kinds.size(), Link::none);
   std::size_t turn = 0;
   int set = 0;
@@ -173,7 +175,7 @@ Proof_model model_of_every_link(int type) {
   const Fitted_options options{.noccas = occasions_of(type), .groups = 1, .covariates = 0};
   Proof_model made{model_of(type, options, 16), {}};
   const std::vector<Real_kind> kinds = kinds_of_reals(made.m.job());
-  std::vector<Link> cycle{Link::logit,    Link::loglog,   Link::sin,   Link::cloglog,
+  std::vector<Link> cycle{Link::logit,    Link::loglog,   Link::sin,    Link::cloglog,
                           Link::identity, Link::absolute, Link::cauchy, Link::log};
   if (may_have_sets(type)) cycle.insert(cycle.begin() + 2, {Link::mlogit, Link::clogit, Link::sumratio});
   std::vector<Link> links = link_chances(made.m, cycle, kinds);
@@ -225,8 +227,7 @@ Proof_model model_by_record(int type) {
 }
 
 Proof_model model_out_of_range(int type) {
-  const Fitted_options options{
-      .noccas = occasions_of(type), .groups = 1, .covariates = 0, .identity = true};
+  const Fitted_options options{.noccas = occasions_of(type), .groups = 1, .covariates = 0, .identity = true};
   Proof_model made{model_of(type, options, 16), {}};
   for (const Real_kind& kind : kinds_of_reals(made.m.job()))
     made.betas.push_back(kind.rate ? Beta_range{Link::identity, kind.low, kind.high}

@@ -7,8 +7,8 @@
 
 namespace tarn {
 
-/// A beta is drawn as the linear predictor of a real parameter between `low` and `high`. Of the links of sets,
-/// whose real parameters follow from all members, the bounds are those of the predictor.
+/// A beta is drawn as the linear predictor of a real parameter between `low` and `high`. Of the links of
+/// sets, whose real parameters follow from all members, the bounds are those of the predictor.
 struct Beta_range {
   Link link = Link::identity;
   double low = 0.0, high = 0.0;
@@ -26,8 +26,8 @@ struct Proof_model {
 /// parameters fixed. Unequal intervals.
 Proof_model model_of_every_link(int type);
 
-/// Few betas in a design with intercepts that real parameters share, slopes of covariates and design functions
-/// with NLBETA; two groups; columns of another scale; a beta that is not estimated.
+/// Few betas in a design with intercepts that real parameters share, slopes of covariates and design
+/// functions with NLBETA; two groups; columns of another scale; a beta that is not estimated.
 Proof_model model_by_record(int type);
 
 /// Betas that are real parameters, and run out of the range of chances: penalties count.

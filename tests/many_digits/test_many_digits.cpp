@@ -37,8 +37,8 @@ TEST(Many_digits, are_right) {
 
 TEST(Many_digits, follow_the_rules_of_doubles) {
   const double none = std::numeric_limits<double>::quiet_NaN();
-  const std::vector<double> numbers{-1e4, -709.9, -708.5, -2.0, -1.0, -1e-17, 0.0, 1e-320, 1e-16, 1.2e-16,
-                                    0.25, 1.0,    2.0,    3.0,  708., 709.9,  1e4, none};
+  const std::vector<double> numbers{-1e4,    -709.9, -708.5, -2.0, -1.0, -1e-17, 0.0,   1e-320, 1e-16,
+                                    1.2e-16, 0.25,   1.0,    2.0,  3.0,  708.,   709.9, 1e4,    none};
   // Relative, of what is rounded to doubles on both sides.
   const auto same = [](double many, double plain) {
     return many == plain || (std::isnan(many) && std::isnan(plain)) ||

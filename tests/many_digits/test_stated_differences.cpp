@@ -31,7 +31,8 @@ class Stated_differences : public testing::TestWithParam<int> {
       std::vector<double> y = x;
       for (double& moved : y) moved += 1e-7 * k;
       const double f = func(job, y).f;
-      noise = std::max(noise, std::abs(f - exact.value(y)) + std::numeric_limits<double>::epsilon() * std::abs(f));
+      noise = std::max(noise,
+                       std::abs(f - exact.value(y)) + std::numeric_limits<double>::epsilon() * std::abs(f));
     }
     return noise;
   }
@@ -80,8 +81,8 @@ TEST_P(Stated_differences, are_near_the_gradient_at_a_solution) {
   Draws draws(4);
   std::vector<double> x = model.point(draws), g(x.size()), h(x.size() * (x.size() + 1) / 2);
   const Minimiser_end end = minimise(
-      [&job](std::span<const double> at, std::span<double> gradient) { return funcg(job, at, gradient).f; }, {},
-      {x, g, h}, {});
+      [&job](std::span<const double> at, std::span<double> gradient) { return funcg(job, at, gradient).f; },
+      {}, {x, g, h}, {});
   ASSERT_LT(end.ifn, Minimiser_settings().maxfn);
   expect_near_the_gradient(job, x);
 }
