@@ -136,9 +136,9 @@ void add_functions(Model_builder& m, int col) {
       [&](int row) {  // covariate 1 times beta 1
         beta(1, 2, m.function(product_function, covariate, 1.0, number, 0.0, row, col), 2);
       },
-      [&](int row) {  // exp(covariate 1) to the power of beta 2
+      [&](int row) {  // exp(beta 1) to the power of beta 2
         const int power = m.function(power_function, number, 0.0, number, 0.0, row, col);
-        m.function(exp_function, covariate, 1.0, number, 0.0, 1, power, 2);
+        beta(1, 1, m.function(exp_function, number, 0.0, number, 0.0, 1, power, 2), 3);
         beta(2, 2, power, 2);
       },
       [&](int row) {  // the smaller one of covariate 2 and beta 1

@@ -32,6 +32,8 @@ TEST(Many_digits, are_right) {
       {abs(Many_digits(-2.0)) / 3.0, "0.666666666666666666666666666666666666666666666666666"}};
   for (std::size_t k = 0; k < values.size(); ++k)
     EXPECT_EQ(digits(values[k].first), values[k].second.substr(0, digits_held)) << k;
+  const Many_digits one = 1.0, more = one + 1e-45;
+  EXPECT_TRUE(one < more && more > one && one <= more && more >= one && one != more);
   EXPECT_LT(value_of(abs(bincoef(Many_digits(9.0), Many_digits(4.0)) - 126.0)), 1e-45);
 }
 
