@@ -5,6 +5,7 @@
 // Functions of one traced number and of plain numbers only change the number's slope; a step of the trace
 // stands for what has two origins.
 
+#include <concepts>
 #include <cstddef>
 #include <cstdint>
 #include <memory>
@@ -189,6 +190,10 @@ class Trace {
   Stack* current_;
   std::size_t leaves_ = 0;
 };
+
+/// The numbers that traces are made over.
+template <class T>
+inline constexpr bool has_traces = std::same_as<T, double> || std::same_as<T, Dual>;
 
 /// A plain number leaves no trace.
 inline void add_to_result(double, double) {}

@@ -196,19 +196,23 @@ void finish_row(const Model_arrays& model, int row, Real_work<Real>& work) {
                                         : "Incorrect LINK function number specified.";
 }
 
-/// Betas through the design functions that hold them.
-template <class T>
-const char* update_functions(const Job& job, int hist, std::span<const T> xbeta, Real_work<T>& work,
-                             const double* other_values) {
-  Traced_functions<T>& functions = *work.functions;
-  functions.trace.drop_kept();
-  for (std::size_t k = 0; k < xbeta.size(); ++k)
-    functions.xbeta[k] = Traced<T>(xbeta[k], 1.0, functions.trace.leaf(k));
-  const auto keep = functions.trace.keep();
-  const char* fault =
-      updatedm<Traced<T>>(job, hist, functions.xbeta, functions.design, other_values, nullptr);
-  for (int v = 1; v <= work.design.cells.size(); ++v) work.design.cells(v) = functions.design.cells(v).v;
-  return fault;
+/// `updatedm`; betas leave their trace in the design functions that hold them.
+template <class Real>
+const char* update_cells(const Job& job, int hist, std::span<const Real> xbeta, Real_work<Real>& work,
+                         const double* other_values, const List<int>* wanted) {
+  if constexpr (has_traces<Real>) {
+    if (work.functions != nullptr) {
+      Traced_functions<Real>& functions = *work.functions;
+      functions.trace.drop_kept();
+      for (std::size_t k = 0; k < xbeta.size(); ++k)
+        functions.xbeta[k] = Traced<Real>(xbeta[k], 1.0, functions.trace.leaf(k));
+      const auto keep = functions.trace.keep();
+      const char* fault = updatedm<Traced<Real>>(job, hist, functions.xbeta, functions.design, other_values);
+      for (int v = 1; v <= work.design.cells.size(); ++v) work.design.cells(v) = functions.design.cells(v).v;
+      return fault;
+    }
+  }
+  return updatedm<Real>(job, hist, xbeta, work.design, other_values, wanted);
 }
 
 /// Turns the derivatives by the members of a set into those by their linear predictors, in `to.parm`.
@@ -309,7 +313,8 @@ void prepare(Job& job, Real_work<Real>& work, bool slopes) {
   prepare(job, work.design);
 
   work.functions.reset();
-  if (slopes && holds_betas(model.functions)) {
+  if constexpr (has_traces<Real>) {
+    if (!slopes || !holds_betas(model.functions)) return;
     work.functions = std::make_unique<Traced_functions<Real>>();
     const std::size_t betas = static_cast<std::size_t>(estimated_betas(model));
     work.functions->trace.begin(betas);
@@ -326,9 +331,7 @@ void tranlg(const Job& job, int hist, std::span<const Real> xbeta, Real_work<Rea
   const Link_pass& pass = everything ? work.all : own != nullptr ? *own : work.animal;
   if (!model.varying_cells.empty()) {
     const char* fault =
-        work.functions != nullptr
-            ? update_functions<Real>(job, hist, xbeta, work, other_values)
-            : updatedm<Real>(job, hist, xbeta, work.design, other_values, everything ? nullptr : &pass.cells);
+        update_cells<Real>(job, hist, xbeta, work, other_values, everything ? nullptr : &pass.cells);
     if (fault != nullptr && work.fault.empty()) work.fault = fault;
   }
   const View<const Real> estimated(xbeta);
@@ -343,8 +346,13 @@ void tranlg(const Job& job, int hist, std::span<const Real> xbeta, Real_work<Rea
   }
   work.changed();
   for (int set : pass.sets) add_up_set(job, set, work);
-  const bool sloped = !work.slope.empty();
-  for (int row : pass.rows) sloped ? finish_row<true>(model, row, work) : finish_row<false>(model, row, work);
+  const auto finish_rows = [&](auto sloped) {
+    for (int row : pass.rows) finish_row<sloped()>(model, row, work);
+  };
+  if constexpr (has_traces<Real>)
+    work.slope.empty() ? finish_rows(std::false_type()) : finish_rows(std::true_type());
+  else
+    finish_rows(std::false_type());
   for (int j : pass.fixed) work.parm(model.fixdex(j)) = model.fixval(j);
 }
 
@@ -482,17 +490,21 @@ void exchange_reals(Real_work<double>& work, std::span<Placed_real> rows) {
   work.changed();
 }
 
-#define TARN_LINK_INSTANCE(type, name)                                                                  \
-  template void prepare<type>(Job&, Real_work<type>&, bool);                                            \
-  template void tranlg<type>(const Job&, int, std::span<const type>, Real_work<type>&, int, int,        \
-                             const double*, const Link_pass*);                                          \
-  template Link_pass part_of_animal_pass<type>(const Job&, const Real_work<type>&, const List<int>&);   \
+#define TARN_LINK_INSTANCE(type, name)                                                           \
+  template void prepare<type>(Job&, Real_work<type>&, bool);                                     \
+  template void tranlg<type>(const Job&, int, std::span<const type>, Real_work<type>&, int, int, \
+                             const double*, const Link_pass*);                                   \
+  template Link_pass part_of_animal_pass<type>(const Job&, const Real_work<type>&, const List<int>&);
+TARN_LINK_SCALARS(TARN_LINK_INSTANCE)
+#undef TARN_LINK_INSTANCE
+
+#define TARN_BACK_INSTANCE(type, name)                                                                  \
   template struct Real_adjoints<type>;                                                                  \
   template void links_back<type>(const Job&, const Link_pass&, Real_work<type>&, Real_adjoints<type>&); \
   template void functions_back<type>(Real_work<type>&, Real_adjoints<type>&);                           \
   template void betas_back<type>(const Job&, const Real_work<type>&, Real_adjoints<type>&, std::span<type>);
-TARN_LINK_SCALARS(TARN_LINK_INSTANCE)
-#undef TARN_LINK_INSTANCE
+TARN_BASE_SCALARS(TARN_BACK_INSTANCE)
+#undef TARN_BACK_INSTANCE
 
 void find_fixed_members(Job& job) {
   Model_arrays& model = job.model;
