@@ -24,15 +24,20 @@ class Source {
 
 }  // namespace
 
-double Live_design::survival_logit(int c) const { return 1.2 + 0.4 * std::sin(1.7 * c); }
-double Live_design::capture(int c) const { return 0.34 + 0.08 * std::cos(1.1 * c); }
+double Live_design::survival_logit(int c) const { return mean_logit + 0.4 * std::sin(1.7 * c); }
+double Live_design::capture(int c) const { return mean_capture + 0.08 * std::cos(1.1 * c); }
 
 std::vector<Live_record> live_recaptures(const Live_design& design) {
   Source source(design.seed);
   std::vector<Live_record> records;
   std::map<std::string, std::vector<int>> folded;
-  for (int animal = 0; animal < design.animals; ++animal) {
-    const int first = animal % (design.occasions - 1) + 1, group = animal % design.groups;
+  const int releases = design.last_release > 0 ? design.last_release : design.occasions - 1;
+  const auto enough = [&](int animal) {
+    return design.distinct > 0 ? folded.size() >= static_cast<std::size_t>(design.distinct)
+                               : animal >= design.animals;
+  };
+  for (int animal = 0; !enough(animal); ++animal) {
+    const int first = animal % releases + 1, group = animal % design.groups;
     Live_record record;
     record.live.assign(static_cast<std::size_t>(design.occasions), '0');
     record.live[static_cast<std::size_t>(first) - 1] = '1';

@@ -7,14 +7,17 @@
 
 namespace tarn::bench {
 
-/// Live recaptures: animals are released for the first time on occasions 1 to `occasions` - 1 in turn,
-/// survive interval c with logit^-1(a(c) + slope x) and are caught with p(c); x is standard normal, in every
-/// animal.
+/// Live recaptures: animals are released for the first time on occasions 1 to `last_release` in turn, survive
+/// interval c with logit^-1(a(c) + slope x) and are caught with p(c); x is standard normal, in every animal.
 struct Live_design {
   int occasions = 20;
   int animals = 1000;
   int groups = 1;
-  double slope = 0.0;  ///< of survival in the covariate; with a slope records are not folded
+  double slope = 0.0;          ///< of survival in the covariate; with a slope records are not folded
+  double mean_logit = 1.2;     ///< of a(c) over c
+  double mean_capture = 0.34;  ///< of p(c) over c
+  int last_release = 0;        ///< 0: the last occasion but one
+  int distinct = 0;            ///< without a slope: not `animals`, but until so many histories differ
   std::uint64_t seed = 1;
 
   double survival_logit(int c) const;  ///< a(c)

@@ -7,7 +7,6 @@
 #include <random>
 
 #include "generators.h"
-#include "likelihood/blocks/chain2.h"
 #include "numerics/sum.h"
 #include "support/model_builder.h"
 
@@ -68,7 +67,7 @@ void func_many_occasions(benchmark::State& state) {
 }
 BENCHMARK(func_many_occasions)->Arg(1)->Arg(2)->UseRealTime();
 
-/// The gradient by differences: an evaluation a beta, or one pass over the records.
+/// The objective with its gradient.
 void gradients(benchmark::State& state, const Live_design& design) {
   Case made = make_case(design, 1);
   std::vector<double> g(made.beta.size());
@@ -133,70 +132,14 @@ void plain_loop_with_log(benchmark::State& state) {
 }
 BENCHMARK(plain_loop_with_log);
 
-/// Histories end to end with their first captures, and rates by interval.
-struct Chain_case {
-  Chain_case() {
-    for (const Live_record& record : bench::live_recaptures(folded)) {
-      cells += record.live;
-      first.push_back(record.live.find('1'));
-    }
-    for (int c = 1; c < folded.occasions; ++c) {
-      phi.push_back(1.0 / (1.0 + std::exp(-folded.survival_logit(c))));
-      p.push_back(folded.capture(c));
-    }
-  }
-  std::string cells;
-  std::vector<std::size_t> first;
-  std::vector<double> phi, p;
-};
-
-/// The blocks over the scalar, for double, against the same steps written out in doubles: the template is to
-/// cost nothing.
-void chain_of_the_template(benchmark::State& state) {
-  const Chain_case data;
-  const std::size_t intervals = data.phi.size();
-  for (auto _ : state) {
-    double total = 0.0;
-    for (std::size_t i = 0; i < data.first.size(); ++i) {
-      const char* live = data.cells.data() + i * (intervals + 1);
-      Chain2<double> animal;
-      for (std::size_t c = data.first[i]; c < intervals; ++c)
-        animal.step(data.phi[c], emission(live[c + 1], data.p[c]));
-      total += animal.prob();
-    }
-    benchmark::DoNotOptimize(total);
-  }
-}
-BENCHMARK(chain_of_the_template);
-void chain_written_out(benchmark::State& state) {
-  const Chain_case data;
-  const std::size_t intervals = data.phi.size();
-  for (auto _ : state) {
-    double total = 0.0;
-    for (std::size_t i = 0; i < data.first.size(); ++i) {
-      const char* live = data.cells.data() + i * (intervals + 1);
-      double alive = 1.0, dead = 0.0;
-      for (std::size_t c = data.first[i]; c < intervals; ++c) {
-        const Emission_code& code = live_emissions[live_code(live[c + 1])];
-        const double seen = code.slope * data.p[c] + code.base;
-        dead = (dead + alive * (1.0 - data.phi[c])) * code.dead;
-        alive = alive * (data.phi[c] * seen);
-      }
-      total += alive + dead;
-    }
-    benchmark::DoNotOptimize(total);
-  }
-}
-BENCHMARK(chain_written_out);
-
+/// Eight rows of second derivatives.
 void derivative_pass(benchmark::State& state, const Live_design& design) {
   Case made = make_case(design, 1);
-  std::vector<double> mixed(Derivative::lanes);
+  std::vector<Lanes> rows(made.beta.size());
   for (auto _ : state) {
-    func_derivatives(made.model.job(), made.beta, 3, 5, mixed);
-    benchmark::DoNotOptimize(mixed.data());
+    func_derivatives(made.model.job(), made.beta, 1, rows);
+    benchmark::DoNotOptimize(rows.data());
   }
-  state.counters["pairs"] = Derivative::lanes;
 }
 void derivatives_folded(benchmark::State& state) { derivative_pass(state, folded); }
 BENCHMARK(derivatives_folded);

@@ -1,72 +1,220 @@
-// Writes a deck of simulated live recaptures on the standard output:
-//   make_deck OCCASIONS ANIMALS [GROUPS SLOPE] [SEED]
-// Without a slope the model is {Phi(t) p(t)} on folded histories; with one every animal is a record and
-// survival depends on its covariate, {Phi(t+x) p(t)}. The decks of the measurements:
-//   make_deck 20 1000;  make_deck 20 10000;  make_deck 20 100000;  make_deck 20 20000 2 0.5;  make_deck 60
-//   2000
+// Writes a deck of simulated data on the standard output:
+//   make_deck live   [OPTION=VALUE ...]    live recaptures, {Phi p}
+//   make_deck closed [OPTION=VALUE ...]    conditional likelihood of a closed population, {p c}
+//
+//   occasions=20  animals=1000  seed=1
+//   slope=0           of survival (live) or capture (closed) in a covariate of the animal; with one every
+//   animal is
+//                     a record, without one histories are folded
+// live recaptures only:
+//   groups=1
+//   phi_periods=0     survival has a beta for each of so many periods of like length, 0: for each interval
+//   p_periods=0       the same for capture
+//   phi_classes=1     groups fall into so many classes; above 1 each class has survivals of its own, and each
+//   group
+//                     has real parameters of its own for them
+//   p_classes=1       the same for capture
+//   distinct=0        animals are drawn until so many histories differ; `animals` does not count then
+//   last_release=0    last occasion on which animals are released first, 0: the last but one
+//   survival=1.2      mean logit of survival
+//   capture=0.34      mean chance of capture
 
-#include <cstdlib>
+#include <charconv>
+#include <functional>
 #include <iomanip>
 #include <iostream>
+#include <map>
+#include <string>
+#include <string_view>
+#include <system_error>
+#include <utility>
+#include <vector>
 
 #include "generators.h"
 
 namespace {
 
+using tarn::bench::Closed_design;
+using tarn::bench::Closed_record;
 using tarn::bench::Live_design;
 using tarn::bench::Live_record;
 
-void write_model(const Live_design& design) {
-  const int intervals = design.occasions - 1, reals = 2 * intervals;
-  const bool covariate = design.slope != 0.0;
-  std::cout << "proc estimate link=LOGIT;\nmodel={" << (covariate ? "Phi(t+x) p(t)" : "Phi(t) p(t)")
-            << "};\n";
-  for (int g = 1; g <= design.groups; ++g) {
-    std::cout << "group=" << g << " Phi rows=" << intervals << " cols=" << intervals << " triang time=1;\n"
-              << "group=" << g << " p rows=" << intervals << " cols=" << intervals
-              << " triang time=" << intervals + 1 << ";\n";
+/// The options by name, with their defaults; what is no option or no number is refused.
+class Options {
+ public:
+  explicit Options(std::map<std::string, double, std::less<>> defaults) : values_(std::move(defaults)) {}
+  bool read(std::string_view word) {
+    const std::size_t equal = word.find('=');
+    const auto found = values_.find(word.substr(0, equal));
+    if (equal == std::string_view::npos || found == values_.end()) return false;
+    const char* end = word.data() + word.size();
+    const auto [stop, fault] = std::from_chars(word.data() + equal + 1, end, found->second);
+    return fault == std::errc() && stop == end;
   }
-  std::cout << "design matrix constraints=" << reals << " covariates=" << reals + (covariate ? 1 : 0)
-            << (covariate ? ";\n" : " identity;\n");
-  if (!covariate) return;
-  for (int row = 1; row <= reals; ++row) {
-    for (int column = 1; column <= reals; ++column) std::cout << (row == column ? "1 " : "0 ");
-    std::cout << (row <= intervals ? "x" : "0") << ";\n";
+  double number(std::string_view name) const { return values_.find(name)->second; }
+  int count(std::string_view name) const { return static_cast<int>(number(name)); }
+
+ private:
+  std::map<std::string, double, std::less<>> values_;
+};
+
+/// The betas of one parameter by class of groups and period of intervals, and its real parameters.
+struct Parameter {
+  const char* name;
+  int groups, intervals, classes, periods;
+
+  bool own_reals() const { return classes > 1; }  ///< of each group
+  int reals() const { return (own_reals() ? groups : 1) * intervals; }
+  int betas() const { return classes * periods; }
+  bool identity() const { return periods == intervals && (classes == 1 || classes == groups); }
+  /// The beta, from 0, of a real parameter, from 0.
+  int beta(int real) const {
+    const int group = real / intervals, interval = real % intervals;
+    return group % classes * periods + interval * periods / intervals;
   }
+  std::string form(bool covariate) const {
+    const std::string group = classes == 1 ? "" : classes == groups ? "g*" : "class*";
+    return std::string(name) + "(" + group + (periods == intervals ? "t" : "period") +
+           (covariate ? "+x)" : ")");
+  }
+};
+
+void write_cells(int columns, int one, const char* last) {
+  for (int column = 0; column < columns; ++column) std::cout << (column == one ? "1 " : "0 ");
+  std::cout << last << ";\n";
 }
 
-}  // namespace
+void write_model(const Parameter& phi, const Parameter& p, bool covariate) {
+  std::cout << "proc estimate link=LOGIT;\nmodel={" << phi.form(covariate) << ' ' << p.form(false) << "};\n";
+  for (int g = 0; g < phi.groups; ++g)
+    for (const Parameter* parameter : {&phi, &p})
+      std::cout << "group=" << g + 1 << ' ' << parameter->name << " rows=" << parameter->intervals
+                << " cols=" << parameter->intervals << " triang time="
+                << (parameter == &p ? phi.reals() : 0) +
+                       (parameter->own_reals() ? g * parameter->intervals : 0) + 1
+                << ";\n";
+  const int betas = phi.betas() + p.betas();
+  const bool identity = phi.identity() && p.identity() && !covariate;
+  std::cout << "design matrix constraints=" << phi.reals() + p.reals()
+            << " covariates=" << betas + (covariate ? 1 : 0) << (identity ? " identity;\n" : ";\n");
+  if (identity) return;
+  for (int row = 0; row < phi.reals(); ++row) write_cells(betas, phi.beta(row), covariate ? "x" : "");
+  for (int row = 0; row < p.reals(); ++row)
+    write_cells(betas, phi.betas() + p.beta(row), covariate ? "0" : "");
+}
 
-int main(int count, char** arguments) {
-  if (count < 3) {
-    std::cerr << "make_deck OCCASIONS ANIMALS [GROUPS SLOPE] [SEED]\n";
-    return 1;
-  }
-  Live_design design;
-  design.occasions = std::atoi(arguments[1]);
-  design.animals = std::atoi(arguments[2]);
-  if (count > 4) {
-    design.groups = std::atoi(arguments[3]);
-    design.slope = std::atof(arguments[4]);
-  }
-  if (count > 5) design.seed = std::strtoull(arguments[5], nullptr, 10);
-  if (design.occasions < 2 || design.animals < 1 || design.groups < 1) {
-    std::cerr << "make_deck: two occasions, one animal and one group are the least\n";
+void write_head(const char* what, const char* keyword, int animals, int occasions, int groups,
+                std::size_t records, bool covariate) {
+  std::cout << "proc title Simulated " << what << ", " << animals << " animals;\n"
+            << "proc chmatrix occasions=" << occasions << " groups=" << groups << " hist=" << records
+            << " etype=" << keyword << (covariate ? " icovar=1" : "") << ";\n";
+  if (covariate) std::cout << "icovariates=x;\n";
+}
+
+int live(const Options& options) {
+  Live_design design{.occasions = options.count("occasions"),
+                     .animals = options.count("animals"),
+                     .groups = options.count("groups"),
+                     .slope = options.number("slope"),
+                     .mean_logit = options.number("survival"),
+                     .mean_capture = options.number("capture"),
+                     .last_release = options.count("last_release"),
+                     .distinct = options.count("distinct"),
+                     .seed = static_cast<std::uint64_t>(options.number("seed"))};
+  const bool covariate = design.slope != 0.0;
+  const int intervals = design.occasions - 1;
+  const auto periods = [&](const char* name) {
+    return options.count(name) > 0 ? options.count(name) : intervals;
+  };
+  const Parameter phi{"Phi", design.groups, intervals, options.count("phi_classes"), periods("phi_periods")};
+  const Parameter p{"p", design.groups, intervals, options.count("p_classes"), periods("p_periods")};
+  for (const Parameter& parameter : {phi, p})
+    if (parameter.classes < 1 || parameter.classes > design.groups || parameter.periods > intervals) {
+      std::cerr << "make_deck: classes are 1 to the number of groups, periods at most the intervals\n";
+      return 1;
+    }
+  if (design.occasions < 2 || design.animals < 1 || design.groups < 1 || design.last_release > intervals ||
+      (covariate && design.distinct > 0)) {
+    std::cerr
+        << "make_deck: two occasions, one animal and one group are the least; animals are released before "
+           "the last occasion; with a covariate each animal is a record\n";
     return 1;
   }
 
   const std::vector<Live_record> records = tarn::bench::live_recaptures(design);
-  const bool covariate = design.slope != 0.0;
-  std::cout << "proc title Simulated live recaptures, " << design.animals << " animals;\n"
-            << "proc chmatrix occasions=" << design.occasions << " groups=" << design.groups
-            << " hist=" << records.size() << " etype=LIVE" << (covariate ? " icovar=1" : "") << ";\n";
-  if (covariate) std::cout << "icovariates=x;\n";
+  int animals = 0;
+  for (const Live_record& record : records)
+    for (const int n : record.counts) animals += n;
+  write_head("live recaptures", "LIVE", animals, design.occasions, design.groups, records.size(), covariate);
   for (const Live_record& record : records) {
     std::cout << record.live;
     for (const int n : record.counts) std::cout << ' ' << n;
     if (covariate) std::cout << ' ' << std::setprecision(6) << record.covariate;
     std::cout << ";\n";
   }
-  write_model(design);
-  std::cout << "proc stop;\n";
+  write_model(phi, p, covariate);
+  return 0;
+}
+
+/// {p(t+x) c}: p by occasion, c above it by one amount on every occasion, the covariate in both.
+int closed(const Options& options) {
+  const Closed_design design{.occasions = options.count("occasions"),
+                             .animals = options.count("animals"),
+                             .slope = options.number("slope"),
+                             .seed = static_cast<std::uint64_t>(options.number("seed"))};
+  if (design.occasions < 2 || design.animals < 1) {
+    std::cerr << "make_deck: two occasions and one animal are the least\n";
+    return 1;
+  }
+  const bool covariate = design.slope != 0.0;
+  const std::vector<Closed_record> records = tarn::bench::closed_captures(design);
+  write_head("captures in a closed population", "HUGGINS", design.animals, design.occasions, 1,
+             records.size(), covariate);
+  for (const Closed_record& record : records) {
+    std::cout << record.live << ' ' << record.count;
+    if (covariate) std::cout << ' ' << std::setprecision(6) << record.covariate;
+    std::cout << ";\n";
+  }
+  const int n = design.occasions;
+  std::cout << "proc estimate link=LOGIT;\nmodel={" << (covariate ? "p(t+x) c(t+b+x)" : "p(t) c(t+b)")
+            << "};\n"
+            << "group=1 p rows=1 cols=" << n << " square time=1;\n"
+            << "group=1 c rows=1 cols=" << n - 1 << " square time=" << n + 1 << ";\n"
+            << "design matrix constraints=" << 2 * n - 1 << " covariates=" << n + (covariate ? 2 : 1)
+            << ";\n";
+  const char* last = covariate ? "x" : "";
+  for (int o = 0; o < n; ++o) write_cells(n, o, (std::string("0 ") + last).c_str());
+  for (int o = 1; o < n; ++o) write_cells(n, o, (std::string("1 ") + last).c_str());
+  return 0;
+}
+
+}  // namespace
+
+int main(int count, char** arguments) {
+  const std::string_view kind = count > 1 ? arguments[1] : "";
+  std::map<std::string, double, std::less<>> defaults{
+      {"occasions", 20}, {"animals", 1000}, {"slope", 0}, {"seed", 1}};
+  if (kind == "live")
+    defaults.insert({{"groups", 1},
+                     {"phi_periods", 0},
+                     {"p_periods", 0},
+                     {"phi_classes", 1},
+                     {"p_classes", 1},
+                     {"distinct", 0},
+                     {"last_release", 0},
+                     {"survival", 1.2},
+                     {"capture", 0.34}});
+  if (kind != "live" && kind != "closed") {
+    std::cerr << "make_deck live|closed [OPTION=VALUE ...]\n";
+    return 1;
+  }
+  Options options(std::move(defaults));
+  for (int i = 2; i < count; ++i)
+    if (!options.read(arguments[i])) {
+      std::cerr << "make_deck: no option of " << kind << ", or no number: " << arguments[i] << '\n';
+      return 1;
+    }
+  const int status = kind == "live" ? live(options) : closed(options);
+  if (status == 0) std::cout << "proc stop;\n";
+  return status;
 }

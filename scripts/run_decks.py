@@ -383,8 +383,8 @@ def expectations_of(deck):
     return read_expectations(expect) if expect.is_file() else []
 
 
-def run_once(binary, deck, text, pairs, threads, paged):
-    """Runs a deck of this text as its expectations tell; gives its listing and the faults as (word, text)."""
+def command_of(deck, pairs):
+    """The command line and the environment that the expectations tell, and the decks with their arguments to be run before."""
     environment = dict(os.environ, OMP_WAIT_POLICY="passive")
     words = [f"i={deck.name}", f"o={deck.stem}.out", "nocolor"]
     before = []
@@ -403,6 +403,12 @@ def run_once(binary, deck, text, pairs, threads, paged):
                 environment[name] = value
         elif word == "first":
             before.append(shlex.split(rest))
+    return words, environment, before
+
+
+def run_once(binary, deck, text, pairs, threads, paged):
+    """Runs a deck of this text as its expectations tell; gives its listing and the faults as (word, text)."""
+    words, environment, before = command_of(deck, pairs)
     own_command = any(word == "command" for word, _ in pairs)
     if not paged:
         words.append("lines=0")

@@ -70,7 +70,7 @@ Rank singular_values(const Array2<double>& information) {
   return rank;
 }
 
-void count_parameters(Rank& rank, int numpar, double ratiothresh, double largest_gradient) {
+void count_parameters(Rank& rank, int numpar, double ratiothresh, double largest_gradient, double loglik) {
   if (numpar > 0) {
     rank.npargmaxest = rank.gap_count = numpar;
     return;
@@ -78,8 +78,11 @@ void count_parameters(Rank& rank, int numpar, double ratiothresh, double largest
   if (rank.info != 0) return;
   rank.gap = gap_method(rank.s, ratiothresh);
   rank.npargmaxest = rank.gap_count = rank.gap->count;
-  if (!(largest_gradient >= gradient_exact)) return;
-  const double threshold = 2.0 * largest_gradient;
+  const double size = std::fabs(loglik);
+  const double spacing = std::nextafter(size, std::numeric_limits<double>::infinity()) - size;
+  const double gradient = std::max(largest_gradient, spacing / default_deltax);
+  if (!(gradient >= gradient_exact)) return;
+  const double threshold = 2.0 * gradient;
   const auto above = std::count_if(rank.s.begin(), rank.s.end(), [&](double s) { return s > threshold; });
   rank.threshold = Threshold{threshold, static_cast<int>(above)};
   rank.npargmaxest = rank.threshold->count;

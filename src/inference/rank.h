@@ -37,7 +37,7 @@ struct Gap {
 /// The gap method: the largest ratio marks the last estimated parameter, unless `ratiothresh` exceeds it.
 Gap gap_method(std::span<const double> s, double ratiothresh);
 
-/// The threshold method: singular values above twice the largest gradient.
+/// The threshold method: singular values above twice the gradient that counts.
 struct Threshold {
   double value = 0.0;
   int count = 0;
@@ -59,9 +59,12 @@ struct Rank {
 /// finite gives a code.
 Rank singular_values(const Array2<double>& information);
 
-/// K: NUMPAR, else by gap and threshold method. An exact gradient leaves it to the gaps.
+/// K: NUMPAR, else by gap and threshold method. A gradient that is as good as 0 leaves it to the gaps.
 /// @param largest_gradient  largest absolute element
-void count_parameters(Rank& rank, int numpar, double ratiothresh, double largest_gradient);
+/// @param loglik            -2 log likelihood, whose spacing over the default step of differences is the
+/// least
+///                          that counts as a gradient: to that the solution is known
+void count_parameters(Rank& rank, int numpar, double ratiothresh, double largest_gradient, double loglik);
 
 /// When K < n and there is no NUMPAR: the order of the betas, by QR with pivoting of the information matrix.
 void order_betas(Rank& rank, const Model_arrays& model, const Array2<double>& information);

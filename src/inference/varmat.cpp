@@ -128,6 +128,9 @@ double released(const Job& job, const Cohort& cohort) {
   return table(occasion, group, stratum);
 }
 
+/// What is left of a cohort below this is rounding of the sum.
+constexpr double smallest_unobserved = 1e-10;
+
 void expected_procedure(Job& job, View<const double> beta, std::span<double> h) {
   const double deltax = job.status.deltax;
   const int n = beta.size();
@@ -159,23 +162,22 @@ void expected_procedure(Job& job, View<const double> beta, std::span<double> h) 
       if (prob != 0.0) add_product(h, n, count / prob, [&](int k) { return part(c, k); });
     }
     const double unobserved = 1.0 - sumprob;
-    if (vanishes(unobserved)) continue;  // no history of the cohort is left unobserved
+    if (unobserved < smallest_unobserved) continue;  // no history of the cohort is left unobserved
     add_product(h, n, count / unobserved, [&](int k) { return -sumpart(k); });
   }
 }
 
 void second_partials_procedure(Job& job, View<const double> beta, std::span<double> h,
                                const Percent_done& told) {
-  constexpr int lanes = Derivative::lanes;
   const int n = beta.size();
-  std::array<double, lanes> mixed{};
-  for (int i = 1; i <= n; ++i) {
-    for (int j = i; j <= n; j += lanes) {
-      func_derivatives(job, beta.span(), i, j, mixed);
-      for (int k = 0; k < lanes && j + k <= n; ++k)
-        h[packed_place(j + k, i, n)] = mixed[static_cast<std::size_t>(k)] / 2.0;
+  std::vector<Lanes> rows(static_cast<std::size_t>(n));
+  for (int i = 1; i <= n; i += Lanes::count) {
+    func_derivatives(job, beta.span(), i, rows);
+    for (int k = 0; k < Lanes::count && i + k <= n; ++k) {
+      for (int j = i + k; j <= n; ++j)
+        h[packed_place(j, i + k, n)] = rows[static_cast<std::size_t>(j) - 1][k] / 2.0;
+      if (told) told(static_cast<int>(100.0 * (i + k) / n + 0.5));
     }
-    if (told) told(static_cast<int>(100.0 * i / n + 0.5));
   }
   // KEPT: the procedure's step is proportional to x + 1 and not guarded, so a beta of exactly -1 has none and
   // gives no number in its whole row and column.

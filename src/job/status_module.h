@@ -15,6 +15,9 @@ using Charray = std::string;
 inline constexpr int MAXCHR = 72000;        ///< positions of the statement buffer
 inline constexpr int refill_bound = 67903;  ///< `fillsg` stops when the buffer holds more than this
 
+/// Step of finite differences that DELTAX leaves alone: 2^-26.
+inline constexpr double default_deltax = 1.4901161193847656e-08;
+
 struct Status_module {
   std::string verson = "vesperal(dble/PIM2) Vers. 11.2 Nov 2025";
   std::string titstr = " ";
@@ -85,7 +88,7 @@ struct Status_module {
   int thinchain = 1;
   double ratiothresh = 50.0;
   double penalty_slope = 1000000.0;
-  double deltax = 1.4901161193847656e-08;  ///< 2^-26, step of finite differences
+  double deltax = default_deltax;  ///< step of finite differences
   double missrwp = -9999.0;
 
   std::array<bool, 5> flags5{};

@@ -3,7 +3,6 @@
 
 #include <span>
 #include <string>
-#include <type_traits>
 
 #include "job/services/fault.h"
 #include "likelihood/closed_terms.h"
@@ -13,8 +12,8 @@
 namespace tarn {
 
 /// The fatal end when `tranlg` has left a fault.
-template <class Real>
-void require_reals(Job& job, Real_work<Real>& reals) {
+template <class Base>
+void require_reals(Job& job, Real_work<Base>& reals) {
   if (reals.fault.empty()) return;
   const std::string text = reals.fault;
   reals.fault.clear();
@@ -23,63 +22,67 @@ void require_reals(Job& job, Real_work<Real>& reals) {
 
 /// Fills a work area with the reals of record 1; a fault is fatal. Where reals depend on the record and there
 /// is none, nothing is done: no cell would read them.
-template <class Real>
-void reals_of_record_1(Job& job, std::span<const Real> xbeta, Real_work<Real>& reals) {
+template <class Base>
+void reals_of_record_1(Job& job, std::span<const Base> xbeta, Real_work<Base>& reals) {
   const bool by_record = job.model.likelihood->by_record;
   if (by_record && job.data.encounters.size() == 0) return;
-  tranlg<Real>(job, 1, xbeta, reals, 1, by_record ? 1 : 0, nullptr);
+  tranlg<Base>(job, 1, xbeta, reals, 1, by_record ? 1 : 0, nullptr);
   require_reals(job, reals);
 }
 
-/// Both halves of the log likelihood and of the penalty.
-template <class Real>
-struct Evaluation {
-  History_sum<Real> histories;
-  Closed_value<Real> closed;
-};
-
 namespace detail {
 
-template <class Real>
+/// Adds the cells of a block of histories to the thread's sum; with traced scalars their derivatives to `to`.
+template <class Real, class Wanted>
 void sum_block(const Job& job, const Likelihood_work& work, Cell_routine<Real> routine,
-               std::span<const Real> xbeta, const Reals<Real>& shared, History_block block,
-               Thread_area<Real>& area) {
-  area.sum = {};
-  History_sum<Real> sum;
-  // A cell whose derivatives are all 0 has no part in a pass of derivatives.
-  const auto wanted = [&](int i, int j, int lost) {
-    if constexpr (std::is_same_v<Real, Derivative>)
-      return work.idle_classes.empty() || !work.idle_classes(work.classes->of(i, j, lost));
-    else
-      return true;
+               std::span<const Base_of<Real>> xbeta, History_block block, const Wanted& wanted,
+               Thread_area<Real>& area, [[maybe_unused]] Real_adjoints<Base_of<Real>>& to) {
+  const auto reals_of = [&](int i) -> const Reals<Real>& {
+    if (!work.by_record) return area.current();
+    if constexpr (Thread_area<Real>::traced) area.end_record(job, to);
+    return area.of_record(job, i, xbeta, work.pass_of_record(i));
   };
-  if (work.by_record) {
-    int newbeta = 1;  // the first record of a thread fills its whole work area
-    Reals<Real> own;
-    const auto reals_of = [&](int i) -> const Reals<Real>& {
-      reals_of_record(job, i, xbeta, newbeta, area);
-      newbeta = 0;
-      own = area.reals.reals();
-      return own;
-    };
-    add_histories(job, routine, block.from, block.to, reals_of, wanted, work.serial_penalty, area.cell, sum);
-  } else {
-    const auto reals_of = [&shared](int) -> const Reals<Real>& { return shared; };
-    add_histories(job, routine, block.from, block.to, reals_of, wanted, work.serial_penalty, area.cell, sum);
-  }
-  area.sum = sum;
+  add_histories(job, routine, block.from, block.to, reals_of, wanted, work.serial_penalty, area.cell,
+                area.sum);
+  if constexpr (Thread_area<Real>::traced) area.end_block(job, to);
 }
 
 /// The sum over all histories, the threads' parts joined in their order.
 template <class Real>
-History_sum<Real> sum_of_histories(Job& job, const Likelihood_work& work, Cell_routine<Real> routine,
-                                   std::span<const Real> xbeta, Thread_areas<Real>& areas, Team& team) {
-  const Reals<Real> reals = areas[0]->reals.reals();
+History_sum<Real> sum_of_histories(Job& job, Likelihood_work& work, Cell_routine<Real> routine,
+                                   std::span<const Base_of<Real>> xbeta) {
+  using T = Base_of<Real>;
+  Thread_areas<Real>& areas = work.areas<Real>();
+  const Reals<T> values = areas[0]->reals.reals();
   const Job& shared = job;
-  const auto part = [&](int, Thread_area<Real>& area, History_block block) {
-    sum_block(shared, work, routine, xbeta, reals, block, area);
-  };
-  const int used = on_threads(job.data.encounters.size(), team, areas, part);
+  const int records = job.data.encounters.size();
+  int used;
+  if constexpr (Thread_area<Real>::traced) {
+    // Derivatives are added up in blocks that do not depend on the number of threads.
+    Traced_passes<T>& passes = work.passes<T>();
+    const int blocks = passes.blocks.size() - 1;
+    const auto wanted = [&](int i, int j, int lost) {
+      return passes.idle_classes.empty() || !passes.idle_classes(work.classes->of(i, j, lost));
+    };
+    const auto part = [&](int, Thread_area<Real>& area, History_block own) {
+      area.sum = {};
+      for (int b = own.from; b <= own.to; ++b) {
+        area.begin(values, shared.model.nlogit);
+        sum_block(shared, work, routine, xbeta, block_of(records, b - 1, blocks), wanted, area,
+                  passes.blocks(b));
+      }
+    };
+    used = on_threads(blocks, passes.team, areas, part);
+  } else {
+    Real_adjoints<T> none;
+    const auto all = [](int, int, int) { return true; };
+    const auto part = [&](int, Thread_area<Real>& area, History_block own) {
+      area.sum = {};
+      area.begin(values, shared.model.nlogit);
+      sum_block(shared, work, routine, xbeta, own, all, area, none);
+    };
+    used = on_threads(records, work.plain_team, areas, part);
+  }
   end_of_histories(job, areas, used);
   History_sum<Real> total;
   for (int t = 0; t < used; ++t) total.add(areas[static_cast<std::size_t>(t)]->sum);
@@ -101,19 +104,43 @@ Closed_value<Real> closed_value(const Job& job, const Likelihood_work& work, con
 /// The evaluation itself. Leaves the reals of record 1 in the first area, but where a parallel pass with
 /// reals by record had other use for it.
 template <class Real>
-Evaluation<Real> evaluate(Job& job, Cell_routine<Real> routine, std::span<const Real> xbeta,
-                          Thread_areas<Real>& areas, Team& team) {
-  const Likelihood_work& work = *job.model.likelihood;
-  Thread_area<Real>& main_area = *areas[0];
-  reals_of_record_1(job, xbeta, main_area.reals);
-  Evaluation<Real> result;
-  if (job.model.phase1 != 0)
-    result.histories = detail::sum_of_histories(job, work, routine, xbeta, areas, team);
-  if (job.model.phase2 != 0 && work.closed_form != Closed_form::none) {
-    if (work.by_record && job.model.phase1 != 0) reals_of_record_1(job, xbeta, main_area.reals);
-    result.closed = closed_value(job, work, main_area.reals.reals(), main_area.cell);
+Objective_value evaluate(Job& job, Cell_routine<Real> routine, std::span<const Base_of<Real>> xbeta) {
+  Likelihood_work& work = *job.model.likelihood;
+  Thread_area<Real>& area = *work.areas<Real>()[0];
+  reals_of_record_1(job, xbeta, area.reals);
+  History_sum<Real> histories;
+  if (job.model.phase1 != 0) histories = detail::sum_of_histories(job, work, routine, xbeta);
+  if (job.model.phase2 == 0 || work.closed_form == Closed_form::none)
+    return objective_value(histories.likelihood(), histories.penalty());
+  if (work.by_record && job.model.phase1 != 0) reals_of_record_1(job, xbeta, area.reals);
+  area.begin(area.reals.reals(), job.model.nlogit);
+  const Closed_value<Real> closed = closed_value(job, work, area.current(), area.cell);
+  if constexpr (Thread_area<Real>::traced) {
+    add_to_result(closed.likelihood, 1.0);
+    add_to_result(closed.penalty, 1.0);
+    area.end_of_terms(job, work.passes<Base_of<Real>>().blocks.back());
   }
-  return result;
+  return objective_value(histories.likelihood() + value_of(closed.likelihood),
+                         histories.penalty() + value_of(closed.penalty));
+}
+
+/// The objective at x and its gradient: with T `double` the numbers themselves, with `Dual` also their
+/// derivatives in the directions of x.
+template <class T>
+Objective_value evaluate_with_gradient(Job& job, std::span<const T> x, std::span<T> gradient) {
+  Likelihood_work& work = *job.model.likelihood;
+  Traced_passes<T>& passes = work.passes<T>();
+  make_areas(job, work, static_cast<int>(work.plain.size()), passes.areas);
+  passes.blocks.resize(blocks_of_histories(job.data.encounters.size()) + 1);
+  for (Real_adjoints<T>& block : passes.blocks) block.begin(job, work.by_record);
+  const Objective_value value = evaluate<Traced<T>>(job, work.setting.routines.of<Traced<T>>().routine, x);
+  passes.total.begin(job, true);
+  for (const Real_adjoints<T>& block : passes.blocks) passes.total.add(block);
+  Real_work<T>& reals = passes.areas[0]->reals;
+  links_back(job, reals.shared, reals, passes.total);
+  betas_back(job, reals, passes.total, gradient);
+  for (T& element : gradient) element = -2.0 * element;
+  return value;
 }
 
 }  // namespace tarn

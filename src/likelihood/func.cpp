@@ -1,6 +1,6 @@
 #include "likelihood/func.h"
 
-#include <array>
+#include <algorithm>
 #include <cassert>
 #include <string>
 
@@ -17,28 +17,20 @@ Likelihood_work& work_of(Job& job) {
   return *job.model.likelihood;
 }
 
-/// The areas of the derivative pass, as many as the plain pass has.
-Thread_areas<Derivative>& derivative_areas(Job& job, Likelihood_work& work) {
-  while (work.derivative.size() < work.plain.size()) {
-    auto area = std::make_unique<Thread_area<Derivative>>(job, work.setting);
-    if (work.derivative.empty() || work.by_record) prepare(job, area->reals);
-    work.derivative.push_back(std::move(area));
-  }
-  return work.derivative;
-}
-
-/// Classes of cells that do not read a real parameter which beta i moves, or none which one of the betas j
-/// and those behind it in the lanes moves: their mixed derivatives are 0. Empty when that cannot be told.
-void find_idle_classes(Job& job, int i, int j, List<char>& idle) {
+/// Classes of cells that read no real parameter which one of the betas i to i + 7 moves: the derivatives in
+/// these directions are 0. Empty when that cannot be told; false when it is so for every class.
+bool find_idle_classes(Job& job, int i, List<char>& idle) {
   idle.clear();
-  if (!rows_of_betas_known(job)) return;
+  if (!rows_of_betas_known(job)) return true;
   const Moved_classes& moved = moved_classes(job);
+  bool any = false;
   for (int c = 1; c <= moved.count(); ++c) {
-    bool of_lanes = false;
-    for (int k = j; k < j + Derivative::lanes && k <= moved.betas(); ++k)
-      of_lanes = of_lanes || moved.moves(c, k);
-    idle.push_back(moved.moves(c, i) && of_lanes ? 0 : 1);
+    bool moves = false;
+    for (int k = i; k < i + Dual::lanes && k <= moved.betas(); ++k) moves = moves || moved.moves(c, k);
+    idle.push_back(moves ? 0 : 1);
+    any = any || moves;
   }
+  return any;
 }
 
 }  // namespace
@@ -46,10 +38,7 @@ void find_idle_classes(Job& job, int i, int j, List<char>& idle) {
 Objective_value func(Job& job, std::span<const double> beta) { return likelihood_point(job).move_to(beta); }
 
 Objective_value funcg(Job& job, std::span<const double> beta, std::span<double> g) {
-  Likelihood_point& point = likelihood_point(job);
-  const Objective_value value = point.move_to(beta);
-  point.gradient(g);
-  return value;
+  return likelihood_point(job).move_to(beta, g);
 }
 
 Charges closed_form_charges(Job& job) {
@@ -63,25 +52,20 @@ Charges closed_form_charges(Job& job) {
   return charges;
 }
 
-void func_derivatives(Job& job, std::span<const double> beta, int i, int j, std::span<double> mixed) {
-  assert(mixed.size() == static_cast<std::size_t>(Derivative::lanes));
+void func_derivatives(Job& job, std::span<const double> beta, int i, std::span<Lanes> rows) {
+  assert(rows.size() == beta.size());
   Likelihood_work& work = work_of(job);
-  work.xbeta.resize(beta.size());
-  for (int k = 1; k <= static_cast<int>(beta.size()); ++k) {
-    const int lane = k - j;
-    const unsigned mask = lane >= 0 && lane < Derivative::lanes ? 1U << lane : 0U;
-    const auto place = static_cast<std::size_t>(k) - 1;
-    work.xbeta[place] = Derivative::variable(beta[place], k == i, mask);
+  work.directions.assign(beta.begin(), beta.end());
+  work.rows.resize(beta.size());
+  for (int k = 0; k < Dual::lanes && i + k <= static_cast<int>(beta.size()); ++k)
+    work.directions[static_cast<std::size_t>(i + k) - 1].b[k] = 1.0;
+  const bool any = find_idle_classes(job, i, work.traced_dual.idle_classes);
+  if (!any && work.closed_form == Closed_form::none) {
+    std::fill(rows.begin(), rows.end(), Lanes());
+    return;
   }
-  find_idle_classes(job, i, j, work.idle_classes);
-  const Evaluation<Derivative> result =
-      evaluate<Derivative>(job, work.setting.routines.of<Derivative>().routine, work.xbeta,
-                           derivative_areas(job, work), work.derivative_team);
-  for (std::size_t k = 0; k < mixed.size(); ++k) {
-    const double likelihood = result.histories.likelihood(k) + result.closed.likelihood.ab[k];
-    const double penalty = result.histories.penalty(k) + result.closed.penalty.ab[k];
-    mixed[k] = -(likelihood + likelihood) - (penalty + penalty);
-  }
+  evaluate_with_gradient<Dual>(job, work.directions, work.rows);
+  for (std::size_t k = 0; k < rows.size(); ++k) rows[k] = work.rows[k].b;
 }
 
 void cell_probabilities(Job& job, std::span<const double> beta, Array2<double>& observed,

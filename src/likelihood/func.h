@@ -6,7 +6,7 @@
 #include "job/job.h"
 #include "likelihood/charge.h"
 #include "likelihood/likelihood_point.h"
-#include "numerics/derivative.h"
+#include "numerics/lanes.h"
 
 namespace tarn {
 
@@ -21,16 +21,17 @@ void set_up_likelihood(Job& job);
 /// own point. Leaves nothing in the model.
 Objective_value func(Job& job, std::span<const double> beta);
 
-/// The same, then the gradient into `g` (`Likelihood_point::gradient`).
+/// The same with the gradient in `g` (see `Likelihood_point::gradient`).
 Objective_value funcg(Job& job, std::span<const double> beta, std::span<double> g);
 
 /// The penalties that the closed-form term has where the objective was computed last.
 Charges closed_form_charges(Job& job);
 
-/// Exact second derivatives: mixed[k] = d2 f / (dbeta(i) dbeta(j + k)), k = 0 to 7, i and j counted from 1;
-/// lanes beyond the last beta give 0. The range penalty has derivatives only where the violation exceeds
-/// 1e-9. `mixed` holds `Derivative::lanes` numbers. Writes nothing but the work areas.
-void func_derivatives(Job& job, std::span<const double> beta, int i, int j, std::span<double> mixed);
+/// Exact second derivatives: rows[j - 1][k] = d2 f / (dbeta(i + k) dbeta(j)), k = 0 to 7, i and j counted
+/// from 1; lanes beyond the last beta give 0. The range penalty has derivatives only where the violation
+/// exceeds 1e-9. Writes nothing but the work areas. Derivatives of a gradient in several directions at once
+/// (Griewank and Walther 2008).
+void func_derivatives(Job& job, std::span<const double> beta, int i, std::span<Lanes> rows);
 
 /// Probabilities of the cells at `beta` into two arrays of (record, group): of the observed cell, computed
 /// for every record and group, and of the lost-on-capture cell, 0 where no animal was lost. No memory for the

@@ -86,14 +86,4 @@ void end_of_histories(Job& job, Thread_areas<Real>& areas, int used) {
   }
 }
 
-/// Reals of record i into the thread's work area; a fault is carried to the end of the histories.
-template <class Real>
-void reals_of_record(const Job& job, int i, std::span<const Real> xbeta, int newbeta,
-                     Thread_area<Real>& area) {
-  tranlg<Real>(job, i, xbeta, area.reals, newbeta, 0, nullptr);
-  if (area.reals.fault.empty()) return;
-  area.cell.fail(i, area.reals.fault);
-  area.reals.fault.clear();
-}
-
 }  // namespace tarn

@@ -1,27 +1,28 @@
 #pragma once
 // The sum over histories and groups: partial sums of a thread, a block of histories.
 
-#include <array>
 #include <cstddef>
-#include <span>
 
 #include "likelihood/blocks/penalty.h"
 #include "likelihood/cell/cell.h"
-#include "numerics/derivative.h"
 #include "numerics/sum.h"
 
 namespace tarn {
 
 /// Log likelihood and penalty of a part of the histories, wide enough that neither the order of the terms nor
-/// their distribution over threads shows in the rounded sum.
+/// their distribution over threads shows in the rounded sum. Terms of traced scalars become parts of the
+/// result that their traces are walked back from.
 template <class Real>
-class History_sum;
-
-template <>
-class History_sum<double> {
+class History_sum {
  public:
-  void add_cell(float count, double lnprob) { likelihood_.add_product(count, lnprob); }
-  void add_penalty(double penalty) { penalty_.add(penalty); }
+  void add_cell(float count, const Real& lnprob) {
+    likelihood_.add_product(count, value_of(lnprob));
+    add_to_result(lnprob, static_cast<double>(count));
+  }
+  void add_penalty(const Real& penalty) {
+    if (value_of(penalty) != 0.0) penalty_.add(value_of(penalty));
+    add_to_result(penalty, 1.0);
+  }
   void add(const History_sum& other) {
     likelihood_.add(other.likelihood_);
     penalty_.add(other.penalty_);
@@ -31,31 +32,6 @@ class History_sum<double> {
 
  private:
   Wide_sum likelihood_, penalty_;
-};
-
-/// Of a scalar with derivatives only the mixed second derivatives are summed.
-template <>
-class History_sum<Derivative> {
- public:
-  void add_cell(float count, const Derivative& lnprob) {
-    for (std::size_t k = 0; k < lanes; ++k) likelihood_[k].add_product(count, lnprob.ab[k]);
-  }
-  void add_penalty(const Derivative& penalty) {
-    for (std::size_t k = 0; k < lanes; ++k) penalty_[k].add(penalty.ab[k]);
-  }
-  void add(const History_sum& other) {
-    for (std::size_t k = 0; k < lanes; ++k) {
-      likelihood_[k].add(other.likelihood_[k]);
-      penalty_[k].add(other.penalty_[k]);
-    }
-  }
-  /// Of lane k, from 0.
-  double likelihood(std::size_t k) const { return likelihood_[k].value(); }
-  double penalty(std::size_t k) const { return penalty_[k].value(); }
-
- private:
-  static constexpr std::size_t lanes = Derivative::lanes;
-  std::array<Wide_sum, lanes> likelihood_, penalty_;
 };
 
 /// Counts and cells of all records where the store keeps them, record after record.
@@ -91,10 +67,11 @@ inline void add_cell(const Job& job, Cell_routine<Real> routine, const Record_ta
   routine(job, result, records.history(i), i, j, lost, parm, work);
   sum.add_cell(count, result.lnprob);
   const double prob = value_of(result.prob);
-  if (prob < 0.0 || prob > 1.0) work.penlty[0] += range_penalty(result.prob, job.status.penalty_slope);
-  if (value_of(work.penlty[0]) != 0.0) sum.add_penalty(work.penlty[0]);
+  if (prob <= 0.0 || prob >= 1.0) work.penlty[0] += range_penalty(result.prob, job.status.penalty_slope);
+  sum.add_penalty(work.penlty[0]);
   // KEPT: a penalty in the second element counts only when the job runs on one thread.
-  if (serial_penalty && value_of(work.penlty[1]) != 0.0) sum.add_penalty(work.penlty[1]);
+  if (serial_penalty) sum.add_penalty(work.penlty[1]);
+  work.trace.walk_back();
 }
 
 /// Histories `from` to `to`, groups inside. `reals_of(i)` refers to the real parameters of record i; it is

@@ -97,7 +97,7 @@ class Likelihood_point::Class_sums {
     for (int k = block.from; k <= block.to; ++k) {
       const Class_cell& cell = list_(k);
       if (work_.by_record && cell.record != record) {
-        reals_of_record(job, cell.record, x, newbeta, area);
+        area.compute_reals(job, cell.record, x, newbeta, work_.pass_of_record(cell.record));
         newbeta = 0;
         record = cell.record;
       }
@@ -123,16 +123,17 @@ Likelihood_point::Likelihood_point(Job& job) : job_(job) {}
 Likelihood_point::~Likelihood_point() = default;
 
 Objective_value Likelihood_point::evaluate_at(std::span<const double> x) {
-  Likelihood_work& work = work_of(job_);
-  const Evaluation<double> result = evaluate(job_, job_.model.chprobpointer, x, work.plain, work.plain_team);
-  return objective_value(result.histories.likelihood() + result.closed.likelihood,
-                         result.histories.penalty() + result.closed.penalty);
+  return evaluate<double>(job_, job_.model.chprobpointer, x);
 }
 
-const Objective_value& Likelihood_point::move_to(std::span<const double> x) {
+void Likelihood_point::go_to(std::span<const double> x) {
   proposed_ = false;
   if (classes_ != nullptr) classes_->forget();
   x_.assign(x.begin(), x.end());
+}
+
+const Objective_value& Likelihood_point::move_to(std::span<const double> x) {
+  go_to(x);
   value_ = evaluate_at(x_);
   const Likelihood_work& work = work_of(job_);
   // A pass with reals by record leaves those of its last record.
@@ -195,16 +196,31 @@ void Likelihood_point::objectives(std::span<const Moved_beta> moves, std::span<d
     pass_->run(x_, moves, f);
     return;
   }
-  moved_x_ = x_;
-  for (std::size_t m = 0; m < moves.size(); ++m) {
-    const std::size_t place = static_cast<std::size_t>(moves[m].position) - 1;
-    moved_x_[place] = moves[m].value;
-    f[m] = evaluate_at(moved_x_).f;
-    moved_x_[place] = x_[place];
+  for (std::size_t m = 0; m < moves.size(); ++m) f[m] = propose(moves[m]).f;
+  take_back();
+}
+
+const Objective_value& Likelihood_point::move_to(std::span<const double> x, std::span<double> g) {
+  if (stated_differences()) {
+    move_to(x);
+    gradient(g);
+    return value_;
   }
+  go_to(x);
+  value_ = evaluate_with_gradient<double>(job_, x_, g);
+  stamp_at_x_ = 0;
+  return value_;
+}
+
+bool Likelihood_point::stated_differences() const {
+  return job_.model.centfd != 0 || job_.status.deltax != default_deltax;
 }
 
 void Likelihood_point::gradient(std::span<double> g) {
+  if (!stated_differences()) {
+    evaluate_with_gradient<double>(job_, x_, g);
+    return;
+  }
   const bool central = job_.model.centfd != 0;
   steps_.clear();
   for (std::size_t i = 0; i < x_.size(); ++i) {

@@ -40,6 +40,8 @@ class Likelihood_point {
 
   /// Goes to x and evaluates there.
   const Objective_value& move_to(std::span<const double> x);
+  /// The same with the gradient at x.
+  const Objective_value& move_to(std::span<const double> x, std::span<double> g);
   std::span<const double> x() const { return x_; }
   const Job& job() const { return job_; }
   const Objective_value& value() const { return value_; }
@@ -54,17 +56,22 @@ class Likelihood_point {
   void take_back() { proposed_ = false; }
 
   /// f with each of `moves` in turn, into `f`. Where reals depend on the record this is one pass over the
-  /// histories, in which a record's reals and cells are computed again only where a move reaches them.
+  /// histories, in which a record's reals and cells are computed again only where a move reaches them; else a
+  /// proposal for each move.
   void objectives(std::span<const Moved_beta> moves, std::span<double> f);
 
-  /// Gradient at x: forward differences with step `deltax` (|x| + 1), or with `centfd` central ones with half
-  /// that step either way.
+  /// Gradient at x, exact, at the price of a few evaluations (Griewank and Walther 2008); at a kink of the
+  /// range penalty that of the side in violation. With `centfd`, or a `deltax` other than the default, that
+  /// of differences: forward ones with step `deltax` (|x| + 1), or central ones with half that step either
+  /// way.
   void gradient(std::span<double> g);
 
  private:
   class Class_sums;
 
   Objective_value evaluate_at(std::span<const double> x);
+  void go_to(std::span<const double> x);
+  bool stated_differences() const;
 
   Job& job_;
   std::vector<double> x_, moved_x_;

@@ -4,31 +4,17 @@
 #include <algorithm>
 #include <chrono>
 #include <memory>
-#include <span>
+#include <type_traits>
+#include <utility>
 #include <vector>
 
 #include "data/catalogue/datatype.h"
 #include "likelihood/cell/cell.h"
 #include "likelihood/cell_classes.h"
-#include "likelihood/history_sum.h"
 #include "likelihood/likelihood_point.h"
-#include "model/structure/links.h"
+#include "likelihood/thread_area.h"
 
 namespace tarn {
-
-/// All that one thread writes during an evaluation. On cache lines of its own.
-template <class Real>
-struct alignas(128) Thread_area {
-  Thread_area(const Job& job, const Cell_setting& setting) : cell(job, setting) {}
-  Cell_work<Real> cell;
-  Real_work<Real> reals;
-  History_sum<Real> sum;
-  int flags = 0;  ///< floating-point conditions met in the region
-  bool out_of_memory = false;
-};
-
-template <class Real>
-using Thread_areas = std::vector<std::unique_ptr<Thread_area<Real>>>;
 
 /// Whether a pass over the histories is worth a parallel region: one that takes less than some microseconds,
 /// as with most small data sets, only loses by waking threads. Told by the shortest of the first passes,
@@ -88,24 +74,63 @@ struct Team {
   }
 };
 
+/// Blocks of fixed size that derivatives are added up in: few enough to be joined at no cost, and enough for
+/// many threads.
+inline int blocks_of_histories(int records) { return std::clamp(records / 512, 1, 64); }
+
+/// What passes with traced scalars over T work with; made when first asked for.
+template <class T>
+struct Traced_passes {
+  Thread_areas<Traced<T>> areas;
+  Team team;
+  List<Real_adjoints<T>> blocks;  ///< by block of histories, the last one for the closed-form terms
+  Real_adjoints<T> total;
+  List<char> idle_classes;  ///< cells that have no part in the pass in hand; empty: none
+};
+
+/// What is kept for one model.
 struct Likelihood_work {
   Likelihood_work(const Job& job, const Cell_routines& routines) : setting(job, routines) {}
+  explicit Likelihood_work(Cell_setting kept) : setting(std::move(kept)) {}
 
   Cell_setting setting;
   bool by_record = false;      ///< real parameters depend on the record
   bool serial_penalty = true;  ///< `num_threads` is 1: element 2 of `penlty` counts
-  int threads = 1;
   Closed_form closed_form = Closed_form::none;
   std::vector<char> readable;  ///< per record and group: every matrix cell that the history reads is there
-  Team plain_team, gradient_team, proposal_team, derivative_team;  ///< one for each kind of pass
+  Team plain_team, moves_team, proposal_team;  ///< one for each kind of pass
   Thread_areas<double> plain;
-  Thread_areas<Derivative> derivative;  ///< made when first asked for
-  std::vector<Derivative> xbeta;
+  Traced_passes<double> traced;
+  Traced_passes<Dual> traced_dual;
+  std::vector<Dual> directions;           ///< the vector of the pass of second derivatives in hand
+  std::vector<Dual> rows;                 ///< what it gives
   std::unique_ptr<Cell_classes> classes;  ///< made when first asked for
   std::unique_ptr<Moved_classes> moved;
   std::unique_ptr<Reach_sets> reach_sets;
-  List<char> idle_classes;                  ///< of the pass of derivatives in hand; empty: none
   std::unique_ptr<Likelihood_point> point;  ///< see likelihood_point.h
+
+  /// The real parameters that the cells of record i need.
+  const Link_pass& pass_of_record(int) const { return plain[0]->reals.animal; }
+
+  template <class Real>
+  auto& areas() {
+    if constexpr (std::is_same_v<Real, double>)
+      return plain;
+    else
+      return passes<Base_of<Real>>().areas;
+  }
+  template <class T>
+  Traced_passes<T>& passes() {
+    if constexpr (std::is_same_v<T, double>)
+      return traced;
+    else
+      return traced_dual;
+  }
 };
+
+/// Work areas for `count` threads, where they are not there yet. One that no memory is left for is told of
+/// and done without: the sum does not depend on the number of threads.
+template <class Real>
+void make_areas(Job& job, const Likelihood_work& work, int count, Thread_areas<Real>& areas);
 
 }  // namespace tarn

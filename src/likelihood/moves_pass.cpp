@@ -24,7 +24,7 @@ void Moves_pass::run(std::span<const double> x, std::span<const Moved_beta> move
   const auto part = [&](int t, Thread_area<double>& area, History_block block) {
     run_block(shared, area, block, by_thread_[static_cast<std::size_t>(t)]);
   };
-  const int used = on_threads(job_.data.encounters.size(), work_.gradient_team, work_.plain, part);
+  const int used = on_threads(job_.data.encounters.size(), work_.moves_team, work_.plain, part);
   end_of_histories(job_, work_.plain, used);
   Thread_sums& all = by_thread_.front();
   for (int t = 1; t < used; ++t) {
@@ -92,7 +92,7 @@ void Moves_pass::run_block(const Job& job, Thread_area<double>& area, History_bl
   for (int i = block.from; i <= block.to; ++i) {
     find_cells(records, i, own.cells);
     if (own.cells.empty()) continue;
-    reals_of_record<double>(job, i, x_, newbeta, area);
+    area.compute_reals(job, i, x_, newbeta, work_.pass_of_record(i));
     newbeta = 0;
     const auto add = [&](const Record_cell& cell, History_sum<double>& sum) {
       add_cell(job, routine, records, i, cell.group, cell.lost, cell.count, area.reals.reals(),

@@ -109,16 +109,17 @@ bool dry_run(Job& job, Likelihood_work& work, Cell_routine<Reach> routine) {
   return false;
 }
 
-/// A work area for each thread. One that no memory is left for is told of and done without: the sum does not
-/// depend on the number of threads.
-void make_areas(Job& job, Likelihood_work& work) {
-  for (int t = 0; t < work.threads; ++t) {
+}  // namespace
+
+template <class Real>
+void make_areas(Job& job, const Likelihood_work& work, int count, Thread_areas<Real>& areas) {
+  while (static_cast<int>(areas.size()) < count) {
     try {
-      auto area = std::make_unique<Thread_area<double>>(job, work.setting);
-      if (t == 0 || work.by_record) prepare(job, area->reals);
-      work.plain.push_back(std::move(area));
+      auto area = std::make_unique<Thread_area<Real>>(job, work.setting);
+      area->prepare_reals(job, areas.empty() || work.by_record);
+      areas.push_back(std::move(area));
     } catch (const std::bad_alloc&) {
-      if (t == 0) throw;
+      if (areas.empty()) throw;
       warn_of_allocation(job, "from memory allocation of DESIGNTMP, BETATMP and PARMTMP.",
                          Allocation::no_memory);
       return;
@@ -126,7 +127,11 @@ void make_areas(Job& job, Likelihood_work& work) {
   }
 }
 
-}  // namespace
+#define TARN_INSTANCE(type, name) \
+  template void make_areas<type>(Job&, const Likelihood_work&, int, Thread_areas<type>&);
+TARN_INSTANCE(double, plain)
+TARN_TRACED_SCALARS(TARN_INSTANCE)
+#undef TARN_INSTANCE
 
 void set_up_likelihood(Job& job) {
   Model_arrays& model = job.model;
@@ -156,20 +161,23 @@ void set_up_likelihood(Job& job) {
   }
   warn_of_closed_layer(job, closed_term_by_record);
 
-  work->threads = std::max(job.status.num_threads, 1);
-  make_areas(job, *work);
+  make_areas(job, *work, std::max(job.status.num_threads, 1), work->plain);
   model.likelihood = std::move(work);
 }
 
 void renew_likelihood(Job& job) {
   assert(job.model.likelihood != nullptr);
-  Likelihood_work& work = *job.model.likelihood;
-  if (reals_depend_on_record(job.model) != work.by_record) return set_up_likelihood(job);
-  work.point.reset();
-  work.moved.reset();
-  work.derivative.clear();
-  work.plain.clear();
-  make_areas(job, work);
+  Likelihood_work& old = *job.model.likelihood;
+  if (reals_depend_on_record(job.model) != old.by_record) return set_up_likelihood(job);
+  auto work = std::make_shared<Likelihood_work>(std::move(old.setting));
+  work->by_record = old.by_record;
+  work->serial_penalty = old.serial_penalty;
+  work->closed_form = old.closed_form;
+  work->readable = std::move(old.readable);
+  work->classes = std::move(old.classes);
+  work->reach_sets = std::move(old.reach_sets);
+  make_areas(job, *work, std::max(job.status.num_threads, 1), work->plain);
+  job.model.likelihood = std::move(work);
 }
 
 }  // namespace tarn

@@ -19,7 +19,6 @@
 namespace tarn {
 
 struct Job;
-struct Derivative;
 struct Likelihood_work;  ///< what the likelihood keeps per model: facts of histories, work areas of threads
 
 template <class Real>
@@ -39,6 +38,9 @@ class Reals {
   Reals() = default;
   /// Made-up values, of which nothing may be kept.
   explicit Reals(const Real* first) : before_(first - 1) {}
+  /// What stands for `values`, under their stamp.
+  template <class Base>
+  Reals(const Real* first, const Reals<Base>& values) : Reals(first, values.stamp()) {}
   const Real& operator[](int i) const { return before_[i]; }
   /// For loops that want no second look: `before()[i]` is real parameter i.
   const Real* before() const { return before_; }

@@ -44,11 +44,6 @@ struct Previous_fit {
   Array1<double> betsav;  ///< betas of that fit
 };
 
-int estimated_betas(const Model_arrays& model) {
-  return static_cast<int>(
-      std::count_if(model.bindex.begin(), model.bindex.end(), [](int b) { return b > 0; }));
-}
-
 /// The Hessian's factors and the gradient of a search over n betas.
 struct Fit_arrays {
   Fit_arrays(Job& job, int n) {
@@ -159,7 +154,7 @@ void report_rank(Job& job, Fit_record& record) {
     write_singular_values(job, rank);
     put_step_time(job, "To invert VC matrix, CPU Time was ");
     record.inversion = step_time(job.timing);
-    count_parameters(rank, model.numpar, job.status.ratiothresh, record.gradient.largest);
+    count_parameters(rank, model.numpar, job.status.ratiothresh, record.gradient.largest, record.loglik);
     write_counts_of_parameters(job, rank);
     order_betas(rank, model, record.information);
     write_order_of_betas(job, rank);

@@ -11,9 +11,10 @@ inline constexpr double minexp = -708.3964185322641;
 inline constexpr double maxexp = 709.782712893384;
 
 // Code that is written once for every scalar calls these unqualified; overloads for a scalar that carries
-// derivatives stand beside them in derivative.h.
+// derivatives stand in smooth.h.
 using std::abs;
 using std::atan;
+using std::cos;
 using std::erf;
 using std::exp;
 using std::log;

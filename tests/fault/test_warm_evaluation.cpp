@@ -54,11 +54,16 @@ TEST_P(Warm_evaluation, of_the_objective_takes_no_memory) {
   EXPECT_EQ(of_third([&](const std::vector<double>& x) { func(job(), x); }), 0);
 }
 
+TEST_P(Warm_evaluation, of_the_gradient_takes_no_memory) {
+  std::vector<double> g(static_cast<std::size_t>(model_->betas()));
+  EXPECT_EQ(of_third([&](const std::vector<double>& x) { funcg(job(), x, g); }), 0);
+}
+
 TEST_P(Warm_evaluation, of_second_derivatives_takes_no_memory) {
-  std::vector<double> mixed(static_cast<std::size_t>(Derivative::lanes));
+  std::vector<Lanes> rows(static_cast<std::size_t>(model_->betas()));
   // Cells that depend on neither beta are left out of a pass; with every beta in turn each cell is met.
   const auto run = [&](const std::vector<double>& x) {
-    for (int i = 1; i <= model_->betas(); ++i) func_derivatives(job(), x, i, i, mixed);
+    for (int i = 1; i <= model_->betas(); ++i) func_derivatives(job(), x, i, rows);
   };
   EXPECT_EQ(of_third(run), 0);
 }

@@ -106,6 +106,7 @@ TEST_P(Closed_term, is_in_the_one_pass_gradient_with_its_penalty) {
 }
 
 TEST_P(Closed_term, is_what_funcg_differentiates) {
+  job().status.deltax = 2e-8;
   for (const int central : {0, 1})
     for (const double p : {1.4, -6.0}) {
       set_first_p(p);

@@ -30,12 +30,10 @@ Figures figures(Model_builder& m, const std::vector<double>& x, bool derivatives
   made.observed.assign(observed.begin(), observed.end());
   made.lost.assign(lost.begin(), lost.end());
   const int n = static_cast<int>(x.size());
-  std::vector<double> lanes(static_cast<std::size_t>(Derivative::lanes));
-  for (const int i : derivatives ? std::vector<int>{1, n / 2, n} : std::vector<int>{})
-    for (int j = 1; j <= n; j += Derivative::lanes) {
-      func_derivatives(m.job(), x, i, j, lanes);
-      made.mixed.insert(made.mixed.end(), lanes.begin(), lanes.end());
-    }
+  for (const int i : derivatives ? std::vector<int>{1, n / 2, n} : std::vector<int>{}) {
+    const std::vector<double> rows = m.second_derivatives(x, i);
+    made.mixed.insert(made.mixed.end(), rows.begin(), rows.end());
+  }
   return made;
 }
 

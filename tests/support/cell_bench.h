@@ -65,7 +65,7 @@ class Cell_bench {
   }
 
   Ch_result<double> result(const std::string& cells, bool lost = false) {
-    return call<double>(cells, lost, reals_);
+    return call<double>(cells, lost, reals_, [](const Cell_work<double>&) {});
   }
   double prob(const std::string& cells, bool lost = false) { return result(cells, lost).prob; }
 
@@ -77,12 +77,26 @@ class Cell_bench {
     return fault.found ? words_of(model_.job(), fault) : std::string();
   }
 
-  /// lnprob with its derivatives: i and j are places in `reals()`.
-  Derivative lnprob(const std::string& cells, std::size_t i, std::size_t j) {
-    std::vector<Derivative> reals;
-    for (std::size_t k = 0; k < reals_.size(); ++k)
-      reals.push_back(Derivative::variable(reals_[k], k == i, k == j ? 1U : 0U));
-    return call<Derivative>(cells, false, reals).lnprob;
+  /// lnprob with its derivatives by reals i and j, places in `reals()`.
+  struct Derivatives {
+    double value, first, mixed;
+  };
+  Derivatives lnprob(const std::string& cells, std::size_t i, std::size_t j) {
+    const Cell_setting setting(model_.job(), routines_);
+    Cell_work<Traced<Dual>> work(model_.job(), setting);
+    work.trace.begin(reals_.size());
+    std::vector<Traced<Dual>> reals;
+    for (std::size_t k = 0; k < reals_.size(); ++k) {
+      Dual value = reals_[k];
+      value.b[0] = k == j ? 1.0 : 0.0;
+      reals.emplace_back(value, 1.0, work.trace.leaf(k));
+    }
+    const Traced<Dual> lnprob = call<Traced<Dual>>(cells, false, reals, work).lnprob;
+    add_to_result(lnprob, 1.0);
+    work.trace.walk_back();
+    work.trace.walk_kept_back();
+    const Dual adjoint = work.trace.take_adjoint(i);
+    return {value_of(lnprob), adjoint.v, adjoint.b[0]};
   }
 
   /// Text of the fault that the cell records; empty when there is none.
@@ -97,20 +111,22 @@ class Cell_bench {
     const auto k = static_cast<std::size_t>(q) - 1;
     return offsets_[k] + (r - 1) * columns_[k] + c - 1;
   }
-  template <class Real, class See>
-  Ch_result<Real> call(const std::string& cells, bool lost, const std::vector<Real>& reals, const See& see) {
-    const Cell_setting setting(model_.job(), routines_);
-    Cell_work<Real> work(model_.job(), setting);
+  template <class Real>
+  Ch_result<Real> call(const std::string& cells, bool lost, const std::vector<Real>& reals,
+                       Cell_work<Real>& work) {
     Ch_result<Real> made;
     work.begin();
     routines_.of<Real>().routine(model_.job(), made, History(cells.data(), noccas()), 1, 1, lost ? 1 : 0,
                                  Reals<Real>(reals.data()), work);
-    see(work);
     return made;
   }
-  template <class Real>
-  Ch_result<Real> call(const std::string& cells, bool lost, const std::vector<Real>& reals) {
-    return call<Real>(cells, lost, reals, [](const Cell_work<Real>&) {});
+  template <class Real, class See>
+  Ch_result<Real> call(const std::string& cells, bool lost, const std::vector<Real>& reals, const See& see) {
+    const Cell_setting setting(model_.job(), routines_);
+    Cell_work<Real> work(model_.job(), setting);
+    const Ch_result<Real> made = call(cells, lost, reals, work);
+    see(work);
+    return made;
   }
 
   Model_builder model_;
@@ -151,11 +167,11 @@ inline void expect_derivatives(Cell_bench& bench, const std::string& cells, std:
     if (i == j) return (at(h, 0.0) - 2.0 * at(0.0, 0.0) + at(-h, 0.0)) / (h * h);
     return (at(h, h) - at(h, -h) - at(-h, h) + at(-h, -h)) / (4.0 * h * h);
   });
-  const Derivative exact = bench.lnprob(cells, i, j);
-  EXPECT_EQ(exact.v, bench.result(cells).lnprob) << cells;
+  const Cell_bench::Derivatives exact = bench.lnprob(cells, i, j);
+  EXPECT_EQ(exact.value, bench.result(cells).lnprob) << cells;
   // What the differences leave: the sixth power of the step by the function's curvature, and its rounding.
-  EXPECT_NEAR(exact.a, first, 1e-9 * (1.0 + std::abs(first))) << cells << " real " << i + 1;
-  EXPECT_NEAR(exact.ab[0], mixed, 1e-7 * (1.0 + std::abs(mixed)))
+  EXPECT_NEAR(exact.first, first, 1e-9 * (1.0 + std::abs(first))) << cells << " real " << i + 1;
+  EXPECT_NEAR(exact.mixed, mixed, 1e-7 * (1.0 + std::abs(mixed)))
       << cells << " reals " << i + 1 << ", " << j + 1;
 }
 

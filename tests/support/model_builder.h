@@ -174,7 +174,8 @@ class Model_builder {
   void force_threads(int threads) {
     set_threads(threads);
     Likelihood_work& work = *job().model.likelihood;
-    for (Team* team : {&work.plain_team, &work.gradient_team, &work.proposal_team, &work.derivative_team}) {
+    for (Team* team : {&work.plain_team, &work.moves_team, &work.proposal_team, &work.traced.team,
+                       &work.traced_dual.team}) {
       *team = {};
       team->measured = true;
       team->parallel = threads > 1;  // and stays so, since no serial pass was timed
@@ -195,6 +196,16 @@ class Model_builder {
     return all;
   }
   /// The objective at x with each of `moves` in turn, on the road that gradients take.
+  /// Second derivatives by betas i to i + 7 and every beta, in an order of their own.
+  std::vector<double> second_derivatives(const std::vector<double>& x, int i) {
+    std::vector<Lanes> rows(x.size());
+    func_derivatives(job(), x, i, rows);
+    std::vector<double> all;
+    for (const Lanes& row : rows)
+      for (int k = 0; k < Lanes::count; ++k) all.push_back(row[k]);
+    return all;
+  }
+
   std::vector<double> objectives(const std::vector<double>& x, const std::vector<Moved_beta>& moves) {
     Likelihood_point& point = likelihood_point(job());
     point.move_to(x);

@@ -183,6 +183,7 @@ Closed_products<Real> closed_over_nodes(const Job& job, Cell_work<Real>& work, C
   const auto require = [&](int column, const auto& rates, int rate_column, int o) {
     if (table.made(column)) return;
     const int sigma = sigmas(1, std::min(o, sigmas.ncols));
+    const auto keep = work.trace.keep();
     table.make(rule, column, parm[rates(1, rate_column)], sigma, parm[sigma]);
   };
   const int open = stretch.last_open();

@@ -1,5 +1,5 @@
 #pragma once
-// From the character of an occasion to what an animal in each state shows of it.
+// From the character of an occasion to what a living animal shows of it.
 
 #include <array>
 #include <cstddef>
@@ -8,24 +8,16 @@
 
 namespace tarn {
 
-/// Probability of the character given alive, and given dead (which no parameter enters).
-template <class Real>
-struct Emission {
-  Real alive;
-  double dead;
-};
-
-/// A live recapture's emission as numbers: alive with `base` + `slope` times the capture probability. Tables
-/// and not branches, because characters come in no order that could be guessed.
+/// A live recapture's chance as numbers: `base` + `slope` times the capture probability. Tables and not
+/// branches, because characters come in no order that could be guessed.
 struct Emission_code {
-  double base = 0.0, slope = 0.0, dead = 1.0;
+  double base = 0.0, slope = 0.0;
 };
 
 /// Characters with a meaning, by code: not caught, caught, not sampled.
 inline constexpr std::array<char, 3> live_characters{'0', '1', '.'};
 /// By code; code 3 is any other character, which cannot come from the living.
-inline constexpr std::array<Emission_code, 4> live_emissions{
-    {{1.0, -1.0, 1.0}, {0.0, 1.0, 0.0}, {1.0, 0.0, 1.0}, {}}};
+inline constexpr std::array<Emission_code, 4> live_emissions{{{1.0, -1.0}, {0.0, 1.0}, {1.0, 0.0}, {}}};
 
 namespace detail {
 inline constexpr std::array<unsigned char, 256> live_codes = [] {
@@ -42,11 +34,11 @@ constexpr std::size_t live_code(char character) {
   return detail::live_codes[static_cast<unsigned char>(character)];
 }
 
-/// Live recapture with capture probability p.
+/// Chance of the character, given life and the capture probability p.
 template <class Real>
-Emission<Real> emission(char character, const Real& p) {
+Real emission(char character, const Real& p) {
   const Emission_code& code = live_emissions[live_code(character)];
-  return {code.slope * p + code.base, code.dead};
+  return code.slope * p + code.base;
 }
 
 }  // namespace tarn

@@ -1,12 +1,11 @@
 #pragma once
-// Live recaptures behind the first capture (Cormack 1964; Lebreton et al. 1992): the two-state chain over a
-// history, step by step, or from a table that the histories of a cohort share.
+// Live recaptures behind the first capture (Cormack 1964; Lebreton et al. 1992): alive up to the last
+// capture, then never seen again, step by step, or from a table that the histories of a cohort share.
 
 #include <cstddef>
 #include <cstdint>
 #include <vector>
 
-#include "likelihood/blocks/chain2.h"
 #include "likelihood/blocks/emission.h"
 #include "likelihood/blocks/rates.h"
 #include "likelihood/cell/cell.h"
@@ -84,8 +83,7 @@ struct alignas(64) Chain2_cohort {
     for (int c = noccas - 1; c >= first; --c) {
       const Real s = survives(c), p = caught(c);
       Real* row = factors.data() + 4 * (c - 1);
-      for (const char character : live_characters)
-        row[live_code(character)] = s * emission(character, p).alive;
+      for (const char character : live_characters) row[live_code(character)] = s * emission(character, p);
       const std::size_t o = static_cast<std::size_t>(c);
       never_again[o - 1] = (1.0 - s) + row[live_code('0')] * never_again[o];
     }
@@ -153,18 +151,24 @@ template <class Real, class Rates>
 [[gnu::noinline]] void make_cohort(const Job& job, int first, int j, int noccas, const Reals<Real>& parm,
                                    Cell_work<Real>& work, const Rates& rates, Chain2_cohort<Real>& cohort) {
   const auto of = rates(Live_cell<Real>{job, work, parm, j, first});
+  const auto keep = work.trace.keep();
   cohort.make(first, noccas, parm.stamp(), of.survives, of.caught);
 }
 
-/// The chain itself, from the first capture to occasion `last`.
+/// The same without a table, from the first capture to occasion `last`.
 template <class Real, class Rates>
-[[gnu::noinline]] Real step_by_step(const Job& job, History histry, int first, int last, int j,
+[[gnu::noinline]] Real step_by_step(const Job& job, History histry, const Live_facts& facts, int last, int j,
                                     const Reals<Real>& parm, Cell_work<Real>& work, const Rates& rates) {
-  const auto of = rates(Live_cell<Real>{job, work, parm, j, first});
-  Chain2<Real> animal;
-  for (int c = first; c < last; ++c)
-    animal.step(of.survives(c), emission<Real>(histry.live(c + 1), of.caught(c)));
-  return animal.prob();
+  const auto of = rates(Live_cell<Real>{job, work, parm, j, facts.first});
+  Real seen = 1.0, never_again = 1.0;
+  int alive = facts.first;  // occasion up to which the animal is known to live
+  for (; alive < facts.last_caught; ++alive)
+    seen = seen * (of.survives(alive) * emission<Real>(histry.live(alive + 1), of.caught(alive)));
+  for (int c = last - 1; c >= alive; --c) {
+    const Real s = of.survives(c);
+    never_again = (1.0 - s) + s * emission<Real>(histry.live(c + 1), of.caught(c)) * never_again;
+  }
+  return seen * never_again;
 }
 
 }  // namespace detail
@@ -188,7 +192,7 @@ Real live_recaptures(const Job& job, History histry, const Live_facts& facts, bo
     return cohort.prob(facts.codes, facts.first, facts.last_caught);
   }
   const int last = lost ? facts.lastlc : facts.lastsm;
-  return detail::step_by_step<Real>(job, histry, facts.first, last, j, parm, work, rates);
+  return detail::step_by_step<Real>(job, histry, facts, last, j, parm, work, rates);
 }
 
 /// Number of the cohort of group j with this first capture, when cohorts have rates of their own by group and

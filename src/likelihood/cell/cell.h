@@ -137,6 +137,9 @@ class Cell_work {
   // KEPT: element 1 counts in serial runs (`num_threads` = 1) only; looks wrong, is required.
   std::array<Real, 2> penlty{};
 
+  /// What the scalars of this thread leave behind.
+  typename Scalar_traits<Real>::Trace trace;
+
   Pim_report pim_report;  ///< of the dry run
 
  private:

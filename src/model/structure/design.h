@@ -39,13 +39,14 @@ void covariate_tables(Job& job);
 template <class Real>
 void prepare(const Job& job, Design_work<Real>& work);
 
-/// Values of all covariate and function cells for record `hist`, into `work.cells`.
+/// Values of covariate and function cells for record `hist`, into `work.cells`.
 /// @param xbeta  estimated betas in the optimizer's order, for NLBETA
 /// @param other_values  1 to nicovs covariate values in place of the record's; nullptr: the record's own
+/// @param cells  the varying cells that are wanted (design functions give theirs in any case); nullptr: all
 /// @return nullptr, or the text of a fault that must stop the run
 template <class Real>
 const char* updatedm(const Job& job, int hist, std::span<const Real> xbeta, Design_work<Real>& work,
-                     const double* other_values);
+                     const double* other_values, const List<int>* cells = nullptr);
 
 /// The whole matrix as plain numbers: the cells as typed with `work`'s values in the varying ones.
 void evaluated_design(const Job& job, const Design_work<double>& work, Array2<double>& values);
@@ -58,6 +59,12 @@ void scale_columns(Job& job);
 inline bool reals_depend_on_record(const Model_arrays& model) {
   return model.licovs != 0 || model.functions.numdmfuncs > 0;
 }
+
+/// Whether a design function holds a beta (NLBETA).
+bool holds_betas(const Design_matrix_funcs_module& functions);
+
+/// Length of the optimizer's vector.
+int estimated_betas(const Model_arrays& model);
 
 /// "real i" and "beta i" for every row and column.
 void default_labels(Job& job);

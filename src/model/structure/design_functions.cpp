@@ -1,3 +1,5 @@
+#include <algorithm>
+
 #include "model/structure/design.h"
 #include "numerics/scalars.h"
 
@@ -159,12 +161,12 @@ void prepare(const Job& job, Design_work<Real>& work) {
 
 template <class Real>
 const char* updatedm(const Job& job, int hist, std::span<const Real> xbeta, Design_work<Real>& work,
-                     const double* other_values) {
+                     const double* other_values, const List<int>* cells) {
   const Model_arrays& model = job.model;
   const Record_values record = values_of(job, hist, other_values);
   const char* fault = nullptr;
   if (model.functions.numdmfuncs > 0) fault = evaluate_nodes<Real>(job, record, xbeta, work.arguments);
-  for (int v = 1; v <= model.varying_cells.size(); ++v) {
+  const auto fill = [&](int v) {
     const Varying_cell& cell = model.varying_cells(v);
     if (cell.node > 0) {
       work.cells(v) = work.arguments(argument_of(cell.node, 1));
@@ -174,15 +176,31 @@ const char* updatedm(const Job& job, int hist, std::span<const Real> xbeta, Desi
       work.cells(v) = 0.0;
       fault = no_covariate_value;
     }
-  }
+  };
+  if (cells != nullptr)
+    for (const int v : *cells) fill(v);
+  else
+    for (int v = 1; v <= model.varying_cells.size(); ++v) fill(v);
   return fault;
+}
+
+bool holds_betas(const Design_matrix_funcs_module& functions) {
+  for (int k = 1; k <= functions.numdmfuncs; ++k)
+    if (functions.dmfuncstypes(function_number, k) == nlbeta_function) return true;
+  return false;
+}
+
+int estimated_betas(const Model_arrays& model) {
+  return static_cast<int>(
+      std::count_if(model.bindex.begin(), model.bindex.end(), [](int b) { return b > 0; }));
 }
 
 #define TARN_DESIGN_INSTANCE(type, name)                                                          \
   template void prepare<type>(const Job&, Design_work<type>&);                                    \
   template const char* updatedm<type>(const Job&, int, std::span<const type>, Design_work<type>&, \
-                                      const double*);
+                                      const double*, const List<int>*);
 TARN_LINK_SCALARS(TARN_DESIGN_INSTANCE)
+TARN_TRACED_SCALARS(TARN_DESIGN_INSTANCE)
 #undef TARN_DESIGN_INSTANCE
 
 }  // namespace tarn

@@ -14,27 +14,54 @@ namespace tarn {
 
 namespace {
 
-/// A link with a value of its own; other codes leave `known` false.
+/// True when x is not clamped by `exprep`.
 template <class Real>
-Real apply_link(Link link, const Real& x, bool& known) {
+bool has_slope(const Real& x) {
+  return x > minexp && x < maxexp;
+}
+
+/// Real value and, if asked for, its derivative by the linear predictor x, of a link with a value of its own;
+/// other codes leave `known` false.
+template <bool sloped, class Real>
+Real apply_link(Link link, const Real& x, [[maybe_unused]] Real& slope, bool& known) {
   switch (link) {
-    case Link::logit:
-      return expit(x);
-    case Link::loglog:
-      return exprep(-exprep(-x));
-    case Link::cloglog:
-      return 1.0 - exprep(-exprep(x));
+    case Link::logit: {
+      if constexpr (!sloped) return expit(x);
+      slope = 0.0;
+      if (!has_slope(-x)) return expit(value_of(x));
+      const Real odds_against = exp(-x), p = 1.0 / (1.0 + odds_against);
+      slope = odds_against * p * p;  // p (1 - p) without the cancellation
+      return p;
+    }
+    case Link::loglog: {
+      const Real inner = exprep(-x), p = exprep(-inner);
+      if constexpr (sloped) slope = has_slope(-x) && has_slope(-inner) ? inner * p : Real(0.0);
+      return p;
+    }
+    case Link::cloglog: {
+      const Real inner = exprep(x), rest = exprep(-inner);
+      if constexpr (sloped) slope = has_slope(x) && has_slope(-inner) ? inner * rest : Real(0.0);
+      return 1.0 - rest;
+    }
     case Link::sin:
+      if constexpr (sloped) slope = 0.5 * cos(x);
       return (sin(x) + 1.0) * 0.5;
-    case Link::log:
-      return exprep(x);
+    case Link::log: {
+      const Real p = exprep(x);
+      if constexpr (sloped) slope = has_slope(x) ? p : Real(0.0);
+      return p;
+    }
     case Link::identity:
+      if constexpr (sloped) slope = 1.0;
       return x;
     case Link::absolute: {
-      Real size = abs(x);
-      return size > minlog ? size : Real(minlog);
+      const Real size = abs(x);
+      const bool floored = !(size > minlog);
+      if constexpr (sloped) slope = floored ? 0.0 : x < 0.0 ? -1.0 : 1.0;
+      return floored ? Real(minlog) : size;
     }
     case Link::cauchy:
+      if constexpr (sloped) slope = 1.0 / (std::numbers::pi * (1.0 + x * x));
       return atan(x) / std::numbers::pi + 0.5;
     default:
       known = false;
@@ -57,24 +84,31 @@ void find_sets(const Model_arrays& model, List<Link_set>& sets, List<int>& set_o
   }
 }
 
-/// The rows of `dmicrows` and of every set that holds one of them.
-void find_animal_pass(const Model_arrays& model, const List<Link_set>& sets, const List<int>& set_of,
-                      Link_pass& animal) {
-  List<char> wanted(model.nlogit, 0), set_wanted(sets.size(), 0);
-  for (int row : model.dmicrows) {
+/// What gives the `rows` (ascending) of those that depend on the animal, and of every set that holds one.
+template <class Real>
+Link_pass pass_of_rows(const Model_arrays& model, const Real_work<Real>& work, const List<int>& rows) {
+  List<char> wanted(model.nlogit, 0), set_wanted(work.link_sets.size(), 0);
+  for (const int row : rows) {
     wanted(row) = 1;
-    if (set_of(row) > 0) set_wanted(set_of(row)) = 1;
+    if (work.set_of(row) > 0) set_wanted(work.set_of(row)) = 1;
   }
-  animal = {};
-  for (int s = 1; s <= sets.size(); ++s) {
+  Link_pass pass;
+  for (int s = 1; s <= work.link_sets.size(); ++s) {
     if (!set_wanted(s)) continue;
-    animal.sets.push_back(s);
-    for (int k = sets(s).first; k <= sets(s).last; ++k) wanted(model.linkfuncptr(k).parm) = 1;
+    pass.sets.push_back(s);
+    const Link_set& range = work.link_sets(s);
+    for (int k = range.first; k <= range.last; ++k) wanted(model.linkfuncptr(k).parm) = 1;
   }
-  for (int i = 1; i <= model.nlogit; ++i)
-    if (wanted(i)) animal.rows.push_back(i);
+  for (int v = 1; v <= model.varying_cells.size(); ++v)
+    if (wanted(model.varying_cells(v).row)) pass.cells.push_back(v);
+  for (int i = 1; i <= model.nlogit; ++i) {
+    if (!wanted(i)) continue;
+    pass.rows.push_back(i);
+    if (work.animal_of(i) > 0) pass.animals.push_back(work.animal_of(i));
+  }
   for (int j = 1; j <= model.nfixed(); ++j)
-    if (wanted(model.fixdex(j))) animal.fixed.push_back(j);
+    if (wanted(model.fixdex(j))) pass.fixed.push_back(j);
+  return pass;
 }
 
 template <class Real>
@@ -85,15 +119,14 @@ Real cell_value(const Design_cell& cell, const Design_work<Real>& design, const 
 
 template <class Real>
 void all_linear_predictors(const Model_arrays& model, Real_work<Real>& work) {
-  int animal = 1;
   for (int row = 1; row <= model.nlogit; ++row) {
     const List<Design_cell>& cells = model.design_rows(row);
-    const bool varies = animal <= model.dmicrows.size() && model.dmicrows(animal) == row;
-    const int before = varies ? work.prefix_cells(animal) : cells.size();
+    const int animal = work.animal_of(row);
+    const int before = animal > 0 ? work.prefix_cells(animal) : cells.size();
     Real sum(0.0);
     int k = 1;
     for (; k <= before; ++k) sum += cell_value(cells(k), work.design, work.sbeta);
-    if (varies) work.prefix(animal++) = sum;
+    if (animal > 0) work.prefix(animal) = sum;
     for (; k <= cells.size(); ++k) sum += cell_value(cells(k), work.design, work.sbeta);
     work.linear(row) = sum;
   }
@@ -101,8 +134,8 @@ void all_linear_predictors(const Model_arrays& model, Real_work<Real>& work) {
 
 /// The same sums in the same order, taken up where the first varying cell stands.
 template <class Real>
-void animal_linear_predictors(const Model_arrays& model, Real_work<Real>& work) {
-  for (int animal = 1; animal <= model.dmicrows.size(); ++animal) {
+void animal_linear_predictors(const Model_arrays& model, const Link_pass& pass, Real_work<Real>& work) {
+  for (const int animal : pass.animals) {
     const int row = model.dmicrows(animal);
     const List<Design_cell>& cells = model.design_rows(row);
     Real sum = work.prefix(animal);
@@ -138,15 +171,18 @@ void add_up_set(const Job& job, int set, Real_work<Real>& work) {
   }
 }
 
-template <class Real>
+template <bool sloped, class Real>
 void finish_row(const Model_arrays& model, int row, Real_work<Real>& work) {
   const int set = work.set_of(row);
   Real& parm = work.parm(row);
   // A member of a set holds its exponential or size here already, unless it is fixed.
   if (set == 0) parm = work.linear(row);
   const Link link = model.lindex(row);
+  Real no_slope;
+  Real& slope = sloped ? work.slope(row) : no_slope;
   if (link == Link::mlogit || link == Link::clogit) {
     // KEPT: a row of these links that stands in no set keeps its linear predictor: the divisor is 1 + 0.
+    if constexpr (sloped) slope = 1.0;
     if (set > 0) parm = parm / (1.0 + work.exp_sum(set)) * (1.0 - work.fixed_sum(set));
     return;
   }
@@ -154,10 +190,74 @@ void finish_row(const Model_arrays& model, int row, Real_work<Real>& work) {
   if (link == Link::sumratio && set > 0)
     parm = parm / work.exp_sum(set);
   else
-    parm = apply_link(link, Real(parm), known);
+    parm = apply_link<sloped>(link, Real(parm), slope, known);
   if (!known && work.fault.empty())
     work.fault = link == Link::sumratio ? "SUMRATIO link for a real parameter that stands in no set."
                                         : "Incorrect LINK function number specified.";
+}
+
+/// `updatedm`; betas leave their trace in the design functions that hold them.
+template <class Real>
+const char* update_cells(const Job& job, int hist, std::span<const Real> xbeta, Real_work<Real>& work,
+                         const double* other_values, const List<int>* wanted) {
+  if constexpr (has_traces<Real>) {
+    if (work.functions != nullptr) {
+      Traced_functions<Real>& functions = *work.functions;
+      functions.trace.drop_kept();
+      for (std::size_t k = 0; k < xbeta.size(); ++k)
+        functions.xbeta[k] = Traced<Real>(xbeta[k], 1.0, functions.trace.leaf(k));
+      const auto keep = functions.trace.keep();
+      const char* fault = updatedm<Traced<Real>>(job, hist, functions.xbeta, functions.design, other_values);
+      for (int v = 1; v <= work.design.cells.size(); ++v) work.design.cells(v) = functions.design.cells(v).v;
+      return fault;
+    }
+  }
+  return updatedm<Real>(job, hist, xbeta, work.design, other_values, wanted);
+}
+
+/// Turns the derivatives by the members of a set into those by their linear predictors, in `to.parm`.
+template <class T>
+void set_back(const Model_arrays& model, int set, const Real_work<T>& work, Real_adjoints<T>& to) {
+  const Link_set& range = work.link_sets(set);
+  T whole(0.0);
+  const auto each = [&](const auto& visit) {
+    for (int k = range.first; k <= range.last; ++k) {
+      const Link_function_row& member = model.linkfuncptr(k);
+      if (member.fixed == 0) visit(to.parm(member.parm), work.parm(member.parm), work.linear(member.parm));
+    }
+  };
+  each([&](const T& adjoint, const T& value, const T&) { whole += adjoint * value; });
+  const T& sum = work.exp_sum(set);
+  if (model.linkfuncptr(range.first).code == Link::sumratio) {
+    each([&](T& adjoint, const T&, const T& x) {
+      adjoint = x == 0.0 ? T(0.0) : (adjoint - whole) / (x < 0.0 ? -sum : sum);
+    });
+    return;
+  }
+  const double share = 1.0 - work.fixed_sum(set);
+  each([&](T& adjoint, const T& value, const T& x) {
+    adjoint = has_slope(x) && share != 0.0 ? value * (adjoint - whole / share) : T(0.0);
+  });
+}
+
+/// Hands the derivative by a row's linear predictor down to what it is made of.
+template <class T>
+void predictor_back(const Model_arrays& model, int row, const T& adjoint, Real_work<T>& work,
+                    Real_adjoints<T>& to) {
+  to.linear(row) += adjoint;
+  const int animal = work.animal_of(row);
+  if (animal == 0) return;
+  const List<Design_cell>& cells = model.design_rows(row);
+  for (int k = work.prefix_cells(animal) + 1; k <= cells.size(); ++k) {
+    const Design_cell& cell = cells(k);
+    if (cell.varying == 0) {
+      to.sbeta(cell.col) += cell.value * adjoint;
+      continue;
+    }
+    to.sbeta(cell.col) += work.design.cells(cell.varying) * adjoint;
+    if (work.functions != nullptr)
+      add_to_result(work.functions->design.cells(cell.varying), adjoint * work.sbeta(cell.col));
+  }
 }
 
 /// Gives a link to every real parameter that stands in a matrix of parameter q.
@@ -173,7 +273,7 @@ void override_link(Job& job, int q, Link link) {
 }  // namespace
 
 template <class Real>
-void prepare(Job& job, Real_work<Real>& work) {
+void prepare(Job& job, Real_work<Real>& work, bool slopes) {
   const Model_arrays& model = job.model;
   work.begin_stamps(++job.model.real_works);
   work.fault.clear();
@@ -184,37 +284,57 @@ void prepare(Job& job, Real_work<Real>& work) {
   work.sbeta.assign(model.ncovs, Real(0.0));
   work.linear.assign(model.nlogit, Real(0.0));
   work.parm.assign(model.nlogit, Real(0.0));
+  work.slope.assign(slopes ? model.nlogit : 0, Real(0.0));
 
   work.prefix.assign(model.dmicrows.size(), Real(0.0));
   work.prefix_cells.clear();
+  work.animal_of.assign(model.nlogit, 0);
   for (int row : model.dmicrows) {
     const List<Design_cell>& cells = model.design_rows(row);
     const auto first =
         std::find_if(cells.begin(), cells.end(), [](const Design_cell& cell) { return cell.varying > 0; });
     work.prefix_cells.push_back(static_cast<int>(first - cells.begin()));
+    work.animal_of(row) = work.prefix_cells.size();
   }
 
   find_sets(model, work.link_sets, work.set_of);
   work.exp_sum.assign(work.link_sets.size(), Real(0.0));
   work.fixed_sum.assign(work.link_sets.size(), 0.0);
-  find_animal_pass(model, work.link_sets, work.set_of, work.animal);
-  work.all = {};
-  for (int s = 1; s <= work.link_sets.size(); ++s) work.all.sets.push_back(s);
-  for (int i = 1; i <= model.nlogit; ++i) work.all.rows.push_back(i);
-  for (int j = 1; j <= model.nfixed(); ++j) work.all.fixed.push_back(j);
+  List<int> every_row;
+  for (int i = 1; i <= model.nlogit; ++i) every_row.push_back(i);
+  work.animal = pass_of_rows(model, work, model.dmicrows);
+  List<char> in_animal_pass(model.nlogit, 0);
+  for (const int row : work.animal.rows) in_animal_pass(row) = 1;
+  List<int> others;
+  for (int i = 1; i <= model.nlogit; ++i)
+    if (!in_animal_pass(i)) others.push_back(i);
+  work.shared = pass_of_rows(model, work, others);
+  work.all = pass_of_rows(model, work, every_row);
   prepare(job, work.design);
+
+  work.functions.reset();
+  if constexpr (has_traces<Real>) {
+    if (!slopes || !holds_betas(model.functions)) return;
+    work.functions = std::make_unique<Traced_functions<Real>>();
+    const std::size_t betas = static_cast<std::size_t>(estimated_betas(model));
+    work.functions->trace.begin(betas);
+    work.functions->xbeta.resize(betas);
+    prepare(job, work.functions->design);
+  }
 }
 
 template <class Real>
 void tranlg(const Job& job, int hist, std::span<const Real> xbeta, Real_work<Real>& work, int newbeta,
-            int allrows, const double* other_values) {
+            int allrows, const double* other_values, const Link_pass* own) {
   const Model_arrays& model = job.model;
+  const bool everything = newbeta == 1 || allrows != 0;
+  const Link_pass& pass = everything ? work.all : own != nullptr ? *own : work.animal;
   if (!model.varying_cells.empty()) {
-    const char* fault = updatedm(job, hist, xbeta, work.design, other_values);
+    const char* fault =
+        update_cells<Real>(job, hist, xbeta, work, other_values, everything ? nullptr : &pass.cells);
     if (fault != nullptr && work.fault.empty()) work.fault = fault;
   }
   const View<const Real> estimated(xbeta);
-  const bool everything = newbeta == 1 || allrows != 0;
   if (everything) {
     for (int i = 1; i <= model.ncovs_nlbetas; ++i)
       if (model.bindex(i) > 0) work.beta(i) = estimated(model.bindex(i));
@@ -222,13 +342,86 @@ void tranlg(const Job& job, int hist, std::span<const Real> xbeta, Real_work<Rea
     all_linear_predictors(model, work);
   } else {
     if (model.dmicrows.empty()) return;
-    animal_linear_predictors(model, work);
+    animal_linear_predictors(model, pass, work);
   }
   work.changed();
-  const Link_pass& pass = everything ? work.all : work.animal;
   for (int set : pass.sets) add_up_set(job, set, work);
-  for (int row : pass.rows) finish_row(model, row, work);
+  const auto finish_rows = [&](auto sloped) {
+    for (int row : pass.rows) finish_row<sloped()>(model, row, work);
+  };
+  if constexpr (has_traces<Real>)
+    work.slope.empty() ? finish_rows(std::false_type()) : finish_rows(std::true_type());
+  else
+    finish_rows(std::false_type());
   for (int j : pass.fixed) work.parm(model.fixdex(j)) = model.fixval(j);
+}
+
+template <class Real>
+Link_pass part_of_animal_pass(const Job& job, const Real_work<Real>& work, const List<int>& rows) {
+  List<char> wanted(job.model.nlogit, 0);
+  for (const int row : rows) wanted(row) = 1;
+  List<int> own;
+  for (const int row : work.animal.rows)
+    if (wanted(row)) own.push_back(row);
+  return pass_of_rows(job.model, work, own);
+}
+
+template <class T>
+void Real_adjoints<T>::begin(const Job& job, bool by_record) {
+  const Model_arrays& model = job.model;
+  parm.assign(model.nlogit, T(0.0));
+  // Without covariates all real parameters wait until the end.
+  linear.assign(by_record ? model.nlogit : 0, T(0.0));
+  sbeta.assign(by_record ? model.ncovs : 0, T(0.0));
+  xbeta.assign(by_record && holds_betas(model.functions) ? estimated_betas(model) : 0, T(0.0));
+}
+
+template <class T>
+void Real_adjoints<T>::add(const Real_adjoints& other) {
+  const auto add_list = [](List<T>& to, const List<T>& from) {
+    for (int k = 1; k <= from.size(); ++k) to(k) += from(k);
+  };
+  add_list(parm, other.parm);
+  add_list(linear, other.linear);
+  add_list(sbeta, other.sbeta);
+  add_list(xbeta, other.xbeta);
+}
+
+template <class T>
+void links_back(const Job& job, const Link_pass& pass, Real_work<T>& work, Real_adjoints<T>& to) {
+  const Model_arrays& model = job.model;
+  for (const int j : pass.fixed) to.parm(model.fixdex(j)) = 0.0;
+  for (const int set : pass.sets) set_back(model, set, work, to);
+  for (const int row : pass.rows) {
+    T& adjoint = to.parm(row);
+    if (is_nothing(adjoint)) continue;
+    predictor_back(model, row, work.set_of(row) > 0 ? adjoint : T(adjoint * work.slope(row)), work, to);
+    adjoint = 0.0;
+  }
+  if (work.functions != nullptr) work.functions->trace.walk_kept_back();
+}
+
+template <class T>
+void functions_back(Real_work<T>& work, Real_adjoints<T>& to) {
+  if (work.functions == nullptr) return;
+  for (int k = 1; k <= to.xbeta.size(); ++k)
+    to.xbeta(k) += work.functions->trace.take_adjoint(static_cast<std::size_t>(k) - 1);
+}
+
+template <class T>
+void betas_back(const Job& job, const Real_work<T>& work, Real_adjoints<T>& from, std::span<T> gradient) {
+  const Model_arrays& model = job.model;
+  for (int row = 1; row <= model.nlogit; ++row) {
+    const List<Design_cell>& cells = model.design_rows(row);
+    const int animal = work.animal_of(row);
+    const int shared = animal > 0 ? work.prefix_cells(animal) : cells.size();
+    for (int k = 1; k <= shared; ++k) from.sbeta(cells(k).col) += cells(k).value * from.linear(row);
+  }
+  for (std::size_t k = 0; k < gradient.size(); ++k)
+    gradient[k] = from.xbeta.empty() ? T(0.0) : from.xbeta(static_cast<int>(k) + 1);
+  for (int i = 1; i <= model.ncovs; ++i)
+    if (const int position = model.bindex(i); position > 0)
+      gradient[static_cast<std::size_t>(position) - 1] += from.sbeta(i) * model.scalefactor(i);
 }
 
 Beta_rows rows_of_beta(const Job& job, const Real_work<double>& work, int beta) {
@@ -279,7 +472,7 @@ void shift_beta(const Job& job, Real_work<double>& work, const Beta_rows& rows, 
     work.linear(row) = sum;
   }
   for (int set : rows.animal.sets) add_up_set(job, set, work);
-  for (int row : rows.animal.rows) finish_row(model, row, work);
+  for (int row : rows.animal.rows) finish_row<false>(model, row, work);
   for (int j : rows.animal.fixed) work.parm(model.fixdex(j)) = model.fixval(j);
   work.changed();
 }
@@ -298,11 +491,20 @@ void exchange_reals(Real_work<double>& work, std::span<Placed_real> rows) {
 }
 
 #define TARN_LINK_INSTANCE(type, name)                                                           \
-  template void prepare<type>(Job&, Real_work<type>&);                                           \
+  template void prepare<type>(Job&, Real_work<type>&, bool);                                     \
   template void tranlg<type>(const Job&, int, std::span<const type>, Real_work<type>&, int, int, \
-                             const double*);
+                             const double*, const Link_pass*);                                   \
+  template Link_pass part_of_animal_pass<type>(const Job&, const Real_work<type>&, const List<int>&);
 TARN_LINK_SCALARS(TARN_LINK_INSTANCE)
 #undef TARN_LINK_INSTANCE
+
+#define TARN_BACK_INSTANCE(type, name)                                                                  \
+  template struct Real_adjoints<type>;                                                                  \
+  template void links_back<type>(const Job&, const Link_pass&, Real_work<type>&, Real_adjoints<type>&); \
+  template void functions_back<type>(Real_work<type>&, Real_adjoints<type>&);                           \
+  template void betas_back<type>(const Job&, const Real_work<type>&, Real_adjoints<type>&, std::span<type>);
+TARN_BASE_SCALARS(TARN_BACK_INSTANCE)
+#undef TARN_BACK_INSTANCE
 
 void find_fixed_members(Job& job) {
   Model_arrays& model = job.model;

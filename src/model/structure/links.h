@@ -2,11 +2,13 @@
 // From betas to real parameters: the twelve link functions and `tranlg`.
 
 #include <cstdint>
+#include <memory>
 #include <span>
 #include <string>
 #include <vector>
 
 #include "model/structure/design.h"
+#include "numerics/scalars.h"
 
 namespace tarn {
 
@@ -15,11 +17,21 @@ struct Link_set {
   int first = 0, last = 0;
 };
 
-/// Which real parameters a pass of `tranlg` gives: all of them, or those that depend on the animal.
+/// Which real parameters a pass of `tranlg` gives: all of them, or some that depend on the animal.
 struct Link_pass {
-  List<int> sets;   ///< multinomial sets to add up
-  List<int> rows;   ///< real parameters to finish
-  List<int> fixed;  ///< positions in `fixdex` to apply
+  List<int> cells;    ///< varying cells to find the values of, but for those of functions
+  List<int> animals;  ///< positions in `dmicrows` whose linear predictors are to be formed
+  List<int> sets;     ///< multinomial sets to add up
+  List<int> rows;     ///< real parameters to finish
+  List<int> fixed;    ///< positions in `fixdex` to apply
+};
+
+/// Design functions that hold betas, with the trace of what they are made of.
+template <class T>
+struct Traced_functions {
+  Trace<T> trace;  ///< one leaf for each beta of the optimizer's vector
+  std::vector<Traced<T>> xbeta;
+  Design_work<Traced<T>> design;
 };
 
 /// One thread's real parameters: linear predictors kept, finished values, design cells that vary with the
@@ -34,12 +46,16 @@ struct Real_work {
   List<int> prefix_cells;  ///< per animal row: how many cells that sum holds
   List<Real> linear;       ///< linear predictor of each real parameter
   List<Real> parm;         ///< finished value of each real parameter
+  /// Of a real parameter outside the sets: derivative by its linear predictor. Empty unless asked for.
+  List<Real> slope;
   List<Real> exp_sum;      ///< per set: `expparm` of its members
   List<double> fixed_sum;  ///< per set: `fixparm` of its members
   List<Link_set> link_sets;
-  List<int> set_of;  ///< per real parameter: its set, 0 if none
-  Link_pass all, animal;
+  List<int> set_of;               ///< per real parameter: its set, 0 if none
+  List<int> animal_of;            ///< per real parameter: its position in `dmicrows`, 0 if none
+  Link_pass all, animal, shared;  ///< `shared`: what does not depend on the animal
   Design_work<Real> design;
+  std::unique_ptr<Traced_functions<Real>> functions;  ///< with slopes, where a design function holds a beta
 
   /// The finished values, as cell routines see them.
   Reals<Real> reals() const { return {parm.data(), stamp_}; }
@@ -56,18 +72,47 @@ struct Real_work {
 };
 
 /// Sizes the work area for the model and copies the full beta vector (`job.model.beta`, fixed betas in
-/// place). The only place where memory is taken.
+/// place). With `slopes` derivatives can be asked for. The only place where memory is taken.
 template <class Real>
-void prepare(Job& job, Real_work<Real>& work);
+void prepare(Job& job, Real_work<Real>& work, bool slopes = false);
 
 /// Real parameters of record `hist`. A pass with `newbeta` = 1 or `allrows` gives all of them. Any other pass
-/// gives the rows of `dmicrows` and the sets that hold one of them; the rest keep their finished value. Takes
-/// no memory and throws nothing; a fault leaves its text in `work.fault`.
+/// gives the rows of `dmicrows` and the sets that hold one of them, or of these what `own` tells; the rest
+/// keep their finished value. Takes no memory and throws nothing; a fault leaves its text in `work.fault`.
 /// @param xbeta  estimated betas in the optimizer's order, 1 per positive `bindex`
 /// @param other_values  1 to nicovs covariate values in place of the record's; nullptr: the record's own
 template <class Real>
 void tranlg(const Job& job, int hist, std::span<const Real> xbeta, Real_work<Real>& work, int newbeta,
-            int allrows, const double* other_values);
+            int allrows, const double* other_values, const Link_pass* own = nullptr);
+
+/// The part of the animal's pass that gives the real parameters `rows` (ascending).
+template <class Real>
+Link_pass part_of_animal_pass(const Job& job, const Real_work<Real>& work, const List<int>& rows);
+
+/// Derivatives of a result on their way back from real parameters to betas.
+template <class T>
+struct Real_adjoints {
+  List<T> parm;    ///< by real parameters
+  List<T> linear;  ///< by the part of their linear predictors that all animals share
+  List<T> sbeta;   ///< by scaled betas
+  List<T> xbeta;   ///< by estimated betas, past the reals: through design functions
+
+  void begin(const Job& job, bool by_record);
+  void add(const Real_adjoints& other);
+};
+
+/// Takes the derivatives of `to.parm` in the rows of `pass` back through links and sets to those of
+/// `to.linear` and `to.sbeta`; in `work` stand the values that the rows have. They are 0 afterwards.
+template <class T>
+void links_back(const Job& job, const Link_pass& pass, Real_work<T>& work, Real_adjoints<T>& to);
+
+/// Betas in design functions: their part, which has come up to the leaves of the thread's trace.
+template <class T>
+void functions_back(Real_work<T>& work, Real_adjoints<T>& to);
+
+/// From all linear predictors and scaled betas to the optimizer's vector; `gradient` is as long.
+template <class T>
+void betas_back(const Job& job, const Real_work<T>& work, Real_adjoints<T>& from, std::span<T> gradient);
 
 /// What moves when one beta does. Only of models whose design functions do not use NLBETA.
 struct Beta_rows {

@@ -31,11 +31,30 @@ Array2<double> diagonal(const List<double>& values) {
 }
 
 /// All that the rank of a model is made of.
-Rank rank_of(const Job& job, const Array2<double>& information, double largest_gradient) {
+Rank rank_of(const Job& job, const Array2<double>& information, double largest_gradient,
+             double loglik = 0.0) {
   Rank rank = singular_values(information);
-  count_parameters(rank, job.model.numpar, job.status.ratiothresh, largest_gradient);
+  count_parameters(rank, job.model.numpar, job.status.ratiothresh, largest_gradient, loglik);
   order_betas(rank, job.model, information);
   return rank;
+}
+
+TEST(Threshold, is_no_finer_than_the_spacing_of_the_likelihood) {
+  const auto threshold = [](double gradient, double loglik) {
+    Rank rank = singular_values(diagonal({1e4, 10.0, 1.6e-5, 1.5e-5, 1e-9}));
+    count_parameters(rank, 0, 100.0, gradient, loglik);
+    if (rank.threshold) {
+      EXPECT_EQ(rank.npargmaxest, rank.threshold->value < 1e-6 ? 4 : rank.threshold->value < 1.0 ? 3 : 2);
+    }
+    return rank.threshold ? rank.threshold->value : 0.0;
+  };
+  // At 1000 doubles stand 2^-43 apart; over the default step of 2^-26 that is 2^-17, twice that 1.5e-5.
+  for (const double gradient : {0.0, 1e-9, 7e-6})
+    for (const double loglik : {1000.0, -1000.0}) EXPECT_EQ(threshold(gradient, loglik), 0x1p-16);
+  EXPECT_EQ(threshold(1.0, 1000.0), 2.0);
+  // Below 8 the spacing is as good as 0, and the gaps decide.
+  EXPECT_EQ(threshold(0.0, 7.9), 0.0);
+  EXPECT_EQ(threshold(0.0, 8.1), 0x1p-22);
 }
 
 TEST(Gap_method, orders_1_and_2_are_always_full) {

@@ -15,6 +15,7 @@
 #include "likelihood/cells.h"
 #include "likelihood/likelihood_work.h"
 #include "likelihood/set_up.h"
+#include "support/fitted_models.h"
 #include "support/model_builder.h"
 
 namespace tarn {
@@ -170,17 +171,16 @@ TEST(Func, the_same_bits_for_every_number_of_threads) {
     m.finish(1);
     const std::vector<double> x = random_betas(m.job().model.ncovs_nlbetas, 12);
     const double f = m.func(x), penalty = m.value.sumpen;
-    std::vector<double> g(x.size()), other(x.size()), mixed(8), other_mixed(8);
+    std::vector<double> g(x.size()), other(x.size());
     funcg(m.job(), x, g);
-    func_derivatives(m.job(), x, 2, 5, mixed);
+    const std::vector<double> mixed = m.second_derivatives(x, 2);
     for (const int threads : {2, 3, 7, 16}) {
       m.force_threads(threads);
       EXPECT_EQ(std::bit_cast<std::uint64_t>(m.func(x)), std::bit_cast<std::uint64_t>(f)) << threads;
       EXPECT_EQ(m.value.sumpen, penalty);
       EXPECT_EQ(funcg(m.job(), x, other).f, f);
       EXPECT_EQ(other, g);
-      func_derivatives(m.job(), x, 2, 5, other_mixed);
-      EXPECT_EQ(other_mixed, mixed);
+      EXPECT_EQ(m.second_derivatives(x, 2), mixed);
     }
   }
 }
@@ -199,25 +199,27 @@ TEST(Func, the_same_bits_for_every_number_of_threads_with_covariates) {
     const std::vector<double> x = random_betas(11, 22);
     const double f = m.func(x);
     const std::vector<double> parm = m.reals();
-    std::vector<double> mixed(8), other(8);
-    func_derivatives(m.job(), x, 11, 4, mixed);
+    std::vector<double> g(x.size()), other(x.size());
+    funcg(m.job(), x, g);
+    const std::vector<double> mixed = m.second_derivatives(x, 4);
     for (const int threads : {2, 3, 7}) {
       m.force_threads(threads);
       EXPECT_EQ(m.func(x), f);
       EXPECT_EQ(m.reals(), parm);
-      func_derivatives(m.job(), x, 11, 4, other);
-      EXPECT_EQ(other, mixed);
+      EXPECT_EQ(funcg(m.job(), x, other).f, f);
+      EXPECT_EQ(other, g);
+      EXPECT_EQ(m.second_derivatives(x, 4), mixed);
     }
   }
 }
 
-/// f, gradient and second derivatives, wherever the point was before.
-std::vector<double> everything_at(Job& job, const std::vector<double>& x) {
-  std::vector<double> all(x.size()), mixed(8);
-  const double f = funcg(job, x, all).f;
-  func_derivatives(job, x, 1, 2, mixed);
-  all.push_back(f);
-  all.insert(all.end(), mixed.begin(), mixed.end());
+/// f, gradient, second derivatives and moves of single betas, wherever the point was before.
+std::vector<double> everything_at(Model_builder& m, const std::vector<double>& x) {
+  std::vector<double> all(x.size());
+  const double f = funcg(m.job(), x, all).f;
+  for (const std::vector<double>& more :
+       {std::vector<double>{f}, m.second_derivatives(x, 1), m.objectives(x, {{1, 0.2}, {6, -0.4}})})
+    all.insert(all.end(), more.begin(), more.end());
   return all;
 }
 
@@ -239,7 +241,7 @@ TEST(Func, a_renewed_likelihood_is_that_of_a_new_set_up) {
       m.cell(3, 11, 1.0);
     m.finish(2);
     Job& job = m.job();
-    const std::vector<double> before = everything_at(job, random_betas(11, 72));
+    const std::vector<double> before = everything_at(m, random_betas(11, 72));
     const Cell_classes* const classes = &cell_classes(job);
     // The scale of a column, a link, and the betas that are estimated.
     job.model.scalefactor(2) = 0.5;
@@ -248,12 +250,35 @@ TEST(Func, a_renewed_likelihood_is_that_of_a_new_set_up) {
     for (int i = 4; i <= 11; ++i) job.model.bindex(i) = i == 4 ? 0 : i - 1;
     const std::vector<double> x = random_betas(10, 72);
     renew_likelihood(job);
-    const std::vector<double> renewed = everything_at(job, x);
+    const std::vector<double> renewed = everything_at(m, x);
     EXPECT_EQ(&cell_classes(job), classes) << "what follows from the data is kept";
     set_up_likelihood(job);
-    EXPECT_EQ(everything_at(job, x), renewed);
+    EXPECT_EQ(everything_at(m, x), renewed);
     EXPECT_NE(renewed.back(), before.back());
   }
+}
+
+TEST(Func, a_renewed_likelihood_keeps_what_the_data_say) {
+  for (const int type : types_with_a_routine())
+    for (const int threads : {1, 2}) {
+      SCOPED_TRACE("type " + std::to_string(type));
+      Model_builder m = fitted_model(type, draw_animals(type, 8, {}, 74), {});
+      m.set_threads(threads);
+      const std::vector<double> x = moderate_betas(m, 75);
+      const double f = m.func(x);
+      Likelihood_work* work = m.job().model.likelihood.get();
+      work->readable.front() = 2;  // a mark of our own
+      const std::vector<char> readable = work->readable;
+      const Closed_form closed_form = work->closed_form;
+      const bool serial_penalty = work->serial_penalty;
+      renew_likelihood(m.job());
+      work = m.job().model.likelihood.get();
+      EXPECT_EQ(work->readable, readable);
+      EXPECT_EQ(work->closed_form, closed_form);
+      EXPECT_EQ(work->serial_penalty, serial_penalty);
+      EXPECT_EQ(static_cast<int>(work->plain.size()), threads);
+      EXPECT_EQ(m.func(x), f);
+    }
 }
 
 TEST(Func, a_likelihood_is_set_up_anew_when_reals_begin_to_depend_on_the_record) {
@@ -390,8 +415,8 @@ TEST(Funcg, forward_and_central_differences) {
   const std::vector<double> x = random_betas(16, 19);
   std::vector<double> g(16);
   const double f = m.func(x);
+  const double d = m.job().status.deltax = 2e-8;
   EXPECT_EQ(funcg(m.job(), x, g).f, f);
-  const double d = m.job().status.deltax;
   for (std::size_t i = 0; i < 16; ++i) {
     std::vector<double> y = x;
     const double h = d * (std::abs(x[i]) + 1.0);

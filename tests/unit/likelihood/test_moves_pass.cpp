@@ -45,6 +45,7 @@ TEST_P(Gradient_pass, is_what_funcg_differentiates) {
   for (const int central : {0, 1}) {
     Model_builder m = random_model(GetParam(), 60, 11);
     m.job().model.centfd = central;
+    m.job().status.deltax = 2e-8;
     const std::vector<double> x(static_cast<std::size_t>(m.betas()), -0.1);
     std::vector<double> g(x.size());
     const double f = funcg(m.job(), x, g).f;

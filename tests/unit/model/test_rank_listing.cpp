@@ -33,7 +33,7 @@ Array2<double> diagonal(const List<double>& values) {
 Rank report_rank(Job& job, const Array2<double>& information, double largest_gradient) {
   Rank rank = singular_values(information);
   write_singular_values(job, rank);
-  count_parameters(rank, job.model.numpar, job.status.ratiothresh, largest_gradient);
+  count_parameters(rank, job.model.numpar, job.status.ratiothresh, largest_gradient, 0.0);
   write_counts_of_parameters(job, rank);
   order_betas(rank, job.model, information);
   write_order_of_betas(job, rank);

@@ -6,7 +6,8 @@
 #include <limits>
 
 #include "model/design_matrix_funcs_module.h"
-#include "numerics/derivative.h"
+#include "numerics/scalars.h"
+#include "support/traced.h"
 #include "unit/model_structure/model_job.h"
 
 namespace tarn {
@@ -261,13 +262,18 @@ TEST(Design_functions, nlbeta_carries_derivatives) {
   Covariate_job t;
   t.read_design("design matrix constraints=1 covariates=1 nlbetas=1; power(nlbeta(1),age);");
   t.set_up();
-  Design_work<Derivative> work;
-  prepare(t.job, work);
-  const std::vector<Derivative> xbeta{Derivative(0.5), Derivative::variable(2.0, true, 1u)};
-  EXPECT_EQ(updatedm<Derivative>(t.job, 1, xbeta, work, nullptr), nullptr);
-  EXPECT_DOUBLE_EQ(work.cells(1).v, 8.0);
-  EXPECT_DOUBLE_EQ(work.cells(1).a, 12.0);
-  EXPECT_DOUBLE_EQ(work.cells(1).ab[0], 12.0);
+  const auto power = [&t](const auto& xbeta) {
+    using X = std::decay_t<decltype(xbeta[0])>;
+    Design_work<X> work;
+    prepare(t.job, work);
+    EXPECT_EQ(updatedm<X>(t.job, 1, xbeta, work, nullptr), nullptr);
+    return X(work.cells(1));
+  };
+  const Second_order cell = second_order(power, {0.5, 2.0});
+  EXPECT_DOUBLE_EQ(cell.value, 8.0);
+  EXPECT_EQ(cell.gradient[0], 0.0);
+  EXPECT_DOUBLE_EQ(cell.gradient[1], 12.0);
+  EXPECT_DOUBLE_EQ(cell.second[1][1], 12.0);
 }
 
 TEST(Design_functions, other_values_take_the_place_of_the_record) {

@@ -6,7 +6,7 @@
 #include <limits>
 #include <numbers>
 
-#include "numerics/derivative.h"
+#include "numerics/scalars.h"
 #include "unit/model_structure/model_job.h"
 
 namespace tarn {
@@ -349,6 +349,13 @@ TEST(Tranlg, fixed_betas_keep_their_value) {
   EXPECT_EQ(work.parm(1), 10.5);
 }
 
+/// The variable of direction 0.
+Dual along(double value) {
+  Dual x = value;
+  x.b[0] = 1.0;
+  return x;
+}
+
 TEST(Tranlg, derivatives_agree_with_the_table) {
   for (const Link link : {Link::logit, Link::loglog, Link::cloglog, Link::sin, Link::log, Link::identity,
                           Link::absolute, Link::cauchy}) {
@@ -357,23 +364,24 @@ TEST(Tranlg, derivatives_agree_with_the_table) {
     t.read_design("design matrix constraints=1 covariates=1 identity;");
     t.set_up();
     setlink(t.job);
-    Real_work<Derivative> work;
-    prepare(t.job, work);
-    const std::vector<Derivative> beta{Derivative::variable(0.4, true, 1u)};
-    tranlg<Derivative>(t.job, 1, beta, work, 1, 0, nullptr);
-    EXPECT_NEAR(work.parm(1).a, link_derivative(t.job, link, work.parm(1).v), 1e-14) << link_name(link);
+    const std::vector<Dual> beta{along(0.4)};
+    Real_work<Dual> work;
+    prepare(t.job, work, true);
+    tranlg<Dual>(t.job, 1, beta, work, 1, 0, nullptr);
+    EXPECT_NEAR(work.parm(1).b[0], link_derivative(t.job, link, work.parm(1).v), 1e-14) << link_name(link);
+    EXPECT_NEAR(work.slope(1).v, work.parm(1).b[0], 1e-15) << link_name(link);
   }
 }
 
 TEST(Tranlg, derivatives_of_a_set_and_of_an_animal_pass) {
   Animal_job t;
   const std::vector<double> at{0.3, -0.7, 0.9, 0.2};
-  Real_work<Derivative> work;
+  Real_work<Dual> work;
   prepare(t.job, work);
-  std::vector<Derivative> beta;
-  for (std::size_t i = 0; i < at.size(); ++i) beta.push_back(Derivative::variable(at[i], i == 2, 1u << i));
-  tranlg<Derivative>(t.job, 1, beta, work, 1, 0, nullptr);
-  tranlg<Derivative>(t.job, 2, beta, work, 0, 0, nullptr);
+  std::vector<Dual> beta(at.begin(), at.end());
+  beta[2] = along(at[2]);
+  tranlg<Dual>(t.job, 1, beta, work, 1, 0, nullptr);
+  tranlg<Dual>(t.job, 2, beta, work, 0, 0, nullptr);
 
   const double step = 1e-5;
   Real_work<double> up, down;
@@ -386,7 +394,7 @@ TEST(Tranlg, derivatives_of_a_set_and_of_an_animal_pass) {
   tranlg<double>(t.job, 2, x, down, 1, 0, nullptr);
   for (int i = 1; i <= work.parm.size(); ++i)
     // A central difference of this step is good to about 1e-10 for values near 1.
-    EXPECT_NEAR(work.parm(i).a, (up.parm(i) - down.parm(i)) / (2.0 * step), 1e-8) << i;
+    EXPECT_NEAR(work.parm(i).b[0], (up.parm(i) - down.parm(i)) / (2.0 * step), 1e-8) << i;
 }
 
 TEST(Link_derivative, other_codes_are_fatal) {
