@@ -1,5 +1,6 @@
 #include "data/records.h"
 
+#include <array>
 #include <cmath>
 #include <string>
 
@@ -24,23 +25,36 @@ History history_in_work(const Job& job) { return {job.data.ehist.data(), job.sta
 /// Cells of the history into `ehist`; in the live form the second character is "0".
 void take_cells(Job& job, int n, const Datatype& row, const std::string& typed) {
   const std::size_t noccas = static_cast<std::size_t>(job.status.noccas);
-  const std::string length_fault = " is not the correct length of " + adjustfmt(job.status.noccas) + ".";
+  const auto wrong_length = [&](std::string_view more = {}) {
+    record_fault(job, n,
+                 " is not the correct length of " + adjustfmt(job.status.noccas) + "." + std::string(more));
+  };
   constexpr std::string_view too_short =
       " Encounter history was too short for the number of occasions specified.";
   std::string& ehist = job.data.ehist;
   if (row.live) {
-    if (typed.size() < noccas) record_fault(job, n, length_fault + std::string(too_short));
-    if (typed.size() > noccas) record_fault(job, n, length_fault);
+    if (typed.size() < noccas) wrong_length(too_short);
+    if (typed.size() > noccas) wrong_length();
     for (std::size_t o = 0; o < noccas; ++o) ehist[2 * o] = typed[o], ehist[2 * o + 1] = '0';
   } else {
-    if (typed.size() < 2 * noccas) record_fault(job, n, length_fault + std::string(too_short));
+    if (typed.size() < 2 * noccas) wrong_length(too_short);
     ehist.assign(typed, 0, 2 * noccas);
   }
 }
 
+/// Place of the first character that is none of `alphabet`.
+std::size_t first_foreign(std::string_view typed, std::string_view alphabet) {
+  std::array<bool, 256> known{};
+  const auto code = [](char c) { return static_cast<std::size_t>(static_cast<unsigned char>(c)); };
+  for (const char c : alphabet) known[code(c)] = true;
+  for (std::size_t o = 0; o < typed.size(); ++o)
+    if (!known[code(typed[o])]) return o;
+  return std::string_view::npos;
+}
+
 bool alphabet_holds(Job& job, int n, std::string_view typed) {
   const std::string_view strata = trimmed(job.data.strata);
-  const std::size_t foreign = typed.find_first_not_of(strata);
+  const std::size_t foreign = first_foreign(typed, strata);
   if (foreign == std::string_view::npos) return true;
   put_record_number(job, n);
   linchk(job, 2);

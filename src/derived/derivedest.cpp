@@ -94,10 +94,9 @@ Reals<double> Derived_frame::reals_of_record(int i, std::span<const double> x, b
 }
 
 int Derived_frame::number(int q, int a, int b, int g, int row, int column) {
-  Pim_fault fault;
-  const int found =
-      Checked_pim(job, {.parameter = q, .index2 = a, .index3 = b, .group = g}, fault)(row, column);
-  if (fault.found) error(job, words_of(job, fault));
+  Pim_report report;
+  const int found = Checked_pim(job, {q, a, b, g}, report)(row, column);
+  if (report.fault.found) error(job, words_of(job, report.fault));
   return found;
 }
 

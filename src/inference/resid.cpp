@@ -81,7 +81,7 @@ class Residuals {
       kind.seen(g, k) += prob;
       add_cell(static_cast<double>(counts(g)), prob * total(kind, k, g));
     }
-    line_(history_text(i), row_);
+    if (line_) line_(history_text(i), row_);
   }
 
   /// The cell of the cohort's histories that no animal showed.
@@ -95,7 +95,7 @@ class Residuals {
       row_.push_back({0.0, expected});
     }
     const int characters = (job_.status.liveeh != 0 ? 1 : 2) * job_.status.noccas;
-    if (animals > 0.0) line_(std::string(static_cast<std::size_t>(characters), ' '), row_);
+    if (animals > 0.0 && line_) line_(std::string(static_cast<std::size_t>(characters), ' '), row_);
   }
 
   void add_cell(double observed, double expected) {

@@ -20,7 +20,8 @@ struct Cell_counts {
   double observed, expected;
 };
 
-/// Takes the counts of one history by group, from 1. Both are gone when it returns.
+/// Takes the counts of one history by group, from 1. Both are gone when it returns. An empty one is not
+/// called.
 using Residual_line = std::function<void(std::string_view history, const List<Cell_counts>& groups)>;
 
 /// Hands out the observed and expected counts of each record, of the released animals and then, where there

@@ -267,7 +267,9 @@ double effective_sample_size(const Job& job) {
     const History history = encounters.history(i);
     const bool animals = job.model.essanimals;
     const double of_released = animals ? 1.0 : opportunities(row, history, false);
-    const double of_lost = animals ? 1.0 : opportunities(row, history, true);
+    const bool any_lost =
+        std::ranges::any_of(encounters.lost_on_capture(i), [](float n) { return n > 0.0f; });
+    const double of_lost = animals || !any_lost ? 1.0 : opportunities(row, history, true);
     for (int g = 1; g <= job.status.ngrps; ++g) {
       const Animals counts = animals_of(encounters, i, g);
       size += of_released * counts.observed + of_lost * counts.lost;

@@ -1,7 +1,7 @@
 #include "likelihood/cell_classes.h"
 
 #include <algorithm>
-#include <map>
+#include <vector>
 
 #include "likelihood/history_sum.h"
 #include "likelihood/likelihood_work.h"
@@ -26,9 +26,8 @@ Cell_classes::Cell_classes(Job& job) {
   for (const double size : sizes_of_reals) reals.emplace_back(std::max(nlogit, 1), Reach(size));
 
   Cell_work<Reach> cell(job, work.setting);
-  std::vector<int> reached;
-  cell.pim_fault.reached = &reached;
-  std::map<std::vector<int>, int> numbers;
+  Number_set reached(nlogit);
+  cell.pim_report.reached = &reached;
   const auto class_of = [&](int i, int j, int lost) {
     reached.clear();
     Ch_result<Reach> result;
@@ -36,14 +35,7 @@ Cell_classes::Cell_classes(Job& job) {
       cell.begin();
       routine(job, result, table.history(i), i, j, lost, Reals<Reach>(values.data()), cell);
     }
-    std::sort(reached.begin(), reached.end());
-    reached.erase(std::unique(reached.begin(), reached.end()), reached.end());
-    const auto [place, is_new] = numbers.emplace(reached, count() + 1);
-    if (is_new) {
-      reads_.emplace_back(nlogit, 0);
-      for (const int row : reached) reads_.back()(row) = 1;
-    }
-    return place->second;
+    return reads_.number_of(reached);
   };
   make_work_area(class_, 2, groups, records);
   for (int i = 1; i <= records; ++i)
@@ -51,6 +43,33 @@ Cell_classes::Cell_classes(Job& job) {
       if (table.observed_of(i)[j - 1] > 0.0F) class_(1, j, i) = class_of(i, j, 0);
       if (table.lost_of(i)[j - 1] > 0.0F) class_(2, j, i) = class_of(i, j, 1);
     }
+}
+
+Reach_sets::Reach_sets(Job& job) {
+  const Cell_classes& classes = cell_classes(job);
+  const int records = job.data.encounters.size();
+  Number_set reached(job.model.nlogit);
+  List<int> own, set_of_class(classes.count(), 0);
+  const auto set_of = [&](const List<int>& of_record) {
+    reached.clear();
+    for (const int c : of_record)
+      for (const int row : classes.rows(c)) reached.insert(row);
+    return reads_.number_of(reached);
+  };
+  set_.reserve(records);
+  for (int i = 1; i <= records; ++i) {
+    own.clear();
+    for (int j = 1; j <= job.status.ngrps; ++j)
+      for (const int lost : {0, 1})
+        if (const int c = classes.of(i, j, lost); c > 0) own.push_back(c);
+    if (own.size() != 1) {
+      set_.push_back(set_of(own));
+      continue;
+    }
+    int& set = set_of_class(own(1));
+    if (set == 0) set = set_of(own);
+    set_.push_back(set);
+  }
 }
 
 Cells_by_class::Cells_by_class(Job& job) {
@@ -99,6 +118,12 @@ const Moved_classes& moved_classes(Job& job) {
   Likelihood_work& work = *job.model.likelihood;
   if (work.moved == nullptr) work.moved = std::make_unique<Moved_classes>(job);
   return *work.moved;
+}
+
+const Reach_sets& reach_sets(Job& job) {
+  Likelihood_work& work = *job.model.likelihood;
+  if (work.reach_sets == nullptr) work.reach_sets = std::make_unique<Reach_sets>(job);
+  return *work.reach_sets;
 }
 
 const Cell_classes& cell_classes(Job& job) {

@@ -1,10 +1,13 @@
 #pragma once
 // Which real parameters the cell of a record reads.
 
+#include <algorithm>
+
 #include "job/job.h"
 #include "model/structure/links.h"
 #include "numerics/array.h"
 #include "numerics/list.h"
+#include "numerics/number_sets.h"
 
 namespace tarn {
 
@@ -15,16 +18,34 @@ class Cell_classes {
   /// out at one of them it reads at another.
   explicit Cell_classes(Job& job);
 
-  int count() const { return reads_.size(); }
+  int count() const { return reads_.count(); }
   /// Class (from 1) of record i, group j; `lost` 0 for the released animals, 1 for those lost on capture. 0
   /// where the count is 0.
   int of(int i, int j, int lost) const { return class_(lost + 1, j, i); }
-  /// Whether the cells of class c read real parameter `row`.
-  bool reads(int c, int row) const { return reads_(c)(row) != 0; }
+  /// The real parameters that the cells of class c read, ascending.
+  const List<int>& rows(int c) const { return reads_.members(c); }
+  /// Whether they read real parameter `row`.
+  bool reads(int c, int row) const { return std::binary_search(rows(c).begin(), rows(c).end(), row); }
 
  private:
-  Array3<int> class_;       ///< released or lost, group, record
-  List<List<char>> reads_;  ///< by class, then real parameter
+  Array3<int> class_;  ///< released or lost, group, record
+  Number_sets reads_;  ///< by class
+};
+
+/// Records whose cells with a count, all together, read the same real parameters.
+class Reach_sets {
+ public:
+  explicit Reach_sets(Job& job);
+
+  int count() const { return reads_.count(); }
+  /// Set (from 1) of record i; that of a record without a count is empty.
+  int of(int i) const { return set_(i); }
+  /// The real parameters of set k, ascending.
+  const List<int>& rows(int k) const { return reads_.members(k); }
+
+ private:
+  List<int> set_;  ///< by record
+  Number_sets reads_;
 };
 
 /// A cell with a count.
@@ -69,5 +90,6 @@ bool rows_of_betas_known(const Job& job);
 /// The tables of the model in hand, made at the first call.
 const Cell_classes& cell_classes(Job& job);
 const Moved_classes& moved_classes(Job& job);
+const Reach_sets& reach_sets(Job& job);
 
 }  // namespace tarn

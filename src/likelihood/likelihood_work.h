@@ -104,10 +104,15 @@ struct Likelihood_work {
   std::vector<Dual> rows;                 ///< what it gives
   std::unique_ptr<Cell_classes> classes;  ///< made when first asked for
   std::unique_ptr<Moved_classes> moved;
+  std::unique_ptr<Reach_sets> reach_sets;
   std::unique_ptr<Likelihood_point> point;  ///< see likelihood_point.h
 
-  /// The real parameters that the cells of record i need.
-  const Link_pass& pass_of_record(int) const { return plain[0]->reals.animal; }
+  /// Where reals depend on the record: what gives those that its cells read, by reach set. Empty when there
+  /// are too many sets to be worth their memory.
+  List<Link_pass> passes_of_sets;
+  const Link_pass& pass_of_record(int i) const {
+    return passes_of_sets.empty() ? plain[0]->reals.animal : passes_of_sets(reach_sets->of(i));
+  }
 
   template <class Real>
   auto& areas() {

@@ -1,6 +1,9 @@
 // What is done once for a model, before its likelihood is evaluated.
 
+#include "likelihood/set_up.h"
+
 #include <algorithm>
+#include <cassert>
 #include <new>
 
 #include "data/catalogue/available.h"
@@ -79,29 +82,28 @@ bool dry_run(Job& job, Likelihood_work& work, Cell_routine<Reach> routine) {
   Ch_result<Reach> result;
   const auto reads_well = [&](int i, int j, int lost) {
     cell.begin();
-    cell.pim_fault = {};
+    cell.pim_report = {};
     routine(job, result, table.history(i), i, j, lost, parm, cell);
-    return !cell.pim_fault.found;
+    return !cell.pim_report.fault.found;
   };
   work.readable.assign(static_cast<std::size_t>(records) * table.groups, 1);
   for (int i = 1; i <= records; ++i) {
     for (int j = 1; j <= groups; ++j) {
       const bool lost = table.lost_of(i)[j - 1] > 0.0F, observed = table.observed_of(i)[j - 1] > 0.0F;
-      if (lost && !reads_well(i, j, 1)) error(job, words_of(job, cell.pim_fault));
+      if (lost && !reads_well(i, j, 1)) error(job, words_of(job, cell.pim_report.fault));
       if (reads_well(i, j, 0)) continue;
-      if (observed) error(job, words_of(job, cell.pim_fault));
+      if (observed) error(job, words_of(job, cell.pim_report.fault));
       work.readable[static_cast<std::size_t>(i - 1) * table.groups + static_cast<std::size_t>(j - 1)] = 0;
     }
   }
   if (work.closed_form != Closed_form::none) {
     const std::vector<char> varying = rows_by_record(job.model);
     cell.begin();
-    cell.pim_fault = {};
-    std::vector<int> reached;
-    cell.pim_fault.reached = &reached;
+    Number_set reached(job.model.nlogit);
+    cell.pim_report = {.fault = {}, .reached = &reached};
     closed_terms(job, work.closed_form, parm, cell);
-    if (cell.pim_fault.found) error(job, words_of(job, cell.pim_fault));
-    return std::any_of(reached.begin(), reached.end(),
+    if (cell.pim_report.fault.found) error(job, words_of(job, cell.pim_report.fault));
+    return std::any_of(reached.members().begin(), reached.members().end(),
                        [&varying](int row) { return varying[static_cast<std::size_t>(row) - 1] != 0; });
   }
   return false;
@@ -131,6 +133,22 @@ TARN_INSTANCE(double, plain)
 TARN_TRACED_SCALARS(TARN_INSTANCE)
 #undef TARN_INSTANCE
 
+namespace {
+
+/// What depends on links and design.
+void prepare_threads(Job& job, Likelihood_work& work) {
+  make_areas(job, work, std::max(job.status.num_threads, 1), work.plain);
+  work.passes_of_sets.clear();
+  if (!work.by_record) return;
+  constexpr int most_sets = 1000;
+  const Reach_sets& sets = reach_sets(job);
+  if (sets.count() > most_sets) return;
+  for (int k = 1; k <= sets.count(); ++k)
+    work.passes_of_sets.push_back(part_of_animal_pass(job, work.plain[0]->reals, sets.rows(k)));
+}
+
+}  // namespace
+
 void set_up_likelihood(Job& job) {
   Model_arrays& model = job.model;
   model.likelihood.reset();
@@ -159,8 +177,20 @@ void set_up_likelihood(Job& job) {
   }
   warn_of_closed_layer(job, closed_term_by_record);
 
-  make_areas(job, *work, std::max(job.status.num_threads, 1), work->plain);
   model.likelihood = std::move(work);
+  prepare_threads(job, *model.likelihood);
+}
+
+void renew_likelihood(Job& job) {
+  assert(job.model.likelihood != nullptr);
+  Likelihood_work& work = *job.model.likelihood;
+  if (reals_depend_on_record(job.model) != work.by_record) return set_up_likelihood(job);
+  work.point.reset();
+  work.moved.reset();
+  work.traced = {};
+  work.traced_dual = {};
+  work.plain.clear();
+  prepare_threads(job, work);
 }
 
 }  // namespace tarn

@@ -61,19 +61,31 @@ template <class Real>
 using Cell_routine = void (*)(const Job&, Ch_result<Real>& result, History histry, int i, int j, int lost,
                               const Reals<Real>& parm, Cell_work<Real>& work);
 
-/// One parameter index matrix. Cells left of a row's start do not exist; a cell without a number holds 0.
+/// Which cells a parameter index matrix has: all, those from the diagonal on, or blocks of such triangles
+/// below each other.
+enum class Pim_shape { none, square, triang, striang };
+
+/// Their words.
+inline constexpr std::array<std::string_view, 4> pim_shape_names{"None", "SQUARE", "TRIANG", "STRIANG"};
+
+constexpr std::string_view name_of(Pim_shape shape) {
+  return pim_shape_names[static_cast<std::size_t>(shape)];
+}
+
+/// One parameter index matrix. Cells left of a row's start do not exist and hold 0, as does a cell without a
+/// number.
 struct Pim {
   std::string parname, pardescptn;
   int group = 0;
-  std::string shape = "None";  ///< SQUARE, TRIANG, STRIANG or None
+  Pim_shape shape = Pim_shape::none;
   int nrows = 0, ncols = 0, nmix = 0;
   List<int> cells;  ///< nrows x ncols, row by row; 0 where no cell or no number stands
 
   bool given() const { return nrows > 0; }
   /// First column of row r.
   int start(int r) const {
-    if (shape == "TRIANG") return r;
-    if (shape == "STRIANG") return (r - 1) % ncols + 1;
+    if (shape == Pim_shape::triang) return r;
+    if (shape == Pim_shape::striang) return (r - 1) % ncols + 1;
     return 1;
   }
   /// Number of the real parameter in row r, column c; 0 outside the matrix.

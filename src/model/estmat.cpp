@@ -14,6 +14,7 @@
 #include "job/services/template.h"
 #include "job/services/timing.h"
 #include "likelihood/func.h"
+#include "likelihood/set_up.h"
 #include "model/estimate_options.h"
 #include "model/fit.h"
 #include "model/results/debug_report.h"
@@ -58,7 +59,7 @@ List<double> starting_vector(Job& job, int n) {
   Model_arrays& model = job.model;
   choose_start(job, [&job](std::vector<double>& start) {
     Fit_arrays arrays(job, static_cast<int>(start.size()));
-    set_up_likelihood(job);
+    renew_likelihood(job);
     fit(job, {start, arrays.g.span(), arrays.h.span()}, false);
   });
   List<double> x(n);
@@ -201,7 +202,7 @@ bool fit_pass(Job& job, Previous_fit& previous, Fitted_model& record) {
   const int n = estimated_betas(job.model);
   List<double> x = starting_vector(job, n);
   Fit_arrays arrays(job, n);
-  set_up_likelihood(job);
+  renew_likelihood(job);
   if (previous.removed > 0) write_confounded(job, previous, x);
   if (job.status.debug != 0) debug_before_fit(job, x);
   record.fit = {};

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <bit>
 #include <cstdint>
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -142,6 +143,85 @@ TEST_P(Cell_classes_law, cells_change_with_the_reals_that_they_read_and_with_no_
   });
   EXPECT_GT(read, 0);
   EXPECT_GT(unread, 0);
+}
+
+TEST_P(Cell_classes_law, records_change_with_the_reals_of_their_set_and_with_no_others) {
+  const Fitted_options options{.covariates = 0, .identity = true};
+  std::vector<Animal> met = animals(options);
+  Animal nobody = met.front();
+  std::fill(nobody.observed.begin(), nobody.observed.end(), 0.0F);
+  std::fill(nobody.lost.begin(), nobody.lost.end(), 0.0F);
+  met.insert(met.begin() + 3, nobody);
+  Model_builder m = fitted_model(GetParam(), met, options);
+  Job& job = m.job();
+  const Reach_sets& sets = reach_sets(job);
+  Cells cells(job);
+  Draws draws(37);
+  std::vector<std::vector<double>> points;
+  for (int k = 0; k < 6; ++k) {
+    points.emplace_back();
+    for (int row = 1; row <= job.model.nlogit; ++row)
+      points.back().push_back(k < 3 ? draws.between(0.05, 0.95) : any_real(draws));
+  }
+  const std::vector<Place> places_of_reals = places(job);
+  struct Seen {
+    bool changes = false, in_vain = false;
+  };
+  const int records = job.data.encounters.size();
+  std::vector<std::vector<Seen>> seen(static_cast<std::size_t>(records),
+                                      std::vector<Seen>(points.front().size()));
+  for_each_cell(job, [&](int i, int j, int lost) {
+    for (std::size_t row = 0; row < points.front().size(); ++row) {
+      Seen& own = seen[static_cast<std::size_t>(i) - 1][row];
+      for (std::vector<double> reals : points) {
+        const Cell_figures before = cells.at(i, j, lost, reals);
+        for (const double value : {draws.between(0.05, 0.95), 0.0, 1.0, -0.2, 8.0}) {
+          reals[row] = value;
+          own.changes = own.changes || !(cells.at(i, j, lost, reals) == before);
+        }
+      }
+      own.in_vain = own.in_vain || is_looked_up_in_vain(GetParam(), job.data.encounters.history(i), lost,
+                                                        places_of_reals[row]);
+    }
+  });
+  for (int i = 1; i <= records; ++i) {
+    ASSERT_TRUE(sets.of(i) >= 1 && sets.of(i) <= sets.count());
+    const List<int>& rows = sets.rows(sets.of(i));
+    EXPECT_TRUE(std::is_sorted(rows.begin(), rows.end(), std::less_equal<>()));
+    for (int row = 1; row <= job.model.nlogit; ++row) {
+      const bool reads = std::binary_search(rows.begin(), rows.end(), row);
+      const Seen& own = seen[static_cast<std::size_t>(i) - 1][static_cast<std::size_t>(row) - 1];
+      EXPECT_TRUE(reads || !own.changes) << "record " << i << ", real " << row;
+      EXPECT_TRUE(!reads || own.changes || own.in_vain) << "record " << i << ", real " << row;
+    }
+  }
+  EXPECT_TRUE(sets.rows(sets.of(4)).empty()) << "nobody there";
+  for (int k = 1; k <= sets.count(); ++k)
+    for (int other = 1; other < k; ++other) EXPECT_NE(sets.rows(k), sets.rows(other));
+}
+
+TEST(Reach_sets, are_shared_by_records_and_made_of_all_their_cells) {
+  Model_builder m(1, 4, 2);
+  m.record("0110", {1.0F, 0.0F});
+  m.record("0100", {0.0F, 2.0F});
+  m.record("0110", {1.0F, 1.0F});
+  m.record("0111", {3.0F, 0.0F}, {0.0F, 1.0F});
+  m.record("0101", {1.0F, 0.0F});
+  m.record("0011", {0.0F, 0.0F}, {0.0F, 1.0F});
+  for (int g = 1; g <= 2; ++g)
+    for (int q = 1; q <= 2; ++q)
+      m.pim(q, g, "TRIANG", 3, 3, [&](int, int c) { return 6 * (g - 1) + 3 * (q - 1) + c; });
+  m.finish();
+  const Reach_sets& sets = reach_sets(m.job());
+  EXPECT_EQ(&sets, &reach_sets(m.job()));
+  EXPECT_EQ(sets.count(), 4);
+  const auto rows_of = [&sets](int i) { return sets.rows(sets.of(i)); };
+  EXPECT_EQ(rows_of(1), (List<int>{2, 3, 5, 6}));
+  EXPECT_EQ(rows_of(2), (List<int>{8, 9, 11, 12}));
+  EXPECT_EQ(rows_of(3), (List<int>{2, 3, 5, 6, 8, 9, 11, 12}));
+  EXPECT_EQ(sets.of(4), sets.of(3));
+  EXPECT_EQ(sets.of(5), sets.of(1));
+  EXPECT_EQ(rows_of(6), (List<int>{9, 12}));
 }
 
 /// What stands between betas and reals.

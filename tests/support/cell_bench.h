@@ -73,7 +73,7 @@ class Cell_bench {
   std::string unreadable(const std::string& cells, bool lost = false) {
     const std::vector<Reach> reals(reals_.size(), Reach(0.25));
     Pim_fault fault;
-    call<Reach>(cells, lost, reals, [&](const Cell_work<Reach>& work) { fault = work.pim_fault; });
+    call<Reach>(cells, lost, reals, [&](const Cell_work<Reach>& work) { fault = work.pim_report.fault; });
     return fault.found ? words_of(model_.job(), fault) : std::string();
   }
 

@@ -70,7 +70,7 @@ class Model_builder {
     Pim& pim = job().model.pim2(q, 1, 1, g);
     pim.parname = job().data.parameterlist(q);
     pim.group = g;
-    pim.shape = shape;
+    pim.shape = pim_shape(shape);
     pim.nrows = nrows;
     pim.ncols = ncols;
     pim.cells.assign(nrows * ncols, 0);

@@ -90,7 +90,7 @@ class Cell_work {
   /// `parm[work.matrix(Parameter::p, g)(r, c)]`. Nothing is checked, but in the dry run.
   decltype(auto) matrix(Parameter parameter, int a, int b, int g) {
     if constexpr (std::is_same_v<Real, Reach>) {
-      return setting_->pims.checked(*job_, parameter, a, b, g, pim_fault);
+      return setting_->pims.checked(*job_, parameter, a, b, g, pim_report);
     } else {
       return setting_->pims(parameter, a, b, g);
     }
@@ -140,7 +140,7 @@ class Cell_work {
   /// What the scalars of this thread leave behind.
   typename Scalar_traits<Real>::Trace trace;
 
-  Pim_fault pim_fault;  ///< of the dry run
+  Pim_report pim_report;  ///< of the dry run
 
  private:
   static constexpr std::size_t block_size = 1024;

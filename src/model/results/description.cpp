@@ -92,7 +92,7 @@ void describe_matrix(const Pim& pim, int second, int third, Model_description& d
   matrix.parameter = pim.parname;
   const std::size_t first = pim.pardescptn.find_first_not_of(' ');
   if (first != std::string::npos) matrix.description = pim.pardescptn.substr(first);
-  matrix.shape = pim.shape;
+  matrix.shape = name_of(pim.shape);
   matrix.group = pim.group;
   matrix.second = second;
   matrix.third = third;

@@ -12,9 +12,7 @@ namespace {
 
 void open_residuals(Job& job) {
   Status_module& status = job.status;
-  if (status.filres == status.nullfile)
-    job.streams.open_null(status.sysres);
-  else if (!job.streams.open_output(status.sysres, status.filres, status.errmsg))
+  if (!job.streams.open_output(status.sysres, status.filres, status.errmsg))
     error(job, "The residual file " + status.filres + " could not be opened: " + status.errmsg);
 }
 
@@ -27,6 +25,7 @@ void close_residuals(Job& job) {
 }  // namespace
 
 Pearson_sums write_residual_file(Job& job, std::span<const double> beta) {
+  if (job.status.filres == job.status.nullfile) return resid(job, beta, {});
   static constexpr std::string_view tab = "\t";
   open_residuals(job);
   const std::string layout = "(1x,a," + adjustfmt(job.status.ngrps) + "(a1,f10.1,a1,g15.8),a1)";

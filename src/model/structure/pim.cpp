@@ -30,7 +30,8 @@ std::string trimmed(std::string_view text) {
 /// What a GROUP statement says.
 struct Pim_statement {
   int group = 0, nrows = 0, ncols = 0, constant = 0, time = 0;
-  std::string name, description, shape;
+  std::string name, description;
+  Pim_shape shape = Pim_shape::none;
 };
 
 /// Position of `part` in `text`, counted from 1; 0 when it is not there.
@@ -86,8 +87,8 @@ Pim_statement read_statement(Job& job) {
                                        : pim.constant;
       i += 2;
       target = ivalue(job, word(job, i));
-    } else if (option == "SQUARE" || option == "TRIANG" || option == "STRIANG") {
-      pim.shape = option;
+    } else if (const Pim_shape shape = pim_shape(option); shape != Pim_shape::none) {
+      pim.shape = shape;
     } else {
       warn(job, "The following option \"" + option + "\" was not recognized on a PIM statement.");
     }
@@ -255,9 +256,15 @@ int findpar(const Data_module& data, std::string_view name) {
   return 0;
 }
 
+Pim_shape pim_shape(std::string_view word) {
+  for (const Pim_shape shape : {Pim_shape::square, Pim_shape::triang, Pim_shape::striang})
+    if (word == name_of(shape)) return shape;
+  return Pim_shape::none;
+}
+
 void piread(Job& job) {
   const Pim_statement statement = read_statement(job);
-  if (statement.shape.empty()) error(job, "Shape incorrectly specified for this input matrix.");
+  if (statement.shape == Pim_shape::none) error(job, "Shape incorrectly specified for this input matrix.");
   const int q = findpar(job.data, statement.name);
   if (q == 0) error(job, "The parameter name '" + statement.name + "' is not correct and thus known.");
   int istrta = 1, jstrta = 1;
@@ -271,7 +278,8 @@ void piread(Job& job) {
     error(job, "Invalid value for the third dimension of PIM2, JSTRTA = " + adjustfmt(jstrta));
 
   Pim& pim = model.pim2(q, istrta, jstrta, statement.group);
-  if (pim.shape != "None") error(job, "A second input matrix was specified " + matrix_text(statement) + ".");
+  if (pim.shape != Pim_shape::none)
+    error(job, "A second input matrix was specified " + matrix_text(statement) + ".");
   if (statement.nrows < 0 || statement.ncols < 0 || (statement.nrows > 0 && statement.ncols == 0))
     error(job, "ROWS and COLS of the input matrix " + matrix_text(statement) + " must be 1 or more.");
   const std::int64_t cells = static_cast<std::int64_t>(statement.nrows) * statement.ncols;
@@ -317,7 +325,7 @@ void print_pim2(Job& job, int parameter, int istrta, int jstrta, int group) {
   put(job, listing, "(2x,a,i0)", "Strata Number  = ", istrta);
   put(job, listing, "(2x,a,i0)", "Strata/Session = ", jstrta);
   put(job, listing, "(2x,a,i0)", "Group Number   = ", group);
-  if (pim.shape == "None") {
+  if (pim.shape == Pim_shape::none) {
     linchk(job, 1);
     put(job, listing, "(2x,a)", "Undefined and not used");
     return;
@@ -326,7 +334,8 @@ void print_pim2(Job& job, int parameter, int istrta, int jstrta, int group) {
   put(job, listing, "(2x,a)", "NAME   = '" + pim.parname + "'");
   put(job, listing, "(2x,a)", "DESCR  = '" + pim.pardescptn + "'");
   put(job, listing, "(2x,a,i0)", "GROUP  = ", pim.group);
-  put(job, listing, "(2x,a)", "SHAPE  = '" + (pim.shape + "       ").substr(0, 7) + "'");
+  put(job, listing, "(2x,a)",
+      "SHAPE  = '" + (std::string(name_of(pim.shape)) + "       ").substr(0, 7) + "'");
   put(job, listing, "(2x,a,i0)", "NROWS  = ", pim.nrows);
   put(job, listing, "(2x,a,i0)", "NCOLS  = ", pim.ncols);
   put(job, listing, "(2x,a,i0)", "NMIX   = ", pim.nmix);

@@ -20,15 +20,14 @@ struct Pim_view {
       : before(pim.cells.empty() ? nullptr : pim.cells.data() - 1),
         nrows(pim.nrows),
         ncols(pim.ncols),
-        square(pim.shape == "SQUARE") {}
+        square(pim.shape == Pim_shape::square) {}
 
   bool given() const { return nrows > 0; }
-  /// row(r)[c] is the number of the real parameter in row r, column c. A SQUARE matrix with fewer rows is
-  /// read at its last one; a row of a triangle starts in its own column, so a triangle is never clamped.
-  const int* row(int r) const {
-    const int clamped = square ? std::min(r, nrows) : r;
-    return before + static_cast<std::ptrdiff_t>(clamped - 1) * ncols;
-  }
+  /// The row that a look-up of row r reads: a SQUARE matrix with fewer rows is read at its last one. A row of
+  /// a triangle starts in its own column, so a triangle is never clamped.
+  int row_read(int r) const { return square ? std::min(r, nrows) : r; }
+  /// row(r)[c] is the number of the real parameter in row r, column c.
+  const int* row(int r) const { return before + static_cast<std::ptrdiff_t>(row_read(r) - 1) * ncols; }
   int operator()(int r, int c) const { return row(r)[c]; }
 };
 
@@ -73,6 +72,9 @@ void for_each_cell(A_pim& pim, const Visit& visit) {
 
 /// Position of `name` (its first 10 characters) in `parameterlist`, case and all; 0 when it is not there.
 int findpar(const Data_module& data, std::string_view name);
+
+/// The shape that an option word of a GROUP statement tells; `none` for any other word.
+Pim_shape pim_shape(std::string_view word);
 
 /// Reads the matrix whose GROUP statement is in hand. All faults but an unknown option word are fatal.
 void piread(Job& job);

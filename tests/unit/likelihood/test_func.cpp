@@ -9,10 +9,12 @@
 #include <cmath>
 #include <cstdint>
 #include <random>
+#include <utility>
 
 #include "likelihood/blocks/live_recaptures.h"
 #include "likelihood/cells.h"
 #include "likelihood/likelihood_work.h"
+#include "likelihood/set_up.h"
 #include "support/model_builder.h"
 
 namespace tarn {
@@ -208,6 +210,72 @@ TEST(Func, the_same_bits_for_every_number_of_threads_with_covariates) {
       EXPECT_EQ(m.second_derivatives(x, 4), mixed);
     }
   }
+}
+
+/// f, gradient and second derivatives, wherever the point was before.
+std::vector<double> everything_at(Model_builder& m, const std::vector<double>& x) {
+  std::vector<double> all(x.size());
+  const double f = funcg(m.job(), x, all).f;
+  const std::vector<double> mixed = m.second_derivatives(x, 2);
+  all.push_back(f);
+  all.insert(all.end(), mixed.begin(), mixed.end());
+  return all;
+}
+
+TEST(Func, a_renewed_likelihood_is_that_of_a_new_set_up) {
+  for (const bool by_record : {false, true}) {
+    Model_builder m(1, 6, 1, 1);
+    std::mt19937_64 source(71);
+    for (int i = 0; i < 40; ++i)
+      m.record(random_history(source, 6), {1.0F}, {}, {static_cast<double>(source() % 100) / 50.0 - 1.0});
+    m.time_pims();
+    m.design(11);
+    for (int i = 1; i <= 10; ++i) {
+      m.cell(i, i, 1.0);
+      m.cell(i, i % 10 + 1, 0.25);
+    }
+    if (by_record)
+      for (int c = 1; c <= 5; ++c) m.covariate(c, 11, 1);
+    else
+      m.cell(3, 11, 1.0);
+    m.finish(2);
+    Job& job = m.job();
+    const std::vector<double> before = everything_at(m, random_betas(11, 72));
+    const Cell_classes* const classes = &cell_classes(job);
+    // The scale of a column, a link, and the betas that are estimated.
+    job.model.scalefactor(2) = 0.5;
+    job.model.lindex(7) = Link::loglog;
+    job.model.beta(4) = 0.3;
+    for (int i = 4; i <= 11; ++i) job.model.bindex(i) = i == 4 ? 0 : i - 1;
+    const std::vector<double> x = random_betas(10, 72);
+    renew_likelihood(job);
+    const std::vector<double> renewed = everything_at(m, x);
+    EXPECT_EQ(&cell_classes(job), classes) << "what follows from the data is kept";
+    set_up_likelihood(job);
+    EXPECT_EQ(everything_at(m, x), renewed);
+    EXPECT_NE(renewed.back(), before.back());
+  }
+}
+
+TEST(Func, a_likelihood_is_set_up_anew_when_reals_begin_to_depend_on_the_record) {
+  Model_builder m(1, 3, 1, 1);
+  for (const double x : {-1.0, 0.5, 2.0}) m.record("110", {1.0F}, {}, {x});
+  m.time_pims();
+  m.design(5);
+  for (int i = 1; i <= 4; ++i) m.cell(i, i, 1.0);
+  m.covariate(1, 5, 1);
+  m.finish();
+  Job& job = m.job();
+  const std::vector<double> x = random_betas(5, 73);
+  const double f = m.func(x);
+  ASSERT_NE(job.model.licovs, 0);
+  const int covariates = std::exchange(job.model.licovs, 0);
+  renew_likelihood(job);
+  EXPECT_FALSE(job.model.likelihood->by_record);
+  job.model.licovs = covariates;
+  renew_likelihood(job);
+  EXPECT_TRUE(job.model.likelihood->by_record);
+  EXPECT_EQ(m.func(x), f);
 }
 
 TEST(Func, a_pass_that_is_short_stays_on_one_thread) {

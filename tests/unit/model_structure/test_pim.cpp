@@ -22,7 +22,7 @@ TEST(Pim, empty_description_goes_to_the_first_element) {
   const Pim& pim = t.job.model.pim2(1, 1, 1, 1);
   EXPECT_EQ(pim.parname, "Phi");
   EXPECT_EQ(pim.pardescptn, "");
-  EXPECT_EQ(pim.shape, "TRIANG");
+  EXPECT_EQ(pim.shape, Pim_shape::triang);
   EXPECT_EQ(pim.group, 1);
   EXPECT_EQ(pim.nmix, 1);
   EXPECT_EQ(row_of(pim, 1), (Cells{1, 2, 3}));
@@ -282,6 +282,16 @@ TEST(Pim, every_cell_that_the_shape_has_is_visited) {
   EXPECT_EQ(places("square"), (std::vector<Cells>{{1, 1}, {1, 2}, {2, 1}, {2, 2}, {3, 1}, {3, 2}}));
   EXPECT_EQ(places("triang"), (std::vector<Cells>{{1, 1}, {1, 2}, {2, 2}}));
   EXPECT_EQ(places("striang"), (std::vector<Cells>{{1, 1}, {1, 2}, {2, 2}, {3, 1}, {3, 2}}));
+}
+
+TEST(Pim, shapes_have_one_word_each) {
+  EXPECT_EQ(pim_shape("SQUARE"), Pim_shape::square);
+  EXPECT_EQ(pim_shape("TRIANG"), Pim_shape::triang);
+  EXPECT_EQ(pim_shape("STRIANG"), Pim_shape::striang);
+  for (const char* other : {"", "None", "NONE", "square", "TRIANGLE"})
+    EXPECT_EQ(pim_shape(other), Pim_shape::none) << other;
+  EXPECT_EQ(name_of(Pim_shape::none), "None");
+  EXPECT_EQ(name_of(Pim_shape::striang), "STRIANG");
 }
 
 TEST(Fillminlen, zero_interval_keeps_occasions_in_one_session) {
