@@ -5,7 +5,6 @@
 #include <chrono>
 #include <memory>
 #include <type_traits>
-#include <utility>
 #include <vector>
 
 #include "data/catalogue/datatype.h"
@@ -91,7 +90,6 @@ struct Traced_passes {
 /// What is kept for one model.
 struct Likelihood_work {
   Likelihood_work(const Job& job, const Cell_routines& routines) : setting(job, routines) {}
-  explicit Likelihood_work(Cell_setting kept) : setting(std::move(kept)) {}
 
   Cell_setting setting;
   bool by_record = false;      ///< real parameters depend on the record
@@ -109,8 +107,12 @@ struct Likelihood_work {
   std::unique_ptr<Reach_sets> reach_sets;
   std::unique_ptr<Likelihood_point> point;  ///< see likelihood_point.h
 
-  /// The real parameters that the cells of record i need.
-  const Link_pass& pass_of_record(int) const { return plain[0]->reals.animal; }
+  /// Where reals depend on the record: what gives those that its cells read, by reach set. Empty when there
+  /// are too many sets to be worth their memory.
+  List<Link_pass> passes_of_sets;
+  const Link_pass& pass_of_record(int i) const {
+    return passes_of_sets.empty() ? plain[0]->reals.animal : passes_of_sets(reach_sets->of(i));
+  }
 
   template <class Real>
   auto& areas() {

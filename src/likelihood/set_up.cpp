@@ -133,6 +133,22 @@ TARN_INSTANCE(double, plain)
 TARN_TRACED_SCALARS(TARN_INSTANCE)
 #undef TARN_INSTANCE
 
+namespace {
+
+/// What depends on links and design.
+void prepare_threads(Job& job, Likelihood_work& work) {
+  make_areas(job, work, std::max(job.status.num_threads, 1), work.plain);
+  work.passes_of_sets.clear();
+  if (!work.by_record) return;
+  constexpr int most_sets = 1000;
+  const Reach_sets& sets = reach_sets(job);
+  if (sets.count() > most_sets) return;
+  for (int k = 1; k <= sets.count(); ++k)
+    work.passes_of_sets.push_back(part_of_animal_pass(job, work.plain[0]->reals, sets.rows(k)));
+}
+
+}  // namespace
+
 void set_up_likelihood(Job& job) {
   Model_arrays& model = job.model;
   model.likelihood.reset();
@@ -161,23 +177,20 @@ void set_up_likelihood(Job& job) {
   }
   warn_of_closed_layer(job, closed_term_by_record);
 
-  make_areas(job, *work, std::max(job.status.num_threads, 1), work->plain);
   model.likelihood = std::move(work);
+  prepare_threads(job, *model.likelihood);
 }
 
 void renew_likelihood(Job& job) {
   assert(job.model.likelihood != nullptr);
-  Likelihood_work& old = *job.model.likelihood;
-  if (reals_depend_on_record(job.model) != old.by_record) return set_up_likelihood(job);
-  auto work = std::make_shared<Likelihood_work>(std::move(old.setting));
-  work->by_record = old.by_record;
-  work->serial_penalty = old.serial_penalty;
-  work->closed_form = old.closed_form;
-  work->readable = std::move(old.readable);
-  work->classes = std::move(old.classes);
-  work->reach_sets = std::move(old.reach_sets);
-  make_areas(job, *work, std::max(job.status.num_threads, 1), work->plain);
-  job.model.likelihood = std::move(work);
+  Likelihood_work& work = *job.model.likelihood;
+  if (reals_depend_on_record(job.model) != work.by_record) return set_up_likelihood(job);
+  work.point.reset();
+  work.moved.reset();
+  work.traced = {};
+  work.traced_dual = {};
+  work.plain.clear();
+  prepare_threads(job, work);
 }
 
 }  // namespace tarn
