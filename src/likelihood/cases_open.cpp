@@ -18,10 +18,7 @@ template <class Real>
 void jolly_seber(const Job& job, Ch_result<Real>& result, History histry, int i, int j, int lost,
                  const Reals<Real>& parm, Cell_work<Real>& work) {
   const Live_facts& facts = facts_of<Jolly_seber>(work, i, histry);
-  const auto rates = [](const Live_cell<Real>& cell) { return phi_and_p<Jolly_seber>(cell, 1, 1); };
-  const int place = cohort_place(j, facts.first, histry.noccas());
-  result = Ch_result<Real>::from(
-      live_recaptures<Jolly_seber>(job, histry, facts, lost != 0, j, place, parm, work, rates));
+  result = Ch_result<Real>::from(live_recaptures<Jolly_seber>(job, histry, facts, lost != 0, j, parm, work));
 }
 
 TARN_CELL_ROUTINE(jolly_seber, Jolly_seber)

@@ -74,9 +74,10 @@ Reach_sets::Reach_sets(Job& job) {
 
 Cells_by_class::Cells_by_class(Job& job) {
   const Cell_classes& classes = cell_classes(job);
+  const Cell_setting& setting = job.model.likelihood->setting;
   cells_.resize(classes.count());
   for (int i = 1; i <= job.data.encounters.size(); ++i)
-    for (int j = 1; j <= job.status.ngrps; ++j)
+    for (int j = 1; j <= job.status.ngrps && !setting.counts(i); ++j)
       for (const int lost : {0, 1})
         if (const int c = classes.of(i, j, lost); c > 0) cells_(c).push_back({i, j, lost, c});
 }

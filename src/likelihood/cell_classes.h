@@ -54,7 +54,7 @@ struct Class_cell {
   int of_class = 0;
 };
 
-/// The cells with a count, class after class.
+/// The cells with a count that are no part of what a family has counted, class after class.
 class Cells_by_class {
  public:
   explicit Cells_by_class(Job& job);

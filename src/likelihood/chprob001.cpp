@@ -18,11 +18,8 @@ template <class Real>
 void chprob001(const Job& job, Ch_result<Real>& result, History histry, int i, int j, int lost,
                const Reals<Real>& parm, Cell_work<Real>& work) {
   const Live_facts& facts = facts_of<Live_recaptures>(work, i, histry);
-  const auto rates = [](const Live_cell<Real>& cell) {
-    return phi_and_p<Live_recaptures>(cell, cell.first, 0);
-  };
-  const int place = cohort_place(j, facts.first, histry.noccas());
-  result = Ch_result<Real>::from(live_recaptures(job, histry, facts, lost != 0, j, place, parm, work, rates));
+  result =
+      Ch_result<Real>::from(live_recaptures<Live_recaptures>(job, histry, facts, lost != 0, j, parm, work));
 }
 
 TARN_CELL_ROUTINE(chprob001, Live_recaptures)

@@ -30,6 +30,20 @@ void reals_of_record_1(Job& job, std::span<const Base> xbeta, Real_work<Base>& r
   require_reals(job, reals);
 }
 
+/// Adds what the family has counted instead of histories, at the reals of the area. False, and nothing is
+/// added, where it counts none or at these reals its counts do not stand for them.
+template <class Real>
+bool add_counted(const Job& job, const Likelihood_work& work, const Reals<Real>& parm,
+                 Thread_area<Real>& area, History_sum<Real>& sum) {
+  if (!work.setting.counts_some()) return false;
+  area.cell.begin();
+  const bool stands = work.setting.routines.template of<Real>().counted(job, parm, area.cell, area.counted);
+  if (stands)
+    for (const Counted_log<Real>& counted : area.counted) sum.add_counted(counted);
+  area.cell.trace.walk_back();
+  return stands;
+}
+
 namespace detail {
 
 /// Adds the cells of a block of histories to the thread's sum; with traced scalars their derivatives to `to`.
@@ -56,13 +70,19 @@ History_sum<Real> sum_of_histories(Job& job, Likelihood_work& work, Cell_routine
   const Reals<T> values = areas[0]->reals.reals();
   const Job& shared = job;
   const int records = job.data.encounters.size();
+  History_sum<Real> total;
+  areas[0]->begin(values, job.model.nlogit);
+  const bool counted = add_counted(shared, work, areas[0]->current(), *areas[0], total);
+  if constexpr (Thread_area<Real>::traced) areas[0]->end_block(shared, work.passes<T>().blocks.back());
+  if (counted && work.counts_all) return total;
   int used;
   if constexpr (Thread_area<Real>::traced) {
     // Derivatives are added up in blocks that do not depend on the number of threads.
     Traced_passes<T>& passes = work.passes<T>();
     const int blocks = passes.blocks.size() - 1;
     const auto wanted = [&](int i, int j, int lost) {
-      return passes.idle_classes.empty() || !passes.idle_classes(work.classes->of(i, j, lost));
+      return !(counted && work.setting.counts(i)) &&
+             (passes.idle_classes.empty() || !passes.idle_classes(work.classes->of(i, j, lost)));
     };
     const auto part = [&](int, Thread_area<Real>& area, History_block own) {
       area.sum = {};
@@ -75,16 +95,15 @@ History_sum<Real> sum_of_histories(Job& job, Likelihood_work& work, Cell_routine
     used = on_threads(blocks, passes.team, areas, part);
   } else {
     Real_adjoints<T> none;
-    const auto all = [](int, int, int) { return true; };
+    const auto wanted = [&](int i, int, int) { return !(counted && work.setting.counts(i)); };
     const auto part = [&](int, Thread_area<Real>& area, History_block own) {
       area.sum = {};
       area.begin(values, shared.model.nlogit);
-      sum_block(shared, work, routine, xbeta, own, all, area, none);
+      sum_block(shared, work, routine, xbeta, own, wanted, area, none);
     };
     used = on_threads(records, work.plain_team, areas, part);
   }
   end_of_histories(job, areas, used);
-  History_sum<Real> total;
   for (int t = 0; t < used; ++t) total.add(areas[static_cast<std::size_t>(t)]->sum);
   return total;
 }

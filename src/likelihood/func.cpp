@@ -21,7 +21,7 @@ Likelihood_work& work_of(Job& job) {
 /// these directions are 0. Empty when that cannot be told; false when it is so for every class.
 bool find_idle_classes(Job& job, int i, List<char>& idle) {
   idle.clear();
-  if (!rows_of_betas_known(job)) return true;
+  if (!rows_of_betas_known(job) || work_of(job).counts_all) return true;
   const Moved_classes& moved = moved_classes(job);
   bool any = false;
   for (int c = 1; c <= moved.count(); ++c) {

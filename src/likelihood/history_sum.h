@@ -19,6 +19,10 @@ class History_sum {
     likelihood_.add_product(count, value_of(lnprob));
     add_to_result(lnprob, static_cast<double>(count));
   }
+  void add_counted(const Counted_log<Real>& counted) {
+    likelihood_.add(counted.count * value_of(counted.log));
+    add_to_result(counted.log, counted.count);
+  }
   void add_penalty(const Real& penalty) {
     if (value_of(penalty) != 0.0) penalty_.add(value_of(penalty));
     add_to_result(penalty, 1.0);

@@ -151,31 +151,39 @@ Reals<double> Likelihood_point::reals() {
 }
 
 const Objective_value& Likelihood_point::propose(const Moved_beta& move) {
-  Likelihood_work& work = work_of(job_);
   proposal_ = move;
   proposed_ = false;
   moved_x_ = x_;
   moved_x_[static_cast<std::size_t>(move.position) - 1] = move.value;
-  if (!rows_of_betas_known(job_) || job_.model.phase1 == 0) {
+  if (!propose_by_classes()) {
     if (classes_ != nullptr) classes_->forget();
     proposed_value_ = evaluate_at(moved_x_);
-  } else {
-    if (classes_ == nullptr) classes_ = std::make_unique<Class_sums>(job_);
-    if (!classes_->known()) {
-      reals();
-      classes_->compute(x_);
-    }
-    Thread_area<double>& main_area = *work.plain[0];
-    reals_of_record_1<double>(job_, moved_x_, main_area.reals);
-    const History_sum<double> histories = classes_->propose(move.position, moved_x_);
-    if (work.by_record && work.closed_form != Closed_form::none)
-      reals_of_record_1<double>(job_, moved_x_, main_area.reals);
-    const Closed_value<double> closed = closed_value(job_, work, main_area.reals.reals(), main_area.cell);
-    proposed_value_ =
-        objective_value(histories.likelihood() + closed.likelihood, histories.penalty() + closed.penalty);
   }
   proposed_ = true;
   return proposed_value_;
+}
+
+bool Likelihood_point::propose_by_classes() {
+  if (!rows_of_betas_known(job_) || job_.model.phase1 == 0) return false;
+  Likelihood_work& work = work_of(job_);
+  if (classes_ == nullptr) classes_ = std::make_unique<Class_sums>(job_);
+  if (!classes_->known()) {
+    reals();
+    classes_->compute(x_);
+  }
+  Thread_area<double>& main_area = *work.plain[0];
+  reals_of_record_1<double>(job_, moved_x_, main_area.reals);
+  History_sum<double> histories;
+  if (work.setting.counts_some() &&
+      !add_counted<double>(job_, work, main_area.reals.reals(), main_area, histories))
+    return false;
+  histories.add(classes_->propose(proposal_.position, moved_x_));
+  if (work.by_record && work.closed_form != Closed_form::none)
+    reals_of_record_1<double>(job_, moved_x_, main_area.reals);
+  const Closed_value<double> closed = closed_value(job_, work, main_area.reals.reals(), main_area.cell);
+  proposed_value_ =
+      objective_value(histories.likelihood() + closed.likelihood, histories.penalty() + closed.penalty);
+  return true;
 }
 
 void Likelihood_point::accept() {

@@ -71,6 +71,8 @@ class Likelihood_point {
 
   Objective_value evaluate_at(std::span<const double> x);
   void go_to(std::span<const double> x);
+  /// The proposal in hand by the sums of classes; false where it takes a whole evaluation.
+  bool propose_by_classes();
   bool stated_differences() const;
 
   Job& job_;

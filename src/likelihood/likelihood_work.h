@@ -89,9 +89,11 @@ struct Traced_passes {
 
 /// What is kept for one model.
 struct Likelihood_work {
-  Likelihood_work(const Job& job, const Cell_routines& routines) : setting(job, routines) {}
+  Likelihood_work(const Job& job, const Cell_routines& routines)
+      : setting(job, routines), counts_all(setting.counts_all()) {}
 
   Cell_setting setting;
+  bool counts_all = false;     ///< a family's counts stand for all records
   bool by_record = false;      ///< real parameters depend on the record
   bool serial_penalty = true;  ///< `num_threads` is 1: element 2 of `penlty` counts
   Closed_form closed_form = Closed_form::none;

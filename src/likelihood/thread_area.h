@@ -31,7 +31,8 @@ struct alignas(128) Thread_area {
   Cell_work<Real> cell;
   Real_work<Base> reals;
   History_sum<Real> sum;
-  int flags = 0;  ///< floating-point conditions met in the region
+  std::vector<Counted_log<Real>> counted;  ///< of the evaluation in hand
+  int flags = 0;                           ///< floating-point conditions met in the region
   bool out_of_memory = false;
 
   /// Before the first record of an evaluation, or with a trace of a block: the reals that records share, and

@@ -182,6 +182,13 @@ class Model_builder {
     }
   }
 
+  /// Every history is computed, whether or not counts could stand for it.
+  void force_histories() {
+    Likelihood_work& work = *job().model.likelihood;
+    work.setting.counted.clear();
+    work.counts_all = false;
+  }
+
   int betas() { return job().model.ncovs_nlbetas; }
   /// The objective; its parts stay in `value`.
   double func(const std::vector<double>& beta) {

@@ -10,12 +10,15 @@
 
 namespace tarn {
 
+/// One row of rates for all; p of the first occasion enters, too.
+inline constexpr Live_matrices jolly_matrices{.by_cohort = false, .shift = 1};
+
 /// Records of live recaptures, and what the term of the unmarked reads of them. No parameter changes it.
 class Jolly_records : public Live_records {
  public:
   /// May throw std::bad_alloc.
   explicit Jolly_records(const Job& job)
-      : Live_records(job),
+      : Live_records(job, jolly_matrices),
         noccas_(job.status.noccas),
         groups_(static_cast<std::size_t>(job.status.ngrps)),
         caught_(groups_ * static_cast<std::size_t>(noccas_)),
@@ -56,10 +59,11 @@ class Jolly_records : public Live_records {
   std::string once_;  ///< "10" with noccas - 1 cells "00" on either side
 };
 
-struct Jolly_seber {
+struct Jolly_seber : Counts_live<Jolly_seber> {
+  static constexpr Live_matrices matrices = jolly_matrices;
   using Prepared = Jolly_records;
   template <class Real>
-  using Kept = Live_recaptures::Kept<Real>;
+  using Kept = Live_kept<Real>;
 };
 
 }  // namespace tarn

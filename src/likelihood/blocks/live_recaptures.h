@@ -2,8 +2,10 @@
 // Live recaptures behind the first capture (Cormack 1964; Lebreton et al. 1992): alive up to the last
 // capture, then never seen again, step by step, or from a table that the histories of a cohort share.
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
+#include <utility>
 #include <vector>
 
 #include "likelihood/blocks/emission.h"
@@ -32,20 +34,53 @@ struct Live_facts : History_facts {
   }
 };
 
-/// Facts of all records; with their codes where records share their real parameters, so that a cohort's table
-/// serves many histories.
+/// Where the rates of a cohort stand: `Phi` of interval c in column c, the capture at its end in column c +
+/// `shift` of `p`, in the row of the first capture or in row 1.
+struct Live_matrices {
+  bool by_cohort = true;
+  int shift = 0;
+
+  int row(int first) const { return by_cohort ? first : 1; }
+};
+
+/// Cohorts with the same real parameters from their first capture on, whichever group they stand in: a table
+/// serves them all, and so do counts of what their animals did.
+struct Live_class {
+  int group = 0, first = 0;  ///< the cohort that begins first
+  std::vector<double>
+      passed;  ///< interval c, character code k: animals that lived through it, element 4 (c - 1) + k
+  std::vector<double> last_caught;  ///< on occasion o, released and not lost there: element o - 1
+};
+
+/// Facts of all records. Where records share their real parameters also the codes of their histories, the
+/// classes of their cohorts, and counts that stand for all histories with codes.
 class Live_records : public Record_facts<Live_facts> {
  public:
-  explicit Live_records(const Job& job) : Record_facts(job) {
+  Live_records(const Job& job, const Live_matrices& matrices)
+      : Record_facts(job), noccas_(job.status.noccas) {
     if (reals_depend_on_record(job.model)) return;
     const Encounter_store& encounters = job.data.encounters;
-    const std::size_t length = static_cast<std::size_t>(job.status.noccas + padded_steps);
+    const std::size_t length = static_cast<std::size_t>(noccas_ + padded_steps);
     codes_.assign(facts_.size() * length, 3);
     for (int i = 1; i <= encounters.size(); ++i) {
       const std::size_t record = static_cast<std::size_t>(i) - 1;
       set_codes(encounters.history(i), codes_.data() + record * length, facts_[record]);
     }
+    find_classes(job, matrices);
+    count_animals(job);
   }
+
+  /// Class of the cohort of group j with this first capture; nullptr when no record of it has codes.
+  const Live_class* class_of(int j, int first) const {
+    const int k = class_at_[static_cast<std::size_t>((j - 1) * noccas_ + first - 1)];
+    return k < 0 ? nullptr : &classes_[static_cast<std::size_t>(k)];
+  }
+  std::size_t number_of(const Live_class& of) const {
+    return static_cast<std::size_t>(&of - classes_.data());
+  }
+  const std::vector<Live_class>& classes() const { return classes_; }
+  /// By record: 1 where the counts stand for it. Empty where its histories are fewer than the counts.
+  const std::vector<char>& counted() const { return counted_; }
 
  private:
   static void set_codes(History h, unsigned char* codes, Live_facts& facts) {
@@ -59,17 +94,98 @@ class Live_records : public Record_facts<Live_facts> {
     facts.codes = codes + facts.first;
   }
 
+  void find_classes(const Job& job, const Live_matrices& matrices) {
+    const Encounter_store& encounters = job.data.encounters;
+    const int groups = job.status.ngrps;
+    class_at_.assign(static_cast<std::size_t>(groups * noccas_), -1);
+    std::vector<char> present(class_at_.size(), 0);
+    for (int i = 1; i <= encounters.size(); ++i) {
+      const Live_facts& facts = facts_[static_cast<std::size_t>(i) - 1];
+      if (facts.codes == nullptr) continue;
+      for (int j = 1; j <= groups; ++j)
+        if (encounters.observed(i, j) > 0.0F || encounters.lost_on_capture(i, j) > 0.0F)
+          present[place(j, facts.first)] = 1;
+    }
+    const Pim_table pims(job);
+    Pim_report report;  // what is missing there ends the job in the dry run
+    const auto same = [&](const Live_class& of, int j, int first) {
+      if (of.first > first) return false;
+      for (const auto& [parameter, shift] :
+           {std::pair(Parameter::Phi, 0), std::pair(Parameter::p, matrices.shift)}) {
+        const Checked_pim one = pims.checked(job, parameter, 1, 1, of.group, report),
+                          other = pims.checked(job, parameter, 1, 1, j, report);
+        for (int c = first; c < noccas_; ++c)
+          if (one(matrices.row(of.first), c + shift) != other(matrices.row(first), c + shift)) return false;
+      }
+      return true;
+    };
+    for (int j = 1; j <= groups; ++j)
+      for (int first = 1; first <= noccas_; ++first) {
+        if (!present[place(j, first)]) continue;
+        // A cohort is like the one before it, or like the one of another group; else it is new.
+        int found = first > 1 ? class_at_[place(j, first - 1)] : -1;
+        if (found >= 0 && !same(classes_[static_cast<std::size_t>(found)], j, first)) found = -1;
+        for (int g = 1; found < 0 && g < j; ++g) {
+          const int k = class_at_[place(g, first)];
+          if (k >= 0 && same(classes_[static_cast<std::size_t>(k)], j, first)) found = k;
+        }
+        if (found < 0) {
+          found = static_cast<int>(classes_.size());
+          classes_.push_back({j, first, std::vector<double>(4 * static_cast<std::size_t>(noccas_), 0.0),
+                              std::vector<double>(static_cast<std::size_t>(noccas_), 0.0)});
+        }
+        class_at_[place(j, first)] = found;
+      }
+  }
+
+  void count_animals(const Job& job) {
+    const Encounter_store& encounters = job.data.encounters;
+    std::size_t histories = 0;
+    counted_.assign(facts_.size(), 0);
+    for (int i = 1; i <= encounters.size(); ++i) {
+      const Live_facts& facts = facts_[static_cast<std::size_t>(i) - 1];
+      if (facts.codes == nullptr) continue;
+      counted_[static_cast<std::size_t>(i) - 1] = 1;
+      for (int j = 1; j <= job.status.ngrps; ++j) {
+        // A count that is not above 0 is no animal.
+        const double observed = std::max(encounters.observed(i, j), 0.0F),
+                     lost = std::max(encounters.lost_on_capture(i, j), 0.0F);
+        if (observed + lost == 0.0) continue;
+        histories += (observed > 0.0 ? 1U : 0U) + (lost > 0.0 ? 1U : 0U);
+        Live_class& to = classes_[static_cast<std::size_t>(class_at_[place(j, facts.first)])];
+        for (int c = facts.first; c < facts.last_caught; ++c)
+          to.passed[4 * static_cast<std::size_t>(c - 1) + facts.codes[c - facts.first]] += observed + lost;
+        to.last_caught[static_cast<std::size_t>(facts.last_caught) - 1] += observed;
+      }
+    }
+    std::size_t terms = 0;
+    const auto above_0 = [](double count) { return count > 0.0; };
+    for (const Live_class& of : classes_)
+      for (const std::vector<double>* counts : {&of.passed, &of.last_caught})
+        terms += static_cast<std::size_t>(std::count_if(counts->begin(), counts->end(), above_0));
+    if (terms >= histories) counted_.clear();
+  }
+
+  std::size_t place(int j, int first) const {
+    return static_cast<std::size_t>((j - 1) * noccas_ + first - 1);
+  }
+
+  int noccas_;
   std::vector<unsigned char> codes_;
+  std::vector<int> class_at_;
+  std::vector<Live_class> classes_;
+  std::vector<char> counted_;
 };
 
-/// One cohort of a group under one set of reals: what each character of each occasion multiplies a living
+/// A class of cohorts under one set of reals: what each character of each occasion multiplies a living
 /// animal's weight with, and the chance of never being seen again. Histories share them, so a step costs one
 /// product.
 /// On a cache line of its own, which also makes its place cheap to find.
 template <class Real>
-struct alignas(64) Chain2_cohort {
+struct alignas(64) Live_table {
   std::vector<Real> factors;  ///< interval c, character code k: element 4 (c - 1) + k; code 3 has factor 1
   std::vector<Real> never_again;  ///< after a capture on occasion o: element o - 1
+  std::vector<char> in_range;     ///< of interval c: both rates are inside 0 to 1; element c - 1
   std::uint64_t made_for = 0;     ///< stamp of the reals
 
   /// Fills the tables for intervals `first` to `noccas` - 1. `survives(c)` gives the rate of interval c, and
@@ -80,11 +196,13 @@ struct alignas(64) Chain2_cohort {
     if (factors.empty()) factors.assign(4 * (size + padded_steps), Real(1.0));
     never_again.resize(size);
     never_again[size - 1] = 1.0;
+    in_range.assign(size, 1);
     for (int c = noccas - 1; c >= first; --c) {
       const Real s = survives(c), p = caught(c);
       Real* row = factors.data() + 4 * (c - 1);
       for (const char character : live_characters) row[live_code(character)] = s * emission(character, p);
       const std::size_t o = static_cast<std::size_t>(c);
+      in_range[o - 1] = s >= 0.0 && s <= 1.0 && p >= 0.0 && p <= 1.0;
       never_again[o - 1] = (1.0 - s) + row[live_code('0')] * never_again[o];
     }
     made_for = stamp;
@@ -102,15 +220,12 @@ struct alignas(64) Chain2_cohort {
   }
 };
 
-/// What a family of live recaptures prepares and keeps.
-struct Live_recaptures {
-  using Prepared = Live_records;
-  template <class Real>
-  struct Kept {
-    Power_memo powers;
-    Live_facts made_up;
-    std::vector<Chain2_cohort<Real>> cohorts;  ///< each made when a history first asks for it
-  };
+/// What families of live recaptures keep.
+template <class Real>
+struct Live_kept {
+  Power_memo powers;
+  Live_facts made_up;
+  std::vector<Live_table<Real>> tables;  ///< by class, each made when a history first asks for it
 };
 
 /// The rates of one cohort: `survives(c)`, the chance to live through interval c, and `caught(c)`, the
@@ -123,43 +238,45 @@ struct Live_rates {
 template <class Survives, class Caught>
 Live_rates(Survives, Caught) -> Live_rates<Survives, Caught>;
 
-/// What the rates of a cell follow from. Handed on as it came, because most cells find their steps in a table
-/// and have no use for it.
-template <class Real>
-struct Live_cell {
-  const Job& job;
-  Cell_work<Real>& work;
-  const Reals<Real>& parm;
-  int group, first;
-};
-
-/// The rates `Phi` and `p` of a cell: `Phi` of interval c in column c, the capture at its end in column c +
-/// `shift` of `p`, both in this row.
+/// The rates of the cohort of group j with this first capture. The family's `Kept` has `powers`, and its
+/// `matrices` tells where they stand.
 template <class Family, class Real>
-auto phi_and_p(const Live_cell<Real>& cell, int row, int shift) {
-  const auto rate = rates_of<Family>(cell.job, cell.parm, cell.work);
-  const auto phi = cell.work.matrix(Parameter::Phi, cell.group),
-             p = cell.work.matrix(Parameter::p, cell.group);
+auto live_rates(const Job& job, int j, int first, const Reals<Real>& parm, Cell_work<Real>& work) {
+  const auto rate = rates_of<Family>(job, parm, work);
+  const auto phi = work.matrix(Parameter::Phi, j), p = work.matrix(Parameter::p, j);
+  const int row = Family::matrices.row(first), shift = Family::matrices.shift;
   return Live_rates{[=](int c) -> Real { return rate.survival(phi(row, c), c); },
-                    [=, parm = cell.parm.before()](int c) -> const Real& { return parm[p(row, c + shift)]; }};
+                    [=, before = parm.before()](int c) -> const Real& { return before[p(row, c + shift)]; }};
 }
 
 namespace detail {
 
-/// Makes the table of a cohort. Out of the way of the histories that only read it.
-template <class Real, class Rates>
-[[gnu::noinline]] void make_cohort(const Job& job, int first, int j, int noccas, const Reals<Real>& parm,
-                                   Cell_work<Real>& work, const Rates& rates, Chain2_cohort<Real>& cohort) {
-  const auto of = rates(Live_cell<Real>{job, work, parm, j, first});
+/// Makes the table of a class. Out of the way of the histories that only read it.
+template <class Family, class Real>
+[[gnu::noinline]] void make_table(const Job& job, const Live_class& of, const Reals<Real>& parm,
+                                  Cell_work<Real>& work, Live_table<Real>& table) {
+  const auto rates = live_rates<Family>(job, of.group, of.first, parm, work);
   const auto keep = work.trace.keep();
-  cohort.make(first, noccas, parm.stamp(), of.survives, of.caught);
+  table.make(of.first, job.status.noccas, parm.stamp(), rates.survives, rates.caught);
+}
+
+/// The table of a class at these reals. May throw std::bad_alloc when a class is met for the first time.
+template <class Family, class Real>
+const Live_table<Real>& live_table(const Job& job, const Live_class& of, const Reals<Real>& parm,
+                                   Cell_work<Real>& work) {
+  std::vector<Live_table<Real>>& tables = kept<Family>(work).tables;
+  const std::size_t own = prepared<Family>(work).number_of(of);
+  if (own >= tables.size()) tables.resize(own + 1);
+  Live_table<Real>& table = tables[own];
+  if (table.made_for != parm.stamp()) make_table<Family>(job, of, parm, work, table);
+  return table;
 }
 
 /// The same without a table, from the first capture to occasion `last`.
-template <class Real, class Rates>
+template <class Family, class Real>
 [[gnu::noinline]] Real step_by_step(const Job& job, History histry, const Live_facts& facts, int last, int j,
-                                    const Reals<Real>& parm, Cell_work<Real>& work, const Rates& rates) {
-  const auto of = rates(Live_cell<Real>{job, work, parm, j, facts.first});
+                                    const Reals<Real>& parm, Cell_work<Real>& work) {
+  const auto of = live_rates<Family>(job, j, facts.first, parm, work);
   Real seen = 1.0, never_again = 1.0;
   int alive = facts.first;  // occasion up to which the animal is known to live
   for (; alive < facts.last_caught; ++alive)
@@ -174,29 +291,67 @@ template <class Real, class Rates>
 }  // namespace detail
 
 /// Probability of what follows the first capture of `histry` in group j: to its last capture when the animal
-/// was lost there, else to the last occasion sampled. `rates(cell)` gives the `Live_rates` of its cohort from
-/// a `Live_cell`; it is asked only when they are not at hand in a table.
-/// @param place  numbers, from 0 and without large gaps, the cohorts that have rates of their own: by group
-///               and first capture at least
-/// The family's `Kept` has `cohorts`. May throw std::bad_alloc when a place is met for the first time.
-template <class Family = Live_recaptures, class Real, class Rates>
-Real live_recaptures(const Job& job, History histry, const Live_facts& facts, bool lost, int j, int place,
-                     const Reals<Real>& parm, Cell_work<Real>& work, const Rates& rates) {
-  if (facts.codes != nullptr && !lost && parm.stamp() != 0) {
-    std::vector<Chain2_cohort<Real>>& cohorts = kept<Family>(work).cohorts;
-    const std::size_t own = static_cast<std::size_t>(place);
-    if (own >= cohorts.size()) cohorts.resize(own + 1);
-    Chain2_cohort<Real>& cohort = cohorts[own];
-    if (cohort.made_for != parm.stamp())
-      detail::make_cohort(job, facts.first, j, histry.noccas(), parm, work, rates, cohort);
-    return cohort.prob(facts.codes, facts.first, facts.last_caught);
-  }
+/// was lost there, else to the last occasion sampled. The family's `Prepared` is a `Live_records`, its `Kept`
+/// a `Live_kept`. May throw std::bad_alloc when a cohort is met for the first time.
+template <class Family, class Real>
+Real live_recaptures(const Job& job, History histry, const Live_facts& facts, bool lost, int j,
+                     const Reals<Real>& parm, Cell_work<Real>& work) {
+  if (facts.codes != nullptr && !lost && parm.stamp() != 0)
+    if (const Live_class* of = prepared<Family>(work).class_of(j, facts.first))
+      return detail::live_table<Family>(job, *of, parm, work)
+          .prob(facts.codes, facts.first, facts.last_caught);
   const int last = lost ? facts.lastlc : facts.lastsm;
-  return detail::step_by_step<Real>(job, histry, facts, last, j, parm, work, rates);
+  return detail::step_by_step<Family>(job, histry, facts, last, j, parm, work);
 }
 
-/// Number of the cohort of group j with this first capture, when cohorts have rates of their own by group and
-/// first capture only.
-inline int cohort_place(int j, int first, int noccas) { return (j - 1) * noccas + first - 1; }
+/// Families whose histories can be counted derive from this: see `Cell_routines::counted`.
+template <class Family>
+struct Counts_live {
+  static std::vector<char> counted_records(const Live_records& records) { return records.counted(); }
+
+  /// The logarithms whose sum, count by count, is that of the histories counted. False where some history may
+  /// meet the floor of the logarithm or the range penalty, which see whole histories only.
+  template <class Real>
+  static bool counted(const Job& job, const Reals<Real>& parm, Cell_work<Real>& work,
+                      std::vector<Counted_log<Real>>& logs) {
+    logs.clear();
+    const std::size_t intervals = static_cast<std::size_t>(job.status.noccas) - 1;
+    for (const Live_class& of : prepared<Family>(work).classes()) {
+      const Live_table<Real>& table = detail::live_table<Family>(job, of, parm, work);
+      double least_sum = 0.0, least_tail = 0.0;
+      const auto add = [&](double count, const Real& chance, double& least) {
+        const double v = value_of(chance);
+        if (count == 0.0) return true;
+        if (!(v > 0.0)) return false;
+        logs.push_back({count, log(chance)});
+        least = std::min(least, value_of(logs.back().log));
+        return true;
+      };
+      for (std::size_t c = static_cast<std::size_t>(of.first); c <= intervals; ++c) {
+        if (!table.in_range[c - 1]) return false;
+        double least = 0.0;
+        for (std::size_t k = 0; k < live_characters.size(); ++k) {
+          const std::size_t cell = 4 * (c - 1) + k;
+          if (!add(of.passed[cell], table.factors[cell], least)) return false;
+        }
+        least_sum += least;
+      }
+      for (std::size_t o = static_cast<std::size_t>(of.first); o <= intervals + 1; ++o)
+        if (!add(of.last_caught[o - 1], table.never_again[o - 1], least_tail)) return false;
+      if (!(least_sum + least_tail > floored_log(0.0) + 1.0)) return false;
+    }
+    return true;
+  }
+};
+
+/// The family of live recaptures alone.
+struct Live_recaptures : Counts_live<Live_recaptures> {
+  static constexpr Live_matrices matrices{};
+  struct Prepared : Live_records {
+    explicit Prepared(const Job& job) : Live_records(job, matrices) {}
+  };
+  template <class Real>
+  using Kept = Live_kept<Real>;
+};
 
 }  // namespace tarn

@@ -1,6 +1,7 @@
 #pragma once
 // What a cell routine gets and gives: its result, a thread's work area, and the list of its instantiations.
 
+#include <algorithm>
 #include <array>
 #include <cstddef>
 #include <cstring>
@@ -32,17 +33,33 @@ struct Ch_result {
   static Ch_result floor() { return {Real(0.0), Real(floored_log(0.0))}; }
 };
 
+/// So many times this logarithm.
+template <class Real>
+struct Counted_log {
+  double count = 0.0;
+  Real log = 0.0;
+};
+
+/// The logarithms that take the place of those of the records that a family has counted, into `logs`; false
+/// where at these reals they do not. May throw std::bad_alloc.
+template <class Real>
+using Counted_sum = bool (*)(const Job&, const Reals<Real>& parm, Cell_work<Real>&,
+                             std::vector<Counted_log<Real>>& logs);
+
 /// A cell routine for one scalar, and what it keeps for itself in the work area of a thread.
 template <class Real>
 struct Routine_of {
   Cell_routine<Real> routine = nullptr;
   Part (*kept)() = nullptr;
+  Counted_sum<Real> counted = nullptr;  ///< of families that count what their histories have in common
 };
 
 /// A cell routine for every scalar, and what its family prepares once for a model. Made by
 /// TARN_CELL_ROUTINE at the end of the routine's file; empty where no routine stands behind a tag.
 struct Cell_routines {
   Part (*prepare)(const Job&) = nullptr;
+  /// By record: 1 where counts stand for it; empty where they are for none.
+  std::vector<char> (*counted_records)(const Part& prepared) = nullptr;
 #define TARN_MEMBER(type, name) Routine_of<type> name;
   TARN_SCALARS(TARN_MEMBER)
 #undef TARN_MEMBER
@@ -60,11 +77,22 @@ struct Cell_routines {
 /// What the work areas of all threads of a model share. Refers to the matrices of the job's model.
 struct Cell_setting {
   Cell_setting(const Job& job, const Cell_routines& all)
-      : routines(all), pims(job), prepared(all.given() ? all.prepare(job) : Part()) {}
+      : routines(all),
+        pims(job),
+        prepared(all.given() ? all.prepare(job) : Part()),
+        counted(all.given() ? all.counted_records(prepared) : std::vector<char>()) {}
 
   Cell_routines routines;
   Pim_table pims;
   Part prepared;
+
+  /// Whether a family's counts stand for record i, for some records, for all.
+  bool counts(int i) const { return counts_some() && counted[static_cast<std::size_t>(i) - 1] != 0; }
+  bool counts_some() const { return !counted.empty(); }
+  bool counts_all() const {
+    return counts_some() && std::find(counted.begin(), counted.end(), 0) == counted.end();
+  }
+  std::vector<char> counted;  ///< by record; empty: none
 };
 
 /// The work area of one thread, made once per model. A cell routine writes to nothing else but its result.
@@ -200,11 +228,36 @@ const auto& facts_of(Cell_work<Real>& work, int i, History histry) {
   return detail::made_up_facts(histry, kept<Family>(work).made_up);
 }
 
+namespace detail {
+
+template <class Family>
+concept Counts = requires {
+  &Family::counted_records;
+};
+
+template <class Family, class Real>
+constexpr Counted_sum<Real> counted_of() {
+  if constexpr (Counts<Family>)
+    return &Family::template counted<Real>;
+  else
+    return nullptr;
+}
+
+template <class Family>
+std::vector<char> counted_records_of([[maybe_unused]] const Part& prepared) {
+  if constexpr (Counts<Family>)
+    return Family::counted_records(prepared.as<typename Family::Prepared>());
+  else
+    return {};
+}
+
+}  // namespace detail
 }  // namespace tarn
 
 /// One instantiation of a routine.
-#define TARN_CELL_INSTANCE(type, member, name, Family) \
-  all.member = {name<type>, [] { return Part::of<Family::Kept<type>>(); }};
+#define TARN_CELL_INSTANCE(type, member, name, Family)                     \
+  all.member = {name<type>, [] { return Part::of<Family::Kept<type>>(); }, \
+                detail::counted_of<Family, type>()};
 
 /// The instantiations of a cell routine, with its family; stands at the end of the routine's file, in the
 /// namespace. likelihood/cells.def lists the routines.
@@ -212,6 +265,7 @@ const auto& facts_of(Cell_work<Real>& work, int i, History histry) {
   Cell_routines routines_of_##name() {                                            \
     Cell_routines all;                                                            \
     all.prepare = [](const Job& job) { return Part::of<Family::Prepared>(job); }; \
+    all.counted_records = &detail::counted_records_of<Family>;                    \
     TARN_SCALARS(TARN_CELL_INSTANCE, name, Family)                                \
     return all;                                                                   \
   }

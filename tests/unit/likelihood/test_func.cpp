@@ -384,6 +384,7 @@ TEST(Func, the_fault_of_the_lowest_history_is_reported) {
     m.finish();
     m.force_threads(threads);
     m.job().model.chprobpointer = faulty;
+    m.force_histories();
     const std::string text = error_of(m.test, [&] { m.func(random_betas(16, 1)); });
     EXPECT_EQ(text, "Cell of record 777 cannot be computed.") << threads;
   }

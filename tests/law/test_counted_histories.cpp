@@ -1,0 +1,134 @@
+// Counts of what histories have in common stand for the histories: the same objective and derivatives.
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <random>
+#include <string>
+
+#include "support/model_builder.h"
+
+namespace tarn {
+namespace {
+
+/// Whose real parameters cohorts share.
+enum class Shared { all, groups, none };
+
+/// Live recaptures of two groups with losses on capture, occasions that are not sampled for some animals
+/// between and behind their captures, and histories that only one group has.
+Model_builder model(int type, Shared shared, int records, Link link = Link::logit) {
+  constexpr int noccas = 6;
+  Model_builder m(type, noccas, 2);
+  std::mt19937_64 source(static_cast<unsigned>(41 + type));
+  const auto chance = [&source](double p) { return static_cast<double>(source() >> 11) * 0x1p-53 < p; };
+  for (int i = 0; i < records; ++i) {
+    std::string live(noccas, '0');
+    const std::size_t first = source() % noccas;
+    live[first] = '1';
+    for (std::size_t o = first + 1; o < noccas; ++o) live[o] = chance(0.4) ? '1' : chance(0.05) ? '.' : '0';
+    const float one = chance(0.5) ? 3.0F : 0.0F;
+    m.record(live, {one, one > 0.0F ? 1.0F : 2.0F}, {chance(0.2) ? 2.0F : 0.0F, 0.0F});
+  }
+  const int n = noccas - 1, columns = type == 11 ? noccas : n;
+  int next = 0;
+  for (int q = 1; q <= m.job().data.numparmnames; ++q) {
+    const int rows = type == 11 ? 1 : n, per_group = rows * columns;
+    for (int g = 1; g <= 2; ++g) {
+      const int base = next + (shared == Shared::all ? 0 : (g - 1) * per_group);
+      m.pim(q, g, type == 11 ? "SQUARE" : "TRIANG", rows, columns, [=](int r, int c) {
+        return base + (shared == Shared::none && rows > 1 ? (r - 1) * columns + c : c);
+      });
+    }
+    next += 2 * per_group;
+  }
+  m.job().model.nlink = link;
+  m.job().model.phase2 = 0;  // the closed-form term is the same either way
+  for (Array3<float>* table : {&m.job().data.u, &m.job().data.ul}) {
+    EXPECT_TRUE(table->allocate(noccas, 2, 1));
+    table->fill(1.0F);
+  }
+  m.intervals({1.0F, 0.5F, 2.0F});
+  m.finish();
+  return m;
+}
+
+std::vector<double> betas(Model_builder& m, unsigned seed, double low, double high) {
+  std::mt19937_64 source(seed);
+  std::uniform_real_distribution<double> between(low, high);
+  std::vector<double> x(static_cast<std::size_t>(m.betas()));
+  for (double& beta : x) beta = between(source);
+  return x;
+}
+
+class Counted_histories : public testing::TestWithParam<std::tuple<int, Shared>> {};
+
+TEST_P(Counted_histories, give_objective_and_derivatives_of_the_histories) {
+  const auto [type, shared] = GetParam();
+  Model_builder counts = model(type, shared, 3000), histories = model(type, shared, 3000);
+  ASSERT_TRUE(counts.job().model.likelihood->setting.counts_some());
+  EXPECT_FALSE(counts.job().model.likelihood->counts_all) << "some have dots behind their last capture";
+  histories.force_histories();
+  for (unsigned seed = 1; seed <= 5; ++seed) {
+    const std::vector<double> x = betas(counts, seed, -2.0, 2.0);
+    std::vector<double> g(x.size()), other(x.size());
+    const double f = funcg(counts.job(), x, g).f, whole = funcg(histories.job(), x, other).f;
+    EXPECT_NEAR(f, whole, 1e-13 * std::abs(whole));
+    EXPECT_EQ(f, counts.func(x));
+    double size = 0.0;
+    for (const double element : other) size = std::max(size, std::abs(element));
+    // Sums over some ten thousand animals.
+    for (std::size_t k = 0; k < g.size(); ++k) EXPECT_NEAR(g[k], other[k], 1e-12 * size) << "beta " << k + 1;
+    const std::vector<double> rows = counts.second_derivatives(x, 3),
+                              others = histories.second_derivatives(x, 3);
+    size = 0.0;
+    for (const double element : others) size = std::max(size, std::abs(element));
+    for (std::size_t k = 0; k < rows.size(); ++k) EXPECT_NEAR(rows[k], others[k], 1e-12 * size) << k;
+  }
+}
+
+TEST_P(Counted_histories, take_part_in_proposals) {
+  const auto [type, shared] = GetParam();
+  Model_builder m = model(type, shared, 3000);
+  const std::vector<double> x = betas(m, 7, -1.0, 1.0);
+  std::vector<Moved_beta> moves;
+  std::vector<double> single;
+  for (int k = 1; k <= m.betas(); k += 3)
+    for (const double by : {0.3, 900.0}) {
+      std::vector<double> moved = x;
+      moved[static_cast<std::size_t>(k) - 1] += by;
+      moves.push_back({k, moved[static_cast<std::size_t>(k) - 1]});
+      single.push_back(m.func(moved));
+    }
+  EXPECT_EQ(m.objectives(x, moves), single);
+}
+
+// A probability outside 0 to 1 is charged for, and one below the floor takes the floor, history by history.
+TEST_P(Counted_histories, leave_floor_and_penalty_to_the_histories) {
+  const auto [type, shared] = GetParam();
+  for (const double low : {0.0, -0.4}) {
+    Model_builder counts = model(type, shared, 3000, Link::identity),
+                  histories = model(type, shared, 3000, Link::identity);
+    histories.force_histories();
+    for (unsigned seed = 1; seed <= 5; ++seed) {
+      std::vector<double> x = betas(counts, seed, low, 1.4);
+      if (low == 0.0)
+        for (double& real : x) real = real > 1.0 ? 1e-70 : 0.5 * real;
+      const double whole = histories.func(x);
+      EXPECT_NEAR(counts.func(x), whole, 1e-13 * std::abs(whole));
+      EXPECT_EQ(counts.value.sumpen, histories.value.sumpen);
+      EXPECT_TRUE(counts.value.sumpen > 0.0 || low == 0.0);
+    }
+  }
+}
+
+TEST_P(Counted_histories, are_histories_where_these_are_fewer) {
+  const auto [type, shared] = GetParam();
+  EXPECT_FALSE(model(type, shared, 1).job().model.likelihood->setting.counts_some());
+}
+
+INSTANTIATE_TEST_SUITE_P(types, Counted_histories,
+                         testing::Combine(testing::Values(1, 11),
+                                          testing::Values(Shared::all, Shared::groups, Shared::none)));
+
+}  // namespace
+}  // namespace tarn
