@@ -48,6 +48,9 @@ inline Reach expit(const Reach& x) { return expit(x.v); }
 inline Reach exprep(const Reach& x) { return exprep(x.v); }
 inline Reach floored_log(const Reach& x) { return floored_log(x.v); }
 inline Reach bincoef(const Reach& n, const Reach& k) { return bincoef(n.v, k.v); }
+inline Reach with_odds_times(const Reach& rate, const Reach& factor) {
+  return with_odds_times(rate.v, factor.v);
+}
 inline Reach pow(const Reach& x, const Reach& y) { return pow(x.v, y.v); }
 
 }  // namespace tarn

@@ -166,6 +166,12 @@ X expit(const X& x) {
   return chain(x, p, p * expit(-x.v));  // p (1 - p) without the cancellation
 }
 
+template <Smooth_number X>
+X with_odds_times(const X& rate, const X& factor) {
+  const auto rest = 1.0 - rate.v, scale = 1.0 / (rest + rate.v * factor.v), square = scale * scale;
+  return chain(rate, factor, with_odds_times(rate.v, factor.v), factor.v * square, rate.v * rest * square);
+}
+
 /// At the floor, which a NaN takes too, the derivatives are 0.
 template <Smooth_number X>
 X floored_log(const X& x) {

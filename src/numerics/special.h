@@ -43,6 +43,12 @@ inline double expit(double x) {
   return 1.0 / (1.0 + exp(-(floored < -minexp ? floored : -minexp)));
 }
 
+/// The rate whose odds are `factor` times those of `rate`.
+inline double with_odds_times(double rate, double factor) {
+  const double odds = rate * factor;
+  return odds / ((1.0 - rate) + odds);
+}
+
 /// ln(p / (1 - p)), p clamped to [0, 1]; `minexp` where p, and `maxexp` where 1 - p, is below `minlog`.
 /// A NaN counts as 0.
 double logit(double p);

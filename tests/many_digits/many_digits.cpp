@@ -107,6 +107,10 @@ Many_digits expit(const Many_digits& x) {
   const Many_digits floored = x > -maxexp ? x : Many_digits(-maxexp);
   return 1.0 / (1.0 + exp(-(floored < -minexp ? floored : Many_digits(-minexp))));
 }
+Many_digits with_odds_times(const Many_digits& rate, const Many_digits& factor) {
+  const Many_digits odds = rate * factor;
+  return odds / (1.0 - rate + odds);
+}
 Many_digits floored_log(const Many_digits& x) { return log(x > minlog ? x : Many_digits(minlog)); }
 Many_digits bincoef(const Many_digits& n, const Many_digits& k) {
   if (k == 0.0 || k == n) return 1.0;

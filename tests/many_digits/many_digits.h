@@ -74,6 +74,7 @@ inline Many_digits abs(const Many_digits& x) { return x < 0.0 ? -x : x; }
 
 Many_digits exprep(const Many_digits& x);
 Many_digits expit(const Many_digits& x);
+Many_digits with_odds_times(const Many_digits& rate, const Many_digits& factor);
 Many_digits floored_log(const Many_digits& x);
 Many_digits bincoef(const Many_digits& n, const Many_digits& k);
 

@@ -54,12 +54,6 @@ Real odds_factor(const Real& sigma, double x) {
   return exprep(sigma * (root_two * x));
 }
 
-/// The rate whose odds to `rest` are `odds`.
-template <class Real>
-Real rate_of_odds(const Real& odds, const Real& rest) {
-  return odds / (rest + odds);
-}
-
 /// expit(logit(rate) + log(factor)), written with odds so that a node costs one division and neither a
 /// logarithm nor an exponential. A rate outside 0 to 1 counts as the end of the range, a NaN as 0.
 template <class Real>
@@ -67,7 +61,7 @@ Real shifted_rate(const Real& rate, const Real& factor) {
   const double r = value_of(rate);
   if (!(r > 0.0)) return 0.0;
   if (!(r < 1.0)) return 1.0;
-  return rate_of_odds<Real>(rate * factor, 1.0 - rate);
+  return with_odds_times(rate, factor);
 }
 
 /// The rates of one session at every node of an effect that they share. A column is a rate of one occasion;
@@ -105,10 +99,9 @@ class Node_table {
       return;
     }
     // Node after node in memory: with covariates the divisions of a record cost more than its walks.
-    const Real rest = 1.0 - rate;
     const Real* factor = factors_.data();
 #pragma omp simd
-    for (std::size_t k = 0; k < order; ++k) cell[k] = rate_of_odds<Real>(rate * factor[k], rest);
+    for (std::size_t k = 0; k < order; ++k) cell[k] = with_odds_times(rate, factor[k]);
   }
 
   /// The rates of a column at all nodes, from 0.

@@ -82,6 +82,8 @@ Bent bent(const Function& f, double at) {
   return {all.value, all.gradient[0], all.second[0][0]};
 }
 
+Wide with_odds_times(Wide rate, Wide factor) { return rate * factor / (1.0L - rate + rate * factor); }
+
 // Unqualified calls find the wide versions of the C++ library beside those of the scalar.
 using std::abs;
 using std::atan;
@@ -151,6 +153,7 @@ TEST(Traced, smooth_functions) {
   }
   expect_derivatives([](const auto& x) { return pow(x[0], x[1]); }, {1.8, -0.6}, "power of two scalars");
   expect_derivatives([](const auto& x) { return pow(x[0], -3.0); }, {-1.2}, "negative base");
+  expect_derivatives([](const auto& x) { return with_odds_times(x[0], x[1]); }, {0.3, 2.5}, "odds");
 }
 
 TEST(Traced, guarded_functions_inside_their_range) {
