@@ -158,7 +158,7 @@ Objective_value evaluate_with_gradient(Job& job, std::span<const T> x, std::span
   Real_work<T>& reals = passes.areas[0]->reals;
   links_back(job, reals.shared, reals, passes.total);
   betas_back(job, reals, passes.total, gradient);
-  for (T& element : gradient) element = -2.0 * element;
+  for (T& element : gradient) element = 0.0 - 2.0 * element;  // never -0
   return value;
 }
 

@@ -85,11 +85,10 @@ Minimiser_end fit(Job& job, const Search_vectors& vectors, bool report) {
   Likelihood_point& point = likelihood_point(job);
   bool first = true;
   const auto objective = [&](std::span<const double> beta, std::span<double> gradient) {
-    const Objective_value value = point.move_to(beta);
+    const Objective_value value = point.move_to(beta, gradient);
     if (settings.detail) debug_charges(job);
     if (first && report) report_first_iteration(job, value);
     first = false;
-    point.gradient(gradient);
     return value.f;
   };
   const Minimiser_end end = minimise(objective, settings, vectors, course_of_va09ad(job));
