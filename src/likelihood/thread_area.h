@@ -44,7 +44,7 @@ struct alignas(128) Thread_area {
       leaves_.resize(nlogit);
       for (int row = 1; row <= nlogit; ++row)
         leaves_(row) = Real(values[row], 1.0, cell.trace.leaf(static_cast<std::size_t>(row) - 1));
-      current_ = Reals<Real>(leaves_.data(), reals.reals());
+      current_ = Reals<Real>(leaves_.data(), reals);
     } else {
       current_ = values;
     }
@@ -59,7 +59,7 @@ struct alignas(128) Thread_area {
     compute_reals(job, i, xbeta, std::exchange(newbeta_, 0), own);
     if constexpr (traced) {
       for (const int row : own.rows) leaves_(row).v = reals.parm(row);
-      current_ = Reals<Real>(leaves_.data(), reals.reals());
+      current_ = Reals<Real>(leaves_.data(), reals);
       pass_ = &own;
     } else {
       current_ = reals.reals();

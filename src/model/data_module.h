@@ -38,9 +38,9 @@ class Reals {
   Reals() = default;
   /// Made-up values, of which nothing may be kept.
   explicit Reals(const Real* first) : before_(first - 1) {}
-  /// What stands for `values`, under their stamp.
+  /// What stands for the values of a work area, under their stamp.
   template <class Base>
-  Reals(const Real* first, const Reals<Base>& values) : Reals(first, values.stamp()) {}
+  Reals(const Real* first, const Real_work<Base>& values) : Reals(first, values.stamp()) {}
   const Real& operator[](int i) const { return before_[i]; }
   /// For loops that want no second look: `before()[i]` is real parameter i.
   const Real* before() const { return before_; }

@@ -59,6 +59,7 @@ struct Real_work {
 
   /// The finished values, as cell routines see them.
   Reals<Real> reals() const { return {parm.data(), stamp_}; }
+  std::uint64_t stamp() const { return stamp_; }
 
   /// To be called when `parm` has got other values; the routines of this header do.
   void changed() { ++stamp_; }
