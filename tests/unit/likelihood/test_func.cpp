@@ -213,6 +213,31 @@ TEST(Func, the_same_bits_for_every_number_of_threads_with_covariates) {
   }
 }
 
+TEST(Func, reals_that_records_share_are_the_same_for_every_thread) {
+  // Blocks of derivatives enough for all threads, and many shared reals that take several steps to finish.
+  constexpr int occasions = 6, shared = 400;
+  Model_builder m(1, occasions, 1, 1);
+  std::mt19937_64 source(23);
+  for (int i = 0; i < 40000; ++i)
+    m.record(random_history(source, occasions), {i % 256 == 0 ? 1.0F : 0.0F}, {}, {0.01 * (i % 100)});
+  m.time_pims();
+  m.job().model.nlogit = 10 + shared;
+  m.design(11);
+  for (int i = 1; i <= 10; ++i) m.cell(i, i, 1.0);
+  for (int row = 11; row <= 10 + shared; ++row) m.cell(row, row % 10 + 1, 1.0);
+  m.covariate(1, 11, 1);
+  for (int row = 10 + shared; row >= 6; --row) m.set_member(row, Link::mlogit, 1);
+  m.finish(1);
+  const std::vector<double> x = random_betas(11, 24);
+  std::vector<double> g(x.size()), other(x.size());
+  const double f = funcg(m.job(), x, g).f;
+  for (int repeat = 0; repeat < 200; ++repeat) {
+    if (repeat % 10 == 0) m.force_threads(4);
+    ASSERT_EQ(funcg(m.job(), x, other).f, f) << repeat;
+    ASSERT_EQ(other, g) << repeat;
+  }
+}
+
 /// f, gradient, second derivatives and moves of single betas, wherever the point was before.
 std::vector<double> everything_at(Model_builder& m, const std::vector<double>& x) {
   std::vector<double> all(x.size());
