@@ -70,7 +70,8 @@ class Live_records : public Record_facts<Live_facts> {
     count_animals(job);
   }
 
-  /// Class of the cohort of group j with this first capture; nullptr when no record of it has codes.
+  /// Class of the cohort of group j with this first capture; nullptr when no record of it has codes, or some
+  /// of its rates are not given.
   const Live_class* class_of(int j, int first) const {
     const int k = class_at_[static_cast<std::size_t>((j - 1) * noccas_ + first - 1)];
     return k < 0 ? nullptr : &classes_[static_cast<std::size_t>(k)];
@@ -107,7 +108,18 @@ class Live_records : public Record_facts<Live_facts> {
           present[place(j, facts.first)] = 1;
     }
     const Pim_table pims(job);
-    Pim_report report;  // what is missing there ends the job in the dry run
+    Pim_report report;
+    // What is missing may be so where all animals of a cohort were lost on capture: the dry run ends the job
+    // only for what a history reads.
+    const auto complete = [&](int j, int first) {
+      report.fault = {};
+      for (const auto& [parameter, shift] :
+           {std::pair(Parameter::Phi, 0), std::pair(Parameter::p, matrices.shift)}) {
+        const Checked_pim rates = pims.checked(job, parameter, 1, 1, j, report);
+        for (int c = first; c < noccas_; ++c) rates(matrices.row(first), c + shift);
+      }
+      return !report.fault.found;
+    };
     const auto same = [&](const Live_class& of, int j, int first) {
       if (of.first > first) return false;
       for (const auto& [parameter, shift] :
@@ -121,7 +133,7 @@ class Live_records : public Record_facts<Live_facts> {
     };
     for (int j = 1; j <= groups; ++j)
       for (int first = 1; first <= noccas_; ++first) {
-        if (!present[place(j, first)]) continue;
+        if (!present[place(j, first)] || !complete(j, first)) continue;
         // A cohort is like the one before it, or like the one of another group; else it is new.
         int found = first > 1 ? class_at_[place(j, first - 1)] : -1;
         if (found >= 0 && !same(classes_[static_cast<std::size_t>(found)], j, first)) found = -1;
@@ -145,11 +157,17 @@ class Live_records : public Record_facts<Live_facts> {
     for (int i = 1; i <= encounters.size(); ++i) {
       const Live_facts& facts = facts_[static_cast<std::size_t>(i) - 1];
       if (facts.codes == nullptr) continue;
+      // A count that is not above 0 is no animal.
+      const auto observed_in = [&](int j) { return std::max(encounters.observed(i, j), 0.0F); };
+      const auto lost_in = [&](int j) { return std::max(encounters.lost_on_capture(i, j), 0.0F); };
+      bool in_classes = true;
+      for (int j = 1; j <= job.status.ngrps; ++j)
+        in_classes =
+            in_classes && (observed_in(j) + lost_in(j) == 0.0F || class_of(j, facts.first) != nullptr);
+      if (!in_classes) continue;
       counted_[static_cast<std::size_t>(i) - 1] = 1;
       for (int j = 1; j <= job.status.ngrps; ++j) {
-        // A count that is not above 0 is no animal.
-        const double observed = std::max(encounters.observed(i, j), 0.0F),
-                     lost = std::max(encounters.lost_on_capture(i, j), 0.0F);
+        const double observed = observed_in(j), lost = lost_in(j);
         if (observed + lost == 0.0) continue;
         histories += (observed > 0.0 ? 1U : 0U) + (lost > 0.0 ? 1U : 0U);
         Live_class& to = classes_[static_cast<std::size_t>(class_at_[place(j, facts.first)])];

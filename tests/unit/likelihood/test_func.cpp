@@ -486,6 +486,43 @@ TEST(Set_up, a_cell_that_no_record_reaches_may_be_anything) {
   EXPECT_GT(m.func({0.5, 0.5}), 0.0);
 }
 
+TEST(Set_up, matrices_that_only_lost_animals_would_reach_may_be_anything) {
+  // A model whose group 2 has one animal, lost where it was caught; nothing is read of what lies behind.
+  const auto model = [](bool animal) {
+    Model_builder m(1, 4, 2);
+    std::mt19937_64 source(31);
+    for (int i = 0; i < 60; ++i) m.record(random_history(source, 4), {2.0F, 0.0F});
+    if (animal) m.record("0100", {}, {0.0F, 1.0F});
+    for (int q = 1; q <= 2; ++q) m.pim(q, 1, "TRIANG", 3, 3, [q](int, int) { return q; });
+    return m;
+  };
+  const std::vector<double> x{0.4, -0.3};
+  Model_builder none = model(false);
+  none.finish();
+  const double f = none.func(x);
+  Model_builder no_matrix = model(true);
+  no_matrix.finish();
+  ASSERT_TRUE(no_matrix.job().model.likelihood->setting.counts_some());
+  EXPECT_EQ(no_matrix.func(x), f);
+  Model_builder zeros = model(true);
+  for (int q = 1; q <= 2; ++q) zeros.pim(q, 2, "TRIANG", 3, 3, [](int, int) { return 0; });
+  zeros.finish();
+  EXPECT_EQ(zeros.func(x), f);
+}
+
+TEST(Set_up, a_cohort_is_not_like_one_without_real_parameters) {
+  // Nobody reads what stands behind occasion 1 in row 1; behind it the cohort of row 2 has real parameter 1.
+  Model_builder with(1, 4), without(1, 4);
+  for (Model_builder* m : {&with, &without}) {
+    for (const char* live : {"0100", "0101", "0110", "0111"}) m->record(live, {5.0F}, {2.0F});
+    if (m == &with) m->record("1000", {}, {1.0F});
+    for (int q = 1; q <= 2; ++q) m->pim(q, 1, "TRIANG", 3, 3, [](int r, int) { return r == 1 ? 0 : 1; });
+    m->finish();
+    ASSERT_TRUE(m->job().model.likelihood->setting.counts_some());
+  }
+  EXPECT_EQ(with.func({0.3}), without.func({0.3}));
+}
+
 TEST(Set_up, a_number_above_the_design_is_fatal) {
   Model_builder m = plain_model(4);
   m.record("1011", {1.0F});
