@@ -5,7 +5,7 @@
 
 #include "likelihood/history_sum.h"
 #include "likelihood/likelihood_work.h"
-#include "model/design_matrix_funcs_module.h"
+#include "model/structure/design.h"
 #include "numerics/floating_environment.h"
 
 namespace tarn {
@@ -108,12 +108,7 @@ Moved_classes::Moved_classes(Job& job) {
   }
 }
 
-bool rows_of_betas_known(const Job& job) {
-  const Design_matrix_funcs_module& functions = job.model.functions;
-  for (int k = 1; k <= functions.numdmfuncs; ++k)
-    if (functions.dmfuncstypes(function_number, k) == nlbeta_function) return false;
-  return true;
-}
+bool rows_of_betas_known(const Job& job) { return !holds_betas(job.model.functions); }
 
 const Moved_classes& moved_classes(Job& job) {
   Likelihood_work& work = *job.model.likelihood;

@@ -87,7 +87,8 @@ History_sum<Real> sum_of_histories(Job& job, Likelihood_work& work, Cell_routine
     const auto part = [&](int, Thread_area<Real>& area, History_block own) {
       area.sum = {};
       for (int b = own.from; b <= own.to; ++b) {
-        area.begin(values, shared.model.nlogit);
+        // The main thread may be at work on the reals of its own area by now.
+        area.begin(work.by_record ? area.reals.reals() : values, shared.model.nlogit);
         sum_block(shared, work, routine, xbeta, block_of(records, b - 1, blocks), wanted, area,
                   passes.blocks(b));
       }

@@ -225,6 +225,7 @@ bool Likelihood_point::stated_differences() const {
 }
 
 void Likelihood_point::gradient(std::span<double> g) {
+  take_back();
   if (!stated_differences()) {
     evaluate_with_gradient<double>(job_, x_, g);
     return;

@@ -35,11 +35,14 @@ struct alignas(128) Thread_area {
   int flags = 0;                           ///< floating-point conditions met in the region
   bool out_of_memory = false;
 
-  /// Before the first record of an evaluation, or with a trace of a block: the reals that records share, and
-  /// those of record 1. Tables are made anew, so that the order of a trace's steps depends on the block only.
+  /// Before the first record of an evaluation, or with a trace of a block: the reals that all records have.
+  /// Where reals depend on the record, `of_record` puts those of this area in their place, shared ones among
+  /// them. Tables are made anew, so that the order of a trace's steps depends on the block only.
   void begin(const Reals<Base>& values, int nlogit) {
     if constexpr (traced) {
       reals.changed();
+      // An evaluation that was broken off may have left derivatives there.
+      if (reals.functions != nullptr) reals.functions->trace.begin(reals.functions->xbeta.size());
       cell.trace.begin(static_cast<std::size_t>(nlogit));
       leaves_.resize(nlogit);
       for (int row = 1; row <= nlogit; ++row)
@@ -56,9 +59,10 @@ struct alignas(128) Thread_area {
   /// Goes to the reals of record i, of those that depend on it the part `own`. A fault becomes one of the
   /// record's cell.
   const Reals<Real>& of_record(const Job& job, int i, std::span<const Base> xbeta, const Link_pass& own) {
-    compute_reals(job, i, xbeta, std::exchange(newbeta_, 0), own);
+    const int newbeta = std::exchange(newbeta_, 0);
+    compute_reals(job, i, xbeta, newbeta, own);
     if constexpr (traced) {
-      for (const int row : own.rows) leaves_(row).v = reals.parm(row);
+      for (const int row : newbeta == 1 ? reals.all.rows : own.rows) leaves_(row).v = reals.parm(row);
       current_ = Reals<Real>(leaves_.data(), reals);
       pass_ = &own;
     } else {

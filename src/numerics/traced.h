@@ -170,7 +170,7 @@ class Trace {
       if (next_ != nullptr && chunk_ + 1 < chunks_.size()) {
         ++chunk_;
       } else {
-        auto chunk = std::make_unique<Chunk>();
+        auto chunk = std::make_unique_for_overwrite<Chunk>();
         chunk->trace = trace_;
         chunks_.push_back(std::move(chunk));
         chunk_ = chunks_.size() - 1;

@@ -121,6 +121,24 @@ TEST_P(Counted_histories, leave_floor_and_penalty_to_the_histories) {
   }
 }
 
+// A search that stands on the kink of the penalty is led back: p is 0, and not to be seen again is certain.
+TEST_P(Counted_histories, leave_kinks_to_the_histories) {
+  const auto [type, shared] = GetParam();
+  Model_builder counts = model(type, shared, 3000, Link::identity),
+                histories = model(type, shared, 3000, Link::identity);
+  histories.force_histories();
+  for (const double end : {0.0, 1.0}) {
+    std::vector<double> x = betas(counts, 9, 0.2, 0.8);
+    for (std::size_t k = end == 0.0 ? x.size() / 2 : 0; k < x.size(); ++k) x[k] = end;
+    std::vector<double> g(x.size()), other(x.size());
+    EXPECT_EQ(funcg(counts.job(), x, g).f, funcg(histories.job(), x, other).f);
+    EXPECT_EQ(g, other);
+    double size = 0.0;
+    for (const double element : g) size = std::max(size, std::abs(element));
+    EXPECT_GT(size, 1e5) << "the slope of the penalty";
+  }
+}
+
 TEST_P(Counted_histories, are_histories_where_these_are_fewer) {
   const auto [type, shared] = GetParam();
   EXPECT_FALSE(model(type, shared, 1).job().model.likelihood->setting.counts_some());

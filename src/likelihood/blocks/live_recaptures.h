@@ -70,7 +70,8 @@ class Live_records : public Record_facts<Live_facts> {
     count_animals(job);
   }
 
-  /// Class of the cohort of group j with this first capture; nullptr when no record of it has codes.
+  /// Class of the cohort of group j with this first capture; nullptr when no record of it has codes, or some
+  /// of its rates are not given.
   const Live_class* class_of(int j, int first) const {
     const int k = class_at_[static_cast<std::size_t>((j - 1) * noccas_ + first - 1)];
     return k < 0 ? nullptr : &classes_[static_cast<std::size_t>(k)];
@@ -107,7 +108,18 @@ class Live_records : public Record_facts<Live_facts> {
           present[place(j, facts.first)] = 1;
     }
     const Pim_table pims(job);
-    Pim_report report;  // what is missing there ends the job in the dry run
+    Pim_report report;
+    // What is missing may be so where all animals of a cohort were lost on capture: the dry run ends the job
+    // only for what a history reads.
+    const auto complete = [&](int j, int first) {
+      report.fault = {};
+      for (const auto& [parameter, shift] :
+           {std::pair(Parameter::Phi, 0), std::pair(Parameter::p, matrices.shift)}) {
+        const Checked_pim rates = pims.checked(job, parameter, 1, 1, j, report);
+        for (int c = first; c < noccas_; ++c) rates(matrices.row(first), c + shift);
+      }
+      return !report.fault.found;
+    };
     const auto same = [&](const Live_class& of, int j, int first) {
       if (of.first > first) return false;
       for (const auto& [parameter, shift] :
@@ -121,7 +133,7 @@ class Live_records : public Record_facts<Live_facts> {
     };
     for (int j = 1; j <= groups; ++j)
       for (int first = 1; first <= noccas_; ++first) {
-        if (!present[place(j, first)]) continue;
+        if (!present[place(j, first)] || !complete(j, first)) continue;
         // A cohort is like the one before it, or like the one of another group; else it is new.
         int found = first > 1 ? class_at_[place(j, first - 1)] : -1;
         if (found >= 0 && !same(classes_[static_cast<std::size_t>(found)], j, first)) found = -1;
@@ -145,11 +157,17 @@ class Live_records : public Record_facts<Live_facts> {
     for (int i = 1; i <= encounters.size(); ++i) {
       const Live_facts& facts = facts_[static_cast<std::size_t>(i) - 1];
       if (facts.codes == nullptr) continue;
+      // A count that is not above 0 is no animal.
+      const auto observed_in = [&](int j) { return std::max(encounters.observed(i, j), 0.0F); };
+      const auto lost_in = [&](int j) { return std::max(encounters.lost_on_capture(i, j), 0.0F); };
+      bool in_classes = true;
+      for (int j = 1; j <= job.status.ngrps; ++j)
+        in_classes =
+            in_classes && (observed_in(j) + lost_in(j) == 0.0F || class_of(j, facts.first) != nullptr);
+      if (!in_classes) continue;
       counted_[static_cast<std::size_t>(i) - 1] = 1;
       for (int j = 1; j <= job.status.ngrps; ++j) {
-        // A count that is not above 0 is no animal.
-        const double observed = std::max(encounters.observed(i, j), 0.0F),
-                     lost = std::max(encounters.lost_on_capture(i, j), 0.0F);
+        const double observed = observed_in(j), lost = lost_in(j);
         if (observed + lost == 0.0) continue;
         histories += (observed > 0.0 ? 1U : 0U) + (lost > 0.0 ? 1U : 0U);
         Live_class& to = classes_[static_cast<std::size_t>(class_at_[place(j, facts.first)])];
@@ -310,7 +328,8 @@ struct Counts_live {
   static std::vector<char> counted_records(const Live_records& records) { return records.counted(); }
 
   /// The logarithms whose sum, count by count, is that of the histories counted. False where some history may
-  /// meet the floor of the logarithm or the range penalty, which see whole histories only.
+  /// meet the floor of the logarithm, the range penalty or the penalty's kink, which see whole histories
+  /// only.
   template <class Real>
   static bool counted(const Job& job, const Reals<Real>& parm, Cell_work<Real>& work,
                       std::vector<Counted_log<Real>>& logs) {
@@ -319,10 +338,11 @@ struct Counts_live {
     for (const Live_class& of : prepared<Family>(work).classes()) {
       const Live_table<Real>& table = detail::live_table<Family>(job, of, parm, work);
       double least_sum = 0.0, least_tail = 0.0;
-      const auto add = [&](double count, const Real& chance, double& least) {
+      // A history is certain only where its captures are, and what comes behind the last of them.
+      const auto add = [&](double count, const Real& chance, double& least, bool may_be_certain) {
         const double v = value_of(chance);
         if (count == 0.0) return true;
-        if (!(v > 0.0)) return false;
+        if (!(v > 0.0) || (v == 1.0 && !may_be_certain)) return false;
         logs.push_back({count, log(chance)});
         least = std::min(least, value_of(logs.back().log));
         return true;
@@ -332,12 +352,12 @@ struct Counts_live {
         double least = 0.0;
         for (std::size_t k = 0; k < live_characters.size(); ++k) {
           const std::size_t cell = 4 * (c - 1) + k;
-          if (!add(of.passed[cell], table.factors[cell], least)) return false;
+          if (!add(of.passed[cell], table.factors[cell], least, k != live_code('1'))) return false;
         }
         least_sum += least;
       }
       for (std::size_t o = static_cast<std::size_t>(of.first); o <= intervals + 1; ++o)
-        if (!add(of.last_caught[o - 1], table.never_again[o - 1], least_tail)) return false;
+        if (!add(of.last_caught[o - 1], table.never_again[o - 1], least_tail, o > intervals)) return false;
       if (!(least_sum + least_tail > floored_log(0.0) + 1.0)) return false;
     }
     return true;

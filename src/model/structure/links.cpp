@@ -341,6 +341,7 @@ void tranlg(const Job& job, int hist, std::span<const Real> xbeta, Real_work<Rea
     for (int i = 1; i <= model.ncovs; ++i) work.sbeta(i) = work.beta(i) * model.scalefactor(i);
     all_linear_predictors(model, work);
   } else {
+    work.changed();
     if (model.dmicrows.empty()) return;
     animal_linear_predictors(model, pass, work);
   }

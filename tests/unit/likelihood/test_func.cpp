@@ -213,6 +213,31 @@ TEST(Func, the_same_bits_for_every_number_of_threads_with_covariates) {
   }
 }
 
+TEST(Func, reals_that_records_share_are_the_same_for_every_thread) {
+  // Blocks of derivatives enough for all threads, and many shared reals that take several steps to finish.
+  constexpr int occasions = 6, shared = 400;
+  Model_builder m(1, occasions, 1, 1);
+  std::mt19937_64 source(23);
+  for (int i = 0; i < 40000; ++i)
+    m.record(random_history(source, occasions), {i % 256 == 0 ? 1.0F : 0.0F}, {}, {0.01 * (i % 100)});
+  m.time_pims();
+  m.job().model.nlogit = 10 + shared;
+  m.design(11);
+  for (int i = 1; i <= 10; ++i) m.cell(i, i, 1.0);
+  for (int row = 11; row <= 10 + shared; ++row) m.cell(row, row % 10 + 1, 1.0);
+  m.covariate(1, 11, 1);
+  for (int row = 10 + shared; row >= 6; --row) m.set_member(row, Link::mlogit, 1);
+  m.finish(1);
+  const std::vector<double> x = random_betas(11, 24);
+  std::vector<double> g(x.size()), other(x.size());
+  const double f = funcg(m.job(), x, g).f;
+  for (int repeat = 0; repeat < 200; ++repeat) {
+    if (repeat % 10 == 0) m.force_threads(4);
+    ASSERT_EQ(funcg(m.job(), x, other).f, f) << repeat;
+    ASSERT_EQ(other, g) << repeat;
+  }
+}
+
 /// f, gradient, second derivatives and moves of single betas, wherever the point was before.
 std::vector<double> everything_at(Model_builder& m, const std::vector<double>& x) {
   std::vector<double> all(x.size());
@@ -459,6 +484,43 @@ TEST(Set_up, a_cell_that_no_record_reaches_may_be_anything) {
   m.pim(2, 1, "TRIANG", 3, 3, [](int r, int) { return r == 2 ? 2 : 0; });
   m.finish();
   EXPECT_GT(m.func({0.5, 0.5}), 0.0);
+}
+
+TEST(Set_up, matrices_that_only_lost_animals_would_reach_may_be_anything) {
+  // A model whose group 2 has one animal, lost where it was caught; nothing is read of what lies behind.
+  const auto model = [](bool animal) {
+    Model_builder m(1, 4, 2);
+    std::mt19937_64 source(31);
+    for (int i = 0; i < 60; ++i) m.record(random_history(source, 4), {2.0F, 0.0F});
+    if (animal) m.record("0100", {}, {0.0F, 1.0F});
+    for (int q = 1; q <= 2; ++q) m.pim(q, 1, "TRIANG", 3, 3, [q](int, int) { return q; });
+    return m;
+  };
+  const std::vector<double> x{0.4, -0.3};
+  Model_builder none = model(false);
+  none.finish();
+  const double f = none.func(x);
+  Model_builder no_matrix = model(true);
+  no_matrix.finish();
+  ASSERT_TRUE(no_matrix.job().model.likelihood->setting.counts_some());
+  EXPECT_EQ(no_matrix.func(x), f);
+  Model_builder zeros = model(true);
+  for (int q = 1; q <= 2; ++q) zeros.pim(q, 2, "TRIANG", 3, 3, [](int, int) { return 0; });
+  zeros.finish();
+  EXPECT_EQ(zeros.func(x), f);
+}
+
+TEST(Set_up, a_cohort_is_not_like_one_without_real_parameters) {
+  // Nobody reads what stands behind occasion 1 in row 1; behind it the cohort of row 2 has real parameter 1.
+  Model_builder with(1, 4), without(1, 4);
+  for (Model_builder* m : {&with, &without}) {
+    for (const char* live : {"0100", "0101", "0110", "0111"}) m->record(live, {5.0F}, {2.0F});
+    if (m == &with) m->record("1000", {}, {1.0F});
+    for (int q = 1; q <= 2; ++q) m->pim(q, 1, "TRIANG", 3, 3, [](int r, int) { return r == 1 ? 0 : 1; });
+    m->finish();
+    ASSERT_TRUE(m->job().model.likelihood->setting.counts_some());
+  }
+  EXPECT_EQ(with.func({0.3}), without.func({0.3}));
 }
 
 TEST(Set_up, a_number_above_the_design_is_fatal) {
