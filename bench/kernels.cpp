@@ -3,6 +3,7 @@
 
 #include <benchmark/benchmark.h>
 
+#include <algorithm>
 #include <cmath>
 #include <random>
 
@@ -22,44 +23,92 @@ struct Case {
   std::vector<Live_record> records;
 };
 
-/// {Phi(t) p(t)}, and with a slope {Phi(t+x) p(t)}, at the values that the data were simulated with.
-Case make_case(const Live_design& design, int threads) {
-  Case made{Model_builder(1, design.occasions, design.groups, design.slope != 0.0 ? 1 : 0), {}, {}};
-  made.records = bench::live_recaptures(design);
+/// A beta of survival for each class of groups and period of intervals, of capture for each period; 0: a
+/// period for each interval. With classes each group has real parameters of its own, as in make_deck.
+struct Shape {
+  Live_design data;
+  int phi_periods = 0, p_periods = 0, phi_classes = 1;
+};
+
+/// {Phi(class*period) p(period)}, and with a slope {Phi(class*period+x) p(period)}, near the values that the
+/// data were simulated with.
+Case make_case(const Shape& shape, int threads) {
+  const Live_design& data = shape.data;
+  const bool covariate = data.slope != 0.0;
+  Case made{Model_builder(1, data.occasions, data.groups, covariate ? 1 : 0), {}, {}};
+  Model_builder& model = made.model;
+  made.records = bench::live_recaptures(data);
   for (const Live_record& record : made.records)
-    made.model.record(record.live, std::vector<float>(record.counts.begin(), record.counts.end()), {},
-                      design.slope != 0.0 ? std::vector{record.covariate} : std::vector<double>{});
-  made.model.time_pims();
-  const int n = design.occasions - 1;
-  for (int c = 1; c <= n; ++c) made.beta.push_back(design.survival_logit(c));
-  for (int c = 1; c <= n; ++c) made.beta.push_back(std::log(design.capture(c) / (1.0 - design.capture(c))));
-  if (design.slope != 0.0) {
-    made.model.design(2 * n + 1);
-    for (int i = 1; i <= 2 * n; ++i) made.model.cell(i, i, 1.0);
-    for (int c = 1; c <= n; ++c) made.model.covariate(c, 2 * n + 1, 1);
-    made.beta.push_back(design.slope);
+    model.record(record.live, std::vector<float>(record.counts.begin(), record.counts.end()), {},
+                 covariate ? std::vector{record.covariate} : std::vector<double>{});
+  const int n = data.occasions - 1, classes = shape.phi_classes, groups = classes > 1 ? data.groups : 1;
+  for (int g = 1; g <= data.groups; ++g) {
+    const int before = (std::min(g, groups) - 1) * n;
+    model.pim(1, g, "TRIANG", n, n, [=](int, int c) { return before + c; });
+    model.pim(2, g, "TRIANG", n, n, [=](int, int c) { return groups * n + c; });
   }
-  made.model.finish(threads);
+  const int phi_periods = shape.phi_periods > 0 ? shape.phi_periods : n;
+  const int p_periods = shape.p_periods > 0 ? shape.p_periods : n;
+  const int phi_betas = classes * phi_periods, slope = phi_betas + p_periods + 1;
+  const auto period = [n](int c, int periods) { return (c - 1) * periods / n; };
+  made.beta.assign(static_cast<std::size_t>(covariate ? slope : slope - 1), data.slope);
+  if (classes > 1 || covariate || phi_periods < n || p_periods < n)
+    model.design(static_cast<int>(made.beta.size()));
+  const auto put = [&](int row, int beta, double value) {
+    if (model.job().model.design.present()) model.cell(row, beta, 1.0);
+    made.beta[static_cast<std::size_t>(beta) - 1] = value;
+  };
+  for (int c = 1; c <= n; ++c) {
+    for (int g = 0; g < groups; ++g) {
+      put(g * n + c, g % classes * phi_periods + period(c, phi_periods) + 1, data.survival_logit(c));
+      if (covariate) model.covariate(g * n + c, slope, 1);
+    }
+    put(groups * n + c, phi_betas + period(c, p_periods) + 1,
+        std::log(data.capture(c) / (1.0 - data.capture(c))));
+  }
+  model.finish(threads);
   return made;
 }
 
-void evaluations(benchmark::State& state, const Live_design& design, int threads) {
-  Case made = make_case(design, threads);
-  for (auto _ : state) benchmark::DoNotOptimize(made.model.func(made.beta));
-  state.counters["records"] = static_cast<double>(made.records.size());
+/// Whether counts of releases and next captures may stand for the histories.
+enum class Road { counts, histories };
+
+Case make_case(const Shape& shape, int threads, Road road) {
+  Case made = make_case(shape, threads);
+  if (road == Road::histories) made.model.force_histories();
+  return made;
 }
 
-const Live_design folded{.occasions = 20, .animals = 100000};
-const Live_design covariates{.occasions = 20, .animals = 20000, .groups = 2, .slope = 0.5};
-const Live_design small_data{.occasions = 7, .animals = 300};
-const Live_design many_occasions{.occasions = 60, .animals = 2000};
+void evaluations(benchmark::State& state, const Shape& shape, int threads, Road road = Road::counts) {
+  Case made = make_case(shape, threads, road);
+  for (auto _ : state) benchmark::DoNotOptimize(made.model.func(made.beta));
+  state.counters["records"] = static_cast<double>(made.records.size());
+  state.counters["betas"] = static_cast<double>(made.beta.size());
+}
+
+const Live_design folded_data{.occasions = 20, .animals = 100000};
+const Shape folded{.data = folded_data};
+const Shape covariates{.data = {.occasions = 20, .animals = 20000, .groups = 2, .slope = 0.5}};
+const Shape periods{
+    .data = {.occasions = 20, .animals = 20000, .slope = 0.5}, .phi_periods = 6, .p_periods = 6};
+const Shape large{.data = {.occasions = 60, .animals = 3000, .groups = 8, .slope = 0.5}, .phi_classes = 4};
+const Shape small_data{.data = {.occasions = 7, .animals = 300}};
+const Shape many_occasions{.data = {.occasions = 60, .animals = 2000}};
 
 void func_folded(benchmark::State& state) { evaluations(state, folded, static_cast<int>(state.range(0))); }
 BENCHMARK(func_folded)->Arg(1)->Arg(2)->UseRealTime();
+void func_histories(benchmark::State& state) {
+  evaluations(state, folded, static_cast<int>(state.range(0)), Road::histories);
+}
+BENCHMARK(func_histories)->Arg(1)->Arg(2)->UseRealTime();
 void func_covariates(benchmark::State& state) {
   evaluations(state, covariates, static_cast<int>(state.range(0)));
 }
 BENCHMARK(func_covariates)->Arg(1)->Arg(2)->UseRealTime();
+void func_periods(benchmark::State& state) { evaluations(state, periods, static_cast<int>(state.range(0))); }
+BENCHMARK(func_periods)->Arg(1)->Arg(2)->UseRealTime();
+void func_large(benchmark::State& state) { evaluations(state, large, static_cast<int>(state.range(0))); }
+BENCHMARK(func_large)->Arg(1)->Arg(2)->UseRealTime();
 void func_small(benchmark::State& state) { evaluations(state, small_data, static_cast<int>(state.range(0))); }
 BENCHMARK(func_small)->Arg(1)->Arg(2)->UseRealTime();
 void func_many_occasions(benchmark::State& state) {
@@ -68,30 +117,39 @@ void func_many_occasions(benchmark::State& state) {
 BENCHMARK(func_many_occasions)->Arg(1)->Arg(2)->UseRealTime();
 
 /// The objective with its gradient.
-void gradients(benchmark::State& state, const Live_design& design) {
-  Case made = make_case(design, 1);
+void gradients(benchmark::State& state, const Shape& shape, Road road = Road::counts) {
+  Case made = make_case(shape, 1, road);
   std::vector<double> g(made.beta.size());
   for (auto _ : state) benchmark::DoNotOptimize(funcg(made.model.job(), made.beta, g));
 }
 void gradient_folded(benchmark::State& state) { gradients(state, folded); }
 BENCHMARK(gradient_folded)->Unit(benchmark::kMicrosecond);
+void gradient_histories(benchmark::State& state) { gradients(state, folded, Road::histories); }
+BENCHMARK(gradient_histories)->Unit(benchmark::kMicrosecond);
 void gradient_covariates(benchmark::State& state) { gradients(state, covariates); }
 BENCHMARK(gradient_covariates)->Unit(benchmark::kMicrosecond);
+void gradient_periods(benchmark::State& state) { gradients(state, periods); }
+BENCHMARK(gradient_periods)->Unit(benchmark::kMicrosecond);
+void gradient_large(benchmark::State& state) { gradients(state, large); }
+BENCHMARK(gradient_large)->Unit(benchmark::kMicrosecond);
+void gradient_many_occasions(benchmark::State& state) { gradients(state, many_occasions); }
+BENCHMARK(gradient_many_occasions)->Unit(benchmark::kMicrosecond);
 
 /// Survival to the powers of unequal intervals.
 void func_unequal_intervals(benchmark::State& state) {
   Case made = make_case(folded, 1);
-  for (int c = 1; c < folded.occasions; ++c)
+  for (int c = 1; c < folded_data.occasions; ++c)
     made.model.job().data.timint(c) = 0.5F + 0.25F * static_cast<float>(c % 4);
   made.model.job().data.timevy = 1;
+  made.model.set_threads(1);
   for (auto _ : state) benchmark::DoNotOptimize(made.model.func(made.beta));
 }
 BENCHMARK(func_unequal_intervals);
 
 /// The yardstick: nothing but the chain, over the same histories, with reals in plain arrays.
 void plain_loop_folded(benchmark::State& state) {
-  const std::vector<Live_record> records = bench::live_recaptures(folded);
-  const std::size_t occasions = static_cast<std::size_t>(folded.occasions);
+  const std::vector<Live_record> records = bench::live_recaptures(folded_data);
+  const std::size_t occasions = static_cast<std::size_t>(folded_data.occasions);
   std::string cells;
   std::vector<int> first;
   for (const Live_record& record : records) {
@@ -99,9 +157,9 @@ void plain_loop_folded(benchmark::State& state) {
     first.push_back(static_cast<int>(record.live.find('1')));
   }
   std::vector<double> phi(occasions), p(occasions);
-  for (int c = 1; c < folded.occasions; ++c) {
-    phi[static_cast<std::size_t>(c) - 1] = 1.0 / (1.0 + std::exp(-folded.survival_logit(c)));
-    p[static_cast<std::size_t>(c) - 1] = folded.capture(c);
+  for (int c = 1; c < folded_data.occasions; ++c) {
+    phi[static_cast<std::size_t>(c) - 1] = 1.0 / (1.0 + std::exp(-folded_data.survival_logit(c)));
+    p[static_cast<std::size_t>(c) - 1] = folded_data.capture(c);
   }
   for (auto _ : state) {
     double total = 0.0;
@@ -122,7 +180,7 @@ BENCHMARK(plain_loop_folded);
 
 /// The same with what every evaluation cannot do without: a logarithm a history.
 void plain_loop_with_log(benchmark::State& state) {
-  const std::vector<Live_record> records = bench::live_recaptures(folded);
+  const std::vector<Live_record> records = bench::live_recaptures(folded_data);
   std::vector<double> prob(records.size(), 0.01), sum(1);
   for (auto _ : state) {
     double total = 0.0;
@@ -133,8 +191,8 @@ void plain_loop_with_log(benchmark::State& state) {
 BENCHMARK(plain_loop_with_log);
 
 /// Eight rows of second derivatives.
-void derivative_pass(benchmark::State& state, const Live_design& design) {
-  Case made = make_case(design, 1);
+void derivative_pass(benchmark::State& state, const Shape& shape, Road road = Road::counts) {
+  Case made = make_case(shape, 1, road);
   std::vector<Lanes> rows(made.beta.size());
   for (auto _ : state) {
     func_derivatives(made.model.job(), made.beta, 1, rows);
@@ -143,8 +201,12 @@ void derivative_pass(benchmark::State& state, const Live_design& design) {
 }
 void derivatives_folded(benchmark::State& state) { derivative_pass(state, folded); }
 BENCHMARK(derivatives_folded);
+void derivatives_histories(benchmark::State& state) { derivative_pass(state, folded, Road::histories); }
+BENCHMARK(derivatives_histories);
 void derivatives_covariates(benchmark::State& state) { derivative_pass(state, covariates); }
 BENCHMARK(derivatives_covariates);
+void derivatives_large(benchmark::State& state) { derivative_pass(state, large); }
+BENCHMARK(derivatives_large);
 
 std::vector<double> terms() {
   std::mt19937_64 source(1);
