@@ -151,6 +151,10 @@ Objective_value evaluate_with_gradient(Job& job, std::span<const T> x, std::span
   Likelihood_work& work = *job.model.likelihood;
   Traced_passes<T>& passes = work.passes<T>();
   make_areas(job, work, static_cast<int>(work.plain.size()), passes.areas);
+  // An evaluation that was broken off may have left derivatives there.
+  for (const auto& area : passes.areas)
+    if (Traced_functions<T>* functions = area->reals.functions.get())
+      functions->trace.begin(functions->xbeta.size());
   passes.blocks.resize(blocks_of_histories(job.data.encounters.size()) + 1);
   for (Real_adjoints<T>& block : passes.blocks) block.begin(job, work.by_record);
   const Objective_value value = evaluate<Traced<T>>(job, work.setting.routines.of<Traced<T>>().routine, x);

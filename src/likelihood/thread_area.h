@@ -41,8 +41,6 @@ struct alignas(128) Thread_area {
   void begin(const Reals<Base>& values, int nlogit) {
     if constexpr (traced) {
       reals.changed();
-      // An evaluation that was broken off may have left derivatives there.
-      if (reals.functions != nullptr) reals.functions->trace.begin(reals.functions->xbeta.size());
       cell.trace.begin(static_cast<std::size_t>(nlogit));
       leaves_.resize(nlogit);
       for (int row = 1; row <= nlogit; ++row)
