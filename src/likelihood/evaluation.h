@@ -85,7 +85,7 @@ History_sum<Real> sum_of_histories(Job& job, Likelihood_work& work, Cell_routine
              (passes.idle_classes.empty() || !passes.idle_classes(work.classes->of(i, j, lost)));
     };
     const auto part = [&](int, Thread_area<Real>& area, History_block own) {
-      area.sum = {};
+      area.begin_evaluation();
       for (int b = own.from; b <= own.to; ++b) {
         // The main thread may be at work on the reals of its own area by now.
         area.begin(work.by_record ? area.reals.reals() : values, shared.model.nlogit);
@@ -98,7 +98,7 @@ History_sum<Real> sum_of_histories(Job& job, Likelihood_work& work, Cell_routine
     Real_adjoints<T> none;
     const auto wanted = [&](int i, int, int) { return !(counted && work.setting.counts(i)); };
     const auto part = [&](int, Thread_area<Real>& area, History_block own) {
-      area.sum = {};
+      area.begin_evaluation();
       area.begin(values, shared.model.nlogit);
       sum_block(shared, work, routine, xbeta, own, wanted, area, none);
     };
@@ -155,7 +155,7 @@ Objective_value evaluate_with_gradient(Job& job, std::span<const T> x, std::span
   for (const auto& area : passes.areas)
     if (Traced_functions<T>* functions = area->reals.functions.get())
       functions->trace.begin(functions->xbeta.size());
-  passes.blocks.resize(blocks_of_histories(job.data.encounters.size()) + 1);
+  passes.blocks.resize(blocks_of_histories(job.data.encounters.size(), work.by_record) + 1);
   for (Real_adjoints<T>& block : passes.blocks) block.begin(job, work.by_record);
   const Objective_value value = evaluate<Traced<T>>(job, work.setting.routines.of<Traced<T>>().routine, x);
   passes.total.begin(job, true);

@@ -73,9 +73,12 @@ struct Team {
   }
 };
 
-/// Blocks of fixed size that derivatives are added up in: few enough to be joined at no cost, and enough for
-/// many threads.
-inline int blocks_of_histories(int records) { return std::clamp(records / 512, 1, 64); }
+/// Number of the blocks that derivatives are added up in: enough for many threads, and few enough that what a
+/// block costs by itself does not show: memory for each real parameter, and where records share them tables
+/// of its own.
+inline int blocks_of_histories(int records, bool by_record) {
+  return std::clamp(records / (by_record ? 64 : 256), 1, 16);
+}
 
 /// What passes with traced scalars over T work with; made when first asked for.
 template <class T>

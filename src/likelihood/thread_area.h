@@ -35,9 +35,14 @@ struct alignas(128) Thread_area {
   int flags = 0;                           ///< floating-point conditions met in the region
   bool out_of_memory = false;
 
-  /// Before the first record of an evaluation, or with a trace of a block: the reals that all records have.
-  /// Where reals depend on the record, `of_record` puts those of this area in their place, shared ones among
-  /// them. Tables are made anew, so that the order of a trace's steps depends on the block only.
+  /// Before a thread's first record of an evaluation, which fills the whole work area.
+  void begin_evaluation() {
+    sum = {};
+    newbeta_ = 1;
+  }
+  /// Before the records of a block: the reals that all records have. Where reals depend on the record,
+  /// `of_record` puts those of this area in their place, shared ones among them. Tables are made anew with a
+  /// trace, so that the order of its steps depends on the block only.
   void begin(const Reals<Base>& values, int nlogit) {
     if constexpr (traced) {
       reals.changed();
@@ -49,7 +54,6 @@ struct alignas(128) Thread_area {
     } else {
       current_ = values;
     }
-    newbeta_ = 1;  // the first record fills the whole work area
     pass_ = nullptr;
   }
   const Reals<Real>& current() const { return current_; }

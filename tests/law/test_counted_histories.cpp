@@ -6,6 +6,7 @@
 #include <random>
 #include <string>
 
+#include "likelihood/blocks/jolly_seber.h"
 #include "support/model_builder.h"
 
 namespace tarn {
@@ -140,6 +141,16 @@ TEST_P(Counted_histories, leave_kinks_to_the_histories) {
   }
 }
 
+// One table and one set of counts serve all cohorts with the same real parameters.
+TEST_P(Counted_histories, share_tables_as_they_share_real_parameters) {
+  const auto [type, shared] = GetParam();
+  Model_builder m = model(type, shared, 3000);
+  const Live_records records(m.job(), type == 11 ? Jolly_seber::matrices : Live_recaptures::matrices);
+  // Of a release on the last occasion nothing is read, so that it is like any other.
+  const std::size_t alone = type == 11 ? 1 : 5;
+  EXPECT_EQ(records.classes().size(), shared == Shared::all ? 1 : shared == Shared::groups ? 2 : 2 * alone);
+}
+
 TEST_P(Counted_histories, are_histories_where_these_are_fewer) {
   const auto [type, shared] = GetParam();
   EXPECT_FALSE(model(type, shared, 1).job().model.likelihood->setting.counts_some());
@@ -148,6 +159,68 @@ TEST_P(Counted_histories, are_histories_where_these_are_fewer) {
 INSTANTIATE_TEST_SUITE_P(types, Counted_histories,
                          testing::Combine(testing::Values(1, 11),
                                           testing::Values(Shared::all, Shared::groups, Shared::none)));
+
+/// Live recaptures of one group with a real parameter for each interval, 40 records of each history.
+Model_builder study(const std::vector<std::string>& lives, float count = 1.0F) {
+  constexpr int noccas = 6;
+  Model_builder m(1, noccas);
+  for (const std::string& live : lives)
+    for (int k = 0; k < 40; ++k) m.record(live, {count});
+  m.time_pims();
+  m.job().model.nlink = Link::identity;
+  m.finish();
+  return m;
+}
+
+/// Objective, penalty and gradient of a study, by counts as by histories.
+struct Study_case {
+  std::vector<std::string> lives;
+  double phi, p;
+  bool charged, at_kink;
+};
+
+class Edges_of_counts : public testing::TestWithParam<Study_case> {};
+
+TEST_P(Edges_of_counts, are_seen_by_the_histories) {
+  const Study_case& of = GetParam();
+  Model_builder counts = study(of.lives), histories = study(of.lives);
+  ASSERT_TRUE(counts.job().model.likelihood->counts_all);
+  histories.force_histories();
+  std::vector<double> x(10, of.phi), g(10), other(10);
+  std::fill(x.begin() + 5, x.end(), of.p);
+  counts.value = funcg(counts.job(), x, g);
+  histories.value = funcg(histories.job(), x, other);
+  EXPECT_EQ(counts.value.f, histories.value.f);
+  EXPECT_EQ(counts.value.sumpen, histories.value.sumpen);
+  EXPECT_EQ(counts.value.sumpen > 0.0, of.charged);
+  EXPECT_EQ(g, other);
+  double size = 0.0;
+  for (const double element : g) size = std::max(size, std::abs(element));
+  EXPECT_EQ(size > 1e5, of.charged || of.at_kink);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    studies, Edges_of_counts,
+    testing::Values(Study_case{{"111111"}, 0.95, 1.2, true, false},  // above 1, every factor positive
+                    Study_case{{"111111", "111110"}, 1.3, 0.9, true, false},  // survival alone
+                    Study_case{{"100001"}, 1e-70, 0.5, false, false},         // below the floor
+                    Study_case{{"100001", "100000"}, 0.5, 0.0, false, true},  // a factor of 0
+                    Study_case{{"100000"}, 0.5, 0.0, false, true},            // certain not to be seen
+                    Study_case{{"111111"}, 1.0, 1.0, false, true}));          // certain to be seen
+
+TEST(Counts_of_records, leave_out_what_is_no_animal) {
+  const std::vector<std::string> lives{"110100", "101000"};
+  const std::vector<double> x{0.8, 0.7, 0.6, 0.9, 0.75, 0.4, 0.5, 0.6, 0.3, 0.45};
+  Model_builder with = study(lives), without = study(lives);
+  Encounter_store& store = with.job().data.encounters;
+  store.observed(1)[0] = store.observed(41)[0] = -5.0F;
+  store.lost_on_capture(2)[0] = -3.0F;
+  with.set_threads(1);
+  without.job().data.encounters.observed(1)[0] = without.job().data.encounters.observed(41)[0] = 0.0F;
+  without.set_threads(1);
+  ASSERT_TRUE(with.job().model.likelihood->counts_all);
+  EXPECT_EQ(with.func(x), without.func(x));
+}
 
 }  // namespace
 }  // namespace tarn

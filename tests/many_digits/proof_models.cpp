@@ -6,6 +6,8 @@
 #include <functional>
 #include <numbers>
 
+#include "support/open_population.h"
+
 namespace tarn {
 namespace {
 
@@ -236,9 +238,32 @@ Proof_model model_out_of_range(int type) {
   return made;
 }
 
+namespace {
+
+/// Animals of a population that grows, some of them lost on capture: what random animals do not look like.
+Model_builder growing_population(int type, const Fitted_options& options) {
+  const std::vector<double> lengths{1.0, 0.5, 2.0};
+  const Expected expected =
+      expected_counts({400.0, {0.8, 0.8, 0.8}, {0.5, 0.5, 0.5, 0.5}, {1.1, 1.1, 1.1}, 0.05}, lengths);
+  std::vector<Animal> animals;
+  for (const auto& [history, counts] : expected.counts) {
+    Animal animal;
+    for (const char live : history) animal.cells += {live, '0'};
+    animal.observed = {static_cast<float>(std::round(counts[0]))};
+    animal.lost = {static_cast<float>(std::round(counts[1]))};
+    animals.push_back(animal);
+  }
+  Model_builder m = unfinished_model(type, animals, options);
+  m.intervals({1.0F, 0.5F, 2.0F});
+  return m;
+}
+
+}  // namespace
+
 Proof_model model_with_constants(int type) {
   const Fitted_options options{.noccas = 4, .groups = 1, .covariates = 0};
-  Proof_model made{model_of(type, options, 30), {}};
+  const bool grows = datatype(type).closed_form == Closed_form::D;
+  Proof_model made{grows ? growing_population(type, options) : model_of(type, options, 30), {}};
   Job& job = made.m.job();
   made.m.design(job.data.numparmnames);
   for (int q = 1; q <= job.data.numparmnames; ++q) {

@@ -70,15 +70,9 @@ class Live_records : public Record_facts<Live_facts> {
     count_animals(job);
   }
 
-  /// Class of the cohort of group j with this first capture; nullptr when no record of it has codes, or some
-  /// of its rates are not given.
-  const Live_class* class_of(int j, int first) const {
-    const int k = class_at_[static_cast<std::size_t>((j - 1) * noccas_ + first - 1)];
-    return k < 0 ? nullptr : &classes_[static_cast<std::size_t>(k)];
-  }
-  std::size_t number_of(const Live_class& of) const {
-    return static_cast<std::size_t>(&of - classes_.data());
-  }
+  /// Number (from 0) of the class of the cohort of group j with this first capture; -1 when no record of it
+  /// has codes, or some of its rates are not given.
+  int class_of(int j, int first) const { return class_at_[place(j, first)]; }
   const std::vector<Live_class>& classes() const { return classes_; }
   /// By record: 1 where the counts stand for it. Empty where its histories are fewer than the counts.
   const std::vector<char>& counted() const { return counted_; }
@@ -120,8 +114,8 @@ class Live_records : public Record_facts<Live_facts> {
       }
       return !report.fault.found;
     };
-    const auto same = [&](const Live_class& of, int j, int first) {
-      if (of.first > first) return false;
+    const auto same = [&](int k, int j, int first) {
+      const Live_class& of = classes_[static_cast<std::size_t>(k)];
       for (const auto& [parameter, shift] :
            {std::pair(Parameter::Phi, 0), std::pair(Parameter::p, matrices.shift)}) {
         const Checked_pim one = pims.checked(job, parameter, 1, 1, of.group, report),
@@ -136,10 +130,10 @@ class Live_records : public Record_facts<Live_facts> {
         if (!present[place(j, first)] || !complete(j, first)) continue;
         // A cohort is like the one before it, or like the one of another group; else it is new.
         int found = first > 1 ? class_at_[place(j, first - 1)] : -1;
-        if (found >= 0 && !same(classes_[static_cast<std::size_t>(found)], j, first)) found = -1;
+        if (found >= 0 && !same(found, j, first)) found = -1;
         for (int g = 1; found < 0 && g < j; ++g) {
           const int k = class_at_[place(g, first)];
-          if (k >= 0 && same(classes_[static_cast<std::size_t>(k)], j, first)) found = k;
+          if (k >= 0 && same(k, j, first)) found = k;
         }
         if (found < 0) {
           found = static_cast<int>(classes_.size());
@@ -162,15 +156,14 @@ class Live_records : public Record_facts<Live_facts> {
       const auto lost_in = [&](int j) { return std::max(encounters.lost_on_capture(i, j), 0.0F); };
       bool in_classes = true;
       for (int j = 1; j <= job.status.ngrps; ++j)
-        in_classes =
-            in_classes && (observed_in(j) + lost_in(j) == 0.0F || class_of(j, facts.first) != nullptr);
+        in_classes = in_classes && (observed_in(j) + lost_in(j) == 0.0F || class_of(j, facts.first) >= 0);
       if (!in_classes) continue;
       counted_[static_cast<std::size_t>(i) - 1] = 1;
       for (int j = 1; j <= job.status.ngrps; ++j) {
         const double observed = observed_in(j), lost = lost_in(j);
         if (observed + lost == 0.0) continue;
         histories += (observed > 0.0 ? 1U : 0U) + (lost > 0.0 ? 1U : 0U);
-        Live_class& to = classes_[static_cast<std::size_t>(class_at_[place(j, facts.first)])];
+        Live_class& to = classes_[static_cast<std::size_t>(class_of(j, facts.first))];
         for (int c = facts.first; c < facts.last_caught; ++c)
           to.passed[4 * static_cast<std::size_t>(c - 1) + facts.codes[c - facts.first]] += observed + lost;
         to.last_caught[static_cast<std::size_t>(facts.last_caught) - 1] += observed;
@@ -269,24 +262,24 @@ auto live_rates(const Job& job, int j, int first, const Reals<Real>& parm, Cell_
 
 namespace detail {
 
-/// Makes the table of a class. Out of the way of the histories that only read it.
+/// Makes the table of class k. Out of the way of the histories that only read it.
 template <class Family, class Real>
-[[gnu::noinline]] void make_table(const Job& job, const Live_class& of, const Reals<Real>& parm,
+[[gnu::noinline]] void make_table(const Job& job, std::size_t k, const Reals<Real>& parm,
                                   Cell_work<Real>& work, Live_table<Real>& table) {
+  const Live_class& of = prepared<Family>(work).classes()[k];
   const auto rates = live_rates<Family>(job, of.group, of.first, parm, work);
   const auto keep = work.trace.keep();
   table.make(of.first, job.status.noccas, parm.stamp(), rates.survives, rates.caught);
 }
 
-/// The table of a class at these reals. May throw std::bad_alloc when a class is met for the first time.
+/// The table of class k at these reals. May throw std::bad_alloc when a class is met for the first time.
 template <class Family, class Real>
-const Live_table<Real>& live_table(const Job& job, const Live_class& of, const Reals<Real>& parm,
+const Live_table<Real>& live_table(const Job& job, std::size_t k, const Reals<Real>& parm,
                                    Cell_work<Real>& work) {
   std::vector<Live_table<Real>>& tables = kept<Family>(work).tables;
-  const std::size_t own = prepared<Family>(work).number_of(of);
-  if (own >= tables.size()) tables.resize(own + 1);
-  Live_table<Real>& table = tables[own];
-  if (table.made_for != parm.stamp()) make_table<Family>(job, of, parm, work, table);
+  if (k >= tables.size()) tables.resize(k + 1);
+  Live_table<Real>& table = tables[k];
+  if (table.made_for != parm.stamp()) make_table<Family>(job, k, parm, work, table);
   return table;
 }
 
@@ -314,10 +307,12 @@ template <class Family, class Real>
 template <class Family, class Real>
 Real live_recaptures(const Job& job, History histry, const Live_facts& facts, bool lost, int j,
                      const Reals<Real>& parm, Cell_work<Real>& work) {
-  if (facts.codes != nullptr && !lost && parm.stamp() != 0)
-    if (const Live_class* of = prepared<Family>(work).class_of(j, facts.first))
-      return detail::live_table<Family>(job, *of, parm, work)
+  if (facts.codes != nullptr && !lost && parm.stamp() != 0) {
+    const int k = prepared<Family>(work).class_of(j, facts.first);
+    if (k >= 0)
+      return detail::live_table<Family>(job, static_cast<std::size_t>(k), parm, work)
           .prob(facts.codes, facts.first, facts.last_caught);
+  }
   const int last = lost ? facts.lastlc : facts.lastsm;
   return detail::step_by_step<Family>(job, histry, facts, last, j, parm, work);
 }
@@ -335,8 +330,10 @@ struct Counts_live {
                       std::vector<Counted_log<Real>>& logs) {
     logs.clear();
     const std::size_t intervals = static_cast<std::size_t>(job.status.noccas) - 1;
-    for (const Live_class& of : prepared<Family>(work).classes()) {
-      const Live_table<Real>& table = detail::live_table<Family>(job, of, parm, work);
+    const std::vector<Live_class>& classes = prepared<Family>(work).classes();
+    for (std::size_t k = 0; k < classes.size(); ++k) {
+      const Live_class& of = classes[k];
+      const Live_table<Real>& table = detail::live_table<Family>(job, k, parm, work);
       double least_sum = 0.0, least_tail = 0.0;
       // A history is certain only where its captures are, and what comes behind the last of them.
       const auto add = [&](double count, const Real& chance, double& least, bool may_be_certain) {
@@ -350,9 +347,9 @@ struct Counts_live {
       for (std::size_t c = static_cast<std::size_t>(of.first); c <= intervals; ++c) {
         if (!table.in_range[c - 1]) return false;
         double least = 0.0;
-        for (std::size_t k = 0; k < live_characters.size(); ++k) {
-          const std::size_t cell = 4 * (c - 1) + k;
-          if (!add(of.passed[cell], table.factors[cell], least, k != live_code('1'))) return false;
+        for (std::size_t code = 0; code < live_characters.size(); ++code) {
+          const std::size_t cell = 4 * (c - 1) + code;
+          if (!add(of.passed[cell], table.factors[cell], least, code != live_code('1'))) return false;
         }
         least_sum += least;
       }

@@ -334,6 +334,7 @@ void tranlg(const Job& job, int hist, std::span<const Real> xbeta, Real_work<Rea
         update_cells<Real>(job, hist, xbeta, work, other_values, everything ? nullptr : &pass.cells);
     if (fault != nullptr && work.fault.empty()) work.fault = fault;
   }
+  work.changed();
   const View<const Real> estimated(xbeta);
   if (everything) {
     for (int i = 1; i <= model.ncovs_nlbetas; ++i)
@@ -341,11 +342,9 @@ void tranlg(const Job& job, int hist, std::span<const Real> xbeta, Real_work<Rea
     for (int i = 1; i <= model.ncovs; ++i) work.sbeta(i) = work.beta(i) * model.scalefactor(i);
     all_linear_predictors(model, work);
   } else {
-    work.changed();
     if (model.dmicrows.empty()) return;
     animal_linear_predictors(model, pass, work);
   }
-  work.changed();
   for (int set : pass.sets) add_up_set(job, set, work);
   const auto finish_rows = [&](auto sloped) {
     for (int row : pass.rows) finish_row<sloped()>(model, row, work);
