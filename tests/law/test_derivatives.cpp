@@ -156,13 +156,14 @@ TEST_P(Derivatives, second_derivatives_agree_with_extrapolated_differences) {
     }
 }
 
-/// Every link where its exponents are clamped, at its flat ends, and where ABSOLUTE takes its floor; two real
-/// parameters fixed.
+/// Every link where its exponents are clamped, at its flat ends, and where ABSOLUTE takes its floor; a real
+/// parameter fixed.
 Model far_out(Source& source) {
   Model made = every_link(source);
   constexpr double far[] = {-2000.0, -750.0, -720.0, -40.0, -6.0, 0.0, 6.0, 40.0, 720.0, 750.0};
   for (double& beta : made.beta) beta = far[source.bits() % std::size(far)];
-  made.m.fix(1, 0.7);
+  made.beta[0] = source.between(0.0, 1.0) < 0.5 ? -750.0 : -40.0;  // LOGIT
+  made.beta[8] = source.between(0.0, 1.0) < 0.5 ? 0.0 : -6.0;      // ABSOLUTE
   made.m.fix(6, 0.2);
   return made;
 }
