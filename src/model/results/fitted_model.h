@@ -13,6 +13,7 @@
 #include "inference/rank.h"
 #include "inference/varmat.h"
 #include "job/services/timing.h"
+#include "model/results/starts_record.h"
 #include "numerics/list.h"
 #include "optimizers/optmiz.h"
 
@@ -21,6 +22,7 @@ namespace tarn {
 /// What one fit gives. Under LOOP a model has several; the last one stands.
 struct Fit_record {
   Minimiser_end minimiser;
+  Starts_record starts;
   double loglik = 0.0;   ///< -2 log likelihood at the solution
   double penalty = 0.0;  ///< that was added to it
   Gradient gradient;

@@ -179,6 +179,17 @@ Json object_of(const Jacobian_count& count) {
   return {{"singular_values", list(count.s)}, {"gap", object_of(count.gap)}};
 }
 
+Json object_of(const Starts_record& starts) {
+  const auto counted = [&](int count) { return starts.random ? Json(count) : Json(); };
+  return {{"searches", starts.starts},
+          {"second", name_of(starts.why)},
+          {"kept", starts.kept},
+          {"gain", starts.first_f - starts.f},
+          {"distinct_maxima", counted(starts.maxima)},
+          {"at_best", counted(starts.at_best)},
+          {"not_converged", counted(starts.unfinished)}};
+}
+
 Json fit_of(const Fitted_model& model) {
   if (!model.fitted) return {};
   const Fit_record& fit = model.fit;
@@ -188,6 +199,7 @@ Json fit_of(const Fitted_model& model) {
       {"minimiser", Json{{"code", fit.minimiser.iexit},
                          {"iterations", fit.minimiser.itn},
                          {"evaluations", fit.minimiser.ifn}}},
+      {"starts", object_of(fit.starts)},
       {"minus_2_log_likelihood", fit.loglik},
       {"penalty", fit.penalty},
       {"gradient", Json{{"elements", list(fit.gradient.g)}, {"largest", fit.gradient.largest}}},
