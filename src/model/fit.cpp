@@ -85,6 +85,8 @@ std::string_view words_of(Second_start why) {
       return "where it began";
     case Second_start::wall:
       return "at the wall of a standard deviation";
+    case Second_start::mixtures:
+      return "at a lesser maximum of mixtures";
     case Second_start::stopped:
       return "before it had converged";
     default:

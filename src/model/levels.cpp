@@ -26,6 +26,8 @@ constexpr double end_of_range = 0.02;
 constexpr double runaway = 1e4;
 /// Standard deviations from here on are at the wall.
 constexpr double wall = 7.4;
+/// Rates that differ by no more are the same.
+constexpr double same_rate = 1e-4;
 /// Half the distance of the outermost mixtures on the logit scale.
 constexpr double apart = 1.0;
 
@@ -108,6 +110,27 @@ List<double> predictors_at(const Job& job, const Start_design& design, const Lis
 
 double logit_shifted(double rate, double by) {
   return with_odds_times(std::clamp(rate, 1e-4, 1.0 - 1e-4), std::exp(by));
+}
+
+/// Calls visit(matrix, mixtures) for every matrix of rates by mixture in which the mixtures have numbers of
+/// their own with the same values.
+template <class Visit>
+void for_each_equal_mixture(const Job& job, const List<double>& real, const Visit& visit) {
+  for (int q = 1; q <= job.data.numparmnames; ++q) {
+    const std::string& name = job.data.parameterlist(q);
+    if (name == "pi" || !by_mixture(job, name)) continue;
+    for_each_matrix_of(job, q, [&](const Pim_place&, const Pim& pim) {
+      const int mixtures = std::min(pim.nrows, job.status.nmixtures);
+      if (mixtures < 2) return;
+      for (int row = 2; row <= mixtures; ++row)
+        for (int col = 1; col <= pim.ncols; ++col) {
+          const int r = pim.at(row, col), first = pim.at(1, col);
+          if (r < 1 || first < 1 || r > real.size() || first > real.size()) return;
+          if (r == first || std::abs(real(r) - real(first)) > same_rate) return;
+        }
+      visit(pim, mixtures);
+    });
+  }
 }
 
 }  // namespace
@@ -224,37 +247,36 @@ std::vector<double> random_start(const Job& job, const Start_design& design, std
   return x;
 }
 
+bool mixtures_coincide(const Job& job, const List<double>& real) {
+  bool found = false;
+  for_each_equal_mixture(job, real, [&](const Pim&, int) { found = true; });
+  return found;
+}
+
+bool mixes_recaptures(const Job& job) {
+  bool found = false;
+  for (const Level_class& of : level_classes(job)) found = found || (of.parameter == "c" && of.mixture > 1);
+  return found;
+}
+
 std::vector<double> with_mixtures_apart(const Job& job, const Start_design& design,
                                         std::span<const double> x) {
   const Model_arrays& model = job.model;
-  std::vector<double> same(x.begin(), x.end());
-  if (job.status.nmixtures < 2) return same;
   const List<double>& real = design.reals_at_start();
   const List<double> now = design.predictors(x);
   List<double> change(model.nlogit, 0.0);
   bool any = false;
-  for (int q = 1; q <= job.data.numparmnames; ++q) {
-    const std::string& name = job.data.parameterlist(q);
-    if (name == "pi" || !by_mixture(job, name)) continue;
-    for_each_matrix_of(job, q, [&](const Pim_place&, const Pim& pim) {
-      const int mixtures = std::min(pim.nrows, job.status.nmixtures);
-      for (int row = 2; row <= mixtures; ++row)
-        for (int col = 1; col <= pim.ncols; ++col) {
-          const int r = pim.at(row, col), first = pim.at(1, col);
-          if (r < 1 || first < 1 || r > model.nlogit || first > model.nlogit) return;
-          if (r == first || std::abs(real(r) - real(first)) > 1e-4) return;
-        }
-      for (int row = 1; row <= mixtures && mixtures > 1; ++row)
-        for (int col = 1; col <= pim.ncols; ++col) {
-          const int r = pim.at(row, col);
-          if (model.fixpar(r)) continue;
-          const double shift = apart * (1.0 - 2.0 * (row - 1) / (mixtures - 1));
-          change(r) = predictor_of(model.lindex(r), logit_shifted(real(r), shift)) - now(r);
-          any = true;
-        }
-    });
-  }
-  return any ? design.moved(x, change) : same;
+  for_each_equal_mixture(job, real, [&](const Pim& pim, int mixtures) {
+    for (int row = 1; row <= mixtures; ++row)
+      for (int col = 1; col <= pim.ncols; ++col) {
+        const int r = pim.at(row, col);
+        if (model.fixpar(r)) continue;
+        const double shift = apart * (1.0 - 2.0 * (row - 1) / (mixtures - 1));
+        change(r) = predictor_of(model.lindex(r), logit_shifted(real(r), shift)) - now(r);
+        any = true;
+      }
+  });
+  return any ? design.moved(x, change) : std::vector<double>(x.begin(), x.end());
 }
 
 bool is_confined(Link link) { return link != Link::log && link != Link::identity && link != Link::absolute; }

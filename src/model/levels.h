@@ -64,6 +64,13 @@ std::vector<double> random_start(const Job& job, const Start_design& design, std
 std::vector<double> with_mixtures_apart(const Job& job, const Start_design& design,
                                         std::span<const double> x);
 
+/// Whether mixtures with numbers of their own have the same rates: one of them is then as good as none.
+bool mixtures_coincide(const Job& job, const List<double>& real);
+
+/// Whether mixtures have rates of recapture of their own, not tied to those of first capture: behaviour and
+/// mixtures can then stand for each other, and the likelihood has several maxima as a rule.
+bool mixes_recaptures(const Job& job);
+
 /// Links whose values lie between 0 and 1.
 bool is_confined(Link link);
 

@@ -24,7 +24,8 @@ constexpr double converged_gradient = 1.0;
 constexpr double end_itself = 1e-8;
 /// -2 log likelihood by which data tell a real parameter from the end of its range.
 constexpr double indifference = 0.5;
-constexpr int random_starts_of_other_kinds = 3;
+constexpr int most_continuations = 10;
+constexpr int random_starts_of_other_kinds = 3, random_starts_of_mixtures = 12;
 /// Evaluations times records after which no further start of another kind is made: some tenths of a second.
 constexpr double most_work = 2e6;
 
@@ -170,6 +171,8 @@ Complaint complaint(Job& job, const Ended& first, const Value_at& value) {
     found.why = Second_start::wall;
   else if (!found.at_end.empty())
     found.why = Second_start::boundary;
+  else if (mixtures_coincide(job, real) || mixes_recaptures(job))
+    found.why = Second_start::mixtures;
   else if (!first.converged())
     found.why = Second_start::stopped;
   return found;
@@ -181,13 +184,15 @@ std::vector<std::vector<double>> other_starts(Job& job, const Ended& first, cons
   std::vector<std::vector<double>> starts;
   if (!first.converged() && found.why != Second_start::no_move) starts.push_back(first.x);
   starts.push_back(start_by_levels(job, start, value));
+  if (found.why == Second_start::mixtures)
+    starts.push_back(with_mixtures_apart(job, Start_design(job, first.x), first.x));
   if (!found.at_end.empty()) {
     const Start_design end(job, first.x);
     for (const auto& [low, high] : {std::pair(0.1, 0.9), std::pair(0.9, 0.1), std::pair(0.5, 0.5)})
       starts.push_back(start_from_inside(job, end, first.x, found.at_end, low, high));
   }
-  for (int k = 1; k <= random_starts_of_other_kinds; ++k)
-    starts.push_back(random_start(job, start, seed_of(job.model), k));
+  const int random = job.status.nmixtures > 1 ? random_starts_of_mixtures : random_starts_of_other_kinds;
+  for (int k = 1; k <= random; ++k) starts.push_back(random_start(job, start, seed_of(job.model), k));
   return starts;
 }
 
@@ -278,6 +283,16 @@ Searches_end search(Job& job, const Search_objective& objective, const Minimiser
     work += static_cast<double>(ended.end.ifn) * job.data.encounters.size();
     note_end(ended);
     if (!is_better(ended, best)) continue;
+    best = std::move(ended);
+    starts.kept = starts.starts;
+  }
+  // At a kink of a penalty a search stops short; from there afresh it goes on, while that helps.
+  for (int again = 1; again <= most_continuations && starts.why != Second_start::none && !best.converged();
+       ++again) {
+    std::feclearexcept(FE_ALL_EXCEPT);
+    Ended ended = scaled_search(silent, settings, best.x, sizes, course);
+    ++starts.starts;
+    if (!is_better(ended, best)) break;
     best = std::move(ended);
     starts.kept = starts.starts;
   }

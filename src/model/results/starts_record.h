@@ -10,17 +10,20 @@ enum class Second_start {
   none,      ///< the first search ended as searches should, or one start was asked for
   boundary,  ///< a real parameter stood at the end of its range
   wall,      ///< a standard deviation stood at its wall
+  mixtures,  ///< mixtures stood at the same rates, or have recaptures of their own
   no_move,   ///< the search ended where it began
   stopped    ///< the search stopped before it had converged
 };
 
-/// In a word: "none", "boundary", "wall", "no move", "stopped".
+/// In a word: "none", "boundary", "wall", "mixtures", "no move", "stopped".
 constexpr std::string_view name_of(Second_start why) {
   switch (why) {
     case Second_start::boundary:
       return "boundary";
     case Second_start::wall:
       return "wall";
+    case Second_start::mixtures:
+      return "mixtures";
     case Second_start::no_move:
       return "no move";
     case Second_start::stopped:

@@ -167,6 +167,32 @@ TEST(Levels, equal_mixtures_are_moved_apart) {
   EXPECT_NEAR(x[2], -1.1, 1e-12);
 }
 
+TEST(Levels, mixtures_coincide_when_all_their_rates_do) {
+  Model_builder m = mixture_model();
+  m.finish();
+  const auto coincide = [&](double second) {
+    return mixtures_coincide(m.job(), List<double>{0.4, 0.3, second});
+  };
+  EXPECT_TRUE(coincide(0.3));
+  EXPECT_TRUE(coincide(0.30005));
+  EXPECT_FALSE(coincide(0.301));
+}
+
+// Rows of c with the numbers of p are no recaptures of their own.
+TEST(Levels, mixtures_with_recaptures_of_their_own_are_known) {
+  for (const bool own : {true, false}) {
+    Model_builder m(26, 3);
+    m.job().status.nmixtures = 2;
+    m.pim(1, 1, "SQUARE", 1, 1, [](int, int) { return 1; });
+    m.pim(2, 1, "SQUARE", 2, 3, [](int r, int) { return r + 1; });
+    m.pim(3, 1, "SQUARE", 2, 2, [own](int r, int) { return r + (own ? 3 : 1); });
+    m.record("110", {2.0F});
+    m.record("001", {3.0F});
+    m.finish();
+    EXPECT_EQ(mixes_recaptures(m.job()), own);
+  }
+}
+
 TEST(Levels, mixtures_that_differ_and_designs_that_tie_them_stay) {
   Model_builder m = mixture_model();
   m.finish();
