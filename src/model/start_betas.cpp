@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 #include <numbers>
+#include <utility>
 
 #include "job/services/array.h"
 #include "job/services/fault.h"
@@ -28,23 +29,33 @@ const double* mean_values(const Job& job, std::vector<double>& zeros) {
   return zeros.data();
 }
 
-List<double> least_squares(Array2<double>& matrix, List<double>& y) {
-  const int rows = matrix.extent(1), columns = matrix.extent(2);
-  List<double> auxiliary(columns), work(columns), solution(columns);
-  List<int> pivots(columns);
-  if (dqrdc(matrix.data(), rows, rows, columns, auxiliary.data(), pivots.data(), work.data(), 1) != 0)
-    return solution;
-  int rank = 0;
-  while (rank < std::min(rows, columns) &&
-         std::abs(matrix(rank + 1, rank + 1)) > rank_tolerance * std::abs(matrix(1, 1)))
-    ++rank;
-  if (rank == 0) return solution;
-  List<double> betas(rank);
+void error_of_start_memory(Job& job) {
+  warn_of_allocation(job, "from memory allocation of VCMAT and PARMSV.", Allocation::no_memory);
+  error(job, "No memory for the preliminary fit.");
+}
+
+Least_squares::Least_squares(Array2<double> matrix) : factors_(std::move(matrix)) {
+  const int rows = factors_.extent(1), columns = factors_.extent(2);
+  auxiliary_.assign(columns, 0.0);
+  pivots_.assign(columns, 0);
+  List<double> work(columns);
+  if (dqrdc(factors_.data(), rows, rows, columns, auxiliary_.data(), pivots_.data(), work.data(), 1) != 0)
+    return;
+  while (rank_ < std::min(rows, columns) &&
+         std::abs(factors_(rank_ + 1, rank_ + 1)) > rank_tolerance * std::abs(factors_(1, 1)))
+    ++rank_;
+}
+
+List<double> Least_squares::solution(List<double> y) const {
+  List<double> solution(pivots_.size(), 0.0);
+  if (rank_ == 0) return solution;
+  List<double> betas(rank_);
   int info = 0;
-  dqrsl(matrix.data(), rows, rows, rank, auxiliary.data(), y.data(), nullptr, y.data(), betas.data(), nullptr,
-        nullptr, 100, info);
+  const int rows = factors_.extent(1);
+  dqrsl(factors_.data(), rows, rows, rank_, auxiliary_.data(), y.data(), nullptr, y.data(), betas.data(),
+        nullptr, nullptr, 100, info);
   if (info != 0) return solution;
-  for (int k = 1; k <= rank; ++k) solution(pivots(k)) = betas(k);
+  for (int k = 1; k <= rank_; ++k) solution(pivots_(k)) = betas(k);
   return solution;
 }
 
@@ -84,8 +95,7 @@ Start_design::Start_design(Job& job, std::span<const double> x)
 
   Array2<double> design;
   if (!design.allocate(model.nlogit, model.ncovs) || !cells_.allocate(model.nlogit, betas_)) {
-    warn_of_allocation(job, "from memory allocation of VCMAT and PARMSV.", Allocation::no_memory);
-    error(job, "No memory for the starting values.");
+    error_of_start_memory(job);
   }
   evaluated_design(job, work.design, design);
   const List<double> largest = column_sizes(job);
@@ -109,6 +119,8 @@ Start_design::Start_design(Job& job, std::span<const double> x)
   for (const Varying_cell& cell : model.varying_cells)
     if (const int position = model.bindex(cell.col); position > 0)
       varies_[static_cast<std::size_t>(position) - 1] = 1;
+  List<char> reached(model.nlogit, 0);
+  for (const bool varying : {false, true}) stages_.push_back(stage(varying, reached));
 }
 
 List<double> Start_design::predictors(std::span<const double> x) const {
@@ -119,39 +131,53 @@ List<double> Start_design::predictors(std::span<const double> x) const {
   return sums;
 }
 
-std::vector<double> Start_design::solved(const List<double>& wanted, std::vector<double> betas) const {
+Start_design::Stage Start_design::stage(bool varying, List<char>& reached) const {
   const Model_arrays& model = job_.model;
-  const auto column_used = [&](int c, bool varying) {
+  Stage made;
+  for (int c = 1; c <= betas_; ++c) {
     const std::size_t k = static_cast<std::size_t>(c) - 1;
-    return in_design_[k] != 0 && (varies_[k] != 0) == varying;
-  };
-  // Plain columns first; covariates for the rows that have nothing else.
-  List<char> reached(model.nlogit, 0);
-  for (const bool varying : {false, true}) {
-    List<int> rows, columns;
-    for (int c = 1; c <= betas_; ++c)
-      if (column_used(c, varying)) columns.push_back(c);
-    List<char> reached_before = reached;
-    for (int r = 1; r <= model.nlogit; ++r) {
-      if (model.fixpar(r) || reached_before(r)) continue;
-      if (!std::any_of(columns.begin(), columns.end(), [&](int c) { return cells_(r, c) != 0.0; })) continue;
-      rows.push_back(r);
-      reached(r) = 1;
+    if (in_design_[k] != 0 && (varies_[k] != 0) == varying) made.columns.push_back(c);
+  }
+  bool one_a_row = true;
+  for (int r = 1; r <= model.nlogit; ++r) {
+    if (model.fixpar(r) || reached(r)) continue;
+    const auto used =
+        std::count_if(made.columns.begin(), made.columns.end(), [&](int c) { return cells_(r, c) != 0.0; });
+    if (used == 0) continue;
+    made.rows.push_back(r);
+    one_a_row = one_a_row && used == 1;
+  }
+  for (const int r : made.rows) reached(r) = 1;
+  if (made.rows.empty() || one_a_row) return made;
+  Array2<double> matrix;
+  if (!matrix.allocate(made.rows.size(), made.columns.size())) error_of_start_memory(job_);
+  for (int k = 1; k <= made.rows.size(); ++k)
+    for (int c = 1; c <= made.columns.size(); ++c)
+      matrix(k, c) = cells_(made.rows(k), made.columns(c)) / size(made.columns(c));
+  made.factors.emplace(std::move(matrix));
+  return made;
+}
+
+std::vector<double> Start_design::solved(const List<double>& wanted, std::vector<double> betas) const {
+  for (const Stage& stage : stages_) {
+    if (stage.rows.empty()) continue;
+    if (!stage.factors) {
+      // A column for itself in every row: sums in place of factors.
+      List<double> product(betas_, 0.0), square(betas_, 0.0);
+      for (const int r : stage.rows)
+        for (const int c : stage.columns) {
+          product(c) += cells_(r, c) * wanted(r);
+          square(c) += cells_(r, c) * cells_(r, c);
+        }
+      for (const int c : stage.columns)
+        if (square(c) > 0.0) betas[static_cast<std::size_t>(c) - 1] = product(c) / square(c);
+      continue;
     }
-    if (rows.empty() || columns.empty()) continue;
-    Array2<double> matrix;
-    if (!matrix.allocate(rows.size(), columns.size())) return betas;
     List<double> y;
-    for (int k = 1; k <= rows.size(); ++k) {
-      y.push_back(wanted(rows(k)));
-      for (int c = 1; c <= columns.size(); ++c)
-        matrix(k, c) = cells_(rows(k), columns(c)) / sizes_[static_cast<std::size_t>(columns(c)) - 1];
-    }
-    const List<double> solution = least_squares(matrix, y);
-    for (int c = 1; c <= columns.size(); ++c) {
-      const std::size_t k = static_cast<std::size_t>(columns(c)) - 1;
-      betas[k] = solution(c) / sizes_[k];
-    }
+    for (const int r : stage.rows) y.push_back(wanted(r));
+    const List<double> solution = stage.factors->solution(std::move(y));
+    for (int c = 1; c <= stage.columns.size(); ++c)
+      betas[static_cast<std::size_t>(stage.columns(c)) - 1] = solution(c) / size(stage.columns(c));
   }
   return betas;
 }

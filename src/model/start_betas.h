@@ -1,6 +1,7 @@
 #pragma once
 // From wanted real parameters back to betas, by least squares.
 
+#include <optional>
 #include <span>
 #include <vector>
 
@@ -14,8 +15,22 @@ namespace tarn {
 /// no cell uses a covariate. `zeros` holds the values when they are made for the call.
 const double* mean_values(const Job& job, std::vector<double>& zeros);
 
-/// Solves the least-squares problem; columns that the others explain keep 0. Overwrites both.
-List<double> least_squares(Array2<double>& matrix, List<double>& y);
+/// The fatal end when there is no memory for a design to translate a start by.
+[[noreturn]] void error_of_start_memory(Job& job);
+
+/// A least-squares problem, factored once. Columns that the others explain get 0.
+class Least_squares {
+ public:
+  explicit Least_squares(Array2<double> matrix);
+  /// @param y  as long as the matrix has rows
+  List<double> solution(List<double> y) const;
+
+ private:
+  Array2<double> factors_;
+  List<double> auxiliary_;
+  List<int> pivots_;
+  int rank_ = 0;
+};
 
 /// The linear predictor that a link takes to `real`, which is kept inside the link's range. Of a member of a
 /// set the one that it has beside others of like size.
@@ -45,15 +60,23 @@ class Start_design {
   bool varies(std::size_t position) const { return varies_[position] != 0; }
 
  private:
+  /// Rows that one kind of columns serves, plain ones or covariates. No factors where a row has one column.
+  struct Stage {
+    List<int> rows, columns;
+    std::optional<Least_squares> factors;
+  };
+  Stage stage(bool varying, List<char>& reached) const;
+  double size(int position) const { return sizes_[static_cast<std::size_t>(position) - 1]; }
   std::vector<double> solved(const List<double>& predictors, std::vector<double> otherwise) const;
 
-  const Job& job_;
+  Job& job_;
   int betas_ = 0;
   Array2<double> cells_;  ///< nlogit x estimated betas, as the optimizer sees them
   List<double> offset_;   ///< of the fixed betas
   List<double> reals_;
   std::vector<double> sizes_, at_;
   std::vector<char> varies_, in_design_;
+  std::vector<Stage> stages_;  ///< plain columns first, covariates for the rows that have nothing else
 };
 
 }  // namespace tarn

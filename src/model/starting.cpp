@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 #include <string>
+#include <utility>
 
 #include "data/catalogue/datatype.h"
 #include "job/services/array.h"
@@ -109,8 +110,7 @@ void solve_for_start(Job& job, const Real_work<double>& work, const List<char>& 
 
   Array2<double> design, matrix;
   if (!design.allocate(model.nlogit, model.ncovs) || !matrix.allocate(rows.size(), columns.size())) {
-    warn_of_allocation(job, "from memory allocation of VCMAT and PARMSV.", Allocation::no_memory);
-    error(job, "No memory for the preliminary fit.");
+    error_of_start_memory(job);
   }
   evaluated_design(job, work.design, design);
   List<double> y;
@@ -120,7 +120,7 @@ void solve_for_start(Job& job, const Real_work<double>& work, const List<char>& 
     for (int c = 1; c <= columns.size(); ++c)
       matrix(r, c) = design(rows(r), columns(c)) * model.scalefactor(columns(c));
   }
-  const List<double> solution = least_squares(matrix, y);
+  const List<double> solution = Least_squares(std::move(matrix)).solution(std::move(y));
   for (int c = 1; c <= columns.size(); ++c) {
     double start = solution(c);
     const bool for_overridden_rows_only = std::all_of(rows.begin(), rows.end(), [&](int row) {
