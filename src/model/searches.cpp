@@ -27,7 +27,7 @@ constexpr double indifference = 0.5;
 constexpr int most_continuations = 10;
 constexpr int random_starts_of_other_kinds = 3, random_starts_of_mixtures = 12;
 /// Evaluations times records after which no further start of another kind is made: some tenths of a second.
-constexpr double most_work = 2e6;
+constexpr double most_work = 1e6;
 
 std::uint64_t seed_of(const Model_arrays& model) {
   return model.iseed == 0 ? seed_of_none : static_cast<std::uint64_t>(model.iseed);
@@ -245,7 +245,11 @@ Searches_end search(Job& job, const Search_objective& objective, const Minimiser
   best.take(vectors);
 
   Likelihood_point& point = likelihood_point(job);
-  const Value_at value = [&point](std::span<const double> x) { return point.move_to(x).f; };
+  int evaluations = 0;
+  const Value_at value = [&](std::span<const double> x) {
+    ++evaluations;
+    return point.move_to(x).f;
+  };
   const Search_objective silent = [&point](std::span<const double> x, std::span<double> g) {
     return point.move_to(x, g).f;
   };
@@ -274,13 +278,13 @@ Searches_end search(Job& job, const Search_objective& objective, const Minimiser
     (moved ? maxima : idle).push_back(ended.f());
   };
   note_end(best);
-  double work = 0.0;
   for (std::vector<double>& start : others) {
-    if (!starts.random && work > most_work) break;
+    const double work = static_cast<double>(evaluations) * job.data.encounters.size();
+    if (!starts.random && starts.starts > 1 && work > most_work) break;
     std::feclearexcept(FE_ALL_EXCEPT);
     Ended ended = scaled_search(silent, settings, std::move(start), sizes, course);
     ++starts.starts;
-    work += static_cast<double>(ended.end.ifn) * job.data.encounters.size();
+    evaluations += ended.end.ifn;
     note_end(ended);
     if (!is_better(ended, best)) continue;
     best = std::move(ended);

@@ -4,6 +4,7 @@
 
 #include <gtest/gtest.h>
 
+#include <array>
 #include <cfenv>
 #include <cmath>
 #include <vector>
@@ -57,6 +58,33 @@ TEST(Searches, an_end_inside_the_range_has_one_search) {
   EXPECT_FALSE(outcome.end.starts.ended_at_start);
 }
 
+/// What becomes of animals released on occasion 1 that survive with .985 and are caught with .5.
+std::vector<std::pair<std::string_view, float>> expected_counts(double animals) {
+  constexpr double phi = 0.985, p = 0.5;
+  static constexpr std::array<std::string_view, 8> histories{"1000", "1001", "1010", "1011",
+                                                             "1100", "1101", "1110", "1111"};
+  std::vector<std::pair<std::string_view, float>> records;
+  for (const std::string_view history : histories) {
+    double alive = 1.0, dead = 0.0;
+    for (std::size_t o = 1; o < 4; ++o) {
+      const bool seen = history[o] == '1';
+      dead = seen ? 0.0 : dead + alive * (1.0 - phi);
+      alive *= phi * (seen ? p : 1.0 - p);
+    }
+    records.push_back({history, static_cast<float>(animals * (alive + dead))});
+  }
+  return records;
+}
+
+// Near 1, and the data tell it from 1 when they are many. Moving there costs next to nothing with 3 animals.
+// with 100,000 animals, less than .01 with 3.
+TEST(Searches, a_rate_near_1_that_is_known_is_at_no_boundary) {
+  Model_builder many = open_model(expected_counts(1e5));
+  EXPECT_EQ(search_from(many, {-0.1, -0.1}).end.starts.why, Second_start::none);
+  Model_builder few = open_model(expected_counts(3.0));
+  EXPECT_EQ(search_from(few, {-0.1, -0.1}).end.starts.why, Second_start::boundary);
+}
+
 // The same search by itself, bit for bit: others found nothing better.
 TEST(Searches, a_true_maximum_at_a_boundary_keeps_its_digits) {
   Model_builder m = open_model(all_seen);
@@ -105,6 +133,8 @@ TEST(Searches, a_search_that_does_not_leave_its_start_has_another) {
   // The factors are an approximation of the second derivatives: in the scaled beta times the square of its
   // size.
   EXPECT_NEAR(outcome.h[0] / (55000.0 * 55000.0 * expected.h[0]), 1.0, 0.2);
+  EXPECT_NEAR(outcome.h[1] * 55000.0 / expected.h[1], 1.0, 0.2);
+  EXPECT_NEAR(outcome.h[2] / expected.h[2], 1.0, 0.2);
 }
 
 TEST(Searches, one_start_stays_where_it_began) {
