@@ -67,6 +67,7 @@ Json options_of(const Model_description& model) {
           {"deltax", model.deltax},
           {"initial_values", model.initial_values},
           {"standardized_design", model.standardized_design},
+          {"starts", count_or_null(model.starts)},
           {"numpar", count_or_null(model.numpar)},
           {"ratio_threshold", model.ratiothresh},
           {"loop", model.loop},
