@@ -191,7 +191,9 @@ std::vector<std::vector<double>> other_starts(Job& job, const Ended& first, cons
     for (const auto& [low, high] : {std::pair(0.1, 0.9), std::pair(0.9, 0.1), std::pair(0.5, 0.5)})
       starts.push_back(start_from_inside(job, end, first.x, found.at_end, low, high));
   }
-  const int random = job.status.nmixtures > 1 ? random_starts_of_mixtures : random_starts_of_other_kinds;
+  const int parameters = level_classes(job).size();
+  const int random = std::max(parameters, random_starts_of_other_kinds) +
+                     (job.status.nmixtures > 1 ? random_starts_of_mixtures : 0);
   for (int k = 1; k <= random; ++k) starts.push_back(random_start(job, start, seed_of(job.model), k));
   return starts;
 }
