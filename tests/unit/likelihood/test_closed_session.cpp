@@ -154,6 +154,10 @@ TEST(Closed_session, a_history_without_a_capture) {
   Closed_builder full(5, 3), conditional(12, 3);
   EXPECT_EQ(session_of(full, "000", 1, example(full.kind)).prob, 0.8 * 0.7 * 0.6);
   EXPECT_EQ(session_of(conditional, "000", 2, example(conditional.kind)).prob, 0.0);
+  conditional.record("000", {1.0F}, {0.0F});
+  conditional.model.finish();
+  EXPECT_EQ(conditional.model.func(conditional.vector_of(example(conditional.kind))),
+            -2.0 * std::log(minlog));
 }
 
 TEST(Closed_session, rates_that_are_no_numbers_take_the_floor) {
