@@ -28,6 +28,9 @@ constexpr double value_of(double x) { return x; }
 /// 1 + x <= 1: x is zero or below, to within rounding. False for a NaN.
 constexpr bool vanishes(double x) { return 1.0 + x <= 1.0; }
 
+/// From |x| to the next larger number.
+inline double spacing(double x) { return std::nextafter(std::fabs(x), HUGE_VAL) - std::fabs(x); }
+
 /// x inside [`minexp`, `maxexp`]; a NaN takes the lower end.
 constexpr double clamped_exponent(double x) {
   const double floored = x > minexp ? x : minexp;
