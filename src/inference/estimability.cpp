@@ -11,7 +11,7 @@ namespace tarn {
 namespace {
 
 /// A share of a direction below this is not told.
-constexpr double least_share = 0.005;
+constexpr double least_share = 5e-4;
 /// A direction of length 1 that moves no real parameter by more than this moves none.
 constexpr double least_move = 1e-6;
 /// A real parameter next to an end of its range, and on the end itself.
