@@ -181,5 +181,72 @@ TEST_F(Estimability_of, nothing_is_told_without_singular_values) {
   EXPECT_TRUE(found(6).silent());
 }
 
+/// A closed population of 2 occasions: p has the real parameters 1 and 2, its deviation or f0 has number 3.
+class Size_or_deviation : public testing::Test {
+ protected:
+  Estimability found(const char* keyword, const char* third, double estimate, double information_of_third,
+                     int k) {
+    Model_builder m(dattyp_of(keyword), 2);
+    m.record("10", {4});
+    const List<std::string>& names = m.job().data.parameterlist;
+    for (int q = 1; q <= names.size(); ++q) {
+      if (names(q) == "p") m.pim(q, 1, "SQUARE", 1, 2, [](int, int column) { return column; });
+      if (names(q) == "c") m.pim(q, 1, "SQUARE", 1, 1, [](int, int) { return 2; });
+      if (names(q) == third) m.pim(q, 1, "SQUARE", 1, 1, [](int, int) { return 3; });
+    }
+    m.job().model.nlogit = 3;
+    m.design(3);
+    Model_arrays& model = m.job().model;
+    model.ncovs_nlbetas = 3;
+    EXPECT_TRUE(model.bindex.allocate(3) && model.fixpar.allocate(3));
+    for (int i = 1; i <= 3; ++i) m.cell(i, i, 1.0), model.bindex(i) = i;
+    Array2<double> information;
+    make_work_area(information, 3, 3);
+    information(1, 1) = 100.0, information(2, 2) = 50.0, information(3, 3) = information_of_third;
+    if (k < 3) {
+      // The data say nothing of a move of the first and the third by as much.
+      information(1, 1) = information(3, 3) = 50.0;
+      information(1, 3) = information(3, 1) = -50.0;
+    }
+    Model_estimates estimates;
+    EXPECT_TRUE(estimates.real.estimate.allocate(3));
+    estimates.real.estimate(1) = estimates.real.estimate(2) = 0.5;
+    estimates.real.estimate(3) = estimate;
+    make_work_area(estimates.slopes, 3, 3);
+    estimates.slopes(1, 1) = estimates.slopes(2, 2) = 0.25;
+    estimates.slopes(3, 3) = estimate;  // LOG
+    return judge_estimability(m.job(), singular_system(m.job(), information, 1000.0), k, estimates);
+  }
+};
+
+TEST_F(Size_or_deviation, moves_are_relative) {
+  const Estimability open = found("CLOSED", "f0", 4000.0, 50.0, 2);
+  ASSERT_EQ(open.directions.size(), 1);
+  ASSERT_EQ(open.directions(1).members.size(), 2);
+  EXPECT_NEAR(open.directions(1).members(1).share, 0.0625 / 1.0625, 1e-12);
+  EXPECT_EQ(open.directions(1).members(2).number, 3);
+}
+
+TEST_F(Size_or_deviation, nobody_missed_is_a_boundary) {
+  const Estimability open = found("CLOSED", "f0", 1e-6, 1e-3, 3);
+  ASSERT_EQ(open.at_boundary.size(), 1);
+  EXPECT_EQ(open.at_boundary(1).real, 3);
+  EXPECT_EQ(open.at_boundary(1).end, Range_end::lower);
+  // A size has no upper end, and 1 is nothing special.
+  EXPECT_TRUE(found("CLOSED", "f0", 1.0, 1e-3, 3).silent());
+  EXPECT_TRUE(found("CLOSED", "f0", 7.45, 1e-3, 3).silent());
+}
+
+TEST_F(Size_or_deviation, a_deviation_has_a_wall) {
+  const auto end = [&](double estimate) {
+    const Estimability open = found("HUGGINSRE", "sigmap", estimate, 1e-3, 3);
+    return open.at_boundary.empty() ? 0 : 1 + static_cast<int>(open.at_boundary(1).end);
+  };
+  EXPECT_EQ(end(7.4999), 1 + static_cast<int>(Range_end::wall));
+  EXPECT_EQ(end(7.3), 0);
+  EXPECT_EQ(end(1.0), 0);
+  EXPECT_EQ(end(1e-5), 1 + static_cast<int>(Range_end::lower));
+}
+
 }  // namespace
 }  // namespace tarn
