@@ -74,17 +74,32 @@ TEST_F(Estimability_of, a_pair_has_its_shares_of_the_move) {
   EXPECT_TRUE(open.at_boundary.empty());
 }
 
-// Singular values of 0 have any mixture of the two directions as vectors.
 TEST_F(Estimability_of, pairs_are_told_apart) {
-  forget(3, 1.0, 6, -2.0);
-  forget(1, 1.0, 5, 0.7);
-  const Estimability open = found(4);
+  found(6);
+  // Singular values of 0 have any mixture of the two directions as vectors.
+  const double first[] = {0.6, 0.0, 0.0, 0.0, 0.8, 0.0}, second[] = {0.0, 0.0, 0.28, 0.0, 0.0, -0.96};
+  Singular_system system;
+  system.s = {100.0, 100.0, 100.0, 100.0, 0.0, 0.0};
+  make_work_area(system.v, 6, 6);
+  for (int j = 1; j <= 6; ++j) {
+    system.v(j, 5) = 0.8 * first[j - 1] + 0.6 * second[j - 1];
+    system.v(j, 6) = -0.6 * first[j - 1] + 0.8 * second[j - 1];
+  }
+  const Estimability open = judge_estimability(m.job(), system, 4, estimates);
   ASSERT_EQ(open.directions.size(), 2);
-  for (const Unidentified_direction& direction : open.directions) {
-    ASSERT_EQ(direction.members.size(), 2);
-    const int first = direction.members(1).number;
-    EXPECT_TRUE(first == 1 || first == 3);
-    EXPECT_EQ(direction.members(2).number, first == 1 ? 5 : 6);
+  for (int d = 1; d <= 2; ++d) {
+    const List<Confounded>& members = open.directions(d).members;
+    ASSERT_EQ(members.size(), 2);
+    const bool is_first = members(1).number == 1;
+    EXPECT_EQ(members(1).number, is_first ? 1 : 3);
+    EXPECT_EQ(members(2).number, is_first ? 5 : 6);
+    double along = 0.0, length = 0.0;
+    for (int j = 1; j <= 6; ++j) {
+      along += open.moves(j, d) * (is_first ? first : second)[j - 1];
+      length += open.moves(j, d) * open.moves(j, d);
+    }
+    EXPECT_NEAR(std::fabs(along), 1.0, 1e-12);
+    EXPECT_NEAR(length, 1.0, 1e-12);
   }
   EXPECT_NE(open.directions(1).members(1).number, open.directions(2).members(1).number);
 }
@@ -141,6 +156,9 @@ TEST_F(Estimability_of, fixed_real_parameters_stand_at_no_boundary) {
   estimates.real.estimate(2) = 1.0;
   EXPECT_EQ(found(6).at_boundary.size(), 1);
   m.job().model.fixpar(2) = 1;
+  EXPECT_TRUE(found(6).silent());
+  m.job().model.fixpar(2) = 0;
+  m.job().model.bindex(2) = 0;
   EXPECT_TRUE(found(6).silent());
 }
 
@@ -220,11 +238,14 @@ class Size_or_deviation : public testing::Test {
 };
 
 TEST_F(Size_or_deviation, moves_are_relative) {
-  const Estimability open = found("CLOSED", "f0", 4000.0, 50.0, 2);
-  ASSERT_EQ(open.directions.size(), 1);
-  ASSERT_EQ(open.directions(1).members.size(), 2);
-  EXPECT_NEAR(open.directions(1).members(1).share, 0.0625 / 1.0625, 1e-12);
-  EXPECT_EQ(open.directions(1).members(2).number, 3);
+  // The second has f0 under the model's own link.
+  for (const char* keyword : {"CLOSED", "RDPDNCLOSED"}) {
+    const Estimability open = found(keyword, "f0", 4000.0, 50.0, 2);
+    ASSERT_EQ(open.directions.size(), 1);
+    ASSERT_EQ(open.directions(1).members.size(), 2);
+    EXPECT_NEAR(open.directions(1).members(1).share, 0.0625 / 1.0625, 1e-12);
+    EXPECT_EQ(open.directions(1).members(2).number, 3);
+  }
 }
 
 TEST_F(Size_or_deviation, nobody_missed_is_a_boundary) {
@@ -235,6 +256,10 @@ TEST_F(Size_or_deviation, nobody_missed_is_a_boundary) {
   // A size has no upper end, and 1 is nothing special.
   EXPECT_TRUE(found("CLOSED", "f0", 1.0, 1e-3, 3).silent());
   EXPECT_TRUE(found("CLOSED", "f0", 7.45, 1e-3, 3).silent());
+}
+
+TEST_F(Size_or_deviation, a_parameter_of_any_sign_has_no_end) {
+  EXPECT_TRUE(found("IELOGITNORMALMR", "alpha", 1e-6, 1e-3, 3).silent());
 }
 
 TEST_F(Size_or_deviation, a_deviation_has_a_wall) {
