@@ -116,6 +116,7 @@ const char* report_design(const Job& job, std::span<const double> x, Array2<doub
 
 Limits real_limits(double x, double s, bool log_scale, double deltax) {
   const double z = limit_multiplier;
+  if (std::isnan(s)) return {s, s};
   if (s == 0.0) return {x, x};
   if (log_scale) return log_limits(x, s);
   if (x > deltax && x < 1.0 - deltax) {

@@ -28,6 +28,10 @@ constexpr double value_of(double x) { return x; }
 /// 1 + x <= 1: x is zero or below, to within rounding. False for a NaN.
 constexpr bool vanishes(double x) { return 1.0 + x <= 1.0; }
 
+/// a / b, which is infinite or no number where b is 0, without raising a floating-point condition for it: a
+/// ratio that has no meaning is for its caller to tell, and no fault of the computation.
+double quotient(double a, double b);
+
 /// x inside [`minexp`, `maxexp`]; a NaN takes the lower end.
 constexpr double clamped_exponent(double x) {
   const double floored = x > minexp ? x : minexp;
