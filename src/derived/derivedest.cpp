@@ -134,13 +134,15 @@ const List<Record_class>& Derived_frame::record_classes(bool by_first) {
 void get_partials(Derived_frame& frame, Derived_routine funct, std::span<double> betast,
                   Derived_values& values, View<double> g, View<double> w) {
   const View<double> betas(betast);
-  // The routines carry rounding of their own, so the step is far larger than that of a gradient.
+  // The routines carry rounding of their own, so the step is far larger than that of a gradient. It follows
+  // the default whatever DELTAX says: a DELTAX that suits -2 log likelihood, widened, would leave the
+  // neighbourhood of the estimate.
   constexpr double widening = 100000.0;
   funct(frame, betast, 1, values.parmest);
   for (int k = 1; k <= betas.size(); ++k) {
     double& beta = betas(k);
     const double kept = beta;
-    const double step = frame.job.status.deltax * 0.5 * (std::fabs(kept) + 1.0) * widening;
+    const double step = default_deltax * 0.5 * (std::fabs(kept) + 1.0) * widening;
     beta = kept + step;
     funct(frame, betast, 0, g);
     beta = kept - step;

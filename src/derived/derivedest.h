@@ -88,7 +88,7 @@ struct Derived_values {
 };
 
 /// Estimates and derivatives of a routine: `parmest` at `betast`, then central differences with the step
-/// deltax / 2 (|beta| + 1) 100000 into `partials`. `betast` is perturbed in place and restored.
+/// `default_deltax` / 2 (|beta| + 1) 100000 into `partials`. `betast` is perturbed in place and restored.
 /// @param g, w  as many as values; working storage
 void get_partials(Derived_frame& frame, Derived_routine funct, std::span<double> betast,
                   Derived_values& values, View<double> g, View<double> w);

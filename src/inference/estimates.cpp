@@ -34,7 +34,9 @@ List<char> rows_without_analytic_derivative(const Model_arrays& model) {
 /// Derivatives of the reals by the estimated betas, nlogit x n. Leaves the reals at the solution in `parm`.
 void fill_partials(Job& job, View<double> x, Array2<double>& partials) {
   Model_arrays& model = job.model;
-  const double deltax = job.status.deltax;
+  // Reals are smooth and of size 1, so the default step gives their differences every digit that there is.
+  // DELTAX is for differences of -2 log likelihood: a wide one would only make these derivatives wrong.
+  constexpr double deltax = default_deltax;
   const List<char> differences = rows_without_analytic_derivative(model);
   const List<int> beta_at = betas_by_position(model);
 
@@ -116,6 +118,7 @@ const char* report_design(const Job& job, std::span<const double> x, Array2<doub
 
 Limits real_limits(double x, double s, bool log_scale, double deltax) {
   const double z = limit_multiplier;
+  if (std::isnan(s)) return {s, s};
   if (s == 0.0) return {x, x};
   if (log_scale) return log_limits(x, s);
   if (x > deltax && x < 1.0 - deltax) {

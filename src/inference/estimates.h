@@ -44,7 +44,7 @@ List<int> betas_by_position(const Model_arrays& model);
 /// nlogit x ncovs `values`. Gives nullptr, or the text of a fault that must stop a fit.
 const char* report_design(const Job& job, std::span<const double> x, Array2<double>& values);
 
-/// Limits of a real parameter x with standard error s, by the rule of its link.
+/// Limits of a real parameter x with standard error s, by the rule of its link. No numbers where s is none.
 /// @param log_scale  the row has the LOG link or belongs to a parameter that is not confined to 0..1
 Limits real_limits(double x, double s, bool log_scale, double deltax);
 

@@ -49,7 +49,7 @@ Gap gap_method(std::span<const double> values, double ratiothresh) {
   if (s.size() <= 2) return gap;
   for (int i = 1; i < s.size(); ++i) {
     // Two neighbours that are both 0 are no gap.
-    const double ratio = s(i) == 0.0 ? 1.0 : s(i) / s(i + 1);
+    const double ratio = s(i) == 0.0 ? 1.0 : quotient(s(i), s(i + 1));
     if (gap.max_at == 0 || ratio > gap.max) {
       gap.next_at = gap.max_at, gap.next = gap.max;
       gap.max_at = i, gap.max = ratio;

@@ -147,6 +147,22 @@ TEST_F(Derived, betas_come_back_as_they_were) {
   EXPECT_EQ(x, (std::vector<double>{0.1, 0.2}));
 }
 
+TEST_F(Derived, steps_are_those_of_the_default_whatever_deltax_says) {
+  const auto partials_with = [&](double deltax) {
+    job().status.deltax = deltax;
+    Derived_frame frame(job());
+    std::vector<double> x{0.1, 0.2};
+    Derived_values values;
+    EXPECT_TRUE(values.parmest.allocate(3) && values.partials.allocate(3, 2));
+    std::vector<double> g(3), w(3);
+    get_partials(frame, curves, x, values, g, w);
+    return std::move(values.partials);
+  };
+  const Array2<double> usual = partials_with(default_deltax), wide = partials_with(1e-3);
+  for (int i = 1; i <= 3; ++i)
+    for (int k = 1; k <= 2; ++k) EXPECT_EQ(usual(i, k), wide(i, k)) << i << k;
+}
+
 TEST_F(Derived, count_of_the_section_is_known_to_the_job) {
   Derived_frame frame(job());
   Derived_values values;

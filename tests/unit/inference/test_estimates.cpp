@@ -33,6 +33,15 @@ TEST(Limits_of_a_real, exactly_0_or_1_gives_plain_limits) {
   }
 }
 
+TEST(Limits_of_a_real, of_an_error_that_is_no_number_are_none) {
+  const double nan = std::numeric_limits<double>::quiet_NaN();
+  for (const double x : {0.0, 0.25, 1.0, 20.0})
+    for (const bool log_scale : {false, true}) {
+      const Limits limits = real_limits(x, nan, log_scale, deltax);
+      EXPECT_TRUE(std::isnan(limits.lower) && std::isnan(limits.upper)) << x;
+    }
+}
+
 TEST(Limits_of_a_real, multiplier_is_the_32_bit_number) { EXPECT_EQ(limit_multiplier, 1.9600000381469727); }
 
 Array2<double> matrix_of_two(double a, double b, double c) {
