@@ -161,6 +161,9 @@ constexpr std::array rows{
         .preset = "none",
         .help = "file of their summary"}};
 
+/// Differences with a step beyond this lose digits that a listing shows.
+constexpr double widest_deltax = 1e-5;
+
 }  // namespace
 
 void estimate_options(Job& job) {
@@ -174,6 +177,11 @@ void estimate_options(Job& job) {
     take_option(job, job, *option, i);
     i += words_of(*option);
   }
+  // The step stays for later models, and so does the warning.
+  if (!(job.status.deltax <= widest_deltax))
+    warn(job,
+         "DELTAX=" + shortest(job.status.deltax) +
+             " is above 1e-5: gradients by differences, and what rests on them, lose digits that are shown.");
 }
 
 std::vector<Option_text> estimate_option_texts() {

@@ -51,6 +51,16 @@ double logit(double p) {
   return log(clamped / (1.0 - clamped));
 }
 
+double quotient(double a, double b) {
+  constexpr double infinity = std::numeric_limits<double>::infinity();
+  if (b == 0.0) {
+    if (a == 0.0 || std::isnan(a)) return not_a_number;
+    return std::signbit(a) == std::signbit(b) ? infinity : -infinity;
+  }
+  if (std::isinf(a) && std::isinf(b)) return not_a_number;
+  return a / b;
+}
+
 double lgamma(double x) {
   int sign = 0;
   return ::lgamma_r(x, &sign);

@@ -1,15 +1,22 @@
 #include "model/results/figures.h"
 
+#include "job/services/fault.h"
 #include "job/services/report.h"
 #include "job/services/template.h"
 
 namespace tarn {
 namespace {
 
-/// "Possible Encounter Histories " and its likes: a whole number that may be larger than any integer type.
-void report_count(Job& job, const std::string& label, double value) {
+/// A whole number without its point.
+std::string count_text(double value) {
   std::string digits = formatted("(f0.0)", value);
   if (!digits.empty() && digits.back() == '.') digits.pop_back();
+  return digits;
+}
+
+/// "Possible Encounter Histories " and its likes: a whole number that may be larger than any integer type.
+void report_count(Job& job, const std::string& label, double value) {
+  const std::string digits = count_text(value);
   linchk(job, 1);
   put(job, listing, "(1x,a,a,a,a,a)", label, job.model.modnam, " = ", digits, "          ");
   put(job, screen, "(3x,a,a,a,a,a)", label, job.model.modnam, " = ", digits, "          ");
@@ -34,10 +41,16 @@ void write_figures(Job& job, const Model_figures& figures) {
   report_value(job, "AIC ", figures.aic);
   report_value(job, "AICc ", figures.aicc);
   report_value(job, "BIC ", figures.bic);
-  if (!figures.quasi) return;
-  report_value(job, "QAIC ", figures.quasi->qaic);
-  report_value(job, "QAICc ", figures.quasi->qaicc);
-  report_value(job, "QBIC ", figures.quasi->qbic);
+  if (figures.quasi) {
+    report_value(job, "QAIC ", figures.quasi->qaic);
+    report_value(job, "QAICc ", figures.quasi->qaicc);
+    report_value(job, "QBIC ", figures.quasi->qbic);
+  }
+  if (!figures.aicc_has_meaning())
+    warn(job,
+         "AICc and QAICc have no meaning: the effective sample size (=" + count_text(figures.sample_size) +
+             ") is not above the number of estimated parameters plus 1 (=" +
+             adjustfmt(figures.parameters + 1) + ").");
 }
 
 void write_figures(Job& job, const Pearson_figures& figures) {
@@ -48,6 +61,9 @@ void write_figures(Job& job, const Pearson_figures& figures) {
   report_value(job, "Sum(Observed/Expected) ", figures.sum_obs_exp);
   report_value(job, "s-bar ", figures.sbar);
   report_value(job, "Fletcher chat ", figures.fletcher_chat);
+  if (!(figures.df > 0.0))
+    warn(job, "Pearson chat and Fletcher chat have no meaning: the chi-square has no degrees of freedom (=" +
+                  count_text(figures.df) + ").");
 }
 
 }  // namespace tarn

@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <cfenv>
 #include <cmath>
 #include <fstream>
 #include <limits>
@@ -20,6 +21,26 @@ TEST(Special, vanishes_is_zero_or_below_to_within_rounding) {
   EXPECT_TRUE(vanishes(std::ldexp(1.0, -53)));
   EXPECT_FALSE(vanishes(std::ldexp(1.0, -52)));
   EXPECT_FALSE(vanishes(no_number));
+}
+
+TEST(Special, quotient_is_the_ieee_one_and_raises_no_condition) {
+  for (const double a : {0.0, -0.0, 2.0, -2.0, infinity, -infinity, no_number})
+    for (const double b : {0.0, -0.0, 4.0, -4.0, infinity, -infinity, no_number}) {
+      // Divided at run time, not by the compiler.
+      volatile double upper = a, lower = b;
+      const double stated = upper / lower;
+      std::feclearexcept(FE_ALL_EXCEPT);
+      const double ratio = quotient(upper, lower);
+      EXPECT_EQ(std::fetestexcept(FE_DIVBYZERO | FE_INVALID | FE_OVERFLOW | FE_UNDERFLOW), 0)
+          << a << ' ' << b;
+      if (std::isnan(stated)) {
+        EXPECT_TRUE(std::isnan(ratio)) << a << ' ' << b;
+      } else {
+        EXPECT_EQ(ratio, stated) << a << ' ' << b;
+        EXPECT_EQ(std::signbit(ratio), std::signbit(stated)) << a << ' ' << b;
+      }
+    }
+  std::feclearexcept(FE_ALL_EXCEPT);
 }
 
 TEST(Special, logit_at_and_beyond_its_ends) {
