@@ -152,6 +152,25 @@ Array2<double> invert_information(Job& job, const Array2<double>& information, i
   return inverse;
 }
 
+void inflate(const Model_arrays& model, Array2<double>& vcmat, double held) {
+  if (!(model.chat_given > 0.0) || !vcmat.present()) return;
+  const double factor = model.chat_given / held;
+  for (double& element : vcmat) element *= factor;
+}
+
+int parameters_of(const Array2<double>& vcmat) {
+  const int n = vcmat.extent(1);
+  if (n == 0) return 0;
+  List<double> x(n * n), s(n), e(n), work(n);
+  std::copy(vcmat.begin(), vcmat.end(), x.begin());
+  int info = 0;
+  dsvdc(x.data(), n, n, n, s.data(), e.data(), nullptr, 1, nullptr, 1, work.data(), 0, info);
+  if (info != 0) return n;
+  // Sums of n products, and columns whose scale was taken out and put in again.
+  const double rounding = 8.0 * n * std::numeric_limits<double>::epsilon() * s(1);
+  return static_cast<int>(std::count_if(s.begin(), s.end(), [&](double value) { return value > rounding; }));
+}
+
 Array2<double> typed_vcmat(Job& job, const Array2<double>& vcmat) {
   const Model_arrays& model = job.model;
   const List<int> beta_at = betas_by_position(model);

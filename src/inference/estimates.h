@@ -47,6 +47,14 @@ Limits real_limits(double x, double s, bool log_scale, double deltax);
 /// the values cannot be computed.
 Array2<double> invert_information(Job& job, const Array2<double>& information, int k);
 
+/// Multiplies the variances and covariances of betas by the c-hat of CHAT=, if one was given.
+/// @param held  the c-hat that they hold already
+void inflate(const Model_arrays& model, Array2<double>& vcmat, double held = 1.0);
+
+/// The number of parameters that a variance-covariance matrix of betas was made of: as many of its singular
+/// values stand above its rounding. Of a matrix that is not finite its order.
+int parameters_of(const Array2<double>& vcmat);
+
 /// `vcmat` on the scale of the design as typed. No memory is fatal.
 Array2<double> typed_vcmat(Job& job, const Array2<double>& vcmat);
 

@@ -71,6 +71,7 @@ Json options_of(const Model_description& model) {
           {"ratio_threshold", model.ratiothresh},
           {"loop", model.loop},
           {"quasi", model.quasi},
+          {"c_hat", model.chat_given > 0.0 ? Json(model.chat_given) : Json()},
           {"sample_size_of_animals", model.sample_size_of_animals}};
 }
 
@@ -268,7 +269,10 @@ Json object_of(const Derived_values& values) {
     add_estimate(object, values.parmest, values.parmse, values.parmlci, values.parmuci, i);
     rows.push_back(object);
   }
-  return {{"title", subject(values.section->title)}, {"rows", rows}, {"covariance", matrix(values.vcdmat)}};
+  return {{"title", subject(values.section->title)},
+          {"rows", rows},
+          {"covariance", matrix(values.vcdmat)},
+          {"c_hat", values.chat}};
 }
 
 Json derived_of(const Fitted_model& model) {
