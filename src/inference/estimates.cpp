@@ -159,10 +159,20 @@ void inflate(const Model_arrays& model, Array2<double>& vcmat, double held) {
 }
 
 int parameters_of(const Array2<double>& vcmat) {
-  const int n = vcmat.extent(1);
-  if (n == 0) return 0;
-  List<double> x(n * n), s(n), e(n), work(n);
-  std::copy(vcmat.begin(), vcmat.end(), x.begin());
+  List<int> known;
+  for (int i = 1; i <= vcmat.extent(1); ++i)
+    if (!std::isnan(vcmat(i, i))) known.push_back(i);
+  const int n = known.size();
+  if (n == 0) return vcmat.extent(1);
+  // As correlations: betas of any scale stand beside each other, and so does the rounding of their sums of
+  // products.
+  const auto correlation = [&](int i, int j) {
+    const double size = std::sqrt(std::fabs(vcmat(i, i))) * std::sqrt(std::fabs(vcmat(j, j)));
+    return size == 0.0 ? 0.0 : vcmat(i, j) / size;
+  };
+  List<double> x, s(n), e(n), work(n);
+  for (const int j : known)
+    for (const int i : known) x.push_back(correlation(i, j));
   int info = 0;
   dsvdc(x.data(), n, n, n, s.data(), e.data(), nullptr, 1, nullptr, 1, work.data(), 0, info);
   if (info != 0) return n;

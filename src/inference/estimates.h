@@ -52,7 +52,8 @@ Array2<double> invert_information(Job& job, const Array2<double>& information, i
 void inflate(const Model_arrays& model, Array2<double>& vcmat, double held = 1.0);
 
 /// The number of parameters that a variance-covariance matrix of betas was made of: as many of its singular
-/// values stand above its rounding. Of a matrix that is not finite its order.
+/// values stand above its rounding. A beta whose variance is no number was not counted; where all are none
+/// the matrix could not be made, and every beta was. Of a matrix with an infinite entry its order.
 int parameters_of(const Array2<double>& vcmat);
 
 /// `vcmat` on the scale of the design as typed. No memory is fatal.

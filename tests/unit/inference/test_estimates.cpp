@@ -94,9 +94,14 @@ TEST(Inflation, is_by_the_c_hat_that_was_given) {
 TEST(Parameters_of_a_matrix, are_the_singular_values_above_its_rounding) {
   EXPECT_EQ(parameters_of({}), 0);
   EXPECT_EQ(parameters_of(matrix_of_two(0.0, 0.0, 0.0)), 0);
-  EXPECT_EQ(parameters_of(matrix_of_two(1e8, 0.0, 1e-5)), 2);
+  EXPECT_EQ(parameters_of(matrix_of_two(1e12, 0.0, 1e-12)), 2);
+  EXPECT_EQ(parameters_of(matrix_of_two(1e12, 0.0, 0.0)), 1);
   EXPECT_EQ(parameters_of(matrix_of_two(1.0 / 3.0, 1.0 / 7.0, 3.0 / 49.0)), 1);  // of (1, 3/7)
-  EXPECT_EQ(parameters_of(matrix_of_two(std::nan(""), 0.0, 1.0)), 2);
+  const double none = std::nan("");
+  EXPECT_EQ(parameters_of(matrix_of_two(none, none, 1.0)), 1);
+  EXPECT_EQ(parameters_of(matrix_of_two(2.0, none, none)), 1);
+  EXPECT_EQ(parameters_of(matrix_of_two(none, none, none)), 2);
+  EXPECT_EQ(parameters_of(matrix_of_two(1.0, 0.0, HUGE_VAL)), 2);
   // What a file holds: the inverse of an information matrix without its last directions, on another scale.
   Test_job t;
   constexpr int n = 6;
