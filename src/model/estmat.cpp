@@ -20,6 +20,7 @@
 #include "model/results/debug_report.h"
 #include "model/results/derived_listing.h"
 #include "model/results/description.h"
+#include "model/results/estimability_listing.h"
 #include "model/results/figures.h"
 #include "model/results/fitted_model.h"
 #include "model/results/heading.h"
@@ -41,6 +42,7 @@ namespace {
 struct Previous_fit {
   int removed = 0;        ///< beta that was taken out, 0 before the first fit
   int confounded = 0;     ///< beta most tied to it, 0 if none
+  double loglik = 0.0;    ///< -2 log likelihood of that fit
   List<double> reals;     ///< real parameters of that fit
   Array1<double> betsav;  ///< betas of that fit
 };
@@ -181,14 +183,15 @@ void report_figures(Job& job, std::span<const double> x, Fitted_model& record) {
 }
 
 /// Takes the beta that can be estimated least out of the model, as LOOP asks. False when there is none.
-bool remove_beta(Job& job, Fitted_model& record, Previous_fit& previous) {
+bool remove_beta(Job& job, Fitted_model& record, const Singular_system& system, Previous_fit& previous) {
   Model_arrays& model = job.model;
   const Fit_record& fit = record.fit;
   if (!model.loop || fit.rank.jpvt.empty()) return false;
   const int pivot = fit.rank.jpvt.back();
   previous.reals.clear();
   for (const double real : model.parm) previous.reals.push_back(real);
-  previous.confounded = confounded_beta(model, fit.information, pivot);
+  previous.loglik = fit.loglik;
+  previous.confounded = confounded_beta(model, system, pivot);
   previous.removed = remove_singular_beta(job, pivot);
   if (!model.beta.clone(previous.betsav)) {
     warn_of_allocation(job, "from memory allocation of BETSAV.", Allocation::no_memory);
@@ -197,6 +200,16 @@ bool remove_beta(Job& job, Fitted_model& record, Previous_fit& previous) {
   check_ieee_exceptions(job, "determining singular parameters");
   if (job.status.debug != 0) debug_beta_index(job);
   return true;
+}
+
+/// A beta that the data do not identify can be taken out at no cost.
+void compare_with(Job& job, const Previous_fit& previous, const Fit_record& fit) {
+  // What a fit to seven digits of the betas may leave.
+  constexpr double least_rise = 1e-3;
+  const double rise = fit.loglik - previous.loglik;
+  if (rise > least_rise)
+    warn(job, "-2 log likelihood rose by " + formatted("(1pg0.4)", rise) + " when beta " +
+                  adjustfmt(previous.removed) + " was taken out: what is left is another model.");
 }
 
 /// One fit and its results, stage by stage: each is computed into the record and written before the next one
@@ -213,6 +226,7 @@ bool fit_pass(Job& job, Previous_fit& previous, Fitted_model& record) {
   record.fit.minimiser = fit(job, {x, arrays.g.span(), arrays.h.span()});
   record.fit.fitting = step_time(job.timing);
   report_solution(job, x, record.fit);
+  if (previous.removed > 0) compare_with(job, previous, record.fit);
   record.fit.gradient = gradient_at_solution(arrays.g.span());
   write_gradient(job, record.fit.gradient);
   judge_gradient(job, record.fit.gradient, x);
@@ -222,13 +236,16 @@ bool fit_pass(Job& job, Previous_fit& previous, Fitted_model& record) {
 
   start_timing(job);
   record.estimates = {};
-  record.estimates.vcmat = invert_information(job, record.fit.information, record.fit.rank.npargmaxest);
+  const Singular_system system = singular_system(job, record.fit.information, record.fit.loglik);
+  record.estimates.vcmat = invert_information(job, system, record.fit.rank.npargmaxest);
   inflate(job.model, record.estimates.vcmat);
   report_estimates(job, record);
+  record.estimability = judge_estimability(job, system, record.fit.rank.npargmaxest, record.estimates);
+  write_estimability(job, record.estimability, record.estimates.real);
   record.typed_vcmat = typed_vcmat(job, record.estimates.vcmat);
   write_vc_file(job, record.estimates, record.typed_vcmat);
 
-  if (!remove_beta(job, record, previous)) return false;
+  if (!remove_beta(job, record, system, previous)) return false;
   record.removed_betas.push_back(previous.removed);
   return true;
 }
@@ -303,7 +320,8 @@ void estmat(Job& job) {
   } else {
     read_estimates(job, record);
   }
-  record.derived = report_derived(job, estimated_vector(job.model), record.estimates.vcmat);
+  record.derived =
+      report_derived(job, estimated_vector(job.model), record.estimates.vcmat, record.estimability);
   check_ieee_exceptions(job, "processing derived parameters");
   close_vc_file(job);
   pass_over(job);

@@ -28,6 +28,9 @@ constexpr double value_of(double x) { return x; }
 /// 1 + x <= 1: x is zero or below, to within rounding. False for a NaN.
 constexpr bool vanishes(double x) { return 1.0 + x <= 1.0; }
 
+/// From |x| to the next larger number.
+inline double spacing(double x) { return std::nextafter(std::fabs(x), HUGE_VAL) - std::fabs(x); }
+
 /// a / b, which is infinite or no number where b is 0, without raising a floating-point condition for it: a
 /// ratio that has no meaning is for its caller to tell, and no fault of the computation.
 double quotient(double a, double b);

@@ -8,6 +8,7 @@
 
 #include "derived/derivedest.h"
 #include "inference/data_summary.h"
+#include "inference/estimability.h"
 #include "inference/estimates.h"
 #include "inference/figures.h"
 #include "inference/rank.h"
@@ -104,6 +105,7 @@ struct Fitted_model {
   List<int> removed_betas;  ///< by LOOP, in order
   Model_estimates estimates;
   Array2<double> typed_vcmat;  ///< of the estimated betas, on the scale of the design as typed
+  Estimability estimability;   ///< what the data leave open; of a model that was fitted
   Seconds estimation;          ///< time of the step
   List<Derived_values> derived;
   Model_description description;  ///< filled when a writer asks for it

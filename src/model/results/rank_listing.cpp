@@ -120,6 +120,11 @@ void write_counts_of_parameters(Job& job, const Rank& rank) {
     write_count(job, "Numerical Threshold Method for Num. of Estimated Parameters ", rank.threshold->count);
   }
   write_count(job, "Number of Estimated Parameters ", rank.npargmaxest);
+  if (rank.doubtful_gap)
+    warn(job,
+         "The count rests on the ratios of singular values alone and leaves out one above 1e-8 of the "
+         "largest; "
+         "where the data identify more, state NUMPAR=n.");
   if (rank.npargmaxest != rank.gap_count)
     warn(job, "Number of parameters estimated from gap method (=" + adjustfmt(rank.gap_count) +
                   ") and threshold method (=" + adjustfmt(rank.npargmaxest) +

@@ -36,7 +36,7 @@ Derived_values derive(Closed_builder& b, const std::vector<double>& x, const std
   for (int i = 1; i <= n; ++i) v(i, i) = variances[static_cast<std::size_t>(i) - 1];
   Derived_frame frame(b.model.job());
   Derived_values values;
-  EXPECT_TRUE(derive_section(frame, only_section(b.model.job().status.dattyp), x, v, values));
+  EXPECT_TRUE(derive_section(frame, only_section(b.model.job().status.dattyp), x, v, {}, values));
   return values;
 }
 
@@ -205,7 +205,7 @@ TEST(Conditional_population, variance_is_that_of_constant_capture) {
   Derived_frame frame(m.job());
   Derived_values values;
   ASSERT_TRUE(derive_section(frame, only_section(12), std::vector<double>{std::log(p / q)},
-                             matrix(1, {variance}), values));
+                             matrix(1, {variance}), {}, values));
   EXPECT_NEAR(values.parmest(1), total, 1e-4);  // counts are 32-bit numbers
   const double known = std::sqrt(total / (std::pow(q, -n) - n / q + n - 1.0));
   EXPECT_NEAR(values.parmse(1), known, 5e-5 * known);
@@ -272,7 +272,7 @@ TEST(Conditional_population, each_record_has_its_own_chance) {
   }
   const Array2<double> v = matrix(2, {0.2, 0.03, 0.03, 0.1});
   Derived_values values;
-  ASSERT_TRUE(derive_section(frame, only_section(12), std::vector<double>{-0.4, 0.3}, v, values));
+  ASSERT_TRUE(derive_section(frame, only_section(12), std::vector<double>{-0.4, 0.3}, v, {}, values));
   EXPECT_NEAR(values.parmest(1), expected, 1e-12);
   for (int k = 1; k <= 2; ++k) {
     const double d = exact[static_cast<std::size_t>(k) - 1];

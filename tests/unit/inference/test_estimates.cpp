@@ -57,19 +57,20 @@ TEST(Inverse_of_the_information, leaves_out_what_is_not_estimated) {
   Test_job t;
   // Eigenvalues 8 and 2 in the directions (1,1) and (1,-1).
   const Array2<double> information = matrix_of_two(5.0, 3.0, 5.0);
-  const Array2<double> full = invert_information(t, information, 2);
+  const Array2<double> full = invert_information(t, singular_system(t, information, 0.0), 2);
   EXPECT_NEAR(full(1, 1), 5.0 / 16.0, 1e-14);
   EXPECT_NEAR(full(1, 2), -3.0 / 16.0, 1e-14);
-  const Array2<double> first = invert_information(t, information, 1);
+  const Array2<double> first = invert_information(t, singular_system(t, information, 0.0), 1);
   EXPECT_NEAR(first(1, 1), 1.0 / 16.0, 1e-14);
   EXPECT_NEAR(first(2, 1), 1.0 / 16.0, 1e-14);
-  EXPECT_FALSE(invert_information(t, {}, 0).present());
+  EXPECT_FALSE(invert_information(t, singular_system(t, {}, 0.0), 0).present());
 }
 
 TEST(Inverse_of_the_information, of_a_matrix_that_is_not_finite_is_no_number) {
   Test_job t;
   const double nan = std::numeric_limits<double>::quiet_NaN();
-  const Array2<double> inverse = invert_information(t, matrix_of_two(nan, nan, 1.0), 2);
+  const Array2<double> inverse =
+      invert_information(t, singular_system(t, matrix_of_two(nan, nan, 1.0), 0.0), 2);
   EXPECT_TRUE(std::isnan(inverse(2, 2)));
   EXPECT_TRUE(t.listing_has("Error number 2 returned from DSVDC."));
 }
@@ -113,7 +114,7 @@ TEST(Parameters_of_a_matrix, are_the_singular_values_above_its_rounding) {
         for (int j = 1; j <= n; ++j)
           information(i, j) += std::pow(10.0, 7 - m) * std::cos((i - 0.5) * (m - 1) * M_PI / n) *
                                std::cos((j - 0.5) * (m - 1) * M_PI / n);
-    Array2<double> inverse = invert_information(t, information, k);
+    Array2<double> inverse = invert_information(t, singular_system(t, information, 1.0), k);
     const auto scale = [](int i) { return std::pow(7.0, i - 3) / 3.0; };
     for (int i = 1; i <= n; ++i)
       for (int j = 1; j <= n; ++j) {
@@ -122,6 +123,18 @@ TEST(Parameters_of_a_matrix, are_the_singular_values_above_its_rounding) {
       }
     EXPECT_EQ(parameters_of(inverse), k);
   }
+}
+
+TEST(Inverse_of_the_information, knows_nothing_of_a_beta_without_information) {
+  Test_job t;
+  const Array2<double> inverse =
+      invert_information(t, singular_system(t, matrix_of_two(4.0, 0.0, 1e-16), 0.5), 1);
+  EXPECT_EQ(inverse(1, 1), 0.25);
+  EXPECT_TRUE(std::isnan(inverse(1, 2)));
+  EXPECT_TRUE(std::isnan(inverse(2, 1)));
+  EXPECT_TRUE(std::isnan(inverse(2, 2)));
+  EXPECT_TRUE(singular_system(t, matrix_of_two(4.0, 0.0, 1e-15), 0.5).without_information.empty());
+  EXPECT_EQ(singular_system(t, matrix_of_two(4.0, 0.0, 1e-15), -9.0).without_information, (List<int>{2}));
 }
 
 TEST(Matrix_as_typed, has_the_scale_of_each_beta) {
