@@ -15,9 +15,12 @@
 namespace tarn {
 namespace {
 
-/// c-hat of a section whose variances are inflated by it: only under QUASI, and only a finite positive one.
-double inflation(const Model_arrays& model) {
-  return model.quasi && std::isfinite(model.chat) && model.chat > 0.0 ? model.chat : 1.0;
+/// c-hat of a section. One that was given holds for all; the model's own for sections that are inflated only,
+/// under QUASI, and when it is finite and positive.
+double chat_of(const Section& section, const Model_arrays& model) {
+  if (model.chat_given > 0.0) return model.chat_given;
+  const bool own = section.inflated && model.quasi && std::isfinite(model.chat) && model.chat > 0.0;
+  return own ? model.chat : 1.0;
 }
 
 /// vcdmat = partials V partials'.
@@ -200,9 +203,11 @@ bool derive_section(Derived_frame& frame, const Section& section, std::span<cons
   sandwich(vcmat, values);
   values.rests_on = foundations(frame, section, x, open, values);
 
-  const double chat = section.inflated ? inflation(job.model) : 1.0;
-  for (int i = 1; i <= count; ++i) values.vcdmat(i, i) += frame.added_variance(i);
-  for (double& element : values.vcdmat) element *= chat;
+  values.chat = chat_of(section, job.model);
+  const bool in_matrix = job.model.chat_given > 0.0;
+  const double of_sampling = in_matrix ? values.chat : 1.0, of_all = in_matrix ? 1.0 : values.chat;
+  for (int i = 1; i <= count; ++i) values.vcdmat(i, i) += of_sampling * frame.added_variance(i);
+  for (double& element : values.vcdmat) element *= of_all;
   for (int i = 1; i <= count; ++i) {
     const double variance = values.vcdmat(i, i);
     // A NaN stays one.

@@ -84,6 +84,7 @@ struct Derived_values {
   Array1<double> parmest, parmse, parmlci, parmuci;
   Array2<double> partials;  ///< values x betas
   Array2<double> vcdmat;    ///< values x values
+  double chat = 1.0;        ///< c-hat that the variances hold as a factor
   List<Rests_on> rests_on;
 };
 
@@ -95,7 +96,8 @@ void get_partials(Derived_frame& frame, Derived_routine funct, std::span<double>
 
 /// Estimates, standard errors, limits and variances of a section at the estimated betas `x`. False when there
 /// was no memory, which has been told.
-/// @param vcmat  variance-covariance matrix of the estimated betas, on the columns in force
+/// @param vcmat  variance-covariance matrix of the estimated betas, on the columns in force; it holds the
+/// c-hat of CHAT= already, so that of all terms only the sampling term is multiplied by it
 /// @param open  what the data leave open
 bool derive_section(Derived_frame& frame, const Section& section, std::span<const double> x,
                     const Array2<double>& vcmat, const Estimability& open, Derived_values& values);

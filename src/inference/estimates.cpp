@@ -170,6 +170,35 @@ Array2<double> invert_information(Job& job, const Singular_system& system, int k
   return inverse;
 }
 
+void inflate(const Model_arrays& model, Array2<double>& vcmat, double held) {
+  if (!(model.chat_given > 0.0) || !vcmat.present()) return;
+  const double factor = model.chat_given / held;
+  for (double& element : vcmat) element *= factor;
+}
+
+int parameters_of(const Array2<double>& vcmat) {
+  List<int> known;
+  for (int i = 1; i <= vcmat.extent(1); ++i)
+    if (!std::isnan(vcmat(i, i))) known.push_back(i);
+  const int n = known.size();
+  if (n == 0) return vcmat.extent(1);
+  // As correlations: betas of any scale stand beside each other, and so does the rounding of their sums of
+  // products.
+  const auto correlation = [&](int i, int j) {
+    const double size = std::sqrt(std::fabs(vcmat(i, i))) * std::sqrt(std::fabs(vcmat(j, j)));
+    return size == 0.0 ? 0.0 : vcmat(i, j) / size;
+  };
+  List<double> x, s(n), e(n), work(n);
+  for (const int j : known)
+    for (const int i : known) x.push_back(correlation(i, j));
+  int info = 0;
+  dsvdc(x.data(), n, n, n, s.data(), e.data(), nullptr, 1, nullptr, 1, work.data(), 0, info);
+  if (info != 0) return n;
+  // Sums of n products, and columns whose scale was taken out and put in again.
+  const double rounding = 8.0 * n * std::numeric_limits<double>::epsilon() * s(1);
+  return static_cast<int>(std::count_if(s.begin(), s.end(), [&](double value) { return value > rounding; }));
+}
+
 Array2<double> typed_vcmat(Job& job, const Array2<double>& vcmat) {
   const Model_arrays& model = job.model;
   const List<int> beta_at = betas_by_position(model);

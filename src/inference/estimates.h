@@ -66,6 +66,15 @@ Singular_system singular_system(Job& job, const Array2<double>& information, dou
 /// memory, of which it warns; NaN throughout when the values cannot be computed.
 Array2<double> invert_information(Job& job, const Singular_system& system, int k);
 
+/// Multiplies the variances and covariances of betas by the c-hat of CHAT=, if one was given.
+/// @param held  the c-hat that they hold already
+void inflate(const Model_arrays& model, Array2<double>& vcmat, double held = 1.0);
+
+/// The number of parameters that a variance-covariance matrix of betas was made of: as many of its singular
+/// values stand above its rounding. A beta whose variance is no number was not counted; where all are none
+/// the matrix could not be made, and every beta was. Of a matrix with an infinite entry its order.
+int parameters_of(const Array2<double>& vcmat);
+
 /// `vcmat` on the scale of the design as typed. No memory is fatal.
 Array2<double> typed_vcmat(Job& job, const Array2<double>& vcmat);
 

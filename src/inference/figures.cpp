@@ -21,7 +21,8 @@ double size_penalty(int k, double n) {
 
 }  // namespace
 
-Model_figures model_figures(double loglik, const Saturated_model& saturated, int k, double n, bool quasi) {
+Model_figures model_figures(double loglik, const Saturated_model& saturated, int k, double n, bool quasi,
+                            double chat_given) {
   Model_figures figures;
   figures.deviance = loglik - saturated.xlogs;
   figures.df = saturated.nsat - k;
@@ -33,7 +34,7 @@ Model_figures model_figures(double loglik, const Saturated_model& saturated, int
   figures.aicc = loglik + 2.0 * k + correction;
   figures.bic = loglik + of_size;
   if (!quasi) return figures;
-  const double chat = figures.chat > 0.0 ? figures.chat : 1.0;
+  const double own = figures.chat > 0.0 ? figures.chat : 1.0, chat = chat_given > 0.0 ? chat_given : own;
   figures.quasi = {chat, loglik / chat + 2.0 * k, loglik / chat + 2.0 * k + correction,
                    loglik / chat + of_size};
   return figures;

@@ -1,6 +1,7 @@
 #include "model/estimate_options.h"
 
 #include <array>
+#include <cmath>
 #include <string_view>
 
 #include "data/catalogue/link.h"
@@ -44,6 +45,15 @@ void read_variance_procedure(Job& job, int i) {
   warn(job, "unidentified VAREST parameter " + name);
   job.model.vartyp = Variance::second_partials;
   warn(job, "VAREST set to 2ndPart ");
+}
+
+/// CHAT=: a c-hat for the quasi-likelihood, which it switches on.
+void read_chat(Job& job, int i) {
+  const double chat = value(job, word(job, i));
+  if (!std::isfinite(chat) || chat <= 0.0)
+    error(job, "CHAT= must be a finite number above 0, not " + word(job, i) + ".");
+  job.model.chat_given = job.model.chat = chat;
+  job.model.quasi = true;
 }
 
 template <Minimiser method>
@@ -101,7 +111,14 @@ constexpr std::array rows{
         .place = model<&Model_arrays::standardize_design>,
         .setting = 0,
         .help = "columns of the design matrix are not scaled"},
-    Row{.name = "QUASI", .place = model<&Model_arrays::quasi>, .help = "quasi-likelihood figures"},
+    Row{.name = "QUASI",
+        .place = model<&Model_arrays::quasi>,
+        .help = "quasi-likelihood figures, with the c-hat of the model itself"},
+    Row{.name = "CHAT",
+        .kind = Option_kind::number,
+        .place = read_chat,
+        .preset = "none",
+        .help = "quasi-likelihood figures with this c-hat, by which all variances are multiplied"},
     Row{.name = "ESSANIMALS",
         .place = model<&Model_arrays::essanimals>,
         .help = "the effective sample size counts animals"},

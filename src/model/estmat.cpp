@@ -33,6 +33,7 @@
 #include "model/structure/design.h"
 #include "model/structure/links.h"
 #include "model/structure/pim.h"
+#include "numerics/floating_environment.h"
 
 namespace tarn {
 namespace {
@@ -103,6 +104,7 @@ Seconds step_time(const Timing_module& timing) {
 
 /// Betas and reals with their errors at the matrix in the record, then their tables.
 void report_estimates(Job& job, Fitted_model& record) {
+  if (job.model.chat_given > 0.0) report_value(job, "Variances multiplied by c-hat ", job.model.chat_given);
   Model_estimates& estimates = record.estimates;
   beta_estimates(job, estimates);
   real_estimates(job, estimates);
@@ -168,7 +170,8 @@ void report_figures(Job& job, std::span<const double> x, Fitted_model& record) {
   Model_arrays& model = job.model;
   Fit_record& fit = record.fit;
   const int k = fit.rank.npargmaxest;
-  fit.figures = model_figures(fit.loglik, record.saturated, k, record.data.effective_size, model.quasi);
+  fit.figures = model_figures(fit.loglik, record.saturated, k, record.data.effective_size, model.quasi,
+                              model.chat_given);
   model.chat = fit.figures.quasi ? fit.figures.quasi->chat : fit.figures.chat;
   write_figures(job, fit.figures);
   const Pearson_sums sums = write_residual_file(job, x);
@@ -235,6 +238,7 @@ bool fit_pass(Job& job, Previous_fit& previous, Fitted_model& record) {
   record.estimates = {};
   const Singular_system system = singular_system(job, record.fit.information, record.fit.loglik);
   record.estimates.vcmat = invert_information(job, system, record.fit.rank.npargmaxest);
+  inflate(job.model, record.estimates.vcmat);
   report_estimates(job, record);
   record.estimability = judge_estimability(job, system, record.fit.rank.npargmaxest, record.estimates);
   write_estimability(job, record.estimability, record.estimates.real);
@@ -246,9 +250,22 @@ bool fit_pass(Job& job, Previous_fit& previous, Fitted_model& record) {
   return true;
 }
 
+/// c-hat of a model whose estimates were read, as its fit has told it: deviance at the betas over its degrees
+/// of freedom.
+double chat_of_estimates(Job& job, const Fitted_model& record) {
+  // What the one evaluation raises has been told by the fit.
+  const Kept_floating_environment kept;
+  const Model_arrays& model = job.model;
+  renew_likelihood(job);
+  const double loglik = likelihood_point(job).move_to(estimated_vector(model)).loglik;
+  const int k = model.numpar > 0 ? model.numpar : parameters_of(record.estimates.vcmat);
+  return model_figures(loglik, record.saturated, k, record.data.effective_size, true).quasi->chat;
+}
+
 /// Estimates of a variance-covariance file in place of a fit.
 void read_estimates(Job& job, Fitted_model& record) {
   read_vc_file(job, record.estimates);
+  if (job.model.quasi && !(job.model.chat_given > 0.0)) job.model.chat = chat_of_estimates(job, record);
   start_timing(job);
   report_estimates(job, record);
   record.typed_vcmat = typed_vcmat(job, record.estimates.vcmat);
@@ -299,6 +316,7 @@ void estmat(Job& job) {
     Previous_fit previous;
     while (fit_pass(job, previous, record)) {
     }
+    if (record.fit.figures.quasi) job.data.quasi_chat = record.fit.figures.quasi->chat;
   } else {
     read_estimates(job, record);
   }

@@ -164,6 +164,29 @@ TEST_F(Vc_file, errors_of_the_reals_do_not_follow_deltax) {
   }
 }
 
+TEST_F(Vc_file, error_that_is_no_number_has_limits_that_are_none) {
+  run_deck(covariate_deck(), [&](Job& job) { job.status.filvcm = file; });
+  // Behind the header and four records of four betas: the first row of the matrix, its tag, its first
+  // element.
+  constexpr std::streamoff place = (24 + 8) + 4 * (8 + 4 * 8 + 8) + 4 + 8;
+  const double none = std::nan("");
+  std::fstream out(file, std::ios::binary | std::ios::in | std::ios::out);
+  out.seekp(place);
+  out.write(reinterpret_cast<const char*>(&none), sizeof none);
+  out.close();
+  const Deck_result again = run_deck(covariate_deck(), [&](Job& job) {
+    job.status.onlyrealderiv = 1;
+    job.status.filvcmonlyrealderiv = file;
+  });
+  ASSERT_EQ(again.stop, "NORMAL EXIT") << again.listing;
+  for (const std::string label : {"\n    1:", "\n     1:"}) {  // of a beta and of a real
+    const std::size_t row = again.listing.rfind(label);
+    ASSERT_NE(row, std::string::npos);
+    const std::string line = again.listing.substr(row + 1, again.listing.find('\n', row + 1) - row - 1);
+    EXPECT_NE(line.find("Not a Number    Not a Number    Not a Number"), std::string::npos) << line;
+  }
+}
+
 TEST_F(Vc_file, of_another_model_is_refused) {
   run_deck(covariate_deck(), [&](Job& job) { job.status.filvcm = file; });
   const auto reread = [&](const std::string& deck) {

@@ -1,5 +1,8 @@
 #include "model/results/figures.h"
 
+#include <cmath>
+
+#include "inference/saturd.h"
 #include "job/services/fault.h"
 #include "job/services/report.h"
 #include "job/services/template.h"
@@ -14,12 +17,35 @@ std::string count_text(double value) {
   return digits;
 }
 
+/// A number as `f14` shows it, without the blanks.
+std::string digits_of(const Job& job, double value) {
+  const std::string shown = f14(job, value);
+  const std::size_t first = shown.find_first_not_of(' ');
+  return shown.substr(first, shown.find_last_not_of(' ') - first + 1);
+}
+
 /// "Possible Encounter Histories " and its likes: a whole number that may be larger than any integer type.
 void report_count(Job& job, const std::string& label, double value) {
   const std::string digits = count_text(value);
   linchk(job, 1);
   put(job, listing, "(1x,a,a,a,a,a)", label, job.model.modnam, " = ", digits, "          ");
   put(job, screen, "(3x,a,a,a,a,a)", label, job.model.modnam, " = ", digits, "          ");
+}
+
+/// Quasi-likelihoods say something with a c-hat that measures fit, and beside others with the same one.
+void judge_quasi(Job& job, double chat) {
+  if (!(job.model.chat_given > 0.0) && !has_saturated_model(job))
+    warn(job,
+         "There is no saturated model (the data have individual covariates, or their type has none): c-hat "
+         "is no "
+         "measure of fit, and QAIC, QAICc and QBIC say nothing. CHAT= takes a c-hat from elsewhere.");
+  // Fits of one model agree to about this.
+  constexpr double same = 1e-6;
+  const double before = job.data.quasi_chat;
+  if (before > 0.0 && !(std::fabs(chat - before) <= same * before))
+    warn(job, "QAIC, QAICc and QBIC cannot be compared with those of the model before: c-hat is " +
+                  digits_of(job, chat) + " here and was " + digits_of(job, before) +
+                  " there. CHAT= gives all models one.");
 }
 
 }  // namespace
@@ -42,9 +68,11 @@ void write_figures(Job& job, const Model_figures& figures) {
   report_value(job, "AICc ", figures.aicc);
   report_value(job, "BIC ", figures.bic);
   if (figures.quasi) {
+    if (job.model.chat_given > 0.0) report_value(job, "c-hat given ", figures.quasi->chat);
     report_value(job, "QAIC ", figures.quasi->qaic);
     report_value(job, "QAICc ", figures.quasi->qaicc);
     report_value(job, "QBIC ", figures.quasi->qbic);
+    judge_quasi(job, figures.quasi->chat);
   }
   if (!figures.aicc_has_meaning())
     warn(job,

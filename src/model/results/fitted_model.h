@@ -90,7 +90,7 @@ struct Model_description {
   List<Covariate_value> covariates;  ///< empty unless the design uses one
   // options in force
   int maxfn = 0, nsig = 0, numpar = 0;
-  double deltax = 0.0, ratiothresh = 0.0;
+  double deltax = 0.0, ratiothresh = 0.0, chat_given = 0.0;
   bool central_differences = false, loop = false, standardized_design = true, quasi = false,
        sample_size_of_animals = false, initial_values = false;
 };

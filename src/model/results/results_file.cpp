@@ -71,6 +71,7 @@ Json options_of(const Model_description& model) {
           {"ratio_threshold", model.ratiothresh},
           {"loop", model.loop},
           {"quasi", model.quasi},
+          {"c_hat", model.chat_given > 0.0 ? Json(model.chat_given) : Json()},
           {"sample_size_of_animals", model.sample_size_of_animals}};
 }
 
@@ -285,7 +286,10 @@ Json object_of(const Derived_values& values) {
     object.add("rests_on_boundary", ground.boundary);
     rows.push_back(object);
   }
-  return {{"title", subject(*values.section)}, {"rows", rows}, {"covariance", matrix(values.vcdmat)}};
+  return {{"title", subject(*values.section)},
+          {"rows", rows},
+          {"covariance", matrix(values.vcdmat)},
+          {"c_hat", values.chat}};
 }
 
 Json derived_of(const Fitted_model& model) {

@@ -190,6 +190,21 @@ TEST_F(Derived, chat_inflates_under_quasi_only_and_only_when_finite_and_positive
     EXPECT_NEAR(error_with_chat(job(), true, none, true), 5.0, 1e-9);
 }
 
+// The matrix of the betas holds a c-hat that was given: of the variance of `counted`, 16 + 9, the 9 of
+// sampling are multiplied by it, whether the section is inflated or not, and whatever the model's own c-hat
+// is.
+TEST_F(Derived, chat_that_was_given_multiplies_the_sampling_term_alone) {
+  job().model.chat_given = 4.0;
+  for (const bool inflated : {false, true})
+    for (const double own : {1.0, 4.0, 7.0})
+      EXPECT_NEAR(error_with_chat(job(), true, own, inflated), std::sqrt(16.0 + 4.0 * 9.0), 1e-9);
+  Derived_frame frame(job());
+  Derived_values values;
+  ASSERT_TRUE(derive_section(frame, section_of<3>(curves, Interval::plain, true),
+                             std::vector<double>{0.3, 0.5}, matrix(2, {0.5, 0.1, 0.1, 0.25}), {}, values));
+  EXPECT_EQ(values.chat, 4.0);
+}
+
 TEST_F(Derived, chat_and_sampling_terms_stand_in_the_matrix) {
   job().model.quasi = true;
   const auto matrix_at = [&](double chat, Derived_routine routine, auto rows) {

@@ -80,6 +80,15 @@ TEST_F(Figures, negative_chat_is_no_quasi_chat) {
   EXPECT_EQ(figures.quasi->chat, 1.0);
 }
 
+TEST_F(Figures, chat_that_was_given_takes_the_place_of_the_own_one_in_quasi_forms_only) {
+  const Model_figures figures = model_figures(100.0, saturated_model(70.0, 14), 2, 50.0, true, 1.25);
+  EXPECT_EQ(figures.chat, 2.5);
+  EXPECT_EQ(figures.aic, 104.0);
+  EXPECT_EQ(figures.quasi->chat, 1.25);
+  EXPECT_EQ(figures.quasi->qaic, 84.0);
+  EXPECT_DOUBLE_EQ(figures.quasi->qbic, 80.0 + 2.0 * std::log(50.0));
+}
+
 TEST_F(Figures, of_pearson_by_hand) {
   const Pearson_figures figures = pearson_figures(saturated_model(0.0, 0, 20.0, 4), {26.0, 16.0}, 3);
   EXPECT_EQ(figures.df, 13.0);

@@ -50,6 +50,7 @@ TEST(Option_tables, estimation_procedure) {
                                       "noloop |  | on",
                                       "nostanddm |  | off",
                                       "quasi |  | off",
+                                      "chat=v |  | none",
                                       "essanimals |  | off",
                                       "pentfirst |  | on",
                                       "pentlast |  | off",
