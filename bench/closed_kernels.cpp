@@ -68,6 +68,8 @@ void evaluation(benchmark::State& state, int type, const Closed_design& design) 
 
 const Closed_design animals{.occasions = 30, .animals = 100000, .slope = 0.4};
 const Closed_design records{.occasions = 10, .animals = 5000, .slope = 0.4};
+// p* is far below one half.
+const Closed_design rare{.occasions = 10, .animals = 5000, .slope = 0.4, .intercept = -5.0};
 // Far more animals than histories, so that nearly every history is there.
 const Closed_design folded{.occasions = 10, .animals = 100000, .slope = 0.0};
 
@@ -110,6 +112,10 @@ void conditional_fixed_reals(benchmark::State& state) { evaluation(state, 12, fo
 BENCHMARK(conditional_fixed_reals)->Unit(benchmark::kMicrosecond);
 void conditional_few_occasions(benchmark::State& state) { evaluation(state, 12, records); }
 BENCHMARK(conditional_few_occasions)->Unit(benchmark::kMicrosecond);
+void quadrature_rare_captures(benchmark::State& state) { evaluation(state, 145, rare); }
+BENCHMARK(quadrature_rare_captures)->Unit(benchmark::kMicrosecond);
+void conditional_rare_captures(benchmark::State& state) { evaluation(state, 12, rare); }
+BENCHMARK(conditional_rare_captures)->Unit(benchmark::kMicrosecond);
 
 /// The bare walk, as often as the quadrature walks: every record at each of 101 nodes, rates in plain tables.
 void bare_walk_at_every_node(benchmark::State& state) {

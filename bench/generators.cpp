@@ -62,7 +62,7 @@ std::vector<Live_record> live_recaptures(const Live_design& design) {
   return records;
 }
 
-double Closed_design::capture_logit(int o) const { return -1.0 + 0.5 * std::sin(1.3 * o); }
+double Closed_design::capture_logit(int o) const { return intercept + 0.5 * std::sin(1.3 * o); }
 
 std::vector<Closed_record> closed_captures(const Closed_design& design) {
   Source source(design.seed);

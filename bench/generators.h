@@ -42,6 +42,7 @@ struct Closed_design {
   double slope = 0.0;  ///< with a slope records are not folded
   double recapture_offset = 0.6;
   std::uint64_t seed = 1;
+  double intercept = -1.0;  ///< mean of a(o)
 
   double capture_logit(int o) const;  ///< a(o)
 };

@@ -169,7 +169,7 @@ proc title Voles with losses on capture (simulated);
 proc chmatrix occasions=6 groups=1 etype=CJS hist={len(set(kept) | set(lost))};
 time intervals 1 0.5 2 1 1.5;
 {records}
-proc estimate link=LOGIT varest=Hessian;
+proc estimate link=LOGIT;
 model={{Phi(.) p(.)}};
 group=1 Phi rows=5 cols=5 triang constant=1;
 group=1 p rows=5 cols=5 triang constant=2;

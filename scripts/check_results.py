@@ -208,6 +208,10 @@ class Model_check:
         for label, key in (("AIC ", "aic"), ("AICc ", "aicc"), ("BIC ", "bic")):
             self.figure(label, figures[key])
         quasi = figures["quasi"]
+        given = self.model["options"]["c_hat"]
+        self.figure("c-hat given ", "absent" if given is None else given)
+        self.figure("Variances multiplied by c-hat ", "absent" if given is None else given)
+        demand(given is None or quasi["c_hat"] == given, "c-hat given")
         for label, key in (("QAIC ", "qaic"), ("QAICc ", "qaicc"), ("QBIC ", "qbic")):
             self.figure(label, quasi[key] if quasi else "absent")
         demand((quasi is not None) == self.model["options"]["quasi"], "quasi")
@@ -324,9 +328,10 @@ class Model_check:
             return
         scale = {position[b["number"]]: b["scale_factor"] for b in betas if b["estimated"]}
         n = range(len(v))
+        inflation = self.model["options"]["c_hat"] or 1
         for i in n:
             for j in n:
-                terms = [fit["information"][i][k] * v[k][j] / scale[k] / scale[j] for k in n]
+                terms = [fit["information"][i][k] * v[k][j] / inflation / scale[k] / scale[j] for k in n]
                 # The condition number, at most 1e6, times the rounding of a double.
                 demand(abs(sum(terms) - (i == j)) < 1e-8 * (1 + max(map(abs, terms))), "information and covariance")
 

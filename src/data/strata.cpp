@@ -88,7 +88,7 @@ void read_areas(Job& job) {
     error(job, "Number of areas specified does not match number of groups.");
   allocate_areas(job);
   for (int i = first; i <= last; ++i) {
-    const double area = value(job, word(job, i));
+    const double area = given_value(job, word(job, i));
     if (area == 0.0) error(job, "Area cannot be equal to zero.");
     if (!(area > 0.0)) error(job, "Area cannot be negative.");
     job.data.areas(i - first + 1) = area;

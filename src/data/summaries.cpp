@@ -86,7 +86,7 @@ void tmread(Job& job) {
       error(job, "Not enough time interval values specified.");
     }
     const std::string& text = word(job, place);
-    const float length = static_cast<float>(value(job, text));
+    const float length = static_cast<float>(given_value(job, text));
     if (length == 0.0f && !zero_allowed)
       error(job, "Time Interval Length was equal to zero for value \"" + text + "\".");
     if (!(length >= 0.0f) || !std::isfinite(length))
@@ -153,8 +153,8 @@ void kfread(Job& job, const Data_procedure& procedure) {
     getcmd(job);
     status.indent = -3;
     if (status.lstwrd != 2) error(job, "Number of values specified is incorrect for this type of data.");
-    const double at_risk = value(job, word(job, 1)) * procedure.clones;
-    const double deaths = value(job, word(job, 2)) * procedure.clones;
+    const double at_risk = given_value(job, word(job, 1)) * procedure.clones;
+    const double deaths = given_value(job, word(job, 2)) * procedure.clones;
     if (!(at_risk >= 0.0) || !(deaths >= 0.0))
       error(job, "A negative number was specified in a known fate data matrix.");
     if (!can_hold(at_risk)) error(job, "A number too large was specified in a known fate data matrix.");
@@ -180,7 +180,7 @@ void read_nest(Job& job, int group, int clones) {
   const int found = ivalue(job, word(job, 1)), active = ivalue(job, word(job, 2)),
             checked = ivalue(job, word(job, 3));
   const int fate = ivalue(job, word(job, 4));
-  const double frequency = value(job, word(job, 5)) * clones;
+  const double frequency = given_value(job, word(job, 5)) * clones;
   const int longest = std::max({found, active, checked});
   if (std::min({found, active, checked}) <= 0) error(job, "Minimum time is <= zero.");
   if (longest > status.noccas)
@@ -230,7 +230,7 @@ void nsread(Job& job, const Data_procedure& procedure) {
   const int group = group_of(job, "nest survival data matrix");
   getcmd(job);
   Silence silence(status);
-  while (!is_data_statement(word(job, 1))) {
+  while (!is_data_statement(word(job, 1)) && !ends_procedure(job)) {
     status.indent = -3;
     silence.lift();
     read_nest(job, group, procedure.clones);
@@ -271,10 +271,10 @@ void read_counts(Job& job) {
   if (!counts.present())
     error(job, "The statement " + first + " " + second + " cannot be used with this data type.");
   for (int o = 1; o <= status.lstwrd; ++o) {
-    const double count = value(job, word(job, o));
-    if (count != status.missrwp && !(count >= 0.0 && std::isfinite(count)))
+    const double count = given_value(job, word(job, o));
+    if (!(count >= 0.0 && std::isfinite(count)))
       error(job, "A negative number was specified in a " + what + " data matrix.");
-    counts(o, group) = count == status.missrwp ? 0.0 : count;  // "." tells that nothing was counted
+    counts(o, group) = count;
   }
   if (status.debug) {
     put_block(job, formatted("(1x,a)", matrix->listed_as) + '\n' +

@@ -132,7 +132,7 @@ void read_statements(Job& job, Data_procedure& procedure) {
   for (;;) {
     status.indent = -2;
     const std::string first = word(job, 1);
-    if (first == "PROC") return;
+    if (ends_procedure(job)) return;
     const std::string second = status.lstwrd > 1 ? word(job, 2) : std::string();
     if (first == "TIME") {
       tmread(job);

@@ -15,24 +15,30 @@
 namespace tarn {
 namespace {
 
-/// c-hat of a section whose variances are inflated by it: only under QUASI, and only a finite positive one.
-double inflation(const Model_arrays& model) {
-  return model.quasi && std::isfinite(model.chat) && model.chat > 0.0 ? model.chat : 1.0;
+/// c-hat of a section. One that was given holds for all; the model's own for sections that are inflated only,
+/// under QUASI, and when it is finite and positive.
+double chat_of(const Section& section, const Model_arrays& model) {
+  if (model.chat_given > 0.0) return model.chat_given;
+  const bool own = section.inflated && model.quasi && std::isfinite(model.chat) && model.chat > 0.0;
+  return own ? model.chat : 1.0;
 }
 
 /// vcdmat = partials V partials'.
 void sandwich(const Array2<double>& vcmat, Derived_values& values) {
   const int count = values.partials.extent(1), n = values.partials.extent(2);
   List<double> product(n);
+  const auto counts = [&vcmat](double slope, int j) { return !std::isnan(vcmat(j, j)) || hangs_on(slope); };
   for (int i = 1; i <= count; ++i) {
     for (int k = 1; k <= n; ++k) {
       double sum = 0.0;
-      for (int j = 1; j <= n; ++j) sum += values.partials(i, j) * vcmat(j, k);
+      for (int j = 1; j <= n; ++j)
+        if (counts(values.partials(i, j), j)) sum += values.partials(i, j) * vcmat(j, k);
       product(k) = sum;
     }
     for (int j = 1; j <= count; ++j) {
       double sum = 0.0;
-      for (int k = 1; k <= n; ++k) sum += product(k) * values.partials(j, k);
+      for (int k = 1; k <= n; ++k)
+        if (counts(values.partials(j, k), k)) sum += product(k) * values.partials(j, k);
       values.vcdmat(i, j) = sum;
     }
   }
@@ -80,7 +86,7 @@ Reals<double> Derived_frame::reals(std::span<const double> x) {
   if (dry_) return Reals<double>(dry_reals_.data());
   tranlg<double>(job, 1, x, work_, 1, 0, report_values(job, zeros_));
   require_reals();
-  return work_.reals();
+  return moved(work_.reals());
 }
 
 Reals<double> Derived_frame::reals_of_record(int i, std::span<const double> x, bool newbeta) {
@@ -90,7 +96,15 @@ Reals<double> Derived_frame::reals_of_record(int i, std::span<const double> x, b
     tranlg<double>(job, i, x, work_, newbeta ? 1 : 0, 0, nullptr);
     require_reals();
   }
-  return work_.reals();
+  return moved(work_.reals());
+}
+
+Reals<double> Derived_frame::moved(Reals<double> reals) {
+  if (moved_real_ == 0) return reals;
+  moved_.resize(static_cast<std::size_t>(job.model.nlogit));
+  for (int r = 1; r <= job.model.nlogit; ++r) moved_[static_cast<std::size_t>(r) - 1] = reals[r];
+  moved_[static_cast<std::size_t>(moved_real_) - 1] += by_;
+  return Reals<double>(moved_.data());
 }
 
 int Derived_frame::number(int q, int a, int b, int g, int row, int column) {
@@ -123,13 +137,15 @@ const List<Record_class>& Derived_frame::record_classes(bool by_first) {
 void get_partials(Derived_frame& frame, Derived_routine funct, std::span<double> betast,
                   Derived_values& values, View<double> g, View<double> w) {
   const View<double> betas(betast);
-  // The routines carry rounding of their own, so the step is far larger than that of a gradient.
+  // The routines carry rounding of their own, so the step is far larger than that of a gradient. It follows
+  // the default whatever DELTAX says: a DELTAX that suits -2 log likelihood, widened, would leave the
+  // neighbourhood of the estimate.
   constexpr double widening = 100000.0;
   funct(frame, betast, 1, values.parmest);
   for (int k = 1; k <= betas.size(); ++k) {
     double& beta = betas(k);
     const double kept = beta;
-    const double step = frame.job.status.deltax * 0.5 * (std::fabs(kept) + 1.0) * widening;
+    const double step = default_deltax * 0.5 * (std::fabs(kept) + 1.0) * widening;
     beta = kept + step;
     funct(frame, betast, 0, g);
     beta = kept - step;
@@ -139,8 +155,33 @@ void get_partials(Derived_frame& frame, Derived_routine funct, std::span<double>
   }
 }
 
+/// What each value rests on: real parameters at a boundary, a direction that the data do not identify.
+List<Rests_on> foundations(Derived_frame& frame, const Section& section, std::span<const double> x,
+                           const Estimability& open, const Derived_values& values) {
+  // A relative move below this is rounding of the differences.
+  constexpr double least_move = 1e-4, least_change = 1e-9;
+  const int count = values.rows.size(), n = values.partials.extent(2);
+  List<Rests_on> found(count);
+  for (int d = 1; d <= open.moves.extent(2); ++d)
+    for (int i = 1; i <= count; ++i) {
+      double move = 0.0;
+      for (int j = 1; j <= n; ++j) move += values.partials(i, j) * open.moves(j, d);
+      if (std::fabs(move) > least_move * std::fabs(values.parmest(i))) found(i).direction = true;
+    }
+  List<double> moved(count);
+  for (const Real_at_boundary& boundary : open.at_boundary) {
+    frame.move_real(boundary.real, step_inside(boundary));
+    section.routine(frame, x, 0, moved);
+    for (int i = 1; i <= count; ++i)
+      if (std::fabs(moved(i) - values.parmest(i)) > least_change * std::fabs(values.parmest(i)))
+        found(i).boundary = true;
+  }
+  frame.move_real(0, 0.0);
+  return found;
+}
+
 bool derive_section(Derived_frame& frame, const Section& section, std::span<const double> x,
-                    const Array2<double>& vcmat, Derived_values& values) {
+                    const Array2<double>& vcmat, const Estimability& open, Derived_values& values) {
   Job& job = frame.job;
   values = {};
   values.section = &section;
@@ -160,14 +201,17 @@ bool derive_section(Derived_frame& frame, const Section& section, std::span<cons
   std::vector<double> betast(x.begin(), x.end());
   get_partials(frame, section.routine, betast, values, g, w);
   sandwich(vcmat, values);
+  values.rests_on = foundations(frame, section, x, open, values);
 
-  const double chat = section.inflated ? inflation(job.model) : 1.0;
-  for (int i = 1; i <= count; ++i) values.vcdmat(i, i) += frame.added_variance(i);
-  for (double& element : values.vcdmat) element *= chat;
+  values.chat = chat_of(section, job.model);
+  const bool in_matrix = job.model.chat_given > 0.0;
+  const double of_sampling = in_matrix ? values.chat : 1.0, of_all = in_matrix ? 1.0 : values.chat;
+  for (int i = 1; i <= count; ++i) values.vcdmat(i, i) += of_sampling * frame.added_variance(i);
+  for (double& element : values.vcdmat) element *= of_all;
   for (int i = 1; i <= count; ++i) {
     const double variance = values.vcdmat(i, i);
     // A NaN stays one.
-    values.parmse(i) = std::sqrt(variance < 0.0 ? 0.0 : variance);
+    values.parmse(i) = std::sqrt(std::isless(variance, 0.0) ? 0.0 : variance);
     const double minimum = frame.minimum(i);
     // A size below what has been counted is none.
     if (section.interval == Interval::population && values.parmest(i) < minimum) values.parmest(i) = minimum;
@@ -178,7 +222,8 @@ bool derive_section(Derived_frame& frame, const Section& section, std::span<cons
   return true;
 }
 
-void derivedest(Job& job, std::span<const double> x, const Array2<double>& vcmat, const Section_done& done) {
+void derivedest(Job& job, std::span<const double> x, const Array2<double>& vcmat, const Estimability& open,
+                const Section_done& done) {
   const int dattyp = job.status.dattyp;
   if (!is_datatype(dattyp)) {
     warn(job, "No derived parameters are available for data type number " + std::to_string(dattyp) + ".");
@@ -191,7 +236,7 @@ void derivedest(Job& job, std::span<const double> x, const Array2<double>& vcmat
   Derived_frame frame(job);
   for (const Section* section : sections) {
     Derived_values values;
-    if (derive_section(frame, *section, x, vcmat, values)) done(values);
+    if (derive_section(frame, *section, x, vcmat, open, values)) done(values);
   }
 }
 

@@ -5,6 +5,7 @@
 #include <span>
 #include <vector>
 
+#include "inference/estimability.h"
 #include "job/job.h"
 #include "likelihood/cell/cell.h"
 #include "model/structure/links.h"
@@ -34,6 +35,8 @@ class Derived_frame {
   /// Real parameters of record i at its own covariates. Without `newbeta` only what depends on the record is
   /// computed anew. Faults are fatal.
   Reals<double> reals_of_record(int i, std::span<const double> x, bool newbeta);
+  /// Adds `by` to a real parameter in all that is given from now on; 0 for none.
+  void move_real(int real, double by) { moved_real_ = real, by_ = by; }
 
   /// Number of the real parameter in (row, column) of the matrix of parameter q; fatal when there is none.
   int number(int q, int a, int b, int g, int row, int column);
@@ -51,10 +54,13 @@ class Derived_frame {
 
  private:
   void require_reals();
+  Reals<double> moved(Reals<double> reals);
 
   const bool dry_;
   Real_work<double> work_;
-  std::vector<double> dry_reals_, zeros_;
+  std::vector<double> dry_reals_, zeros_, moved_;
+  int moved_real_ = 0;
+  double by_ = 0.0;
   List<Record_class> classes_;
   bool classes_made_ = false, classes_by_first_ = false;
 };
@@ -65,6 +71,12 @@ class Derived_frame {
 using Derived_routine = void (*)(Derived_frame& frame, std::span<const double> x, int flag,
                                  View<double> values);
 
+/// What a derived value rests on that the data leave open.
+struct Rests_on {
+  bool direction = false;  ///< it changes along a direction that the data do not identify
+  bool boundary = false;   ///< it depends on a real parameter at a boundary of its range
+};
+
 /// The values of one section. All from 1.
 struct Derived_values {
   const Section* section = nullptr;
@@ -72,26 +84,31 @@ struct Derived_values {
   Array1<double> parmest, parmse, parmlci, parmuci;
   Array2<double> partials;  ///< values x betas
   Array2<double> vcdmat;    ///< values x values
+  double chat = 1.0;        ///< c-hat that the variances hold as a factor
+  List<Rests_on> rests_on;
 };
 
 /// Estimates and derivatives of a routine: `parmest` at `betast`, then central differences with the step
-/// deltax / 2 (|beta| + 1) 100000 into `partials`. `betast` is perturbed in place and restored.
+/// `default_deltax` / 2 (|beta| + 1) 100000 into `partials`. `betast` is perturbed in place and restored.
 /// @param g, w  as many as values; working storage
 void get_partials(Derived_frame& frame, Derived_routine funct, std::span<double> betast,
                   Derived_values& values, View<double> g, View<double> w);
 
 /// Estimates, standard errors, limits and variances of a section at the estimated betas `x`. False when there
 /// was no memory, which has been told.
-/// @param vcmat  variance-covariance matrix of the estimated betas, on the columns in force
+/// @param vcmat  variance-covariance matrix of the estimated betas, on the columns in force; it holds the
+/// c-hat of CHAT= already, so that of all terms only the sampling term is multiplied by it
+/// @param open  what the data leave open
 bool derive_section(Derived_frame& frame, const Section& section, std::span<const double> x,
-                    const Array2<double>& vcmat, Derived_values& values);
+                    const Array2<double>& vcmat, const Estimability& open, Derived_values& values);
 
 /// Takes the values of one section, as soon as they are there.
 using Section_done = std::function<void(Derived_values& values)>;
 
 /// All sections of the data type in turn. A type without any is passed over in silence; a number that is no
 /// type, or one whose sections this program does not have, warns.
-void derivedest(Job& job, std::span<const double> x, const Array2<double>& vcmat, const Section_done& done);
+void derivedest(Job& job, std::span<const double> x, const Array2<double>& vcmat, const Estimability& open,
+                const Section_done& done);
 
 /// Runs all sections of the data type once on made-up real parameters: a cell of a matrix that they read and
 /// that holds no real parameter is fatal. To be called when the model is set up.

@@ -33,6 +33,19 @@ double read_rightly(Derived_frame& frame, Reals<double> parm, int alpha, int fir
   return parm[frame.number(alpha, 1, 1, g, 1, std::min(first, columns))];
 }
 
+/// Animals of group g caught on two occasions or more. A mark that was read wrongly is met once, so these are
+/// animals for certain.
+double caught_twice(const Job& job, int g) {
+  const Encounter_store& encounters = job.data.encounters;
+  double animals = 0.0;
+  for (int i = 1; i <= encounters.size(); ++i) {
+    const History history = encounters.history(i);
+    if (first1(history) != lastlc(history))
+      animals += static_cast<double>(encounters.observed(i, g)) + encounters.lost_on_capture(i, g);
+  }
+  return animals;
+}
+
 /// Calls `use(class, group, animals, parm, pstar)` for every class of records and group with animals, p* at
 /// the class's own covariates and never below `minlog`.
 template <class Use>
@@ -67,19 +80,21 @@ void population_full(Derived_frame& frame, std::span<const double> x, int flag, 
     }
     const double share = caught > 0.0 ? known / caught : 1.0;
     values(g) = known + share * parm[frame.number(f0, 1, 1, g, 1, 1)];
-    if (flag == 1) frame.minimum(g) = known;
+    if (flag == 1) frame.minimum(g) = alpha > 0 ? caught_twice(job, g) : caught;
   }
 }
 
 void huggins_pstar(Derived_frame& frame, std::span<const double> x, int flag, View<double> values) {
   const int alpha = alpha_of(frame.job);
   std::fill(values.begin(), values.end(), 0.0);
+  for (int g = 1; flag == 1 && alpha > 0 && g <= frame.job.status.ngrps; ++g)
+    frame.minimum(g) = caught_twice(frame.job, g);
   for_each_caught(frame, x, alpha > 0,
                   [&](const Record_class& alike, int g, double animals, Reals<double> parm, double pstar) {
                     const double rightly = animals * read_rightly(frame, parm, alpha, alike.first, g);
                     values(g) += rightly / pstar;
                     if (flag != 1) return;
-                    frame.minimum(g) += rightly;
+                    if (alpha == 0) frame.minimum(g) += animals;
                     frame.added_variance(g) += rightly * (1.0 - pstar) / (pstar * pstar);
                   });
 }

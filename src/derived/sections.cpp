@@ -53,6 +53,13 @@ constexpr std::array<const Section*, 1> of_density{&density_by_group};
 
 }  // namespace
 
+std::string_view subject(const Section& section) {
+  std::string_view title = section.title;
+  if (title.ends_with(" of ")) title.remove_suffix(4);
+  while (title.ends_with(' ')) title.remove_suffix(1);
+  return title;
+}
+
 std::span<const Section* const> derived_sections(const Datatype& type) {
   switch (type.derived_sections) {
     case Derived_sections::survival:

@@ -32,6 +32,9 @@ struct Section {
   Derived_routine routine = nullptr;
 };
 
+/// What a section shows: its title without the words that lead to the model's name.
+std::string_view subject(const Section& section);
+
 /// The sections of a data type in listing order; empty when nothing is derived, or not yet.
 std::span<const Section* const> derived_sections(const Datatype& type);
 

@@ -34,7 +34,9 @@ List<char> rows_without_analytic_derivative(const Model_arrays& model) {
 /// Derivatives of the reals by the estimated betas, nlogit x n. Leaves the reals at the solution in `parm`.
 void fill_partials(Job& job, View<double> x, Array2<double>& partials) {
   Model_arrays& model = job.model;
-  const double deltax = job.status.deltax;
+  // Reals are smooth and of size 1, so the default step gives their differences every digit that there is.
+  // DELTAX is for differences of -2 log likelihood: a wide one would only make these derivatives wrong.
+  constexpr double deltax = default_deltax;
   const List<char> differences = rows_without_analytic_derivative(model);
   const List<int> beta_at = betas_by_position(model);
 
@@ -116,6 +118,7 @@ const char* report_design(const Job& job, std::span<const double> x, Array2<doub
 
 Limits real_limits(double x, double s, bool log_scale, double deltax) {
   const double z = limit_multiplier;
+  if (std::isnan(s)) return {s, s};
   if (s == 0.0) return {x, x};
   if (log_scale) return log_limits(x, s);
   if (x > deltax && x < 1.0 - deltax) {
@@ -125,28 +128,75 @@ Limits real_limits(double x, double s, bool log_scale, double deltax) {
   return {x - z * s, x + z * s};
 }
 
-Array2<double> invert_information(Job& job, const Array2<double>& information, int k) {
+Singular_system singular_system(Job& job, const Array2<double>& information, double loglik) {
   const int n = information.extent(1);
+  Singular_system system;
+  if (n == 0) return system;
+  const double rounding = spacing(std::max(std::fabs(loglik), 1.0));
+  for (int j = 1; j <= n; ++j) {
+    const std::span<const double> column = information.column(j);
+    if (std::all_of(column.begin(), column.end(),
+                    [&](double element) { return std::fabs(element) <= rounding; }))
+      system.without_information.push_back(j);
+  }
+  Array2<double> x;
+  make_work_area(x, n, n);
+  make_work_area(system.v, n, n);
+  std::copy(information.begin(), information.end(), x.begin());
+  system.s.assign(n, 0.0);
+  List<double> e(n), work(n);
+  dsvdc(x.data(), n, n, n, system.s.data(), e.data(), nullptr, 1, system.v.data(), n, work.data(), 1,
+        system.info);
+  if (system.info != 0) warnum(job, "returned from DSVDC.", system.info);
+  return system;
+}
+
+Array2<double> invert_information(Job& job, const Singular_system& system, int k) {
+  constexpr double none = std::numeric_limits<double>::quiet_NaN();
+  const int n = system.s.size();
   Array2<double> inverse;
   if (n == 0 || !allocate(job, vcmat_words, inverse, n, n)) return inverse;
-  Array2<double> x, v;
-  make_work_area(x, n, n);
-  make_work_area(v, n, n);
-  std::copy(information.begin(), information.end(), x.begin());
-  List<double> s(n), e(n), work(n);
-  int info = 0;
-  dsvdc(x.data(), n, n, n, s.data(), e.data(), nullptr, 1, v.data(), n, work.data(), 1, info);
-  if (info != 0) {
-    warnum(job, "returned from DSVDC.", info);
-    inverse.fill(std::numeric_limits<double>::quiet_NaN());
+  if (system.info != 0) {
+    inverse.fill(none);
     return inverse;
   }
   for (int m = 1; m <= std::min(k, n); ++m) {
-    const double reciprocal = s(m) == 0.0 ? 0.0 : 1.0 / s(m);
+    const double reciprocal = system.s(m) == 0.0 ? 0.0 : 1.0 / system.s(m);
     for (int j = 1; j <= n; ++j)
-      for (int i = 1; i <= n; ++i) inverse(i, j) += v(i, m) * reciprocal * v(j, m);
+      for (int i = 1; i <= n; ++i) inverse(i, j) += system.v(i, m) * reciprocal * system.v(j, m);
   }
+  for (const int position : system.without_information)
+    for (int i = 1; i <= n; ++i) inverse(i, position) = inverse(position, i) = none;
   return inverse;
+}
+
+void inflate(const Model_arrays& model, Array2<double>& vcmat, double held) {
+  if (!(model.chat_given > 0.0) || !vcmat.present()) return;
+  const double factor = model.chat_given / held;
+  for (double& element : vcmat) element *= factor;
+}
+
+int parameters_of(const Array2<double>& vcmat) {
+  List<int> known;
+  for (int i = 1; i <= vcmat.extent(1); ++i)
+    if (!std::isnan(vcmat(i, i))) known.push_back(i);
+  const int n = known.size();
+  if (n == 0) return vcmat.extent(1);
+  // As correlations: betas of any scale stand beside each other, and so does the rounding of their sums of
+  // products.
+  const auto correlation = [&](int i, int j) {
+    const double size = std::sqrt(std::fabs(vcmat(i, i))) * std::sqrt(std::fabs(vcmat(j, j)));
+    return size == 0.0 ? 0.0 : vcmat(i, j) / size;
+  };
+  List<double> x, s(n), e(n), work(n);
+  for (const int j : known)
+    for (const int i : known) x.push_back(correlation(i, j));
+  int info = 0;
+  dsvdc(x.data(), n, n, n, s.data(), e.data(), nullptr, 1, nullptr, 1, work.data(), 0, info);
+  if (info != 0) return n;
+  // Sums of n products, and columns whose scale was taken out and put in again.
+  const double rounding = 8.0 * n * std::numeric_limits<double>::epsilon() * s(1);
+  return static_cast<int>(std::count_if(s.begin(), s.end(), [&](double value) { return value > rounding; }));
 }
 
 Array2<double> typed_vcmat(Job& job, const Array2<double>& vcmat) {
@@ -188,7 +238,7 @@ void real_estimates(Job& job, Model_estimates& estimates) {
   if (!allocate(job, "from memory allocation of PARMSE, PARMLCI and PARMUCI.", shaped(real.estimate, nlogit),
                 shaped(real.se, nlogit), shaped(real.lci, nlogit), shaped(real.uci, nlogit)))
     error_of_absent_array(job, "PARMSE");
-  Array2<double> partials;
+  Array2<double>& partials = estimates.slopes;
   if (n > 0) {
     allocate(job, "from memory allocation of PARTIALS, PARMUP, and PARMDN.", partials, nlogit, n);
     require(job, partials, "PARTIALS");
@@ -205,12 +255,14 @@ void real_estimates(Job& job, Model_estimates& estimates) {
     for (int j = 1; j <= n; ++j)
       for (int k = 1; k <= n; ++k) {
         const double covariance = estimates.vcmat(k, j);
-        for (int r = 1; r <= nlogit; ++r) product(r, j) += partials(r, k) * covariance;
+        const bool known = !std::isnan(covariance);
+        for (int r = 1; r <= nlogit; ++r)
+          if (known || hangs_on(partials(r, k))) product(r, j) += partials(r, k) * covariance;
       }
     for (int j = 1; j <= n; ++j)
       for (int q = 1; q <= nlogit; ++q) {
         const double slope = partials(q, j);
-        if (slope == 0.0) continue;
+        if (slope == 0.0 || (std::isnan(estimates.vcmat(j, j)) && !hangs_on(slope))) continue;
         for (int r = 1; r <= nlogit; ++r) estimates.vcrmat(r, q) += product(r, j) * slope;
       }
   }
@@ -219,7 +271,7 @@ void real_estimates(Job& job, Model_estimates& estimates) {
     real.estimate(r) = model.parm(r);
     // Rounding can leave a variance of 0 below 0; a NaN stays one.
     const double variance = estimates.vcrmat(r, r);
-    real.se(r) = std::sqrt(variance < 0.0 ? 0.0 : variance);
+    real.se(r) = std::sqrt(std::isless(variance, 0.0) ? 0.0 : variance);
     const Limits limits = real_limits(real.estimate(r), real.se(r), log_scale(r) != 0, job.status.deltax);
     real.lci(r) = limits.lower;
     real.uci(r) = limits.upper;

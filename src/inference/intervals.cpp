@@ -19,24 +19,24 @@ double log_factor(double est, double se) {
 }  // namespace
 
 Limits probability_limits(double p, double se) {
+  if (std::isnan(se)) return {se, se};
   const double spread = p * (1.0 - p);
   if (spread == 0.0) return {p, p};
-  if (std::isnan(se)) return {se, se};
   const double c = exprep(limit_multiplier * se / spread);
   return {p / (p + (1.0 - p) * c), p / (p + (1.0 - p) / c)};
 }
 
 Limits log_limits(double est, double se) {
-  if (est == 0.0) return {0.0, 0.0};
   if (std::isnan(se)) return {se, se};
+  if (est == 0.0) return {0.0, 0.0};
   const double c = log_factor(est, se);
   return {est / c, est * c};
 }
 
 Limits population_limits(double n, double se, double minimum) {
+  if (std::isnan(se)) return {se, se};
   const double f0 = n - minimum;
   if (f0 <= 0.0) return {minimum, minimum};
-  if (std::isnan(se)) return {se, se};
   const double c = log_factor(f0, se);
   return {minimum + f0 / c, minimum + f0 * c};
 }

@@ -1,5 +1,6 @@
 #pragma once
-// 95 % limits of an estimate from its standard error, by scale.
+// 95 % limits of an estimate from its standard error, by scale. A standard error that is no number gives
+// limits that are none, whatever the estimate: nothing is known of how sure it is.
 
 namespace tarn {
 
@@ -9,7 +10,7 @@ struct Limits {
 };
 
 /// Logit scale: p / (p + (1 - p) C) and p / (p + (1 - p) / C), C = exp(1.96 se / (p (1 - p))). Both limits
-/// are p where p (1 - p) is 0. A standard error that is no number gives limits that are none.
+/// are p where p (1 - p) is 0.
 Limits probability_limits(double p, double se);
 
 /// est / C and est C, C = exp(1.96 sqrt(log(1 + (se / est)^2))). Both limits are 0 where est is 0.

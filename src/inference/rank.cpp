@@ -4,9 +4,9 @@
 #include <cmath>
 #include <limits>
 
-#include "inference/estimates.h"
 #include "job/services/fault.h"
 #include "numerics/linear_algebra.h"
+#include "numerics/special.h"
 
 namespace tarn {
 namespace {
@@ -14,6 +14,8 @@ namespace {
 constexpr double gradient_good = 1.0, gradient_bad = 50.0;
 /// Below this largest gradient (2^-23) the singular values alone decide.
 constexpr double gradient_exact = 1.1920928955078125e-07;
+/// Singular values above this share of the largest are no rounding.
+constexpr double smallest_identified = 1e-8;
 
 List<double> copy_of(const Array2<double>& matrix) {
   List<double> copy(static_cast<int>(matrix.size()));
@@ -47,7 +49,7 @@ Gap gap_method(std::span<const double> values, double ratiothresh) {
   if (s.size() <= 2) return gap;
   for (int i = 1; i < s.size(); ++i) {
     // Two neighbours that are both 0 are no gap.
-    const double ratio = s(i) == 0.0 ? 1.0 : s(i) / s(i + 1);
+    const double ratio = s(i) == 0.0 ? 1.0 : quotient(s(i), s(i + 1));
     if (gap.max_at == 0 || ratio > gap.max) {
       gap.next_at = gap.max_at, gap.next = gap.max;
       gap.max_at = i, gap.max = ratio;
@@ -78,10 +80,12 @@ void count_parameters(Rank& rank, int numpar, double ratiothresh, double largest
   if (rank.info != 0) return;
   rank.gap = gap_method(rank.s, ratiothresh);
   rank.npargmaxest = rank.gap_count = rank.gap->count;
-  const double size = std::fabs(loglik);
-  const double spacing = std::nextafter(size, std::numeric_limits<double>::infinity()) - size;
-  const double gradient = std::max(largest_gradient, spacing / default_deltax);
-  if (!(gradient >= gradient_exact)) return;
+  const double gradient = std::max(largest_gradient, spacing(loglik) / default_deltax);
+  if (!(gradient >= gradient_exact)) {
+    const int count = rank.gap->count;
+    rank.doubtful_gap = count < rank.s.size() && rank.s(count + 1) > smallest_identified * rank.s(1);
+    return;
+  }
   const double threshold = 2.0 * gradient;
   const auto above = std::count_if(rank.s.begin(), rank.s.end(), [&](double s) { return s > threshold; });
   rank.threshold = Threshold{threshold, static_cast<int>(above)};
@@ -98,17 +102,13 @@ void order_betas(Rank& rank, const Model_arrays& model, const Array2<double>& in
   for (const int position : rank.jpvt) rank.order.push_back(beta_at(position));
 }
 
-int confounded_beta(const Model_arrays& model, const Array2<double>& information, int pivot) {
-  const int n = information.extent(1);
-  List<double> x = copy_of(information), s(n), e(n), work(n);
-  Array2<double> v;
-  make_work_area(v, n, n);
-  int info = 0;
-  dsvdc(x.data(), n, n, n, s.data(), e.data(), nullptr, 1, v.data(), n, work.data(), 1, info);
-  if (info != 0) return 0;
+int confounded_beta(const Model_arrays& model, const Singular_system& system, int pivot) {
+  if (system.info != 0) return 0;
+  const int n = system.v.extent(1);
   int position = 0;
   for (int j = 1; j <= n; ++j)
-    if (j != pivot && (position == 0 || std::fabs(v(j, n)) > std::fabs(v(position, n)))) position = j;
+    if (j != pivot && (position == 0 || std::fabs(system.v(j, n)) > std::fabs(system.v(position, n))))
+      position = j;
   return position == 0 ? 0 : betas_by_position(model)(position);
 }
 

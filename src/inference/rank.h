@@ -6,6 +6,7 @@
 #include <span>
 #include <vector>
 
+#include "inference/estimates.h"
 #include "job/job.h"
 #include "numerics/list.h"
 
@@ -51,6 +52,8 @@ struct Rank {
   int info = 0;                        ///< code of their computation, 0: done
   std::optional<Gap> gap;              ///< absent under NUMPAR and where there are no singular values
   std::optional<Threshold> threshold;  ///< absent also where the gradient is as good as 0
+  /// The gaps alone decide, and leave out a singular value that is no rounding.
+  bool doubtful_gap = false;
   List<int> jpvt;   ///< positions in the estimated vector from most to least estimable; empty when K = n
   List<int> order;  ///< their betas; those behind the first K are the singular ones
 };
@@ -71,7 +74,7 @@ void order_betas(Rank& rank, const Model_arrays& model, const Array2<double>& in
 
 /// The beta, other than the one at position `pivot`, that weighs most in the direction of the parameters
 /// which the data tell least of; 0 if there is none.
-int confounded_beta(const Model_arrays& model, const Array2<double>& information, int pivot);
+int confounded_beta(const Model_arrays& model, const Singular_system& system, int pivot);
 
 /// LOOP: takes the beta at position `pivot` of the estimated vector out of the model and closes the gap in
 /// `bindex`. Gives the number of the beta; a position that no beta has is fatal.

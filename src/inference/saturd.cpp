@@ -213,10 +213,14 @@ Cohorts::Cohorts(const Job& job) {
     }
 }
 
+bool has_saturated_model(const Job& job) {
+  return job.status.nicovs == 0 && datatype(job.status.dattyp).saturated != Saturated::none;
+}
+
 Saturated_model saturd(const Job& job) {
   const Encounter_store& encounters = job.data.encounters;
   const Datatype& row = datatype(job.status.dattyp);
-  if (job.status.nicovs > 0 || row.saturated == Saturated::none) {
+  if (!has_saturated_model(job)) {
     Saturated_model model;
     model.nsat = records_with_a_count(job);
     return model;
@@ -255,7 +259,7 @@ Saturated_model saturd(const Job& job) {
 
 bool has_pearson_figures(const Job& job) {
   const Datatype& row = datatype(job.status.dattyp);
-  if (job.status.nicovs > 0 || row.saturated == Saturated::none) return false;
+  if (!has_saturated_model(job)) return false;
   return row.saturated != Saturated::interval || !fates_of_several_intervals(job);
 }
 

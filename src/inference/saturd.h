@@ -41,6 +41,10 @@ struct Saturated_model {
 /// such model: `xlogs` is 0 and `nsat` the number of records with a count.
 Saturated_model saturd(const Job& job);
 
+/// False where `saturd` has nothing to compare with: with individual covariates every animal is a history of
+/// its own, and some data types have no such model.
+bool has_saturated_model(const Job& job);
+
 /// True when the cells of the data type stand in cohorts whose expected counts make Pearson figures.
 bool has_pearson_figures(const Job& job);
 

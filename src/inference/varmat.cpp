@@ -200,6 +200,11 @@ void varmat(Job& job, std::span<const double> beta, std::span<double> h, const P
     warn(job,
          "This variance procedure sums over the records and knows nothing of the number of animals never "
          "caught; standard errors of a full likelihood have no meaning with it.");
+  if (procedure == Variance::hessian)
+    warn(job,
+         "The Hessian procedure takes the matrix that the search has built up, which may be far from the "
+         "information "
+         "matrix; standard errors from it are rough.");
   switch (procedure) {
     case Variance::hessian:
       halve_factors(h, n);

@@ -141,10 +141,11 @@ void run_job(Job& job) {
   for (;;) {
     const Clock_reading start = read_clocks();
     require_listing(job);
-    if (word(job, 1) != "PROC") {
-      if (word(job, 1) == "STOP") end_of_job(job);
-      error(job, "Unrecognized input.");
+    if (word(job, 1) == "STOP") {
+      status.indent = 1;
+      end_of_job(job);
     }
+    if (word(job, 1) != "PROC") error(job, "Unrecognized input.");
     status.indent = 1;
     if (status.lstwrd > 2) {
       status.debug = word(job, 3) == "DEBUG" ? 1 : 0;

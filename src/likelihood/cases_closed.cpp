@@ -14,16 +14,20 @@ namespace {
 
 /// Session 1 of `closmods`; with a kind that is none the fault is recorded and the floor given.
 template <class Real>
-Real whole_history(const Job& job, History histry, int i, int j, int lost, const Reals<Real>& parm,
-                   Cell_work<Real>& work) {
+Ch_result<Real> whole_history(const Job& job, History histry, int i, int j, int lost, const Reals<Real>& parm,
+                              Cell_work<Real>& work) {
   const int kind = job.status.closedmodel;
   if (!is_closed_kind(kind)) {
     work.fail(i, invalid_closedmodel_text);
-    return 0.0;
+    return Ch_result<Real>::floor();
   }
   const History_facts& facts = facts_of<One_closed_session>(work, i, histry);
   const Closed_stretch stretch{histry, 0, histry.noccas(), 1, j, 1, facts.first, facts.lastlc, lost != 0};
-  return closmods(job, work, kept<One_closed_session>(work), i, stretch, kind, parm).prob;
+  const Closed_result<Real> closed =
+      closmods(job, work, kept<One_closed_session>(work), i, stretch, kind, parm);
+  // Of an animal never caught, of which there are the more the closer its chance is to 1.
+  if (facts.first == 0 && !Closed_traits(kind).conditional) return {closed.prob, log_of_rest(closed.pstar)};
+  return Ch_result<Real>::from(closed.prob);
 }
 
 /// True when record i has animals in group j.
@@ -38,7 +42,7 @@ bool counted(const Job& job, int i, int j) {
 template <class Real>
 void closed_population(const Job& job, Ch_result<Real>& result, History histry, int i, int j, int lost,
                        const Reals<Real>& parm, Cell_work<Real>& work) {
-  result = Ch_result<Real>::from(whole_history(job, histry, i, j, lost, parm, work));
+  result = whole_history(job, histry, i, j, lost, parm, work);
 }
 
 template <class Real>

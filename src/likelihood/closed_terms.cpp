@@ -21,7 +21,7 @@ Real term_a(const Job& job, const Reals<Real>& parm, Cell_work<Real>& work) {
     const Real& f0 = parm[work.matrix(Parameter::f0, g)(1, 1)];
     const double caught =
         static_cast<double>(job.data.u(1, g, 1)) + static_cast<double>(job.data.ul(1, g, 1));
-    total += f0 * result.lnprob + lgamma(f0 + caught + 1.0) - lgamma(f0 + 1.0);
+    total += f0 * result.lnprob + lgamma_rise(f0 + 1.0, caught);
   }
   work.begin();
   work.penlty[0] = penalty;

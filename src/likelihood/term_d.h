@@ -3,7 +3,8 @@
 //
 // Backwards over the occasions i, with the rates of interval i to the power of its length:
 //
-//   chi    chance of not being seen again after a release on i, from the cell routine
+//   chi    chance of not being seen again after a release on i; what enters is 1 - chi, which is summed as
+//          such: where captures are rare the difference has no digits, and neither have its derivatives
 //   tau    chance that an unmarked animal present on i, and caught on i or later, is caught on i
 //   us     animals caught for the first time on i or later
 //   bs     those of them that are expected to enter behind i: of N+ animals released or left alone on j >= i,
@@ -51,7 +52,7 @@ class Term_d_penalty {
 template <class Real, class Count>
 Real log_binomial(const Real& trials, const Count& k, const Real& rest, const Real& chance) {
   return lgamma(trials + 1.0) - lgamma(k + 1.0) - lgamma(rest + 1.0) + k * floored_log(chance) +
-         rest * floored_log(1.0 - chance);
+         rest * log_of_rest(chance);
 }
 
 /// The term of group g.
@@ -59,7 +60,6 @@ template <class Real>
 Real term_d_of_group(const Job& job, int g, const Reals<Real>& parm, Cell_work<Real>& work,
                      Term_d_penalty<Real>& penalty) {
   const Jolly_records& records = prepared<Jolly_seber>(work);
-  const Cell_routine<Real> routine = work.setting().routines.template of<Real>().routine;
   const auto rate = rates_of<Jolly_seber>(job, parm, work);
   const auto phi = work.matrix(Parameter::Phi, g), p = work.matrix(Parameter::p, g),
              lambda = work.matrix(Parameter::Lambda, g), present = work.matrix(Parameter::N, g);
@@ -67,15 +67,13 @@ Real term_d_of_group(const Job& job, int g, const Reals<Real>& parm, Cell_work<R
     return static_cast<double>(job.data.u(o, g, 1)) + static_cast<double>(job.data.ul(o, g, 1));
   };
   const int last = job.status.noccas;
-  Ch_result<Real> never_again;  // after the last occasion: 1
-  Real total = 0.0, bs = 0.0;
+  Real total = 0.0, bs = 0.0, seen_again = 0.0;
   double us = first_caught(last);
   for (int i = last - 1; i >= 1; --i) {
-    work.begin();
-    routine(job, never_again, records.caught_once(i), 1, g, 0, parm, work);
-    const Real seen_again = 1.0 - never_again.prob;
     const Real survives = rate.survival(phi(1, i), i), grows = rate.survival(lambda(1, i), i);
     const Real& caught = parm[p(1, i)];
+    const Real& next = parm[p(1, i + 1)];
+    seen_again = survives * (next + (1.0 - next) * seen_again);
 
     Real enters = grows - survives;
     if (enters < minlog) {
@@ -97,7 +95,7 @@ Real term_d_of_group(const Job& job, int g, const Reals<Real>& parm, Cell_work<R
   if (job.model.phase3 == 0) return total;
 
   const Real& caught = parm[p(1, 1)];
-  const Real ever = caught + (1.0 - caught) * (1.0 - never_again.prob);
+  const Real ever = caught + (1.0 - caught) * seen_again;
   const Real marked = us - bs, never = first_caught(1) + parm[present(1, 1)] - us + bs;
   if (ever <= 0.0) penalty.text_alone(ever, "prob in N1 term negative");
   if (ever >= 1.0) penalty.text_alone(1.0 - ever, "prob in N1 term >1");

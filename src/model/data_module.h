@@ -136,6 +136,7 @@ struct Data_module {
   Array2<int> pdesign;  ///< 2^n states x n species: 1 where the state holds the species
   List<Charray> parameterlist;
   int numparmnames = 0;
+  double quasi_chat = 0.0;  ///< c-hat of the last model under QUASI, 0: there was none
 };
 
 /// One member of a multinomial set: a row of `linkfuncptr`.
@@ -188,7 +189,9 @@ struct Model_arrays {
   int maxfn = 2000, nsig = 7, numpar = 0;
   int starts = 0;  ///< starts asked for; 0: the model's own, and a second of another kind where it is earned
   bool loop = false, standardize_design = true, essanimals = false, quasi = false, identity = false;
-  double chatuse = 1.0, chat = 1.0;
+  double chatuse = 1.0;
+  double chat_given = 0.0;  ///< CHAT=, 0: none. It is in the matrices of betas and reals from the start
+  double chat = 1.0;        ///< c-hat of the quasi-likelihood
   std::string modnam = "{No Model Specified}";
 
   // parameter index matrices

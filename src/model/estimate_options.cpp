@@ -1,6 +1,7 @@
 #include "model/estimate_options.h"
 
 #include <array>
+#include <cmath>
 #include <string_view>
 
 #include "data/catalogue/link.h"
@@ -44,6 +45,15 @@ void read_variance_procedure(Job& job, int i) {
   warn(job, "unidentified VAREST parameter " + name);
   job.model.vartyp = Variance::second_partials;
   warn(job, "VAREST set to 2ndPart ");
+}
+
+/// CHAT=: a c-hat for the quasi-likelihood, which it switches on.
+void read_chat(Job& job, int i) {
+  const double chat = value(job, word(job, i));
+  if (!std::isfinite(chat) || chat <= 0.0)
+    error(job, "CHAT= must be a finite number above 0, not " + word(job, i) + ".");
+  job.model.chat_given = job.model.chat = chat;
+  job.model.quasi = true;
 }
 
 template <Minimiser method>
@@ -111,7 +121,14 @@ constexpr std::array rows{
         .place = model<&Model_arrays::standardize_design>,
         .setting = 0,
         .help = "columns of the design matrix are not scaled"},
-    Row{.name = "QUASI", .place = model<&Model_arrays::quasi>, .help = "quasi-likelihood figures"},
+    Row{.name = "QUASI",
+        .place = model<&Model_arrays::quasi>,
+        .help = "quasi-likelihood figures, with the c-hat of the model itself"},
+    Row{.name = "CHAT",
+        .kind = Option_kind::number,
+        .place = read_chat,
+        .preset = "none",
+        .help = "quasi-likelihood figures with this c-hat, by which all variances are multiplied"},
     Row{.name = "ESSANIMALS",
         .place = model<&Model_arrays::essanimals>,
         .help = "the effective sample size counts animals"},
@@ -171,6 +188,9 @@ constexpr std::array rows{
         .preset = "none",
         .help = "file of their summary"}};
 
+/// Differences with a step beyond this lose digits that a listing shows.
+constexpr double widest_deltax = 1e-5;
+
 }  // namespace
 
 void estimate_options(Job& job) {
@@ -184,6 +204,11 @@ void estimate_options(Job& job) {
     take_option(job, job, *option, i);
     i += words_of(*option);
   }
+  // The step stays for later models, and so does the warning.
+  if (!(job.status.deltax <= widest_deltax))
+    warn(job,
+         "DELTAX=" + shortest(job.status.deltax) +
+             " is above 1e-5: gradients by differences, and what rests on them, lose digits that are shown.");
 }
 
 std::vector<Option_text> estimate_option_texts() {

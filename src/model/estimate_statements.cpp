@@ -44,7 +44,7 @@ void read_initial(Job& job) {
   Model_arrays& model = job.model;
   model.intvals.clear();
   for (int i = first_value_word(job); i <= job.status.lstwrd; ++i)
-    model.intvals.push_back(value(job, word_as_typed(job, i)));
+    model.intvals.push_back(given_value(job, word_as_typed(job, i)));
   model.initial_given = true;
   if (model.design.present()) check_initial_values(job);
 }
@@ -67,7 +67,7 @@ bool read_fixed(Job& job, std::string_view name, std::string_view warning, List<
       continue;
     }
     const int index = ivalue(job, word_as_typed(job, 3));
-    const double fixed_value = value(job, word_as_typed(job, 6));
+    const double fixed_value = given_value(job, word_as_typed(job, 6));
     const auto known = std::find(indices.begin(), indices.end(), index);
     if (known != indices.end()) {
       values(static_cast<int>(known - indices.begin()) + 1) = fixed_value;
@@ -85,7 +85,7 @@ void read_covariate_values(Job& job) {
   const int nicovs = job.status.nicovs;
   values.clear();
   for (int i = first_value_word(job); i <= job.status.lstwrd; ++i)
-    values.push_back(value(job, word_as_typed(job, i)));
+    values.push_back(given_value(job, word_as_typed(job, i)));
   const int given = values.size();
   if (given != nicovs)
     warnum(job,
@@ -107,7 +107,7 @@ void read_profile(Job& job) {
       continue;
     }
     i += 2;
-    model.chatuse = value(job, word(job, i));
+    model.chatuse = given_value(job, word(job, i));
     if (model.chatuse >= 10.0) error(job, "Profile likelihood CI c-hat >= 10.0.");
     if (!(model.chatuse >= 1.0)) {
       model.chatuse = 1.0;
@@ -218,7 +218,7 @@ void estimate_statements(Job& job) {
   bool more = true;
   while (more) {
     getcmd(job);
-    if (word(job, 1) == "PROC") break;
+    if (ends_procedure(job)) break;
     job.status.indent = statement_indent;
     more = read_statement(job);
   }

@@ -20,6 +20,7 @@
 #include "model/results/debug_report.h"
 #include "model/results/derived_listing.h"
 #include "model/results/description.h"
+#include "model/results/estimability_listing.h"
 #include "model/results/figures.h"
 #include "model/results/fitted_model.h"
 #include "model/results/heading.h"
@@ -32,6 +33,7 @@
 #include "model/structure/design.h"
 #include "model/structure/links.h"
 #include "model/structure/pim.h"
+#include "numerics/floating_environment.h"
 
 namespace tarn {
 namespace {
@@ -40,6 +42,7 @@ namespace {
 struct Previous_fit {
   int removed = 0;        ///< beta that was taken out, 0 before the first fit
   int confounded = 0;     ///< beta most tied to it, 0 if none
+  double loglik = 0.0;    ///< -2 log likelihood of that fit
   List<double> reals;     ///< real parameters of that fit
   Array1<double> betsav;  ///< betas of that fit
 };
@@ -101,6 +104,7 @@ Seconds step_time(const Timing_module& timing) {
 
 /// Betas and reals with their errors at the matrix in the record, then their tables.
 void report_estimates(Job& job, Fitted_model& record) {
+  if (job.model.chat_given > 0.0) report_value(job, "Variances multiplied by c-hat ", job.model.chat_given);
   Model_estimates& estimates = record.estimates;
   beta_estimates(job, estimates);
   real_estimates(job, estimates);
@@ -166,7 +170,8 @@ void report_figures(Job& job, std::span<const double> x, Fitted_model& record) {
   Model_arrays& model = job.model;
   Fit_record& fit = record.fit;
   const int k = fit.rank.npargmaxest;
-  fit.figures = model_figures(fit.loglik, record.saturated, k, record.data.effective_size, model.quasi);
+  fit.figures = model_figures(fit.loglik, record.saturated, k, record.data.effective_size, model.quasi,
+                              model.chat_given);
   model.chat = fit.figures.quasi ? fit.figures.quasi->chat : fit.figures.chat;
   write_figures(job, fit.figures);
   const Pearson_sums sums = write_residual_file(job, x);
@@ -178,14 +183,15 @@ void report_figures(Job& job, std::span<const double> x, Fitted_model& record) {
 }
 
 /// Takes the beta that can be estimated least out of the model, as LOOP asks. False when there is none.
-bool remove_beta(Job& job, Fitted_model& record, Previous_fit& previous) {
+bool remove_beta(Job& job, Fitted_model& record, const Singular_system& system, Previous_fit& previous) {
   Model_arrays& model = job.model;
   const Fit_record& fit = record.fit;
   if (!model.loop || fit.rank.jpvt.empty()) return false;
   const int pivot = fit.rank.jpvt.back();
   previous.reals.clear();
   for (const double real : model.parm) previous.reals.push_back(real);
-  previous.confounded = confounded_beta(model, fit.information, pivot);
+  previous.loglik = fit.loglik;
+  previous.confounded = confounded_beta(model, system, pivot);
   previous.removed = remove_singular_beta(job, pivot);
   if (!model.beta.clone(previous.betsav)) {
     warn_of_allocation(job, "from memory allocation of BETSAV.", Allocation::no_memory);
@@ -194,6 +200,16 @@ bool remove_beta(Job& job, Fitted_model& record, Previous_fit& previous) {
   check_ieee_exceptions(job, "determining singular parameters");
   if (job.status.debug != 0) debug_beta_index(job);
   return true;
+}
+
+/// A beta that the data do not identify can be taken out at no cost.
+void compare_with(Job& job, const Previous_fit& previous, const Fit_record& fit) {
+  // What a fit to seven digits of the betas may leave.
+  constexpr double least_rise = 1e-3;
+  const double rise = fit.loglik - previous.loglik;
+  if (rise > least_rise)
+    warn(job, "-2 log likelihood rose by " + formatted("(1pg0.4)", rise) + " when beta " +
+                  adjustfmt(previous.removed) + " was taken out: what is left is another model.");
 }
 
 /// One fit and its results, stage by stage: each is computed into the record and written before the next one
@@ -212,6 +228,7 @@ bool fit_pass(Job& job, Previous_fit& previous, Fitted_model& record) {
   record.fit.starts = searches.starts;
   record.fit.fitting = step_time(job.timing);
   report_solution(job, x, record.fit);
+  if (previous.removed > 0) compare_with(job, previous, record.fit);
   record.fit.gradient = gradient_at_solution(arrays.g.span());
   write_gradient(job, record.fit.gradient);
   judge_gradient(job, record.fit.gradient, x);
@@ -221,19 +238,36 @@ bool fit_pass(Job& job, Previous_fit& previous, Fitted_model& record) {
 
   start_timing(job);
   record.estimates = {};
-  record.estimates.vcmat = invert_information(job, record.fit.information, record.fit.rank.npargmaxest);
+  const Singular_system system = singular_system(job, record.fit.information, record.fit.loglik);
+  record.estimates.vcmat = invert_information(job, system, record.fit.rank.npargmaxest);
+  inflate(job.model, record.estimates.vcmat);
   report_estimates(job, record);
+  record.estimability = judge_estimability(job, system, record.fit.rank.npargmaxest, record.estimates);
+  write_estimability(job, record.estimability, record.estimates.real);
   record.typed_vcmat = typed_vcmat(job, record.estimates.vcmat);
   write_vc_file(job, record.estimates, record.typed_vcmat);
 
-  if (!remove_beta(job, record, previous)) return false;
+  if (!remove_beta(job, record, system, previous)) return false;
   record.removed_betas.push_back(previous.removed);
   return true;
+}
+
+/// c-hat of a model whose estimates were read, as its fit has told it: deviance at the betas over its degrees
+/// of freedom.
+double chat_of_estimates(Job& job, const Fitted_model& record) {
+  // What the one evaluation raises has been told by the fit.
+  const Kept_floating_environment kept;
+  const Model_arrays& model = job.model;
+  renew_likelihood(job);
+  const double loglik = likelihood_point(job).move_to(estimated_vector(model)).loglik;
+  const int k = model.numpar > 0 ? model.numpar : parameters_of(record.estimates.vcmat);
+  return model_figures(loglik, record.saturated, k, record.data.effective_size, true).quasi->chat;
 }
 
 /// Estimates of a variance-covariance file in place of a fit.
 void read_estimates(Job& job, Fitted_model& record) {
   read_vc_file(job, record.estimates);
+  if (job.model.quasi && !(job.model.chat_given > 0.0)) job.model.chat = chat_of_estimates(job, record);
   start_timing(job);
   report_estimates(job, record);
   record.typed_vcmat = typed_vcmat(job, record.estimates.vcmat);
@@ -284,10 +318,12 @@ void estmat(Job& job) {
     Previous_fit previous;
     while (fit_pass(job, previous, record)) {
     }
+    if (record.fit.figures.quasi) job.data.quasi_chat = record.fit.figures.quasi->chat;
   } else {
     read_estimates(job, record);
   }
-  record.derived = report_derived(job, estimated_vector(job.model), record.estimates.vcmat);
+  record.derived =
+      report_derived(job, estimated_vector(job.model), record.estimates.vcmat, record.estimability);
   check_ieee_exceptions(job, "processing derived parameters");
   close_vc_file(job);
   pass_over(job);

@@ -22,6 +22,7 @@ struct Reach {
 };
 
 inline double value_of(const Reach& x) { return x.v; }
+inline double plain(const Reach& x) { return x.v; }
 inline Reach operator+(const Reach& x) { return x; }
 inline Reach operator-(const Reach& x) { return -x.v; }
 inline Reach operator+(const Reach& x, const Reach& y) { return x.v + y.v; }
@@ -41,13 +42,16 @@ inline Reach atan(const Reach& x) { return atan(x.v); }
 inline Reach erf(const Reach& x) { return erf(x.v); }
 inline Reach exp(const Reach& x) { return exp(x.v); }
 inline Reach log(const Reach& x) { return log(x.v); }
+inline Reach log1p(const Reach& x) { return log1p(x.v); }
 inline Reach sin(const Reach& x) { return sin(x.v); }
 inline Reach sqrt(const Reach& x) { return sqrt(x.v); }
 inline Reach lgamma(const Reach& x) { return lgamma(x.v); }
+inline Reach lgamma_rise(const Reach& x, double m) { return lgamma_rise(x.v, m); }
 inline Reach expit(const Reach& x) { return expit(x.v); }
 inline Reach exprep(const Reach& x) { return exprep(x.v); }
 inline Reach floored_log(const Reach& x) { return floored_log(x.v); }
 inline Reach bincoef(const Reach& n, const Reach& k) { return bincoef(n.v, k.v); }
+inline Reach complement(const Reach&, double rest) { return rest; }
 inline Reach with_odds_times(const Reach& rate, const Reach& factor) {
   return with_odds_times(rate.v, factor.v);
 }

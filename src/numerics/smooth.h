@@ -62,6 +62,11 @@ template <class X>
 concept Smooth_number = std::derived_from<X, Smooth<X>>;
 
 template <Smooth_number X>
+double plain(const X& x) {
+  return value_of(x);
+}
+
+template <Smooth_number X>
 bool vanishes(const X& x) {
   return vanishes(value_of(x));
 }
@@ -75,6 +80,11 @@ X exp(const X& x) {
 template <Smooth_number X>
 X log(const X& x) {
   return chain(x, log(x.v), 1.0 / x.v);
+}
+
+template <Smooth_number X>
+X log1p(const X& x) {
+  return chain(x, log1p(x.v), 1.0 / (1.0 + x.v));
 }
 
 template <Smooth_number X>
@@ -123,6 +133,16 @@ X lgamma(const X& x) {
 }
 
 template <Smooth_number X>
+X digamma_rise(const X& x, double m) {
+  return chain(x, digamma_rise(x.v, m), trigamma_rise(x.v, m));
+}
+
+template <Smooth_number X>
+X lgamma_rise(const X& x, double m) {
+  return chain(x, lgamma_rise(x.v, m), digamma_rise(x.v, m));
+}
+
+template <Smooth_number X>
 X pow(const X& x, double y) {
   const auto f = pow(x.v, y);
   if (x == 0.0) return value_of(f);
@@ -164,6 +184,11 @@ X expit(const X& x) {
   const auto p = expit(x.v);
   if (!(x > -maxexp && x < -minexp)) return value_of(p);
   return chain(x, p, p * expit(-x.v));  // p (1 - p) without the cancellation
+}
+
+template <Smooth_number X>
+X complement(const X& q, double rest) {
+  return chain(q, complement(q.v, rest), -1.0);
 }
 
 template <Smooth_number X>

@@ -12,6 +12,31 @@ namespace {
 /// From here on the asymptotic series give every digit of a double.
 constexpr double asymptotic_from = 10.0;
 
+/// What `digamma` holds below log(x) - 1 / (2 x), x being large.
+double digamma_series(double x) {
+  const double t = 1.0 / (x * x);
+  return t * (1.0 / 12 -
+              t * (1.0 / 120 -
+                   t * (1.0 / 252 - t * (1.0 / 240 - t * (1.0 / 132 - t * (691.0 / 32760 - t / 12))))));
+}
+
+/// What x `trigamma` holds above 1 + 1 / (2 x), x being large.
+double trigamma_series(double x) {
+  const double t = 1.0 / (x * x);
+  return t * (1.0 / 6 -
+              t * (1.0 / 30 -
+                   t * (1.0 / 42 - t * (1.0 / 30 - t * (5.0 / 66 - t * (691.0 / 2730 - t * 7.0 / 6))))));
+}
+
+/// What `lgamma` holds above (x - 1/2) log(x) - x + log(2 pi) / 2, x being large.
+double lgamma_series(double x) {
+  const double t = 1.0 / (x * x);
+  return (1.0 / 12 -
+          t * (1.0 / 360 - t * (1.0 / 1260 - t * (1.0 / 1680 - t * (1.0 / 1188 - t * (691.0 / 360360 -
+                                                                                      t * (1.0 / 156))))))) /
+         x;
+}
+
 constexpr double not_a_number = std::numeric_limits<double>::quiet_NaN();
 
 bool is_pole(double x) { return x <= 0.0 && x == std::floor(x); }
@@ -24,6 +49,16 @@ double logit(double p) {
   if (clamped < minlog) return minexp;
   if (1.0 - clamped < minlog) return maxexp;
   return log(clamped / (1.0 - clamped));
+}
+
+double quotient(double a, double b) {
+  constexpr double infinity = std::numeric_limits<double>::infinity();
+  if (b == 0.0) {
+    if (a == 0.0 || std::isnan(a)) return not_a_number;
+    return std::signbit(a) == std::signbit(b) ? infinity : -infinity;
+  }
+  if (std::isinf(a) && std::isinf(b)) return not_a_number;
+  return a / b;
 }
 
 double lgamma(double x) {
@@ -39,12 +74,7 @@ double digamma(double x) {
   }
   double shift = 0.0;
   for (; x < asymptotic_from; x += 1.0) shift += 1.0 / x;
-  const double t = 1.0 / (x * x);
-  const double series =
-      t *
-      (1.0 / 12 -
-       t * (1.0 / 120 - t * (1.0 / 252 - t * (1.0 / 240 - t * (1.0 / 132 - t * (691.0 / 32760 - t / 12))))));
-  return log(x) - 0.5 / x - series - shift;
+  return log(x) - 0.5 / x - digamma_series(x) - shift;
 }
 
 double trigamma(double x) {
@@ -55,12 +85,23 @@ double trigamma(double x) {
   }
   double shift = 0.0;
   for (; x < asymptotic_from; x += 1.0) shift += 1.0 / (x * x);
-  const double t = 1.0 / (x * x);
-  const double series =
-      t *
-      (1.0 / 6 -
-       t * (1.0 / 30 - t * (1.0 / 42 - t * (1.0 / 30 - t * (5.0 / 66 - t * (691.0 / 2730 - t * 7.0 / 6))))));
-  return 1.0 / x + 0.5 * t + series / x + shift;
+  return 1.0 / x + 0.5 / (x * x) + trigamma_series(x) / x + shift;
+}
+
+double lgamma_rise(double x, double m) {
+  if (!(x >= asymptotic_from)) return lgamma(x + m) - lgamma(x);
+  return (x - 0.5) * log1p(m / x) + m * (log(x + m) - 1.0) + (lgamma_series(x + m) - lgamma_series(x));
+}
+
+double digamma_rise(double x, double m) {
+  if (!(x >= asymptotic_from)) return digamma(x + m) - digamma(x);
+  return log1p(m / x) + 0.5 * (m / x) / (x + m) + (digamma_series(x) - digamma_series(x + m));
+}
+
+double trigamma_rise(double x, double m) {
+  if (!(x >= asymptotic_from)) return trigamma(x + m) - trigamma(x);
+  const double y = x + m, fall = -(m / x) / y;
+  return fall + 0.5 * fall * (1.0 / x + 1.0 / y) + (trigamma_series(y) / y - trigamma_series(x) / x);
 }
 
 double bincoef(double n, double k) {

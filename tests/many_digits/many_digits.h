@@ -38,6 +38,7 @@ inline constexpr int many_digits_count = 50;
 
 /// Rounded to a double.
 double value_of(const Many_digits& x);
+inline const Many_digits& plain(const Many_digits& x) { return x; }
 /// In full, for messages.
 std::string text_of(const Many_digits& x);
 
@@ -60,11 +61,13 @@ inline bool vanishes(const Many_digits& x) { return vanishes(value_of(x)); }
 
 Many_digits exp(const Many_digits& x);
 Many_digits log(const Many_digits& x);
+inline Many_digits log1p(const Many_digits& x) { return log(1.0 + x); }
 Many_digits sqrt(const Many_digits& x);
 Many_digits sin(const Many_digits& x);
 Many_digits atan(const Many_digits& x);
 Many_digits erf(const Many_digits& x);
 Many_digits lgamma(const Many_digits& x);
+inline Many_digits lgamma_rise(const Many_digits& x, double m) { return lgamma(x + m) - lgamma(x); }
 Many_digits pow(const Many_digits& x, const Many_digits& y);
 // Without these a call with a plain number would be ambiguous.
 inline Many_digits pow(const Many_digits& x, double y) { return pow(x, Many_digits(y)); }
@@ -74,6 +77,7 @@ inline Many_digits abs(const Many_digits& x) { return x < 0.0 ? -x : x; }
 
 Many_digits exprep(const Many_digits& x);
 Many_digits expit(const Many_digits& x);
+inline Many_digits complement(const Many_digits&, const Many_digits& rest) { return rest; }
 Many_digits with_odds_times(const Many_digits& rate, const Many_digits& factor);
 Many_digits floored_log(const Many_digits& x);
 Many_digits bincoef(const Many_digits& n, const Many_digits& k);

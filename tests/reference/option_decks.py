@@ -187,6 +187,19 @@ def figures(parameters=2, sample=146):
     return found, quasi
 
 
+def inflated(chat, sample=146):
+    """Quasi-likelihood with a c-hat that is given: variances are multiplied by it, once."""
+    l, k = model.value, 2
+    rows = {f"{i}:beta {i}": interval(b, se * chat**0.5) for i, b, se in zip((1, 2), model.beta, model.se)}
+    rows |= {f"{i}:real {i}": rate_interval(r, se * chat**0.5) for i, r, se in zip((1, 2), rates, rate_se)}
+    return rows | {
+        f"c-hat given {name} =": [chat],
+        f"QAIC {name} =": [l / chat + 2 * k],
+        f"QAICc {name} =": [l / chat + 2 * k + 2 * k * (k + 1) / (sample - k - 1)],
+        f"QBIC {name} =": [l / chat + k * numpy.log(sample)],
+    }
+
+
 def variances():
     """Standard errors of the procedures: exact, from products over the records, from products over all cells."""
     beta = model.beta
@@ -366,6 +379,7 @@ def deck_values():
     yield "numpar", minimum | {f"AIC {name} =": [model.value + 2]}
     yield "figures", minimum | figure
     yield "quasi", minimum | quasi
+    yield "chat", minimum | inflated(2)
     yield "effective-sample-size", minimum | figure
     yield "essanimals", minimum | figures(sample=101)[0]
     yield "residuals", minimum | residuals()

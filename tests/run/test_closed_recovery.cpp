@@ -170,6 +170,71 @@ INSTANTIATE_TEST_SUITE_P(
                     Design{161, 5, {1.0}, {0.3}, {0.45}, 1.0, 0.8, 0.65}));
 
 // With p constant in each of many mixtures a history says no more than its number of captures.
+/// Animals by the number of occasions, of 7, on which they were caught: simulated with 40 % of the animals of
+/// p .1 and 60 % of p .3, but best told by a class that is hardly ever caught.
+constexpr int captures_of[] = {66, 38, 25, 7, 0, 1};
+constexpr double animals_caught = 137.0;
+
+/// What -2 log likelihood of two mixtures tends to as p of the first goes to 0: a share w of the animals
+/// caught is of that class and was caught once, on any occasion. The best share is known for each p of the
+/// other.
+double limit_of_a_rare_class(double p) {
+  const auto chance = [p](int k) {
+    return std::pow(p, k) * std::pow(1.0 - p, 7 - k) / -std::expm1(7.0 * std::log1p(-p));
+  };
+  const double rest = animals_caught - captures_of[0], more = 1.0 / 7.0 - chance(1);
+  const double w = (captures_of[0] * more - rest * chance(1)) / (animals_caught * more);
+  double f = captures_of[0] * std::log(w / 7.0 + (1.0 - w) * chance(1));
+  for (int k = 2; k <= 6; ++k) f += captures_of[k - 1] * std::log((1.0 - w) * chance(k));
+  return -2.0 * f;
+}
+
+double least_limit() {
+  double low = 0.2, high = 0.5;
+  while (high - low > 1e-7) {
+    const double left = low + (high - low) / 3.0, right = high - (high - low) / 3.0;
+    (limit_of_a_rare_class(left) < limit_of_a_rare_class(right) ? high : low) =
+        limit_of_a_rare_class(left) < limit_of_a_rare_class(right) ? right : left;
+  }
+  return limit_of_a_rare_class(low);
+}
+
+// No start ends beyond the limit, and N is that of p* to the digits of the listing.
+TEST(Closed_rare_class, likelihood_and_population_are_right_on_the_way_to_no_capture) {
+  std::string records;
+  for (int k = 1; k <= 6; ++k)
+    if (captures_of[k - 1] > 0)
+      records += std::string(static_cast<std::size_t>(k), '1') +
+                 std::string(static_cast<std::size_t>(7 - k), '0') + " " +
+                 std::to_string(captures_of[k - 1]) + ";\n";
+  const std::string head = "proc chmatrix occasions=7 groups=1 hist=20 etype=HUGHET mixtures=2;\n" + records +
+                           "proc estimate link=LOGIT;\n model={rare};\n"
+                           "group=1 pi rows=1 cols=1 square;\n1;\ngroup=1 p rows=2 cols=7 square;\n"
+                           "2 2 2 2 2 2 2;\n3 3 3 3 3 3 3;\n"
+                           "design matrix constraints=3 covariates=3 identity;\n";
+  const double limit = least_limit();
+  for (const char* start : {"0 -1.5 0.5", "-2.406297141 -0.3213924505 -0.1866883838",
+                            "-2.406297141 -0.1866883838 -0.3213924505", "3 -12 -1"}) {
+    const Deck_result result = run_deck(head + "initial " + start + ";\nproc stop;\n");
+    ASSERT_EQ(result.stop, "NORMAL EXIT") << start << result.listing;
+    // Four decimals are shown, and the search stops where nothing moves them.
+    const double f = result.number("-2logL {rare} =");
+    EXPECT_GT(f, limit - 1e-4) << start;
+    EXPECT_LT(f, limit + 1e-3) << start;
+
+    const auto chance = [](double logit) { return 1.0 / (1.0 + std::exp(-logit)); };
+    const auto caught = [&](double logit) { return -std::expm1(7.0 * std::log1p(-chance(logit))); };
+    const double pi = result.beta(1).estimate;
+    const double pstar =
+        chance(pi) * caught(result.beta(2).estimate) + chance(-pi) * caught(result.beta(3).estimate);
+    const std::size_t row = result.listing.find("\n         1 ", result.listing.find("Population Estimates"));
+    ASSERT_NE(row, std::string::npos);
+    const double population = std::strtod(result.listing.c_str() + row + 12, nullptr);
+    // Betas of some 30 are shown to 1e-6.
+    EXPECT_NEAR(population * pstar / animals_caught, 1.0, 1e-5) << start;
+  }
+}
+
 TEST(Closed_recovery_of_many, four_and_five_mixtures_reach_the_likelihood_of_the_truth) {
   const Design designs[] = {{25, 20, {0.2, 0.3, 0.3, 0.2}, {0.08, 0.3, 0.55, 0.85}, {}},
                             {25, 20, {0.15, 0.2, 0.3, 0.2, 0.15}, {0.06, 0.22, 0.45, 0.7, 0.92}, {}}};

@@ -42,7 +42,8 @@ TEST(Results_file, tells_the_options_in_force) {
   EXPECT_TRUE(has(results,
                   R"("options":{"minimiser":"VA09AD","maxfn":500,"nsig":6,"central_differences":true,)"
                   R"("deltax":1e-07,"initial_values":true,"standardized_design":false,"starts":2,"numpar":1,)"
-                  R"("ratio_threshold":50,"loop":true,"quasi":true,"sample_size_of_animals":true})"));
+                  R"("ratio_threshold":50,"loop":true,"quasi":true,"c_hat":null,)"
+                  R"("sample_size_of_animals":true})"));
   EXPECT_TRUE(has(results, R"("effective_sample_size":101,)"));
   EXPECT_TRUE(has(results, R"("parameters":1,"singular_values":[)"));
   EXPECT_TRUE(has(results, R"("gap":null,"threshold":null)"));

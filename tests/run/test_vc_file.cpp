@@ -138,6 +138,55 @@ TEST_F(Vc_file, read_again_gives_the_reals_of_the_fit) {
   }
 }
 
+// Members of a multinomial set have their derivatives by differences.
+TEST_F(Vc_file, errors_of_the_reals_do_not_follow_deltax) {
+  const auto deck = [](const std::string& options) {
+    return "proc chmatrix occasions=4 groups=1 hist=20 etype=LIVE;\n1110 6;\n1101 3;\n1100 9;\n1011 2;\n1010 "
+           "4;\n"
+           "1000 20;\n0111 7;\n0110 8;\n0101 3;\n0100 15;\n0011 10;\n0010 14;\n"
+           "proc estimate link=parm-specific" +
+           options +
+           ";\n model={M};\n group=1 Phi rows=3 cols=3 triang time=1;\n group=1 p rows=3 cols=3 triang "
+           "constant=4;\n"
+           "design matrix constraints=4 covariates=4 identity;\n"
+           "links; MLOGIT(1); MLOGIT(1); LOGIT; LOGIT;\n proc stop;";
+  };
+  const Deck_result fit = run_deck(deck(""), [&](Job& job) { job.status.filvcm = file; });
+  const Deck_result again = run_deck(deck(" deltax=0.01"), [&](Job& job) {
+    job.status.onlyrealderiv = 1;
+    job.status.filvcmonlyrealderiv = file;
+  });
+  ASSERT_EQ(again.stop, "NORMAL EXIT") << again.listing;
+  // Both print seven digits of numbers that agree to rounding; a step of 0.01 changes the fifth of real 2.
+  for (int i = 1; i <= 4; ++i) {
+    EXPECT_NEAR(again.real(i).se, fit.real(i).se, 1.01e-7);
+    EXPECT_GT(fit.real(i).se, 0.01);
+  }
+}
+
+TEST_F(Vc_file, error_that_is_no_number_has_limits_that_are_none) {
+  run_deck(covariate_deck(), [&](Job& job) { job.status.filvcm = file; });
+  // Behind the header and four records of four betas: the first row of the matrix, its tag, its first
+  // element.
+  constexpr std::streamoff place = (24 + 8) + 4 * (8 + 4 * 8 + 8) + 4 + 8;
+  const double none = std::nan("");
+  std::fstream out(file, std::ios::binary | std::ios::in | std::ios::out);
+  out.seekp(place);
+  out.write(reinterpret_cast<const char*>(&none), sizeof none);
+  out.close();
+  const Deck_result again = run_deck(covariate_deck(), [&](Job& job) {
+    job.status.onlyrealderiv = 1;
+    job.status.filvcmonlyrealderiv = file;
+  });
+  ASSERT_EQ(again.stop, "NORMAL EXIT") << again.listing;
+  for (const std::string label : {"\n    1:", "\n     1:"}) {  // of a beta and of a real
+    const std::size_t row = again.listing.rfind(label);
+    ASSERT_NE(row, std::string::npos);
+    const std::string line = again.listing.substr(row + 1, again.listing.find('\n', row + 1) - row - 1);
+    EXPECT_NE(line.find("Not a Number    Not a Number    Not a Number"), std::string::npos) << line;
+  }
+}
+
 TEST_F(Vc_file, of_another_model_is_refused) {
   run_deck(covariate_deck(), [&](Job& job) { job.status.filvcm = file; });
   const auto reread = [&](const std::string& deck) {

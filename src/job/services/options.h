@@ -93,7 +93,7 @@ void take_option(Job& job, Target& target, const Option<Target>& option, int i) 
   } else if (const auto* flag = std::get_if<bool& (*)(Target&)>(&option.place)) {
     (*flag)(target) = option.setting != 0;
   } else if (const auto* number = std::get_if<double& (*)(Target&)>(&option.place)) {
-    (*number)(target) = value(job, word(job, at));
+    (*number)(target) = given_value(job, word(job, at));
   } else if (const auto* name = std::get_if<std::string& (*)(Target&)>(&option.place)) {
     (*name)(target) = word_as_typed(job, at).substr(0, file_name_width);
   } else if (const auto* reader = std::get_if<void (*)(Target&, int)>(&option.place)) {

@@ -283,6 +283,17 @@ int ivalue(Job& job, std::string_view word) {
   return static_cast<int>(negative ? 0u - sum : sum);
 }
 
+double given_value(Job& job, std::string_view word) {
+  if (trimmed(left_adjusted(word)) == ".")
+    error(job, "\".\" stands for no number here: only individual covariates of a record may be missing.");
+  return value(job, word);
+}
+
+bool ends_procedure(Job& job) {
+  const std::string& first = word(job, 1);
+  return first == "PROC" || (first == "STOP" && job.status.lstwrd == 1);
+}
+
 double value(Job& job, std::string_view word) {
   std::string_view text = left_adjusted(trimmed(word));
   if (text == "0") return 0.0;

@@ -28,6 +28,10 @@ std::string_view statement_text(const Job& job);
 int ivalue(Job& job, std::string_view word);
 /// 64-bit number from a word; "." is missing (-9999), a word that is no number is fatal.
 double value(Job& job, std::string_view word);
+/// The same where none may be missing: "." is fatal, too.
+double given_value(Job& job, std::string_view word);
+/// True when the statement in hand ends those of a procedure: PROC, or the word STOP and nothing else.
+bool ends_procedure(Job& job);
 
 /// a to z to upper case, A to Z to lower case, in place.
 void cvtcas(std::string& s);

@@ -4,7 +4,9 @@
 //   states      never caught so far in the session, caught before in it
 //   occasion o  never caught:  "1" with p(o), "0" with 1 - p(o), "." (not sampled) with 1
 //               caught before: "1" with c(o), "0" with 1 - c(o), "." with 1
-//   q           product of 1 - p(o) over the occasions sampled; p* = 1 - q
+//   q           product of 1 - p(o) over the occasions sampled; p* = 1 - q. Where captures are rare the
+//               difference has no digits, and the value of p* is the sum of the chances of a first capture
+//               on each occasion; the derivatives of -q cancel nowhere.
 //
 // Around this walk stand
 //   mixtures           of the products, weight by weight (Norris and Pollock 1996; Pledger 2000)
@@ -21,6 +23,7 @@
 #include <array>
 #include <cstddef>
 #include <string_view>
+#include <type_traits>
 
 #include "likelihood/blocks/mixture.h"
 #include "likelihood/blocks/quadrature.h"
@@ -109,6 +112,29 @@ struct Closed_products {
   Real q;  ///< of no capture
 };
 
+/// Below this 1 - q has lost digits that count.
+inline constexpr double rarely_caught = 0.5;
+
+/// p* of a chance q of no capture. `first_captures()` gives its value as a sum of products.
+template <class Real, class Sum>
+Real caught_at_all(const Real& q, const Sum& first_captures) {
+  const Real difference = 1.0 - q;
+  return value_of(difference) < rarely_caught ? complement(q, first_captures()) : difference;
+}
+
+/// Sum over the occasions sampled of the chance that the first capture comes there.
+template <class First>
+auto first_captures(const Closed_stretch& stretch, const First& p) {
+  std::decay_t<decltype(plain(p(1)))> sum = 0.0, missed = 1.0;
+  for (int o = 1; o <= stretch.length; ++o) {
+    if (!stretch.sampled(o)) continue;
+    const auto& rate = plain(p(o));
+    sum += missed * rate;
+    missed *= 1.0 - rate;
+  }
+  return sum;
+}
+
 /// The walk. `p(o)` and `c(o)` give the rates; `read(later)` turns the product of the occasions after the
 /// first capture into that with the chances of being read rightly.
 template <class Real, class First, class Again, class Read>
@@ -137,10 +163,10 @@ Closed_products<Real> closed_walk(const Closed_stretch& stretch, const First& p,
   return {met * read(later), q};
 }
 
-/// One mixture's products: rows m of p and c, and alpha where the kind has it.
+/// One mixture: rows m of p and c, and alpha where the kind has it. Not yet divided by p*.
 template <class Real>
-Closed_products<Real> closed_component(Cell_work<Real>& work, const Closed_stretch& stretch,
-                                       Closed_traits traits, int m, const Reals<Real>& parm) {
+Closed_result<Real> closed_component(Cell_work<Real>& work, const Closed_stretch& stretch,
+                                     Closed_traits traits, int m, const Reals<Real>& parm) {
   const auto matrix = [&](Parameter parameter) {
     return work.matrix(parameter, stretch.stratum, stretch.session, stretch.group);
   };
@@ -149,21 +175,24 @@ Closed_products<Real> closed_component(Cell_work<Real>& work, const Closed_stret
   const int shift = traits.recapture ? 1 : 0;
   const auto p = [&](int o) -> const Real& { return parm[caught[o]]; };
   const auto c = [&](int o) -> const Real& { return parm[recaught[o - shift]]; };
+  const auto whole = [&](const Closed_products<Real>& walked) -> Closed_result<Real> {
+    return {walked.h, caught_at_all(walked.q, [&] { return first_captures(stretch, p); })};
+  };
   if (!traits.identification || stretch.first == 0)
-    return closed_walk<Real>(stretch, p, c, [](const Real& later) -> const Real& { return later; });
+    return whole(closed_walk<Real>(stretch, p, c, [](const Real& later) -> const Real& { return later; }));
   const auto alphas = matrix(Parameter::alpha);
   const Real& alpha = parm[alphas(1, std::min(stretch.first, alphas.ncols))];
   const bool once = stretch.first == stretch.last;
-  return closed_walk<Real>(stretch, p, c, [&](const Real& later) {
+  return whole(closed_walk<Real>(stretch, p, c, [&](const Real& later) {
     const Real rightly = alpha * later;
     return once ? Real(1.0 - alpha + rightly) : rightly;
-  });
+  }));
 }
 
-/// The products of kind 13, integrated over the nodes.
+/// Kind 13, integrated over the nodes. Not yet divided by p*.
 template <class Real>
-Closed_products<Real> closed_over_nodes(const Job& job, Cell_work<Real>& work, Closed_kept<Real>& kept,
-                                        const Closed_stretch& stretch, const Reals<Real>& parm) {
+Closed_result<Real> closed_over_nodes(const Job& job, Cell_work<Real>& work, Closed_kept<Real>& kept,
+                                      const Closed_stretch& stretch, const Reals<Real>& parm) {
   const Node_rule rule(job);
   const Model_arrays& model = job.model;
   const std::size_t sessions = static_cast<std::size_t>(model.pim2index3upbd - model.pim2index3lobd + 1),
@@ -196,20 +225,27 @@ Closed_products<Real> closed_over_nodes(const Job& job, Cell_work<Real>& work, C
   Closed_products<Real> sum{0.0, 0.0};
   const Real* rates = nullptr;
   const std::ptrdiff_t order = rule.order;
-  for_each_node<1>(
-      rule, [&](int, int k) { rates = table.column(0) + k; },
-      [&](double weight) {
-        const Closed_products<Real> node = closed_walk<Real>(
-            stretch, [rates, order](int o) -> const Real& { return rates[(o - 1) * order]; },
-            [rates, order, n](int o) -> const Real& { return rates[(n + o - 1) * order]; },
-            [](const Real& later) -> const Real& { return later; });
-        // A node at which no animal can be caught adds to the product of no capture alone.
-        sum.q += weight * node.q;
-        if (value_of(node.q) != 1.0) sum.h += weight * node.h;
-      });
+  const auto enter = [&](int, int k) { rates = table.column(0) + k; };
+  // Of the node in hand, which the walk holds by value: a reference would be read anew at every occasion.
+  const auto p_of = [order](const Real* node) {
+    return [node, order](int o) -> const Real& { return node[(o - 1) * order]; };
+  };
+  for_each_node<1>(rule, enter, [&](double weight) {
+    const Closed_products<Real> node =
+        closed_walk<Real>(stretch, p_of(rates), p_of(rates + n * order),
+                          [](const Real& later) -> const Real& { return later; });
+    // A node at which no animal can be caught adds to the product of no capture alone: its h is 0.
+    sum.q += weight * node.q;
+    sum.h += weight * node.h;
+  });
   sum.h /= node_divisor[1];
   sum.q /= node_divisor[1];
-  return sum;
+  return {sum.h, caught_at_all(sum.q, [&] {
+            decltype(first_captures(stretch, p_of(rates))) star = 0.0;
+            for_each_node<1>(rule, enter,
+                             [&](double weight) { star += weight * first_captures(stretch, p_of(rates)); });
+            return star / node_divisor[1];
+          })};
 }
 
 }  // namespace detail
@@ -230,20 +266,18 @@ Closed_result<Real> closmods(const Job& job, Cell_work<Real>& work, Closed_kept<
   const Closed_traits traits(closedmodel);
   Closed_result<Real> sum{0.0, 0.0};
   if (traits.effect) {
-    const auto products = detail::closed_over_nodes(job, work, kept, stretch, parm);
-    sum = {products.h, 1.0 - products.q};
+    sum = detail::closed_over_nodes(job, work, kept, stretch, parm);
   } else if (traits.mixtures) {
     const auto pi = work.matrix(Parameter::pi, stretch.stratum, stretch.session, stretch.group);
     for_each_mixture<Real>(
         job.status.nmixtures, [&](int m) -> const Real& { return parm[weight_number(pi, m)]; },
         [&](int m, const Real& weight) {
-          const auto products = detail::closed_component(work, stretch, traits, m, parm);
-          sum.prob += weight * products.h;
-          sum.pstar += weight * (1.0 - products.q);
+          const Closed_result<Real> component = detail::closed_component(work, stretch, traits, m, parm);
+          sum.prob += weight * component.prob;
+          sum.pstar += weight * component.pstar;
         });
   } else {
-    const auto products = detail::closed_component(work, stretch, traits, 1, parm);
-    sum = {products.h, 1.0 - products.q};
+    sum = detail::closed_component(work, stretch, traits, 1, parm);
   }
   if (!traits.conditional) return sum;
   if (stretch.first == 0)

@@ -3,7 +3,6 @@
 // share.
 
 #include <cstddef>
-#include <string>
 #include <vector>
 
 #include "likelihood/blocks/live_recaptures.h"
@@ -22,9 +21,7 @@ class Jolly_records : public Live_records {
         noccas_(job.status.noccas),
         groups_(static_cast<std::size_t>(job.status.ngrps)),
         caught_(groups_ * static_cast<std::size_t>(noccas_)),
-        not_released_(caught_.size()),
-        once_(2 * (2 * static_cast<std::size_t>(noccas_) - 1), '0') {
-    once_[2 * static_cast<std::size_t>(noccas_ - 1)] = '1';
+        not_released_(caught_.size()) {
     const Encounter_store& encounters = job.data.encounters;
     for (int i = 1; i <= encounters.size(); ++i) {
       const History history = encounters.history(i);
@@ -43,10 +40,6 @@ class Jolly_records : public Live_records {
   double ln(int g, int o) const { return caught_[place(g, o)]; }
   /// Those of them that were not released again.
   double notrel(int g, int o) const { return not_released_[place(g, o)]; }
-  /// A history with a capture on occasion o and nothing else.
-  History caught_once(int o) const {
-    return {once_.data() + 2 * static_cast<std::size_t>(noccas_ - o), noccas_};
-  }
 
  private:
   std::size_t place(int g, int o) const {
@@ -56,7 +49,6 @@ class Jolly_records : public Live_records {
   int noccas_;
   std::size_t groups_;
   std::vector<double> caught_, not_released_;
-  std::string once_;  ///< "10" with noccas - 1 cells "00" on either side
 };
 
 struct Jolly_seber : Counts_live<Jolly_seber> {

@@ -6,6 +6,7 @@
 
 #include "job/services/report.h"
 #include "job/services/template.h"
+#include "model/results/estimability_listing.h"
 
 namespace tarn {
 namespace {
@@ -78,15 +79,17 @@ void print_derived(Job& job, int count, const Derived_values& values, int first)
   column("DERV UCI", values.parmuci);
 }
 
-List<Derived_values> report_derived(Job& job, std::span<const double> x, const Array2<double>& vcmat) {
+List<Derived_values> report_derived(Job& job, std::span<const double> x, const Array2<double>& vcmat,
+                                    const Estimability& open) {
   constexpr int least_lines = 10;
   if (job.status.lines <= least_lines) headng(job);
   List<Derived_values> derived;
-  derivedest(job, x, vcmat, [&](Derived_values& values) {
+  derivedest(job, x, vcmat, open, [&](Derived_values& values) {
     report_section(job, values);
     print_derived(job, values.rows.size(), values);
     derived.push_back(std::move(values));
   });
+  write_derived_that_rests(job, derived);
   return derived;
 }
 

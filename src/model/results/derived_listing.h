@@ -18,6 +18,8 @@ void print_derived(Job& job, int count, const Derived_values& values, int first 
 
 /// All sections of the data type, each computed, listed and written to the variance-covariance file before
 /// the next one is begun. Starts a page when few lines are left.
-List<Derived_values> report_derived(Job& job, std::span<const double> x, const Array2<double>& vcmat);
+/// Behind them stand the values that rest on what the data leave open.
+List<Derived_values> report_derived(Job& job, std::span<const double> x, const Array2<double>& vcmat,
+                                    const Estimability& open);
 
 }  // namespace tarn

@@ -190,6 +190,7 @@ void describe_options(const Job& job, Model_description& description) {
   description.loop = model.loop;
   description.standardized_design = model.standardize_design;
   description.quasi = model.quasi;
+  description.chat_given = model.chat_given;
   description.sample_size_of_animals = model.essanimals;
   description.initial_values = model.initial_given;
 }

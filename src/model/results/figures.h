@@ -14,7 +14,9 @@ void report_line(Job& job, const std::string& text);
 /// "{label}{model name} = {value}".
 void report_value(Job& job, const std::string& label, double value);
 
-/// Deviance, its degrees of freedom, c-hat, AIC, AICc, BIC, and with QUASI their quasi forms.
+/// Deviance, its degrees of freedom, c-hat, AIC, AICc, BIC, and with QUASI their quasi forms. Warns of
+/// criteria that say nothing: AICc of a sample too small for the model, quasi forms with a c-hat of no
+/// meaning or with another one than those of the model before.
 void write_figures(Job& job, const Model_figures& figures);
 
 /// Pearson chi-square, possible histories, Fletcher's c-hat.

@@ -8,6 +8,7 @@
 
 #include "derived/derivedest.h"
 #include "inference/data_summary.h"
+#include "inference/estimability.h"
 #include "inference/estimates.h"
 #include "inference/figures.h"
 #include "inference/rank.h"
@@ -91,7 +92,7 @@ struct Model_description {
   List<Covariate_value> covariates;  ///< empty unless the design uses one
   // options in force
   int maxfn = 0, nsig = 0, numpar = 0, starts = 0;
-  double deltax = 0.0, ratiothresh = 0.0;
+  double deltax = 0.0, ratiothresh = 0.0, chat_given = 0.0;
   bool central_differences = false, loop = false, standardized_design = true, quasi = false,
        sample_size_of_animals = false, initial_values = false;
 };
@@ -106,6 +107,7 @@ struct Fitted_model {
   List<int> removed_betas;  ///< by LOOP, in order
   Model_estimates estimates;
   Array2<double> typed_vcmat;  ///< of the estimated betas, on the scale of the design as typed
+  Estimability estimability;   ///< what the data leave open; of a model that was fitted
   Seconds estimation;          ///< time of the step
   List<Derived_values> derived;
   Model_description description;  ///< filled when a writer asks for it

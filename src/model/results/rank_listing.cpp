@@ -8,6 +8,7 @@
 #include "job/services/report.h"
 #include "job/services/template.h"
 #include "job/services/timing.h"
+#include "numerics/special.h"
 
 namespace tarn {
 namespace {
@@ -33,7 +34,7 @@ void write_gap(Job& job, const List<double>& s, const Gap& gap) {
     for (int i = 1; i < s.size(); ++i) {
       items.push_back(item(i));
       items.push_back(item(i + 1));
-      items.push_back(item(s(i) / s(i + 1)));
+      items.push_back(item(quotient(s(i), s(i + 1))));
     }
     put_lines(job, formatted_runtime(job, "(5(3x,i0,'/',i0,2x,g14.7))", std::span<const Item>(items)));
   }
@@ -119,6 +120,11 @@ void write_counts_of_parameters(Job& job, const Rank& rank) {
     write_count(job, "Numerical Threshold Method for Num. of Estimated Parameters ", rank.threshold->count);
   }
   write_count(job, "Number of Estimated Parameters ", rank.npargmaxest);
+  if (rank.doubtful_gap)
+    warn(job,
+         "The count rests on the ratios of singular values alone and leaves out one above 1e-8 of the "
+         "largest; "
+         "where the data identify more, state NUMPAR=n.");
   if (rank.npargmaxest != rank.gap_count)
     warn(job, "Number of parameters estimated from gap method (=" + adjustfmt(rank.gap_count) +
                   ") and threshold method (=" + adjustfmt(rank.npargmaxest) +
@@ -132,7 +138,10 @@ void write_order_of_betas(Job& job, const Rank& rank) {
   // KEPT: fields as wide as the largest number, so that numbers of that length stand side by side without a
   // blank. Looks wrong, is required.
   const std::string width = adjustfmt(static_cast<long long>(adjustfmt(widest).size()));
-  put_block(job, formatted_runtime(job, "(/1x,a,100(/1x,25i" + width + "))",
+  // 25 betas a line. The template has room for 100 lines, and for more when there are more betas.
+  constexpr int a_line = 25, least_lines = 100;
+  const std::string lines = adjustfmt(std::max(least_lines, (betas.size() + a_line - 1) / a_line));
+  put_block(job, formatted_runtime(job, "(/1x,a," + lines + "(/1x,25i" + width + "))",
                                    "Attempted ordering of parameters by estimatibility:", betas));
   for (int k = rank.npargmaxest + 1; k <= betas.size(); ++k) {
     linchk(job, 1);

@@ -72,6 +72,7 @@ Json options_of(const Model_description& model) {
           {"ratio_threshold", model.ratiothresh},
           {"loop", model.loop},
           {"quasi", model.quasi},
+          {"c_hat", model.chat_given > 0.0 ? Json(model.chat_given) : Json()},
           {"sample_size_of_animals", model.sample_size_of_animals}};
 }
 
@@ -191,6 +192,26 @@ Json object_of(const Starts_record& starts) {
           {"not_converged", counted(starts.unfinished)}};
 }
 
+std::string_view word_of(Range_end end) {
+  return end == Range_end::lower ? "lower" : end == Range_end::upper ? "upper" : "wall";
+}
+
+Json object_of(const Estimability& found) {
+  Json directions = Json::array(), boundaries = Json::array();
+  for (const Unidentified_direction& direction : found.directions) {
+    Json members = Json::array();
+    for (const Confounded& member : direction.members)
+      members.push_back(
+          {{"number", member.number}, {"share", member.share}, {"partner", count_or_null(member.partner)}});
+    directions.push_back({{"of", direction.of_betas ? "betas" : "reals"}, {"members", members}});
+  }
+  for (const Real_at_boundary& boundary : found.at_boundary)
+    boundaries.push_back({{"real", boundary.real}, {"end", word_of(boundary.end)}});
+  return {{"unidentified", directions},
+          {"at_boundary", boundaries},
+          {"betas_without_information", list(found.without_information)}};
+}
+
 Json fit_of(const Fitted_model& model) {
   if (!model.fitted) return {};
   const Fit_record& fit = model.fit;
@@ -206,6 +227,7 @@ Json fit_of(const Fitted_model& model) {
       {"gradient", Json{{"elements", list(fit.gradient.g)}, {"largest", fit.gradient.largest}}},
       {"information", matrix(fit.information)},
       {"rank", object_of(fit.rank)},
+      {"estimability", object_of(model.estimability)},
       {"figures", object_of(fit.figures)},
       {"pearson",
        made_or_null(fit.pearson, [](const Pearson_figures& figures) { return object_of(figures); })},
@@ -264,13 +286,6 @@ Json reals_of(const Fitted_model& model) {
   return reals;
 }
 
-/// What a section shows: its title without the words that lead to the model's name.
-std::string_view subject(std::string_view title) {
-  if (title.ends_with(" of ")) title.remove_suffix(4);
-  while (title.ends_with(' ')) title.remove_suffix(1);
-  return title;
-}
-
 Json object_of(const Derived_values& values) {
   Json rows = Json::array();
   for (int i = 1; i <= values.rows.size(); ++i) {
@@ -279,9 +294,15 @@ Json object_of(const Derived_values& values) {
     for (int k = 1; k <= names.size(); ++k) labels.add(names(k), values.rows(i)(k));
     Json object{{"labels", labels}};
     add_estimate(object, values.parmest, values.parmse, values.parmlci, values.parmuci, i);
+    const Rests_on& ground = values.rests_on(i);
+    object.add("rests_on_unidentified", ground.direction);
+    object.add("rests_on_boundary", ground.boundary);
     rows.push_back(object);
   }
-  return {{"title", subject(values.section->title)}, {"rows", rows}, {"covariance", matrix(values.vcdmat)}};
+  return {{"title", subject(*values.section)},
+          {"rows", rows},
+          {"covariance", matrix(values.vcdmat)},
+          {"c_hat", values.chat}};
 }
 
 Json derived_of(const Fitted_model& model) {

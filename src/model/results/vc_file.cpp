@@ -1,6 +1,7 @@
 #include "model/results/vc_file.h"
 
 #include <array>
+#include <cmath>
 #include <cstdint>
 #include <cstdlib>
 #include <string>
@@ -60,12 +61,14 @@ void write_vc_file(Job& job, const Model_estimates& estimates, const Array2<doub
   else if (!job.streams.open_output(status.sysvcm, status.filvcm, status.errmsg))
     error(job, "The variance-covariance file " + status.filvcm + " could not be opened: " + status.errmsg);
 
-  job.streams.write_record(status.sysvcm, Record()
-                                              .text("BINARY", tag_width)
-                                              .value(static_cast<std::int32_t>(typed_vcmat.extent(1)))
-                                              .value(static_cast<std::int32_t>(model.nlogit))
-                                              .value(static_cast<std::int32_t>(status.ngrps))
-                                              .value(nests));
+  Record header;
+  header.text("BINARY", tag_width)
+      .value(static_cast<std::int32_t>(typed_vcmat.extent(1)))
+      .value(static_cast<std::int32_t>(model.nlogit))
+      .value(static_cast<std::int32_t>(status.ngrps))
+      .value(nests);
+  if (model.chat_given > 0.0) header.value(model.chat_given);
+  job.streams.write_record(status.sysvcm, header);
   const Estimates &beta = estimates.beta, &real = estimates.real;
   write_columns(
       job,
@@ -103,7 +106,10 @@ void read_vc_file(Job& job, Model_estimates& estimates) {
   const bool known = header.text(tag_width) == "BINARY  ";
   const std::int32_t betas = header.value<std::int32_t>(), reals = header.value<std::int32_t>(),
                      groups = header.value<std::int32_t>();
-  if (!known || header.short_record() || betas != n || reals != model.nlogit || groups != status.ngrps)
+  header.value<std::int32_t>();
+  const double held = header.bytes_left() > 0 ? header.value<double>() : 0.0;
+  if (!known || header.short_record() || betas != n || reals != model.nlogit || groups != status.ngrps ||
+      !std::isfinite(held) || held < 0.0)
     mismatch(job);
 
   List<double> typed(model.ncovs_nlbetas), unused(typed.size());
@@ -124,6 +130,8 @@ void read_vc_file(Job& job, Model_estimates& estimates) {
       estimates.vcmat(i, j) = row(j) / (model.scalefactor(beta_at(i)) * model.scalefactor(beta_at(j)));
   }
   job.streams.close(status.sysvcm);
+  if (held > 0.0 && !(model.chat_given > 0.0)) model.chat_given = model.chat = held;
+  inflate(model, estimates.vcmat, held > 0.0 ? held : 1.0);
   for (int i = 1; i <= model.ncovs_nlbetas; ++i) model.beta(i) = typed(i) / model.scalefactor(i);
 }
 

@@ -68,7 +68,7 @@ int read_argument(Job& job, int k, int slot, int position) {
     error(job, "Use of COLxx no longer valid with recursive design function calling.");
   if (!text.empty() && text.front() >= 'A' && text.front() <= 'Z')
     error(job, "Incorrect covariate name?  Invalid value: " + word_as_typed(job, position));
-  tables.dmfuncsargs(slot, k) = value(job, text);
+  tables.dmfuncsargs(slot, k) = given_value(job, text);
   return 0;
 }
 
@@ -160,7 +160,7 @@ void filldm(Job& job, int row, int col, int& offset) {
     read_function(job, function, row, col, offset);
     return;
   }
-  const double number = value(job, text);
+  const double number = given_value(job, text);
   if (number < function_code) error(job, "Design matrix can not have values less than -899000.");
   model.design(row, col) = number;
 }

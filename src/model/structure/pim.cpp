@@ -352,10 +352,10 @@ void print_pim2(Job& job, int parameter, int istrta, int jstrta, int group) {
 void print_all_pims(Job& job) {
   for_each_matrix(std::as_const(job), [&job](const Pim_place& at, const Pim& pim) {
     if (!pim.given()) return;
-    linchk(job, 4);
+    linchk(job, 3);
     put(job, listing, "(/1x,a,i0,3x,a,i0,3x,a)", "PIM Set ", at.q, "Group ", at.g, pim.parname);
-    put(job, listing, "(1x,a,i0,1x,a,i0,1x,a)", "Strata Number ", at.a, "Strata/Session ", at.b);
-    put(job, listing, "(2x,a,i0)", "PIM2(IPARAMETER,ISTRTA,JSTRTA,IGRPS)%NROWS = ", pim.nrows);
+    put(job, listing, "(1x,a,i0,1x,a,i0,1x,a,i0)", "Strata Number ", at.a, "Strata/Session ", at.b,
+        "PIM2(IPARAMETER,ISTRTA,JSTRTA,IGRPS)%NROWS = ", pim.nrows);
     print_pim2(job, at.q, at.a, at.b, at.g);
   });
 }

@@ -67,7 +67,7 @@ TEST_F(Derived, partials_are_close_to_exact_derivatives) {
   const std::vector<double> x{0.4, -0.7};
   const Array2<double> v = matrix(2, {0.04, 0.01, 0.01, 0.09});
   Derived_values values;
-  ASSERT_TRUE(derive_section(frame, section_of<3>(curves, Interval::plain), x, v, values));
+  ASSERT_TRUE(derive_section(frame, section_of<3>(curves, Interval::plain), x, v, {}, values));
   const double p = 1.0 / (1.0 + std::exp(1.0));
   const std::vector<std::vector<double>> exact{{std::exp(0.4), -1.4},
                                                {-0.7 * std::cos(0.28), 0.4 * std::cos(0.28)},
@@ -90,7 +90,7 @@ TEST_F(Derived, partials_are_the_stated_central_differences) {
   const std::vector<double> x{2.5};
   const Array2<double> v = matrix(1, {0.3});
   Derived_values values;
-  ASSERT_TRUE(derive_section(frame, section_of<1>(logistic, Interval::probability), x, v, values));
+  ASSERT_TRUE(derive_section(frame, section_of<1>(logistic, Interval::probability), x, v, {}, values));
   const double step = 1.4901161193847656e-08 * 0.5 * 3.5 * 100000.0;
   const auto p = [](double b) { return 1.0 / (1.0 + std::exp(-b)); };
   const double difference = (p(2.5 + step) - p(2.5 - step)) / (2.0 * step);
@@ -102,7 +102,7 @@ TEST_F(Derived, one_beta_gives_the_square_of_its_partial_times_its_variance) {
   Derived_frame frame(job());
   Derived_values values;
   ASSERT_TRUE(derive_section(frame, section_of<1>(logistic, Interval::probability), std::vector<double>{0.2},
-                             matrix(1, {0.3}), values));
+                             matrix(1, {0.3}), {}, values));
   EXPECT_DOUBLE_EQ(values.vcdmat(1, 1), values.partials(1, 1) * 0.3 * values.partials(1, 1));
   EXPECT_DOUBLE_EQ(values.parmse(1), std::sqrt(values.vcdmat(1, 1)));
 }
@@ -110,7 +110,7 @@ TEST_F(Derived, one_beta_gives_the_square_of_its_partial_times_its_variance) {
 TEST_F(Derived, without_betas_there_is_no_variance) {
   Derived_frame frame(job());
   Derived_values values;
-  ASSERT_TRUE(derive_section(frame, section_of<1>(constant, Interval::probability), {}, {}, values));
+  ASSERT_TRUE(derive_section(frame, section_of<1>(constant, Interval::probability), {}, {}, {}, values));
   EXPECT_EQ(values.parmest(1), 0.25);
   EXPECT_EQ(values.parmse(1), 0.0);
   EXPECT_DOUBLE_EQ(values.parmlci(1), 0.25);
@@ -121,7 +121,7 @@ TEST_F(Derived, negative_variance_gives_a_standard_error_of_0) {
   Derived_frame frame(job());
   Derived_values values;
   ASSERT_TRUE(derive_section(frame, section_of<1>(logistic, Interval::plain), std::vector<double>{0.2},
-                             matrix(1, {-0.3}), values));
+                             matrix(1, {-0.3}), {}, values));
   EXPECT_LT(values.vcdmat(1, 1), 0.0);
   EXPECT_EQ(values.parmse(1), 0.0);
   EXPECT_EQ(values.parmlci(1), values.parmest(1));
@@ -131,7 +131,7 @@ TEST_F(Derived, a_matrix_that_is_no_number_gives_errors_that_are_none) {
   Derived_frame frame(job());
   Derived_values values;
   ASSERT_TRUE(derive_section(frame, section_of<1>(logistic, Interval::probability), std::vector<double>{0.2},
-                             matrix(1, {std::nan("")}), values));
+                             matrix(1, {std::nan("")}), {}, values));
   EXPECT_TRUE(std::isnan(values.parmse(1)));
   EXPECT_TRUE(std::isnan(values.parmlci(1)));
   EXPECT_TRUE(std::isnan(values.parmuci(1)));
@@ -147,11 +147,27 @@ TEST_F(Derived, betas_come_back_as_they_were) {
   EXPECT_EQ(x, (std::vector<double>{0.1, 0.2}));
 }
 
+TEST_F(Derived, steps_are_those_of_the_default_whatever_deltax_says) {
+  const auto partials_with = [&](double deltax) {
+    job().status.deltax = deltax;
+    Derived_frame frame(job());
+    std::vector<double> x{0.1, 0.2};
+    Derived_values values;
+    EXPECT_TRUE(values.parmest.allocate(3) && values.partials.allocate(3, 2));
+    std::vector<double> g(3), w(3);
+    get_partials(frame, curves, x, values, g, w);
+    return std::move(values.partials);
+  };
+  const Array2<double> usual = partials_with(default_deltax), wide = partials_with(1e-3);
+  for (int i = 1; i <= 3; ++i)
+    for (int k = 1; k <= 2; ++k) EXPECT_EQ(usual(i, k), wide(i, k)) << i << k;
+}
+
 TEST_F(Derived, count_of_the_section_is_known_to_the_job) {
   Derived_frame frame(job());
   Derived_values values;
   ASSERT_TRUE(derive_section(frame, section_of<3>(curves, Interval::plain), std::vector<double>{0.1, 0.2},
-                             matrix(2, {1, 0, 0, 1}), values));
+                             matrix(2, {1, 0, 0, 1}), {}, values));
   EXPECT_EQ(job().status.nests, 3);
 }
 
@@ -161,7 +177,7 @@ double error_with_chat(Job& job, bool quasi, double chat, bool inflated) {
   Derived_frame frame(job);
   Derived_values values;
   EXPECT_TRUE(derive_section(frame, section_of<1>(counted, Interval::population, inflated),
-                             std::vector<double>{1.0}, matrix(1, {0.16}), values));
+                             std::vector<double>{1.0}, matrix(1, {0.16}), {}, values));
   return values.parmse(1);
 }
 
@@ -174,6 +190,21 @@ TEST_F(Derived, chat_inflates_under_quasi_only_and_only_when_finite_and_positive
     EXPECT_NEAR(error_with_chat(job(), true, none, true), 5.0, 1e-9);
 }
 
+// The matrix of the betas holds a c-hat that was given: of the variance of `counted`, 16 + 9, the 9 of
+// sampling are multiplied by it, whether the section is inflated or not, and whatever the model's own c-hat
+// is.
+TEST_F(Derived, chat_that_was_given_multiplies_the_sampling_term_alone) {
+  job().model.chat_given = 4.0;
+  for (const bool inflated : {false, true})
+    for (const double own : {1.0, 4.0, 7.0})
+      EXPECT_NEAR(error_with_chat(job(), true, own, inflated), std::sqrt(16.0 + 4.0 * 9.0), 1e-9);
+  Derived_frame frame(job());
+  Derived_values values;
+  ASSERT_TRUE(derive_section(frame, section_of<3>(curves, Interval::plain, true),
+                             std::vector<double>{0.3, 0.5}, matrix(2, {0.5, 0.1, 0.1, 0.25}), {}, values));
+  EXPECT_EQ(values.chat, 4.0);
+}
+
 TEST_F(Derived, chat_and_sampling_terms_stand_in_the_matrix) {
   job().model.quasi = true;
   const auto matrix_at = [&](double chat, Derived_routine routine, auto rows) {
@@ -181,7 +212,7 @@ TEST_F(Derived, chat_and_sampling_terms_stand_in_the_matrix) {
     Derived_frame frame(job());
     Derived_values values;
     EXPECT_TRUE(derive_section(frame, section_of<rows()>(routine, Interval::plain, true),
-                               std::vector<double>{0.3, 0.5}, matrix(2, {0.5, 0.1, 0.1, 0.25}), values));
+                               std::vector<double>{0.3, 0.5}, matrix(2, {0.5, 0.1, 0.1, 0.25}), {}, values));
     return std::move(values.vcdmat);
   };
   const std::integral_constant<int, 3> three;
@@ -198,7 +229,7 @@ TEST_F(Derived, a_population_below_the_animals_known_is_those) {
   Derived_values values;
   for (const double unseen : {0.0, -0.5}) {
     ASSERT_TRUE(derive_section(frame, section_of<1>(counted, Interval::population),
-                               std::vector<double>{unseen}, matrix(1, {0.16}), values));
+                               std::vector<double>{unseen}, matrix(1, {0.16}), {}, values));
     EXPECT_EQ(values.parmest(1), 40.0);
     EXPECT_EQ(values.parmlci(1), 40.0);
     EXPECT_EQ(values.parmuci(1), 40.0);
@@ -215,7 +246,7 @@ TEST_F(Derived, types_without_sections_write_nothing) {
     ++silent;
     job().status.dattyp = n;
     m.test.clear();
-    derivedest(job(), {}, {}, none);
+    derivedest(job(), {}, {}, {}, none);
     check_derived(job());
     EXPECT_EQ(m.test.listing(), "") << n;
     EXPECT_EQ(m.test.screen(), "") << n;
@@ -227,7 +258,7 @@ TEST_F(Derived, a_number_outside_the_table_is_told) {
   for (const int n : {0, 186, -4}) {
     job().status.dattyp = n;
     m.test.clear();
-    derivedest(job(), {}, {}, none);
+    derivedest(job(), {}, {}, {}, none);
     EXPECT_TRUE(
         m.test.listing_has("  * *  WARNING  * *   No derived parameters are available for data type number " +
                            std::to_string(n) + "."));

@@ -101,7 +101,7 @@ TEST(Kmprod, standard_error_is_greenwoods) {
   }
   Derived_frame frame(m.job());
   Derived_values values;
-  ASSERT_TRUE(derive_section(frame, only_section(4), x, matrix(3, variances), values));
+  ASSERT_TRUE(derive_section(frame, only_section(4), x, matrix(3, variances), {}, values));
   EXPECT_NEAR(values.parmest(1), product, 1e-15);
   EXPECT_NEAR(values.parmse(1), product * std::sqrt(greenwood), 5e-5 * values.parmse(1));
   const Limits limits = probability_limits(values.parmest(1), values.parmse(1));
@@ -117,7 +117,7 @@ TEST(Kmprod, survival_without_deaths_has_limits_of_1) {
   Derived_frame frame(m.job());
   Derived_values values;
   ASSERT_TRUE(derive_section(frame, only_section(4), std::vector<double>{1.0, 1.0},
-                             matrix(2, {0.01, 0, 0, 0.01}), values));
+                             matrix(2, {0.01, 0, 0, 0.01}), {}, values));
   EXPECT_EQ(values.parmest(1), 1.0);
   EXPECT_GT(values.parmse(1), 0.0);
   EXPECT_EQ(values.parmlci(1), 1.0);

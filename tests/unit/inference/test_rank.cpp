@@ -57,6 +57,21 @@ TEST(Threshold, is_no_finer_than_the_spacing_of_the_likelihood) {
   EXPECT_EQ(threshold(0.0, 8.1), 0x1p-22);
 }
 
+TEST(Threshold, without_one_gaps_that_leave_out_much_are_doubtful) {
+  const auto doubtful = [](double last, double loglik) {
+    Rank rank = singular_values(diagonal({1e4, 100.0, last}));
+    count_parameters(rank, 0, 50.0, 0.0, loglik);
+    return rank.doubtful_gap;
+  };
+  EXPECT_TRUE(doubtful(90.0, 5.0));  // a gap of 100 before it
+  EXPECT_TRUE(doubtful(2e-4, 5.0));
+  EXPECT_FALSE(doubtful(0.9e-4, 5.0));
+  EXPECT_FALSE(doubtful(2e-4, 9.0));
+  Rank full = singular_values(diagonal({3.0, 2.0, 1.0}));
+  count_parameters(full, 0, 50.0, 0.0, 5.0);
+  EXPECT_FALSE(full.doubtful_gap);
+}
+
 TEST(Gap_method, orders_1_and_2_are_always_full) {
   EXPECT_EQ(gap_method(std::vector<double>{3.0}, 50.0).count, 1);
   EXPECT_EQ(gap_method(std::vector<double>{3.0, 1e-12}, 50.0).count, 2);
@@ -185,8 +200,9 @@ TEST(Confounded_beta, is_the_one_that_moves_with_the_removed) {
   // Betas 1 and 3 enter as a sum only.
   Array2<double> information = diagonal({2.0, 5.0, 2.0});
   information(1, 3) = information(3, 1) = 2.0;
-  EXPECT_EQ(confounded_beta(t.job.model, information, 3), 1);
-  EXPECT_EQ(confounded_beta(t.job.model, information, 1), 3);
+  const Singular_system system = singular_system(t, information, 0.0);
+  EXPECT_EQ(confounded_beta(t.job.model, system, 3), 1);
+  EXPECT_EQ(confounded_beta(t.job.model, system, 1), 3);
 }
 
 }  // namespace

@@ -70,6 +70,28 @@ TEST(Value, short_road) {
   EXPECT_EQ(value(t, "."), -1.0);
 }
 
+TEST(Value, a_point_alone_is_fatal_where_none_may_be_missing) {
+  Test_job t;
+  for (const char* point : {".", " .", ". "})
+    EXPECT_EQ(error_of(t, [&] { given_value(t.job, point); }),
+              "\".\" stands for no number here: only individual covariates of a record may be missing.");
+  EXPECT_EQ(given_value(t.job, ".5"), 0.5);
+  EXPECT_EQ(given_value(t.job, "-9999"), -9999.0);
+}
+
+TEST(Ends_procedure, proc_or_the_single_word_stop) {
+  const auto ends = [](const char* statement) {
+    Test_job t(statement);
+    return ends_procedure(t.job);
+  };
+  EXPECT_TRUE(ends("proc estimate link=SIN;"));
+  EXPECT_TRUE(ends("proc stop;"));
+  EXPECT_TRUE(ends("stop;"));
+  EXPECT_TRUE(ends("  Stop  ;"));
+  EXPECT_FALSE(ends("stop 1;"));
+  EXPECT_FALSE(ends("initial 1;"));
+}
+
 TEST(Value, free_form) {
   Test_job t;
   EXPECT_EQ(value(t, "1.5"), 1.5);

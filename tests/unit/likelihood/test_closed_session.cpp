@@ -52,6 +52,72 @@ TEST(Closed_session, chance_of_a_capture) {
   }
 }
 
+/// 1 - q without a cancellation.
+double chance_of_a_capture(const std::vector<double>& p) {
+  double log_q = 0.0;
+  for (const double rate : p) log_q += std::log1p(-rate);
+  return -std::expm1(log_q);
+}
+
+// The last digits of a few products and sums, whatever the size of the chance.
+TEST(Closed_session, chance_of_a_capture_keeps_its_digits_where_it_is_small) {
+  constexpr int type_of_kind[] = {5, 12, 22, 23, 25, 26, 49, 50, 51, 52, 53, 54};
+  for (int kind = 1; kind <= 12; ++kind)
+    for (const double scale : {1.0, 0.3, 1e-3, 1e-8, 1e-12, 1e-15, 1e-300}) {
+      Closed_builder b(type_of_kind[kind - 1], 3, {.mixtures = 2});
+      Closed_reals x = example(b.kind);
+      for (auto& row : x.p)
+        for (double& rate : row) rate *= scale;
+      double expected = 0.0;
+      for (std::size_t m = 0; m < x.p.size(); ++m) expected += x.pi[m] * chance_of_a_capture(x.p[m]);
+      for (const char* history : {"010", "111", "000"})
+        EXPECT_NEAR(session_of(b, history, kind, x).pstar / expected, 1.0, 1e-15) << kind << ' ' << scale;
+      std::vector<double> sampled{x.p[0][0], x.p[0][2]};
+      if (!b.kind.mixtures) {
+        EXPECT_NEAR(session_of(b, "1.0", kind, x).pstar / chance_of_a_capture(sampled), 1.0, 1e-15) << kind;
+      }
+    }
+}
+
+// As many first captures on an occasion as its share of the sum of all chances, for the rest is of second
+// order.
+TEST(Closed_session, histories_of_one_capture_share_a_small_chance) {
+  for (const int type : {12, 25, 26, 50, 53, 54, 127, 145}) {
+    Closed_builder b(type, 3, {.mixtures = 2});
+    Closed_reals x = example(b.kind);
+    for (auto& row : x.p)
+      for (double& rate : row) rate *= 1e-13;
+    for (auto& row : x.c) row.assign(3, 0.0);
+    if (!b.kind.recapture) x.c = x.p;
+    b.records({"100", "010", "001"});
+    b.model.finish();
+    std::vector<double> share(3);
+    double total = 0.0;
+    for (std::size_t m = 0; m < x.p.size(); ++m)
+      for (std::size_t o = 0; o < 3; ++o) share[o] += x.pi[m] * x.p[m][o], total += x.pi[m] * x.p[m][o];
+    const std::vector<double> got = b.probabilities(x);
+    for (std::size_t o = 0; o < 3; ++o) EXPECT_NEAR(got[o], share[o] / total, 1e-12) << type;
+  }
+}
+
+// With the same deviation on all occasions of equal rates the nodes are those of the rule itself.
+TEST(Closed_session, integral_of_a_small_chance_is_that_of_the_nodes) {
+  for (const double logit_of_p : {0.0, -3.0, -12.0, -28.0}) {
+    Closed_builder b(145, 3);
+    Closed_reals x = example(b.kind);
+    x.p = {std::vector<double>(3, 1.0 / (1.0 + std::exp(-logit_of_p)))};
+    const Job& job = b.model.job();
+    double expected = 0.0;
+    for (int k = 1; k <= job.data.ghqv.extent(); ++k) {
+      const double shifted = logit_of_p + std::sqrt(2.0) * 0.8 * job.data.ghqv(k);
+      expected +=
+          job.data.ghqw(k) * chance_of_a_capture(std::vector<double>(3, 1.0 / (1.0 + std::exp(-shifted))));
+    }
+    expected /= std::sqrt(std::acos(-1.0));
+    EXPECT_NEAR(session_of(b, "010", 13, x).pstar / expected, 1.0, 1e-13) << logit_of_p;
+  }
+}
+
 TEST(Closed_session, occasions_not_sampled_enter_neither_product) {
   Closed_builder b(5, 3);
   const Closed_reals x = example(b.kind);
@@ -88,6 +154,10 @@ TEST(Closed_session, a_history_without_a_capture) {
   Closed_builder full(5, 3), conditional(12, 3);
   EXPECT_EQ(session_of(full, "000", 1, example(full.kind)).prob, 0.8 * 0.7 * 0.6);
   EXPECT_EQ(session_of(conditional, "000", 2, example(conditional.kind)).prob, 0.0);
+  conditional.record("000", {1.0F}, {0.0F});
+  conditional.model.finish();
+  EXPECT_EQ(conditional.model.func(conditional.vector_of(example(conditional.kind))),
+            -2.0 * std::log(minlog));
 }
 
 TEST(Closed_session, rates_that_are_no_numbers_take_the_floor) {
@@ -362,6 +432,25 @@ TEST(Closed_term, penalty_of_a_zero_history_outside_its_range) {
   x.p[0] = {-0.5, 0.3, -0.4};  // q = 1.5 .7 1.4
   b.model.func(b.vector_of(x));
   EXPECT_NEAR(b.model.value.sumpen, 2.0 * (1.5 * 0.7 * 1.4 - 1.0) * job.status.penalty_slope, 1e-6);
+}
+
+// Poisson limit: of f0 = lambda / p* animals that are never caught, M caught ones apart, the term tends to
+// M log(lambda / p*) - lambda.
+TEST(Closed_term, of_many_animals_that_are_rarely_caught) {
+  for (const int type : {5, 22, 23, 49, 51, 52}) {
+    Closed_builder b(type, 3, {.mixtures = 2});
+    b.record("010", {30.0F}, {0.0F});
+    b.model.finish();
+    b.model.job().model.phase1 = 0;
+    Closed_reals x = example(b.kind);
+    for (auto& row : x.p)
+      for (double& rate : row) rate *= 1e-12;
+    const double pstar = session_of(b, "000", static_cast<int>(datatype(type).closed), x).pstar;
+    x.f0 = 25.0 / pstar;
+    const double expected = 30.0 * std::log(x.f0) - 25.0;
+    // The limit is reached to M^2 / f0, far below the rounding.
+    EXPECT_NEAR(-0.5 * b.model.func(b.vector_of(x)), expected, 1e-12 * expected) << type;
+  }
 }
 
 TEST(Closed_term, a_group_in_which_no_animal_was_caught) {

@@ -148,7 +148,7 @@ TEST_F(Derived_listing, few_lines_left_start_a_page) {
     job().status.maxlin = 50;
     job().status.lines = left;
     const int page = job().status.npage;
-    report_derived(job(), {}, {});
+    report_derived(job(), {}, {}, {});
     EXPECT_EQ(job().status.npage, left == 10 ? page + 1 : page);
   }
 }

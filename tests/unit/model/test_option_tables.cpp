@@ -19,14 +19,15 @@ std::vector<std::string> in_lines(const std::vector<Option_text>& options) {
 }
 
 TEST(Option_tables, data_procedure) {
-  EXPECT_EQ(in_lines(chmatrix_option_texts()),
-            (std::vector<std::string>{
-                "occasions=n |  | required", "groups=n |  | required", "hist=n |  | required",
-                "etype=word |  | required", "icovar=n |  | 0", "strata=n | 0 to 94 | 1",
-                "events=n | 1 to 256 | 0", "eventsp=n | 0 to 256 | 0", "eventslr=n | 0 to 256 | 0",
-                "eventsbr=n | 0 to 256 | 0", "mixtures=n | 1 to 256 | 1", "nodes=n | 10 to 512 | 101",
-                "dataclones=n |  | 1", "standardize |  | off", "icmeans |  | off", "icuserspecified |  | ",
-                "nohist |  | off", "debug |  | off", "threads=n |  | as on the command line"}));
+  EXPECT_EQ(
+      in_lines(chmatrix_option_texts()),
+      (std::vector<std::string>{
+          "occasions=n |  | required", "groups=n |  | required", "hist=n |  | required",
+          "etype=word |  | required", "icovar=n |  | 0", "strata=n | 0 to 94 | 1", "events=n | 1 to 256 | 0",
+          "eventsp=n | 0 to 256 | 0", "eventslr=n | 0 to 256 | 0", "eventsbr=n | 0 to 256 | 0",
+          "mixtures=n | 1 to 256 | 1", "nodes=n | 10 to 512 | 101", "dataclones=n | 1 to 2147483647 | 1",
+          "standardize |  | off", "icmeans |  | off", "icuserspecified |  | ", "nohist |  | off",
+          "debug |  | off", "threads=n |  | as on the command line"}));
 }
 
 TEST(Option_tables, estimation_procedure) {
@@ -50,6 +51,7 @@ TEST(Option_tables, estimation_procedure) {
                                       "noloop |  | on",
                                       "nostanddm |  | off",
                                       "quasi |  | off",
+                                      "chat=v |  | none",
                                       "essanimals |  | off",
                                       "pentfirst |  | on",
                                       "pentlast |  | off",

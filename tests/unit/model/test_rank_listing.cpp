@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <cfenv>
 #include <limits>
 #include <string>
 #include <vector>
@@ -98,6 +99,39 @@ TEST(Kept, order_of_betas_has_no_blanks_between) {
   make_model(t, 3);
   report_rank(t, diagonal({40.0, 30.0, 1.0}), 1.0);
   EXPECT_TRUE(t.listing_has(" Attempted ordering of parameters by estimatibility:\n 123\n")) << t.listing();
+}
+
+TEST(Rank_listing, orders_any_number_of_betas) {
+  // 25 a line; a template of a hundred lines holds 2500, and a line of its own is begun behind a full one.
+  for (const int n : {24, 25, 26, 2475, 2499, 2500, 2501, 2525, 2526, 9999}) {
+    Test_job t;
+    make_model(t, 1);
+    Rank rank;
+    rank.npargmaxest = n;
+    for (int i = 1; i <= n; ++i) rank.order.push_back(i);
+    write_order_of_betas(t, rank);
+    const std::size_t width = std::to_string(n).size();
+    std::string text = "\n Attempted ordering of parameters by estimatibility:";
+    for (int i = 1; i <= n; ++i) {
+      if (i % 25 == 1) text += "\n ";
+      const std::string number = std::to_string(i);
+      text += std::string(width - number.size(), ' ') + number;
+    }
+    if (n % 25 == 0 && n < 2500) text += "\n";
+    EXPECT_EQ(t.listing(), text + "\n") << n;
+  }
+}
+
+TEST(Rank_listing, a_singular_value_of_0_is_an_infinite_gap_and_no_fault_of_arithmetic) {
+  Test_job t;
+  make_model(t, 3);
+  t.job.status.debug = 1;
+  std::feclearexcept(FE_ALL_EXCEPT);
+  const Rank rank = report_rank(t, diagonal({40.0, 0.0, 100.0}), 0.0);
+  EXPECT_EQ(std::fetestexcept(FE_DIVBYZERO | FE_INVALID | FE_OVERFLOW), 0);
+  EXPECT_EQ(rank.gap_count, 2);
+  EXPECT_TRUE(t.listing_has("Max Gap (2/3) = Inf Next Max Gap (1/2) = 2.500")) << t.listing();
+  std::feclearexcept(FE_ALL_EXCEPT);
 }
 
 TEST(Rank_listing, numpar_skips_the_rules) {

@@ -90,6 +90,25 @@ TEST(Estimate_options, bare_words_are_read) {
   EXPECT_EQ(model.pentfirst, 1);
 }
 
+TEST(Estimate_options, chat_asks_for_the_quasi_likelihood) {
+  Model_job t;
+  t.read("proc estimate link=LOGIT chat=1.75 loop; proc stop;");
+  estimate_options(t.job);
+  EXPECT_EQ(t.job.model.chat_given, 1.75);
+  EXPECT_EQ(t.job.model.chat, 1.75);
+  EXPECT_TRUE(t.job.model.quasi && t.job.model.loop);
+  EXPECT_FALSE(t.listing_has("WARNING"));
+}
+
+TEST(Estimate_options, chat_that_is_not_above_0_is_fatal) {
+  for (const std::string chat : {"0", "-1.5", "."}) {
+    Model_job t;
+    t.read("proc estimate chat=" + chat + "; proc stop;");
+    EXPECT_EQ(stop_text([&] { estimate_options(t.job); }), "ERROR EXIT from TARN");
+    EXPECT_TRUE(t.listing_has("ERROR -- CHAT= must be a finite number above 0, not " + chat + ".")) << chat;
+  }
+}
+
 TEST(Estimate_options, optimizers_by_name) {
   const std::vector<std::string> names{"VA09AD",     "SIMANNEAL",  "OPTMIZ",   "NEWOPTMIZ",
                                        "SIMANNEAL2", "SIMANNEAL3", "DIFF_EVOL"};

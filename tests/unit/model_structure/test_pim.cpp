@@ -231,7 +231,8 @@ TEST(Pim, all_matrices_are_printed_under_their_heads) {
   t.clear();
   print_all_pims(t.job);
   EXPECT_EQ(t.listing_lines().at(1), " PIM Set 2   Group 1   p");
-  EXPECT_EQ(t.listing_lines().at(2), " Strata Number 1 Strata/Session 1");
+  EXPECT_EQ(t.listing_lines().at(2),
+            " Strata Number 1 Strata/Session 1 PIM2(IPARAMETER,ISTRTA,JSTRTA,IGRPS)%NROWS = 1");
   EXPECT_EQ(t.listing_lines().back(), "    7    8");
   EXPECT_FALSE(t.listing_has("Phi"));
 }

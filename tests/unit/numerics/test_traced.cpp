@@ -219,6 +219,32 @@ TEST(Traced, lgamma_and_bincoef) {
   EXPECT_EQ(over(1e6, 5e5).a, 0.0);
 }
 
+TEST(Traced, rises_and_complements) {
+  for (double at : {0.4, 3.0, 17.5, 1e9}) {
+    const Bent rise = bent([](const auto& x) { return lgamma_rise(x, 5.0); }, at);
+    EXPECT_EQ(rise.v, lgamma_rise(at, 5.0));
+    EXPECT_EQ(rise.a, digamma_rise(at, 5.0));
+    EXPECT_EQ(rise.ab, trigamma_rise(at, 5.0));
+  }
+  for (double at : {-0.5, 1e-20, 0.25}) {
+    const Bent logarithm = bent([](const auto& x) { return log1p(x); }, at);
+    EXPECT_EQ(logarithm.v, std::log1p(at));
+    EXPECT_DOUBLE_EQ(logarithm.a, 1.0 / (1.0 + at));
+    EXPECT_DOUBLE_EQ(logarithm.ab, -1.0 / ((1.0 + at) * (1.0 + at)));
+  }
+  for (double chance : {1e-20, 0.3, 0.8}) {
+    const Bent rest = bent([](const auto& x) { return log_of_rest(x); }, chance);
+    EXPECT_DOUBLE_EQ(rest.v, std::log1p(-chance));
+    EXPECT_DOUBLE_EQ(rest.a, -1.0 / (1.0 - chance));
+    EXPECT_DOUBLE_EQ(rest.ab, -1.0 / ((1.0 - chance) * (1.0 - chance)));
+  }
+  // The value as it is told, the derivatives those of 1 - x x.
+  const Bent rest = bent([](const auto& x) { return complement(x * x, 0.125); }, 0.75);
+  EXPECT_EQ(rest.v, 0.125);
+  EXPECT_EQ(rest.a, -1.5);
+  EXPECT_EQ(rest.ab, -2.0);
+}
+
 TEST(Traced, power_of_base_zero_is_flat) {
   const auto flat = [](const Bent& power, double value) {
     EXPECT_EQ(power.v, value);

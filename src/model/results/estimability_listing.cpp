@@ -1,0 +1,103 @@
+#include "model/results/estimability_listing.h"
+
+#include <string>
+
+#include "derived/sections.h"
+#include "job/services/fault.h"
+#include "job/services/report.h"
+#include "job/services/template.h"
+
+namespace tarn {
+namespace {
+
+constexpr int rows_kept_together = 4;
+
+void open_table(Job& job, std::string_view title, std::string_view heading, std::string_view ruler) {
+  put_block(
+      job,
+      formatted("(/1x,a)", title) + '\n' + formatted("(1x,a)", heading) + '\n' + formatted("(1x,a)", ruler),
+      rows_kept_together);
+}
+
+/// "    5:Survival 5", as the tables name it.
+std::string named(int number, const std::string& label) { return formatted("(i5,':',a)", number, label); }
+
+void write_directions(Job& job, const Estimability& found) {
+  const Model_arrays& model = job.model;
+  open_table(job, "Directions that the data do not identify:",
+             "Direction    Parameter                    Share    Most confounded with",
+             "---------  --------------------------  -------  --------------------------");
+  for (int d = 1; d <= found.directions.size(); ++d) {
+    const Unidentified_direction& direction = found.directions(d);
+    const auto name = [&](int number) {
+      if (number == 0) return std::string();
+      return named(number, direction.of_betas ? model.blabel(number) : model.rlabel(number));
+    };
+    for (const Confounded& member : direction.members) {
+      linchk(job, 1);
+      put(job, listing, "(1x,i5,6x,a,t40,f6.1,'%',2x,a,a)", d, name(member.number), 100.0 * member.share,
+          name(member.partner), direction.of_betas ? " (betas)" : "");
+    }
+  }
+}
+
+std::string_view words_of(Range_end end) {
+  switch (end) {
+    case Range_end::lower:
+      return "lower end of its range";
+    case Range_end::upper:
+      return "upper end of its range";
+    case Range_end::wall:
+      break;
+  }
+  return "wall of standard deviations";
+}
+
+void write_boundaries(Job& job, const Estimability& found, const Estimates& real) {
+  open_table(job,
+             "Real parameters at a boundary:", "    Parameter                 Estimate      Stands at the",
+             "--------------------------  --------------  ---------------------------");
+  for (const Real_at_boundary& boundary : found.at_boundary) {
+    linchk(job, 1);
+    put(job, listing, "(1x,a,t28,2x,a14,2x,a)", named(boundary.real, job.model.rlabel(boundary.real)),
+        f14(job, real.estimate(boundary.real)), words_of(boundary.end));
+  }
+}
+
+std::string_view words_of(const Rests_on& ground) {
+  if (ground.direction && ground.boundary) return "on both";
+  return ground.direction ? "on what the data do not tell apart" : "on a boundary";
+}
+
+}  // namespace
+
+void write_estimability(Job& job, const Estimability& found, const Estimates& real) {
+  if (!found.directions.empty()) write_directions(job, found);
+  if (!found.at_boundary.empty()) write_boundaries(job, found, real);
+  for (const int beta : found.without_information)
+    warn(job, "The data hold no information on beta " + adjustfmt(beta) + ":" + job.model.blabel(beta) +
+                  "; it has no standard error.");
+}
+
+void write_derived_that_rests(Job& job, const List<Derived_values>& derived) {
+  bool open = false;
+  for (const Derived_values& values : derived)
+    for (int i = 1; i <= values.rests_on.size(); ++i) {
+      const Rests_on& ground = values.rests_on(i);
+      if (!ground.direction && !ground.boundary) continue;
+      if (!open)
+        open_table(job, "Derived values that rest on such real parameters:",
+                   "Section                         Row                Rests",
+                   "------------------------------  -----------------  ----------------------------------");
+      open = true;
+      std::string row;
+      for (int k = 1; k <= values.rows(i).size(); ++k)
+        row += std::string(row.empty() ? "" : ", ") +
+               std::string(View<const std::string_view>(values.section->label_names)(k)) + ' ' +
+               adjustfmt(values.rows(i)(k));
+      linchk(job, 1);
+      put(job, listing, "(1x,a,t34,a,t53,a)", subject(*values.section), row, words_of(ground));
+    }
+}
+
+}  // namespace tarn
