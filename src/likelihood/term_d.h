@@ -47,11 +47,21 @@ class Term_d_penalty {
   Real sum_ = 0.0;
 };
 
+/// lgamma(trials + 1) - lgamma(rest + 1), trials = k + rest. Where nearly all trials fail the difference has
+/// no digits; there Stirling's series is written for the difference.
+template <class Real, class Count>
+Real lgamma_growth(const Real& trials, const Count& k, const Real& rest) {
+  constexpr double large = 1e4;  // the next term of the series is below 1e-14
+  if (!(value_of(rest) > large)) return lgamma(trials + 1.0) - lgamma(rest + 1.0);
+  const Real x = rest + 1.0, y = trials + 1.0;
+  return (x - 0.5) * log1p(k / x) + k * (log(y) - 1.0) + (1.0 / y - 1.0 / x) / 12.0;
+}
+
 /// log of the binomial chance of k successes in k + rest trials, all of them any numbers; `trials` is their
 /// sum.
 template <class Real, class Count>
 Real log_binomial(const Real& trials, const Count& k, const Real& rest, const Real& chance) {
-  return lgamma(trials + 1.0) - lgamma(k + 1.0) - lgamma(rest + 1.0) + k * floored_log(chance) +
+  return lgamma_growth(trials, k, rest) - lgamma(k + 1.0) + k * floored_log(chance) +
          rest * log_of_rest(chance);
 }
 

@@ -7,10 +7,12 @@
 #include <utility>
 #include <vector>
 
+#include "data/catalogue/datatype.h"
 #include "likelihood/func.h"
 #include "model/levels.h"
 #include "model/structure/design.h"
 #include "numerics/floating_environment.h"
+#include "optimizers/kink_search.h"
 
 namespace tarn {
 namespace {
@@ -20,14 +22,24 @@ constexpr std::uint64_t seed_of_none = 1;
 /// A search has converged when no element of the gradient is above this: beyond it the fit warns that
 /// convergence is suspect.
 constexpr double converged_gradient = 1.0;
+/// Beyond this one the fit ends the job.
+constexpr double usable_gradient = 50.0;
+/// Objective that may be given away for the flat side of a kink: less than what is printed.
+constexpr double least_loss = 1e-6;
+/// Evaluations of the search that does not mind kinks.
+constexpr int most_at_kink = 3000;
 /// A rate so far from 0 or 1, a number this large, is at the end of its range.
 constexpr double end_itself = 1e-8;
 /// -2 log likelihood by which data tell a real parameter from the end of its range.
 constexpr double indifference = 0.5;
-constexpr int most_continuations = 10;
-constexpr int random_starts_of_other_kinds = 3, random_starts_of_mixtures = 12;
+constexpr int random_starts_of_other_kinds = 3;
+/// More of them where likelihoods have many ends: mixtures, and the walls of a penalised term, which has an
+/// end wherever walls meet.
+constexpr int random_starts_of_mixtures = 12, random_starts_between_walls = 100;
 /// Evaluations times records after which no further start of another kind is made: some tenths of a second.
 constexpr double most_work = 1e6;
+/// The same where walls make searches long; such a term costs little beside the histories.
+constexpr double most_work_between_walls = 6e7;
 
 std::uint64_t seed_of(const Model_arrays& model) {
   return model.iseed == 0 ? seed_of_none : static_cast<std::uint64_t>(model.iseed);
@@ -67,11 +79,15 @@ struct Ended {
   }
 
   double f() const { return std::isfinite(end.f) ? end.f : std::numeric_limits<double>::infinity(); }
-  bool converged() const {
-    return std::isfinite(end.f) && std::all_of(g.begin(), g.end(), [](double slope) {
-             return std::isfinite(slope) && std::abs(slope) <= converged_gradient;
-           });
+  double largest_slope() const {
+    double size = 0.0;
+    for (const double slope : g)
+      size = std::isfinite(slope) ? std::max(size, std::abs(slope)) : std::numeric_limits<double>::infinity();
+    return size;
   }
+  bool converged() const { return std::isfinite(end.f) && largest_slope() <= converged_gradient; }
+  /// A fit that ends here goes on to its results.
+  bool usable() const { return std::isfinite(end.f) && largest_slope() <= usable_gradient; }
 };
 
 /// No beta times the size of its column has moved by the accuracy that was sought.
@@ -178,6 +194,9 @@ Complaint complaint(Job& job, const Ended& first, const Value_at& value) {
   return found;
 }
 
+/// Whether a closed-form term of the model has a penalty of its own.
+bool has_walls(const Job& job) { return datatype(job.status.dattyp).closed_form == Closed_form::D; }
+
 /// The starts of other kinds, in the order in which they are tried.
 std::vector<std::vector<double>> other_starts(Job& job, const Ended& first, const Complaint& found,
                                               const Start_design& start, const Value_at& value) {
@@ -192,18 +211,58 @@ std::vector<std::vector<double>> other_starts(Job& job, const Ended& first, cons
       starts.push_back(start_from_inside(job, end, first.x, found.at_end, low, high));
   }
   const int parameters = level_classes(job).size();
-  const int random = std::max(parameters, random_starts_of_other_kinds) +
-                     (job.status.nmixtures > 1 ? random_starts_of_mixtures : 0);
+  const int further = has_walls(job)             ? random_starts_between_walls
+                      : job.status.nmixtures > 1 ? random_starts_of_mixtures
+                                                 : 0;
+  const int random = std::max(parameters, random_starts_of_other_kinds) + further;
   for (int k = 1; k <= random; ++k) starts.push_back(random_start(job, start, seed_of(job.model), k));
   return starts;
 }
 
-/// An end that has converged beats one that has not when it is no worse, else by being lower.
+/// An end that has converged beats one that has not when it is no worse, and so does one with a gradient that
+/// a fit may end with one that has none; else the lower one is better.
 bool is_better(const Ended& other, const Ended& best) {
   const double gain = best.f() - other.f();
-  if (other.converged() && !best.converged()) return gain > -same_end(best.f());
-  if (best.converged() && !other.converged()) return false;
+  if (best.usable() && !other.usable()) return false;
+  if ((other.usable() && !best.usable()) || (other.converged() && !best.converged()))
+    return gain > -same_end(best.f());
   return gain > same_end(best.f());
+}
+
+/// The search from `end` that does not mind kinks. The walls of a penalty are raised in steps: beside a steep
+/// one the rest of the function is a plain.
+Ended finished_at_kink(Job& job, const Search_objective& objective, const Ended& end,
+                       std::span<const double> sizes) {
+  Ended ended = end;
+  const std::size_t n = sizes.size();
+  ended.start = end.x;
+  std::vector<double> x(n);
+  const Gradient_objective scaled = [&](std::span<const double> y, std::span<double> g) {
+    for (std::size_t i = 0; i < n; ++i) x[i] = y[i] / sizes[i];
+    const double f = objective(x, g);
+    for (std::size_t i = 0; i < n; ++i) g[i] /= sizes[i];
+    return f;
+  };
+  for (std::size_t i = 0; i < n; ++i) ended.x[i] *= sizes[i];
+  const double stated = job.status.penalty_slope;
+  Minimiser_end found;
+  int evaluations = 0;
+  for (const double slope : {1e2, 1e3, 1e4, stated}) {
+    job.status.penalty_slope = std::min(slope, stated);
+    found = kink_search(scaled, {ended.x, ended.g, {}}, least_loss, most_at_kink);
+    evaluations += found.ifn;
+  }
+  // Conditions that were raised on the way are of no concern.
+  std::feclearexcept(FE_ALL_EXCEPT);
+  scaled(ended.x, ended.g);
+  ended.end.ifn = evaluations;
+  ended.end.f = found.f;
+  for (std::size_t i = 0; i < n; ++i) {
+    ended.x[i] /= sizes[i];
+    ended.g[i] *= sizes[i];
+  }
+  ended.raised = Raised_conditions::now();
+  return ended;
 }
 
 /// Counts the different ends among those of the searches that converged. `idle` are the ends of those that
@@ -280,27 +339,36 @@ Searches_end search(Job& job, const Search_objective& objective, const Minimiser
     (moved ? maxima : idle).push_back(ended.f());
   };
   note_end(best);
-  for (std::vector<double>& start : others) {
+  const auto compare = [&](Ended ended) {
+    ++starts.starts;
+    note_end(ended);
+    if (!is_better(ended, best)) return;
+    best = std::move(ended);
+    starts.kept = starts.starts;
+  };
+  const auto spent = [&] {
     const double work = static_cast<double>(evaluations) * job.data.encounters.size();
-    if (!starts.random && starts.starts > 1 && work > most_work) break;
+    return !starts.random && starts.starts > 1 &&
+           work > (has_walls(job) ? most_work_between_walls : most_work);
+  };
+  // At a kink of a penalty a search stops short.
+  const auto finished = [&](Ended ended) {
+    if (ended.converged() || !std::isfinite(ended.end.f) || spent()) return ended;
+    Ended at_kink = finished_at_kink(job, silent, ended, sizes);
+    evaluations += at_kink.end.ifn;
+    return is_better(at_kink, ended) || at_kink.largest_slope() < ended.largest_slope() ? at_kink : ended;
+  };
+  const bool searching = !others.empty();
+  for (std::vector<double>& start : others) {
+    if (spent()) break;
     std::feclearexcept(FE_ALL_EXCEPT);
     Ended ended = scaled_search(silent, settings, std::move(start), sizes, course);
-    ++starts.starts;
     evaluations += ended.end.ifn;
-    note_end(ended);
-    if (!is_better(ended, best)) continue;
-    best = std::move(ended);
-    starts.kept = starts.starts;
+    compare(finished(std::move(ended)));
   }
-  // At a kink of a penalty a search stops short; from there afresh it goes on, while that helps.
-  for (int again = 1; again <= most_continuations && starts.why != Second_start::none && !best.converged();
-       ++again) {
+  if (searching && !best.converged() && starts.kept == 1) {
     std::feclearexcept(FE_ALL_EXCEPT);
-    Ended ended = scaled_search(silent, settings, best.x, sizes, course);
-    ++starts.starts;
-    if (!is_better(ended, best)) break;
-    best = std::move(ended);
-    starts.kept = starts.starts;
+    compare(finished(best));
   }
   best.raised.restore();
   if (starts.random) count_ends(std::move(maxima), idle, best.f(), starts);
