@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "data/catalogue/datatype.h"
+#include "model/structure/design.h"
 #include "model/structure/pim.h"
 
 namespace tarn {
@@ -49,11 +50,22 @@ List<Range> ranges(const Job& job) {
   return found;
 }
 
+/// Whether a beta stands in row r of the design: in front of its column, or inside a function.
+bool stands_in_row(const Model_arrays& model, int r, int beta) {
+  if (beta <= model.ncovs) return model.design(r, beta) != 0.0;
+  const Design_matrix_funcs_module& functions = model.functions;
+  for (int k = 1; k <= functions.numdmfuncs; ++k)
+    if (functions.dmfuncstypes(function_number, k) == nlbeta_function &&
+        functions.dmfuncsargs(1, k) == beta - model.ncovs && row_of_function(functions, k) == r)
+      return true;
+  return false;
+}
+
 /// Whether a real parameter hangs on an estimated beta.
 bool depends(const Model_arrays& model, int r) {
   if (model.fixpar(r)) return false;
-  for (int c = 1; c <= model.ncovs; ++c)
-    if (model.design(r, c) != 0.0 && model.bindex(c) > 0) return true;
+  for (int beta = 1; beta <= model.ncovs_nlbetas; ++beta)
+    if (model.bindex(beta) > 0 && stands_in_row(model, r, beta)) return true;
   return false;
 }
 
@@ -185,7 +197,7 @@ Unidentified_direction direction_of(std::span<const double> moves, Number_of num
 /// Whether a boundary is why the data say nothing of a beta.
 bool moves_boundary(const Model_arrays& model, const List<Real_at_boundary>& at_boundary, int beta) {
   return std::any_of(at_boundary.begin(), at_boundary.end(), [&](const Real_at_boundary& boundary) {
-    return beta <= model.ncovs && model.design(boundary.real, beta) != 0.0;
+    return stands_in_row(model, boundary.real, beta);
   });
 }
 
