@@ -20,6 +20,8 @@ constexpr double next_to_end = 1e-4, on_end = 1e-10;
 /// Standard error of the logarithm of the distance to the end from which on the distance means nothing: the
 /// information of a hundredth of an animal.
 constexpr double no_distance = 10.0;
+/// Singular values above this share of the largest are no rounding: -2 log likelihood bends.
+constexpr double bends = 1e-6;
 /// From here on a standard deviation of random effects stands at its wall.
 constexpr double near_wall = 7.4;
 
@@ -69,6 +71,12 @@ bool depends(const Model_arrays& model, int r) {
   return false;
 }
 
+/// Links whose values lie between 0 and 1.
+bool confines(Link link) {
+  return link == Link::logit || link == Link::loglog || link == Link::cloglog || link == Link::sin ||
+         link == Link::cauchy;
+}
+
 /// Variance of real parameter r as the whole information matrix has it, directions that data do not identify
 /// included.
 double whole_variance(const Singular_system& system, const Array2<double>& slopes, int r) {
@@ -95,7 +103,8 @@ List<Real_at_boundary> boundaries(const Job& job, const Singular_system& system,
       found.push_back({r, Range_end::wall});
       continue;
     }
-    const bool upper = range(r) == Range::probability && x > 0.5;
+    const bool ends_at_1 = range(r) == Range::probability || confines(job.model.lindex(r));
+    const bool upper = ends_at_1 && x > 0.5;
     const double distance = upper ? 1.0 - x : x;
     if (distance >= next_to_end) continue;
     if (distance > on_end &&
@@ -242,6 +251,8 @@ Estimability judge_estimability(const Job& job, const Singular_system& system, i
     found.directions.push_back(std::move(direction));
     told.push_back(d);
   }
+  if (!told.empty() && system.s(k + 1) > bends * std::max(1.0, system.s(1)))
+    found.bend_left_out = system.s(k + 1);
   make_work_area(found.moves, n, told.size());
   for (int d = 1; d <= told.size(); ++d)
     std::copy_n(moves.betas.column(told(d)).begin(), n, found.moves.column(d).begin());
