@@ -89,6 +89,12 @@ TEST_F(Estimability_of, a_value_that_is_no_rounding_is_told_with_its_direction) 
   EXPECT_EQ(found(5).bend_left_out, 0.0);
 }
 
+TEST_F(Estimability_of, where_nothing_bends_the_largest_value_is_rounding) {
+  for (int i = 1; i <= 6; ++i) information(i, i) = 1e-9;
+  EXPECT_EQ(found(0).directions.size(), 6);
+  EXPECT_EQ(found(0).bend_left_out, 0.0);
+}
+
 TEST_F(Estimability_of, pairs_are_told_apart) {
   found(6);
   // Singular values of 0 have any mixture of the two directions as vectors.
@@ -175,6 +181,23 @@ TEST_F(Estimability_of, fixed_real_parameters_stand_at_no_boundary) {
   m.job().model.fixpar(2) = 0;
   m.job().model.bindex(2) = 0;
   EXPECT_TRUE(found(6).silent());
+}
+
+// The columns of rows 2 and 3 are fixed; a beta inside a function of row 2 is not, that of row 3 is.
+TEST_F(Estimability_of, a_beta_inside_a_function_moves_its_row_to_the_boundary) {
+  Model_arrays& model = m.job().model;
+  estimates.real.estimate(2) = estimates.real.estimate(3) = 1.0;
+  m.function(nlbeta_function, number_argument, 1.0, number_argument, 0.0, 2, 2);
+  m.function(nlbeta_function, number_argument, 2.0, number_argument, 0.0, 3, 3);
+  model.nlbetas = 2;
+  model.ncovs_nlbetas = 8;
+  ASSERT_TRUE(model.bindex.allocate(8));
+  for (const int beta : {1, 4, 5, 6}) model.bindex(beta) = beta;
+  EXPECT_TRUE(found(6).at_boundary.empty());
+  model.bindex(7) = 2;
+  const List<Real_at_boundary> ends = found(6).at_boundary;
+  ASSERT_EQ(ends.size(), 1);
+  EXPECT_EQ(ends(1).real, 2);
 }
 
 TEST_F(Estimability_of, a_beta_without_information_is_named) {
