@@ -187,6 +187,7 @@ struct Model_arrays {
   Variance vartyp = Variance::second_partials;
   Minimiser optimizer = Minimiser::va09ad;
   int maxfn = 2000, nsig = 7, numpar = 0;
+  int starts = 0;  ///< starts asked for; 0: the model's own, and a second of another kind where it is earned
   bool loop = false, standardize_design = true, essanimals = false, quasi = false, identity = false;
   double chatuse = 1.0;
   double chat_given = 0.0;  ///< CHAT=, 0: none. It is in the matrices of betas and reals from the start

@@ -223,7 +223,9 @@ bool fit_pass(Job& job, Previous_fit& previous, Fitted_model& record) {
   if (job.status.debug != 0) debug_before_fit(job, x);
   record.fit = {};
   ++record.fits;
-  record.fit.minimiser = fit(job, {x, arrays.g.span(), arrays.h.span()});
+  const Searches_end searches = fit(job, {x, arrays.g.span(), arrays.h.span()});
+  record.fit.minimiser = searches.minimiser;
+  record.fit.starts = searches.starts;
   record.fit.fitting = step_time(job.timing);
   report_solution(job, x, record.fit);
   if (previous.removed > 0) compare_with(job, previous, record.fit);

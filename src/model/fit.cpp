@@ -43,9 +43,12 @@ void word_va09ad(Job& job, const Minimiser_end& end, const Minimiser_settings& s
   // The largest signed element, so that a stop with a gradient that nowhere points up is silent.
   const bool rising =
       !g.empty() && *std::max_element(g.begin(), g.end()) > std::numeric_limits<double>::epsilon();
+  if (end.iexit == maxfn_reached && !rising)
+    warn(job, "The search for " + job.model.modnam + " stopped at MAXFN = " + adjustfmt(settings.maxfn) +
+                  " function evaluations.");
   if (end.iexit <= 1 || !rising) return;
   warnum(job, "from VA09AD optimization routine.", end.iexit);
-  if (end.iexit == 3) {
+  if (end.iexit == maxfn_reached) {
     warn(job, "Number of function evaluations exceeded MAXFN = " + adjustfmt(settings.maxfn) + " before");
     warn(job, "parameters were estimated to NSIG = " + adjustfmt(settings.nsig) + " digits for " +
                   job.model.modnam + ".");
@@ -75,9 +78,41 @@ void debug_charges(Job& job) {
   }
 }
 
+/// How the first search ended, when another one is kept.
+std::string_view words_of(Second_start why) {
+  switch (why) {
+    case Second_start::no_move:
+      return "where it began";
+    case Second_start::wall:
+      return "at the wall of a standard deviation";
+    case Second_start::mixtures:
+      return "at a lesser maximum of mixtures";
+    case Second_start::stopped:
+      return "before it had converged";
+    default:
+      return "at a boundary";
+  }
+}
+
+/// What further starts gave, where that is something.
+void report_starts(Job& job, const Starts_record& starts) {
+  if (starts.random) {
+    linchk(job, 1);
+    put(job, listing, "(1x,a,i0,a,i0,a,i0,a)", "Starts: ", starts.starts,
+        "; distinct maxima met: ", starts.maxima, "; starts that ended at the best: ", starts.at_best, ".");
+  } else if (starts.kept > 1) {
+    linchk(job, 1);
+    std::string gain = f14(job, starts.first_f - starts.f);
+    gain.erase(0, gain.find_first_not_of(' '));
+    gain.erase(gain.find_last_not_of(' ') + 1);
+    put(job, listing, "(1x,5a)", "The end of another start is kept: the first ended ", words_of(starts.why),
+        ", -2logL and penalty higher by ", gain, ".");
+  }
+}
+
 }  // namespace
 
-Minimiser_end fit(Job& job, const Search_vectors& vectors, bool report) {
+Searches_end fit(Job& job, const Search_vectors& vectors, bool report) {
   start_timing(job);
   const Model_arrays& model = job.model;
   const Minimiser_settings settings{
@@ -91,12 +126,17 @@ Minimiser_end fit(Job& job, const Search_vectors& vectors, bool report) {
     first = false;
     return value.f;
   };
-  const Minimiser_end end = minimise(objective, settings, vectors, course_of_va09ad(job));
+  const Minimiser_course course = course_of_va09ad(job);
+  const Searches_end ended = report ? search(job, objective, settings, vectors, course)
+                                    : Searches_end{minimise(objective, settings, vectors, course), {}};
+  const Minimiser_end& end = ended.minimiser;
   if (!end.available)
     error(job, "The optimizer " + std::string(name_of(settings.method)) +
                    " is not available in this version of TARN.");
   word_va09ad(job, end, settings, vectors.g);
-  if (!report) return end;
+  if (report && ended.starts.ended_at_start)
+    warn(job, "The search for " + model.modnam + " ended where it began.");
+  if (!report) return ended;
 
   linchk(job, 3);
   // KEPT: the count is that of iterations, though the line says function evaluations. Looks wrong, is
@@ -109,7 +149,8 @@ Minimiser_end fit(Job& job, const Search_vectors& vectors, bool report) {
                          between = " and System Time was ";
   put(job, listing, "(1x,9a)", label, cpu, " ", cpuunit, between, sys, " ", sysunit, ".");
   put(job, screen, "(/1x,9a)", label, cpu, " ", cpuunit, between, sys, " ", sysunit, ".");
-  return end;
+  report_starts(job, ended.starts);
+  return ended;
 }
 
 }  // namespace tarn

@@ -3,13 +3,15 @@
 #include <algorithm>
 #include <cmath>
 #include <string>
+#include <utility>
 
 #include "data/catalogue/datatype.h"
 #include "job/services/array.h"
 #include "job/services/fault.h"
+#include "model/levels.h"
+#include "model/start_betas.h"
 #include "model/structure/links.h"
 #include "model/structure/pim.h"
-#include "numerics/linear_algebra.h"
 #include "numerics/special.h"
 
 namespace tarn {
@@ -17,8 +19,6 @@ namespace tarn {
 namespace {
 
 constexpr double common_start = -0.1, resight_start = 0.1, log_cap = -0.01;
-/// Diagonal elements of R below this share of the first do not carry a beta.
-constexpr double rank_tolerance = 1e-10;
 
 /// Animals of group g that were caught alive on one of the occasions first to last.
 double animals_caught(const Job& job, int g, int first, int last) {
@@ -82,33 +82,19 @@ void place_data_starts(Job& job) {
   }
 }
 
-/// Covariate values at which the preliminary fit is translated: the means, 0 for standardised covariates.
-const double* mean_values(const Job& job, std::vector<double>& zeros) {
-  if (job.model.licovs == 0) return nullptr;
-  if (job.status.stdic == 0) return job.data.icvrmn.data();
-  zeros.assign(static_cast<std::size_t>(job.status.nicovs), 0.0);
-  return zeros.data();
-}
-
-/// Solves the least-squares problem; columns that the others explain keep 0.
-List<double> least_squares(Array2<double>& matrix, List<double>& y) {
-  const int rows = matrix.extent(1), columns = matrix.extent(2);
-  List<double> auxiliary(columns), work(columns), solution(columns);
-  List<int> pivots(columns);
-  if (dqrdc(matrix.data(), rows, rows, columns, auxiliary.data(), pivots.data(), work.data(), 1) != 0)
-    return solution;
-  int rank = 0;
-  while (rank < std::min(rows, columns) &&
-         std::abs(matrix(rank + 1, rank + 1)) > rank_tolerance * std::abs(matrix(1, 1)))
-    ++rank;
-  if (rank == 0) return solution;
-  List<double> betas(rank);
-  int info = 0;
-  dqrsl(matrix.data(), rows, rows, rank, auxiliary.data(), y.data(), nullptr, y.data(), betas.data(), nullptr,
-        nullptr, 100, info);
-  if (info != 0) return solution;
-  for (int k = 1; k <= rank; ++k) solution(pivots(k)) = betas(k);
-  return solution;
+/// Mixtures whose rates start equal would stay so, on the saddle between their maxima: they are brought
+/// apart.
+void part_mixtures(Job& job) {
+  Model_arrays& model = job.model;
+  if (job.status.nmixtures < 2) return;
+  std::vector<double> x;
+  for (int i = 1; i <= model.ncovs_nlbetas; ++i)
+    if (model.bindex(i) > 0) x.push_back(model.betast(i));
+  if (x.empty()) return;
+  const std::vector<double> parted = with_mixtures_apart(job, Start_design(job, x), x);
+  std::size_t k = 0;
+  for (int i = 1; i <= model.ncovs_nlbetas; ++i)
+    if (model.bindex(i) > 0) model.betast(i) = parted[k++];
 }
 
 /// Betas under the model's own links that come nearest to the reals in `work`.
@@ -124,8 +110,7 @@ void solve_for_start(Job& job, const Real_work<double>& work, const List<char>& 
 
   Array2<double> design, matrix;
   if (!design.allocate(model.nlogit, model.ncovs) || !matrix.allocate(rows.size(), columns.size())) {
-    warn_of_allocation(job, "from memory allocation of VCMAT and PARMSV.", Allocation::no_memory);
-    error(job, "No memory for the preliminary fit.");
+    error_of_start_memory(job);
   }
   evaluated_design(job, work.design, design);
   List<double> y;
@@ -135,7 +120,7 @@ void solve_for_start(Job& job, const Real_work<double>& work, const List<char>& 
     for (int c = 1; c <= columns.size(); ++c)
       matrix(r, c) = design(rows(r), columns(c)) * model.scalefactor(columns(c));
   }
-  const List<double> solution = least_squares(matrix, y);
+  const List<double> solution = Least_squares(std::move(matrix)).solution(std::move(y));
   for (int c = 1; c <= columns.size(); ++c) {
     double start = solution(c);
     const bool for_overridden_rows_only = std::all_of(rows.begin(), rows.end(), [&](int row) {
@@ -153,6 +138,7 @@ void preliminary_fit(Job& job, const Fit& fit) {
   const Link wanted = model.nlink;
   model.nlink = Link::sin;
   setlink(job);
+  part_mixtures(job);
   List<char> overridden;
   for (const Link link : model.lindex) overridden.push_back(link != Link::sin);
 
@@ -192,10 +178,12 @@ void choose_start(Job& job, const Fit& fit) {
       if (model.bindex(i) > 0) model.betast(i) = model.intvals(i);
   } else if (starts_without_fit(model.nlink) || datatype(job.status.dattyp).starts_without_fit) {
     initpar(job);
+    part_mixtures(job);
   } else if (model.nlink == Link::log || model.nlink == Link::identity) {
     preliminary_fit(job, fit);
   } else {
     model.betast.fill(0.0);
+    part_mixtures(job);
   }
 }
 

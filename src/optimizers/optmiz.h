@@ -10,9 +10,10 @@ namespace tarn {
 
 struct Minimiser_settings {
   Minimiser method = Minimiser::va09ad;
-  int maxfn = 2000;     ///< limit on evaluations of the objective
-  int nsig = 7;         ///< significant digits wanted: every step element below 10^-nsig ends the search
-  bool detail = false;  ///< the course is told in detail
+  int maxfn = 2000;  ///< limit on evaluations of the objective
+  int nsig = 7;      ///< significant digits wanted: every step element below 10^-nsig ends the search
+  std::span<const double> accuracy{};  ///< by element, in place of 10^-nsig; empty: none
+  bool detail = false;                 ///< the course is told in detail
 };
 
 /// The vectors of a search over n elements.
@@ -21,6 +22,9 @@ struct Search_vectors {
   std::span<double> g;  ///< n long: gradient at x
   std::span<double> h;  ///< n(n+1)/2: factors L D L' of the final Hessian approximation by columns (mc11ad.h)
 };
+
+/// Code of a search that has made all the evaluations it was allowed.
+inline constexpr int maxfn_reached = 3;
 
 /// How a search ended.
 struct Minimiser_end {

@@ -31,19 +31,19 @@ std::string results_of(const std::string& deck) {
 }
 
 TEST(Results_file, tells_the_options_in_force) {
-  const std::string results =
-      results_of("proc chmatrix occasions=4 groups=1 hist=20 etype=Live;\n" + animals +
-                 "proc estimate link=LOGIT maxfn=500 nsig=6 centralfd deltax=1e-7 nostanddm numpar=1 loop "
-                 "quasi essanimals;\n"
-                 "model={M};\ninitial 0.5 0.25;\n"
-                 "group=1 Phi rows=3 cols=3 triang constant=1;\ngroup=1 p rows=3 cols=3 triang constant=2;\n"
-                 "design matrix constraints=2 covariates=2 identity;\nproc stop;\n");
+  const std::string results = results_of(
+      "proc chmatrix occasions=4 groups=1 hist=20 etype=Live;\n" + animals +
+      "proc estimate link=LOGIT starts=2 maxfn=500 nsig=6 centralfd deltax=1e-7 nostanddm numpar=1 loop "
+      "quasi essanimals;\n"
+      "model={M};\ninitial 0.5 0.25;\n"
+      "group=1 Phi rows=3 cols=3 triang constant=1;\ngroup=1 p rows=3 cols=3 triang constant=2;\n"
+      "design matrix constraints=2 covariates=2 identity;\nproc stop;\n");
   EXPECT_TRUE(has(results, R"x("data_type":{"number":1,"keyword":"Live","name":"Live Recaptures (CJS)"})x"));
-  EXPECT_TRUE(
-      has(results,
-          R"("options":{"minimiser":"VA09AD","maxfn":500,"nsig":6,"central_differences":true,)"
-          R"("deltax":1e-07,"initial_values":true,"standardized_design":false,"numpar":1,)"
-          R"("ratio_threshold":50,"loop":true,"quasi":true,"c_hat":null,"sample_size_of_animals":true})"));
+  EXPECT_TRUE(has(results,
+                  R"("options":{"minimiser":"VA09AD","maxfn":500,"nsig":6,"central_differences":true,)"
+                  R"("deltax":1e-07,"initial_values":true,"standardized_design":false,"starts":2,"numpar":1,)"
+                  R"("ratio_threshold":50,"loop":true,"quasi":true,"c_hat":null,)"
+                  R"("sample_size_of_animals":true})"));
   EXPECT_TRUE(has(results, R"("effective_sample_size":101,)"));
   EXPECT_TRUE(has(results, R"("parameters":1,"singular_values":[)"));
   EXPECT_TRUE(has(results, R"("gap":null,"threshold":null)"));

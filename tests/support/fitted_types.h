@@ -82,8 +82,8 @@ inline const std::vector<Family_note>& fitted_types() {
 )"},
       {{22, 23, 25, 26},
        R"(- cell: as for `CLOSED`; animals belong to one of `MIXTURES=` classes that nobody sees.
-- `pi`: weights of all classes but the last, one row of columns or one column of rows. `p`, `c`: row m is class m. Give the
-  classes different starting values.
+- `pi`: weights of all classes but the last, one row of columns or one column of rows. `p`, `c`: row m is class m. Those
+  that start equal are moved apart; with `initial` give the classes different values.
 )"},
       {{49, 50, 51, 52, 53, 54},
        R"(- cell: as for the type without mis-identification. A capture that is misread makes an animal that is never seen again.

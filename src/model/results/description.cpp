@@ -183,6 +183,7 @@ void describe_options(const Job& job, Model_description& description) {
   description.maxfn = model.maxfn;
   description.nsig = model.nsig;
   description.numpar = model.numpar;
+  description.starts = model.starts;
   description.deltax = job.status.deltax;
   description.ratiothresh = job.status.ratiothresh;
   description.central_differences = model.centfd != 0;

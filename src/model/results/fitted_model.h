@@ -14,6 +14,7 @@
 #include "inference/rank.h"
 #include "inference/varmat.h"
 #include "job/services/timing.h"
+#include "model/results/starts_record.h"
 #include "numerics/list.h"
 #include "optimizers/optmiz.h"
 
@@ -22,6 +23,7 @@ namespace tarn {
 /// What one fit gives. Under LOOP a model has several; the last one stands.
 struct Fit_record {
   Minimiser_end minimiser;
+  Starts_record starts;
   double loglik = 0.0;   ///< -2 log likelihood at the solution
   double penalty = 0.0;  ///< that was added to it
   Gradient gradient;
@@ -89,7 +91,7 @@ struct Model_description {
   bool standardized_covariates = false;
   List<Covariate_value> covariates;  ///< empty unless the design uses one
   // options in force
-  int maxfn = 0, nsig = 0, numpar = 0;
+  int maxfn = 0, nsig = 0, numpar = 0, starts = 0;
   double deltax = 0.0, ratiothresh = 0.0, chat_given = 0.0;
   bool central_differences = false, loop = false, standardized_design = true, quasi = false,
        sample_size_of_animals = false, initial_values = false;

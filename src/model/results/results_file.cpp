@@ -67,6 +67,7 @@ Json options_of(const Model_description& model) {
           {"deltax", model.deltax},
           {"initial_values", model.initial_values},
           {"standardized_design", model.standardized_design},
+          {"starts", count_or_null(model.starts)},
           {"numpar", count_or_null(model.numpar)},
           {"ratio_threshold", model.ratiothresh},
           {"loop", model.loop},
@@ -180,6 +181,17 @@ Json object_of(const Jacobian_count& count) {
   return {{"singular_values", list(count.s)}, {"gap", object_of(count.gap)}};
 }
 
+Json object_of(const Starts_record& starts) {
+  const auto counted = [&](int count) { return starts.random ? Json(count) : Json(); };
+  return {{"searches", starts.starts},
+          {"second", name_of(starts.why)},
+          {"kept", starts.kept},
+          {"gain", starts.first_f - starts.f},
+          {"distinct_maxima", counted(starts.maxima)},
+          {"at_best", counted(starts.at_best)},
+          {"not_converged", counted(starts.unfinished)}};
+}
+
 std::string_view word_of(Range_end end) {
   return end == Range_end::lower ? "lower" : end == Range_end::upper ? "upper" : "wall";
 }
@@ -209,6 +221,7 @@ Json fit_of(const Fitted_model& model) {
       {"minimiser", Json{{"code", fit.minimiser.iexit},
                          {"iterations", fit.minimiser.itn},
                          {"evaluations", fit.minimiser.ifn}}},
+      {"starts", object_of(fit.starts)},
       {"minus_2_log_likelihood", fit.loglik},
       {"penalty", fit.penalty},
       {"gradient", Json{{"elements", list(fit.gradient.g)}, {"largest", fit.gradient.largest}}},

@@ -51,6 +51,10 @@ const char* updatedm(const Job& job, int hist, std::span<const Real> xbeta, Desi
 /// The whole matrix as plain numbers: the cells as typed with `work`'s values in the varying ones.
 void evaluated_design(const Job& job, const Design_work<double>& work, Array2<double>& values);
 
+/// By column, the largest absolute value of its cells over all records, as typed; 0 where there is none.
+/// Betas in design functions count as 0.
+List<double> column_sizes(Job& job);
+
 /// Sets `scalefactor`: one over the largest absolute value of the column over all records, at least 1; all 1
 /// under NOSTANDDM. Cells that depend on the animal are evaluated for every record.
 void scale_columns(Job& job);

@@ -54,28 +54,36 @@ void evaluated_design(const Job& job, const Design_work<double>& work, Array2<do
     values(model.varying_cells(v).row, model.varying_cells(v).col) = work.cells(v);
 }
 
-void scale_columns(Job& job) {
-  Model_arrays& model = job.model;
-  model.scalefactor.fill(1.0);
-  if (!model.standardize_design) return;
+List<double> column_sizes(Job& job) {
+  const Model_arrays& model = job.model;
+  List<double> sizes(model.ncovs_nlbetas, 0.0);
   const auto raise = [&](int col, double cell) {
     const double size = std::abs(cell);
-    if (size > model.scalefactor(col)) model.scalefactor(col) = size;
+    if (size > sizes(col)) sizes(col) = size;
   };
   for (const List<Design_cell>& row : model.design_rows)
     for (const Design_cell& cell : row)
       if (cell.varying == 0) raise(cell.col, cell.value);
-  if (!model.varying_cells.empty()) {
-    Design_work<double> work;
-    prepare(job, work);
-    int estimated = 0;
-    for (int i = 1; i <= model.ncovs_nlbetas; ++i) estimated = std::max(estimated, model.bindex(i));
-    const List<double> xbeta(estimated, 0.0);
-    for (int hist = 1; hist <= job.data.encounters.size(); ++hist) {
-      if (const char* fault = updatedm<double>(job, hist, xbeta, work, nullptr)) error(job, fault);
-      for (int v = 1; v <= work.cells.size(); ++v) raise(model.varying_cells(v).col, work.cells(v));
-    }
+  if (model.varying_cells.empty()) return sizes;
+  Design_work<double> work;
+  prepare(job, work);
+  int estimated = 0;
+  for (int i = 1; i <= model.ncovs_nlbetas; ++i) estimated = std::max(estimated, model.bindex(i));
+  const List<double> xbeta(estimated, 0.0);
+  for (int hist = 1; hist <= job.data.encounters.size(); ++hist) {
+    if (const char* fault = updatedm<double>(job, hist, xbeta, work, nullptr)) error(job, fault);
+    for (int v = 1; v <= work.cells.size(); ++v) raise(model.varying_cells(v).col, work.cells(v));
   }
+  return sizes;
+}
+
+void scale_columns(Job& job) {
+  Model_arrays& model = job.model;
+  model.scalefactor.fill(1.0);
+  if (!model.standardize_design) return;
+  const List<double> sizes = column_sizes(job);
+  for (int i = 1; i <= sizes.size(); ++i)
+    if (sizes(i) > 1.0) model.scalefactor(i) = sizes(i);
   for (double& factor : model.scalefactor) factor = 1.0 / factor;
   if (job.status.debug != 0) {
     put_block(job, formatted("(/1x,a,a,a)", "Scaling Factors ", model.modnam, ":") + '\n' +

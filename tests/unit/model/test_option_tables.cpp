@@ -43,6 +43,7 @@ TEST(Option_tables, estimation_procedure) {
                                       "diff_evol |  | off",
                                       "maxfn=n |  | 2000",
                                       "nsig=n |  | 7",
+                                      "starts=n | 1 to 100000 | 1, or more",
                                       "centralfd |  | off",
                                       "deltax=v |  | 1.4901161193847656e-08",
                                       "numpar=n |  | 0",

@@ -1,0 +1,316 @@
+#include "model/searches.h"
+
+#include <algorithm>
+#include <cfenv>
+#include <cmath>
+#include <limits>
+#include <utility>
+#include <vector>
+
+#include "likelihood/func.h"
+#include "model/levels.h"
+#include "model/structure/design.h"
+#include "numerics/floating_environment.h"
+
+namespace tarn {
+namespace {
+
+/// Seed of random starts when SEED is 0.
+constexpr std::uint64_t seed_of_none = 1;
+/// A search has converged when no element of the gradient is above this: beyond it the fit warns that
+/// convergence is suspect.
+constexpr double converged_gradient = 1.0;
+/// A rate so far from 0 or 1, a number this large, is at the end of its range.
+constexpr double end_itself = 1e-8;
+/// -2 log likelihood by which data tell a real parameter from the end of its range.
+constexpr double indifference = 0.5;
+constexpr int most_continuations = 10;
+constexpr int random_starts_of_other_kinds = 3, random_starts_of_mixtures = 12;
+/// Evaluations times records after which no further start of another kind is made: some tenths of a second.
+constexpr double most_work = 1e6;
+
+std::uint64_t seed_of(const Model_arrays& model) {
+  return model.iseed == 0 ? seed_of_none : static_cast<std::uint64_t>(model.iseed);
+}
+
+/// The conditions raised since it was made; put back by `restore`.
+class Raised_conditions {
+ public:
+  static Raised_conditions now() {
+    Raised_conditions raised;
+    std::fegetexceptflag(&raised.flags_, FE_ALL_EXCEPT);
+    return raised;
+  }
+  void restore() const { std::fesetexceptflag(&flags_, FE_ALL_EXCEPT); }
+
+ private:
+  std::fexcept_t flags_{};
+};
+
+/// A search with its vectors.
+struct Ended {
+  Minimiser_end end;
+  std::vector<double> start, x, g, h;
+  Raised_conditions raised;
+
+  /// Takes over the end of the search that has just been made.
+  void take(const Search_vectors& vectors) {
+    x.assign(vectors.x.begin(), vectors.x.end());
+    g.assign(vectors.g.begin(), vectors.g.end());
+    h.assign(vectors.h.begin(), vectors.h.end());
+    raised = Raised_conditions::now();
+  }
+  void give(const Search_vectors& vectors) const {
+    std::copy(x.begin(), x.end(), vectors.x.begin());
+    std::copy(g.begin(), g.end(), vectors.g.begin());
+    std::copy(h.begin(), h.end(), vectors.h.begin());
+  }
+
+  double f() const { return std::isfinite(end.f) ? end.f : std::numeric_limits<double>::infinity(); }
+  bool converged() const {
+    return std::isfinite(end.f) && std::all_of(g.begin(), g.end(), [](double slope) {
+             return std::isfinite(slope) && std::abs(slope) <= converged_gradient;
+           });
+  }
+};
+
+/// No beta times the size of its column has moved by the accuracy that was sought.
+bool stayed(std::span<const double> start, std::span<const double> x, std::span<const double> sizes,
+            int nsig) {
+  const double accuracy = std::pow(10.0, -nsig);
+  for (std::size_t i = 0; i < x.size(); ++i)
+    if (!(std::abs(x[i] - start[i]) * sizes[i] < accuracy)) return false;
+  return !x.empty();
+}
+
+/// Factors of B to those of S B S, S diagonal: L becomes S L S^-1, D becomes S D S.
+void scale_factors(std::vector<double>& h, std::span<const double> s) {
+  std::size_t k = 0;
+  for (std::size_t j = 0; j < s.size(); ++j) {
+    h[k++] *= s[j] * s[j];
+    for (std::size_t i = j + 1; i < s.size(); ++i) h[k++] *= s[i] / s[j];
+  }
+}
+
+/// A search in betas that are multiplied by the size of their column, from `start`.
+Ended scaled_search(const Search_objective& objective, const Minimiser_settings& settings,
+                    std::vector<double> start, std::span<const double> sizes,
+                    const Minimiser_course& course) {
+  const std::size_t n = start.size();
+  Ended ended;
+  ended.start = ended.x = std::move(start);
+  ended.g.resize(n);
+  ended.h.resize(n * (n + 1) / 2);
+  std::vector<double> x(n);
+  const Gradient_objective scaled = [&](std::span<const double> y, std::span<double> g) {
+    for (std::size_t i = 0; i < n; ++i) x[i] = y[i] / sizes[i];
+    const double f = objective(x, g);
+    for (std::size_t i = 0; i < n; ++i) g[i] /= sizes[i];
+    return f;
+  };
+  for (std::size_t i = 0; i < n; ++i) ended.x[i] *= sizes[i];
+  // The gradient that is judged is that of the unscaled beta.
+  const double largest = *std::max_element(sizes.begin(), sizes.end());
+  std::vector<double> accuracy(n, std::pow(10.0, -settings.nsig) / std::max(1.0, largest));
+  Minimiser_settings own = settings;
+  own.detail = false;
+  own.accuracy = accuracy;
+  ended.end = minimise(scaled, own, {ended.x, ended.g, ended.h}, course);
+  for (std::size_t i = 0; i < n; ++i) {
+    ended.x[i] /= sizes[i];
+    ended.g[i] *= sizes[i];
+  }
+  scale_factors(ended.h, sizes);
+  ended.raised = Raised_conditions::now();
+  return ended;
+}
+
+/// True when the data do not tell the real parameter r, which is `real` at x, from the end of its range:
+/// moved there it costs less than `indifference`.
+bool as_good_at_the_end(const Job& job, const Start_design& end, const Value_at& value, const Ended& first,
+                        const Level_class& of, int r, double real) {
+  const Link link = job.model.lindex(r);
+  const bool confined = of.kind == Level_kind::rate || is_confined(link);
+  if (real > (confined ? 1.0 : of.base)) return true;
+  const bool up = confined && real > 0.5;
+  const double beyond = up ? 1.0 - end_itself : end_itself;
+  if (up ? real >= beyond : real <= beyond) return true;
+  List<double> change(job.model.nlogit, 0.0);
+  change(r) = predictor_of(link, beyond) - predictor_of(link, real);
+  return !(value(end.moved(first.x, change)) - first.f() > indifference);
+}
+
+/// Why the end of the first search asks for other starts, and the real parameters that stand at an end.
+struct Complaint {
+  Second_start why = Second_start::none;
+  List<int> at_end;
+};
+
+Complaint complaint(Job& job, const Ended& first, const Value_at& value) {
+  Complaint found;
+  Likelihood_point& point = likelihood_point(job);
+  point.move_to(first.x);
+  const Reals<double> reals = point.reals();
+  List<std::pair<int, int>> near;  // class, real
+  const List<Level_class> classes = level_classes(job);
+  List<double> real(job.model.nlogit, 0.0);
+  for (int r = 1; r <= real.size(); ++r) real(r) = reals[r];
+  for (int k = 1; k <= classes.size(); ++k)
+    for (const int r : classes(k).reals)
+      if (near_an_end(classes(k), job.model.lindex(r), real(r))) near.push_back({k, r});
+  bool wall = false;
+  if (!near.empty()) {
+    const Start_design end(job, first.x);
+    for (const auto& [k, r] : near) {
+      if (!as_good_at_the_end(job, end, value, first, classes(k), r, real(r))) continue;
+      found.at_end.push_back(r);
+      wall = wall || (classes(k).kind == Level_kind::deviation && real(r) > 1.0);
+    }
+  }
+  if (wall)
+    found.why = Second_start::wall;
+  else if (!found.at_end.empty())
+    found.why = Second_start::boundary;
+  else if (mixtures_coincide(job, real) || mixes_recaptures(job))
+    found.why = Second_start::mixtures;
+  else if (!first.converged())
+    found.why = Second_start::stopped;
+  return found;
+}
+
+/// The starts of other kinds, in the order in which they are tried.
+std::vector<std::vector<double>> other_starts(Job& job, const Ended& first, const Complaint& found,
+                                              const Start_design& start, const Value_at& value) {
+  std::vector<std::vector<double>> starts;
+  if (!first.converged() && found.why != Second_start::no_move) starts.push_back(first.x);
+  starts.push_back(start_by_levels(job, start, value));
+  if (found.why == Second_start::mixtures)
+    starts.push_back(with_mixtures_apart(job, Start_design(job, first.x), first.x));
+  if (!found.at_end.empty()) {
+    const Start_design end(job, first.x);
+    for (const auto& [low, high] : {std::pair(0.1, 0.9), std::pair(0.9, 0.1), std::pair(0.5, 0.5)})
+      starts.push_back(start_from_inside(job, end, first.x, found.at_end, low, high));
+  }
+  const int parameters = level_classes(job).size();
+  const int random = std::max(parameters, random_starts_of_other_kinds) +
+                     (job.status.nmixtures > 1 ? random_starts_of_mixtures : 0);
+  for (int k = 1; k <= random; ++k) starts.push_back(random_start(job, start, seed_of(job.model), k));
+  return starts;
+}
+
+/// An end that has converged beats one that has not when it is no worse, else by being lower.
+bool is_better(const Ended& other, const Ended& best) {
+  const double gain = best.f() - other.f();
+  if (other.converged() && !best.converged()) return gain > -same_end(best.f());
+  if (best.converged() && !other.converged()) return false;
+  return gain > same_end(best.f());
+}
+
+/// Counts the different ends among those of the searches that converged. `idle` are the ends of those that
+/// stayed where they began, be it on a plain without a slope: they count when they are as good as the best.
+void count_ends(std::vector<double> f, const std::vector<double>& idle, double best, Starts_record& record) {
+  for (const double end : idle)
+    if (end - best <= same_end(best)) f.push_back(end);
+  std::sort(f.begin(), f.end());
+  record.unfinished = record.starts - static_cast<int>(f.size());
+  for (std::size_t i = 0; i < f.size(); ++i) {
+    if (i == 0 || f[i] - f[i - 1] > same_end(f[i])) ++record.maxima;
+    if (record.maxima == 1) ++record.at_best;
+  }
+}
+
+/// The size of each estimated beta's column as the optimizer sees it; 1 for a column of zeros.
+std::vector<double> sizes_of_columns(Job& job) {
+  const Model_arrays& model = job.model;
+  std::vector<double> sizes;
+  const List<double> largest = column_sizes(job);
+  for (int c = 1; c <= model.ncovs_nlbetas; ++c)
+    if (model.bindex(c) > 0) sizes.push_back(largest(c) > 0.0 ? largest(c) * model.scalefactor(c) : 1.0);
+  return sizes;
+}
+
+}  // namespace
+
+double same_end(double f) { return 0.001 + 1e-9 * std::abs(f); }
+
+Searches_end search(Job& job, const Search_objective& objective, const Minimiser_settings& settings,
+                    const Search_vectors& vectors, const Minimiser_course& course) {
+  const Model_arrays& model = job.model;
+  const std::size_t n = vectors.x.size();
+  Ended best;
+  best.start.assign(vectors.x.begin(), vectors.x.end());
+  best.end = minimise(objective, settings, vectors, course);
+  Searches_end result{best.end, {}};
+  Starts_record& starts = result.starts;
+  starts.first_f = starts.f = best.end.f;
+  if (!best.end.available || n == 0) return result;
+  best.take(vectors);
+
+  Likelihood_point& point = likelihood_point(job);
+  int evaluations = 0;
+  const Value_at value = [&](std::span<const double> x) {
+    ++evaluations;
+    return point.move_to(x).f;
+  };
+  const Search_objective silent = [&point](std::span<const double> x, std::span<double> g) {
+    return point.move_to(x, g).f;
+  };
+  const std::vector<double> sizes = sizes_of_columns(job);
+  starts.ended_at_start = stayed(best.start, best.x, sizes, settings.nsig);
+  starts.random = model.starts >= 2;
+  std::vector<std::vector<double>> others;
+  if (starts.random) {
+    const Kept_floating_environment made_up;
+    const Start_design design(job, best.start);
+    for (int k = 1; k < model.starts; ++k) others.push_back(random_start(job, design, seed_of(model), k));
+  } else if (model.starts == 0 && !model.initial_given && best.end.iexit != maxfn_reached) {
+    // MAXFN is the user's limit, which no other start gets round.
+    const Kept_floating_environment made_up;
+    Complaint found = complaint(job, best, value);
+    if (starts.ended_at_start) found.why = Second_start::no_move;
+    starts.why = found.why;
+    if (found.why != Second_start::none)
+      others = other_starts(job, best, found, Start_design(job, best.start), value);
+  }
+
+  std::vector<double> maxima, idle;
+  const auto note_end = [&](const Ended& ended) {
+    if (!ended.converged()) return;
+    const bool moved = !stayed(ended.start, ended.x, sizes, settings.nsig);
+    (moved ? maxima : idle).push_back(ended.f());
+  };
+  note_end(best);
+  for (std::vector<double>& start : others) {
+    const double work = static_cast<double>(evaluations) * job.data.encounters.size();
+    if (!starts.random && starts.starts > 1 && work > most_work) break;
+    std::feclearexcept(FE_ALL_EXCEPT);
+    Ended ended = scaled_search(silent, settings, std::move(start), sizes, course);
+    ++starts.starts;
+    evaluations += ended.end.ifn;
+    note_end(ended);
+    if (!is_better(ended, best)) continue;
+    best = std::move(ended);
+    starts.kept = starts.starts;
+  }
+  // At a kink of a penalty a search stops short; from there afresh it goes on, while that helps.
+  for (int again = 1; again <= most_continuations && starts.why != Second_start::none && !best.converged();
+       ++again) {
+    std::feclearexcept(FE_ALL_EXCEPT);
+    Ended ended = scaled_search(silent, settings, best.x, sizes, course);
+    ++starts.starts;
+    if (!is_better(ended, best)) break;
+    best = std::move(ended);
+    starts.kept = starts.starts;
+  }
+  best.raised.restore();
+  if (starts.random) count_ends(std::move(maxima), idle, best.f(), starts);
+  if (starts.kept == 1) return result;
+
+  best.give(vectors);
+  result.minimiser = best.end;
+  starts.f = best.end.f;
+  starts.ended_at_start = stayed(best.start, best.x, sizes, settings.nsig);
+  return result;
+}
+
+}  // namespace tarn
