@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "data/catalogue/datatype.h"
+#include "model/structure/design.h"
 #include "model/structure/pim.h"
 
 namespace tarn {
@@ -19,6 +20,8 @@ constexpr double next_to_end = 1e-4, on_end = 1e-10;
 /// Standard error of the logarithm of the distance to the end from which on the distance means nothing: the
 /// information of a hundredth of an animal.
 constexpr double no_distance = 10.0;
+/// Singular values above this share of the largest are no rounding: -2 log likelihood bends.
+constexpr double bends = 1e-6;
 /// From here on a standard deviation of random effects stands at its wall.
 constexpr double near_wall = 7.4;
 
@@ -49,12 +52,29 @@ List<Range> ranges(const Job& job) {
   return found;
 }
 
+/// Whether a beta stands in row r of the design: in front of its column, or inside a function.
+bool stands_in_row(const Model_arrays& model, int r, int beta) {
+  if (beta <= model.ncovs) return model.design(r, beta) != 0.0;
+  const Design_matrix_funcs_module& functions = model.functions;
+  for (int k = 1; k <= functions.numdmfuncs; ++k)
+    if (functions.dmfuncstypes(function_number, k) == nlbeta_function &&
+        functions.dmfuncsargs(1, k) == beta - model.ncovs && row_of_function(functions, k) == r)
+      return true;
+  return false;
+}
+
 /// Whether a real parameter hangs on an estimated beta.
 bool depends(const Model_arrays& model, int r) {
   if (model.fixpar(r)) return false;
-  for (int c = 1; c <= model.ncovs; ++c)
-    if (model.design(r, c) != 0.0 && model.bindex(c) > 0) return true;
+  for (int beta = 1; beta <= model.ncovs_nlbetas; ++beta)
+    if (model.bindex(beta) > 0 && stands_in_row(model, r, beta)) return true;
   return false;
+}
+
+/// Links whose values lie between 0 and 1.
+bool confines(Link link) {
+  return link == Link::logit || link == Link::loglog || link == Link::cloglog || link == Link::sin ||
+         link == Link::cauchy;
 }
 
 /// Variance of real parameter r as the whole information matrix has it, directions that data do not identify
@@ -83,7 +103,8 @@ List<Real_at_boundary> boundaries(const Job& job, const Singular_system& system,
       found.push_back({r, Range_end::wall});
       continue;
     }
-    const bool upper = range(r) == Range::probability && x > 0.5;
+    const bool ends_at_1 = range(r) == Range::probability || confines(job.model.lindex(r));
+    const bool upper = ends_at_1 && x > 0.5;
     const double distance = upper ? 1.0 - x : x;
     if (distance >= next_to_end) continue;
     if (distance > on_end &&
@@ -185,7 +206,7 @@ Unidentified_direction direction_of(std::span<const double> moves, Number_of num
 /// Whether a boundary is why the data say nothing of a beta.
 bool moves_boundary(const Model_arrays& model, const List<Real_at_boundary>& at_boundary, int beta) {
   return std::any_of(at_boundary.begin(), at_boundary.end(), [&](const Real_at_boundary& boundary) {
-    return beta <= model.ncovs && model.design(boundary.real, beta) != 0.0;
+    return stands_in_row(model, boundary.real, beta);
   });
 }
 
@@ -230,6 +251,8 @@ Estimability judge_estimability(const Job& job, const Singular_system& system, i
     found.directions.push_back(std::move(direction));
     told.push_back(d);
   }
+  if (!told.empty() && system.s(k + 1) > bends * std::max(1.0, system.s(1)))
+    found.bend_left_out = system.s(k + 1);
   make_work_area(found.moves, n, told.size());
   for (int d = 1; d <= told.size(); ++d)
     std::copy_n(moves.betas.column(told(d)).begin(), n, found.moves.column(d).begin());

@@ -11,7 +11,7 @@ namespace tarn {
 /// The end of its range at which a real parameter stands.
 enum class Range_end {
   lower,  ///< 0
-  upper,  ///< 1, of a probability
+  upper,  ///< 1, of a probability, or of what its link confines to 0 to 1
   wall    ///< of a standard deviation, beyond which the likelihood is not computed
 };
 
@@ -39,6 +39,9 @@ struct Estimability {
   List<Real_at_boundary> at_boundary;
   List<int> without_information;  ///< betas
   Array2<double> moves;           ///< estimated betas x directions, columns of length 1
+  /// Largest singular value left out, where directions are told of it that may be identified: it is no
+  /// rounding, so a large gradient or NUMPAR left it out. 0 otherwise.
+  double bend_left_out = 0.0;
 
   bool silent() const { return directions.empty() && at_boundary.empty() && without_information.empty(); }
 };

@@ -6,6 +6,7 @@
 
 #include "job/services/array.h"
 #include "job/services/fault.h"
+#include "model/structure/design.h"
 #include "model/structure/links.h"
 #include "model/structure/pim.h"
 #include "numerics/linear_algebra.h"
@@ -21,13 +22,9 @@ List<char> rows_without_analytic_derivative(const Model_arrays& model) {
   for (int r = 1; r <= model.nlogit; ++r)
     if (links_a_set(model.lindex(r))) rows(r) = 1;
   const Design_matrix_funcs_module& functions = model.functions;
-  for (int k = 1; k <= functions.numdmfuncs; ++k) {
-    if (functions.dmfuncstypes(function_number, k) != nlbeta_function) continue;
-    int top = k;
-    while (functions.dmfuncstypes(nesting_level, top) > 1)
-      top = functions.dmfuncstypes(column_or_parent, top);
-    rows(functions.dmfuncstypes(row_or_slot, top)) = 1;
-  }
+  for (int k = 1; k <= functions.numdmfuncs; ++k)
+    if (functions.dmfuncstypes(function_number, k) == nlbeta_function)
+      rows(row_of_function(functions, k)) = 1;
   return rows;
 }
 

@@ -104,6 +104,9 @@ struct Closed_result {
   Real pstar;  ///< chance of at least one capture on the occasions sampled
 };
 
+/// A p* below this is no difference 1 - q, which has lost digits that count.
+inline constexpr double rarely_caught = 0.5;
+
 namespace detail {
 
 template <class Real>
@@ -111,9 +114,6 @@ struct Closed_products {
   Real h;  ///< of the stretch as it is
   Real q;  ///< of no capture
 };
-
-/// Below this 1 - q has lost digits that count.
-inline constexpr double rarely_caught = 0.5;
 
 /// p* of a chance q of no capture. `first_captures()` gives its value as a sum of products.
 template <class Real, class Sum>

@@ -73,6 +73,10 @@ std::string_view words_of(const Rests_on& ground) {
 
 void write_estimability(Job& job, const Estimability& found, const Estimates& real) {
   if (!found.directions.empty()) write_directions(job, found);
+  if (found.bend_left_out > 0.0)
+    warn(job, "The data may identify some of these directions: a singular value of " +
+                  formatted("(1pg0.4)", found.bend_left_out) +
+                  " was left out, which is no rounding. Mind the gradient, or NUMPAR.");
   if (!found.at_boundary.empty()) write_boundaries(job, found, real);
   for (const int beta : found.without_information)
     warn(job, "The data hold no information on beta " + adjustfmt(beta) + ":" + job.model.blabel(beta) +

@@ -64,6 +64,9 @@ inline bool reals_depend_on_record(const Model_arrays& model) {
   return model.licovs != 0 || model.functions.numdmfuncs > 0;
 }
 
+/// Design row of the cell in which function node k stands, nested or not.
+int row_of_function(const Design_matrix_funcs_module& functions, int k);
+
 /// Whether a design function holds a beta (NLBETA).
 bool holds_betas(const Design_matrix_funcs_module& functions);
 

@@ -184,6 +184,11 @@ const char* updatedm(const Job& job, int hist, std::span<const Real> xbeta, Desi
   return fault;
 }
 
+int row_of_function(const Design_matrix_funcs_module& functions, int k) {
+  while (functions.dmfuncstypes(nesting_level, k) > 1) k = functions.dmfuncstypes(column_or_parent, k);
+  return functions.dmfuncstypes(row_or_slot, k);
+}
+
 bool holds_betas(const Design_matrix_funcs_module& functions) {
   for (int k = 1; k <= functions.numdmfuncs; ++k)
     if (functions.dmfuncstypes(function_number, k) == nlbeta_function) return true;

@@ -74,6 +74,27 @@ TEST_F(Estimability_of, a_pair_has_its_shares_of_the_move) {
   EXPECT_TRUE(open.at_boundary.empty());
 }
 
+// What a large gradient or NUMPAR has left out is no direction that the data are silent about.
+TEST_F(Estimability_of, a_value_that_is_no_rounding_is_told_with_its_direction) {
+  EXPECT_EQ(found(5).bend_left_out, 100.0);
+  information(6, 6) = 1.1e-4;
+  EXPECT_EQ(found(5).bend_left_out, 1.1e-4);
+  information(6, 6) = 0.9e-4;
+  EXPECT_EQ(found(5).directions.size(), 1);
+  EXPECT_EQ(found(5).bend_left_out, 0.0);
+  EXPECT_EQ(found(6).bend_left_out, 0.0);
+  // Of a boundary no direction is told.
+  information(6, 6) = 1.1e-4;
+  estimates.real.estimate(6) = 1.0 - 1e-9;
+  EXPECT_EQ(found(5).bend_left_out, 0.0);
+}
+
+TEST_F(Estimability_of, where_nothing_bends_the_largest_value_is_rounding) {
+  for (int i = 1; i <= 6; ++i) information(i, i) = 1e-9;
+  EXPECT_EQ(found(0).directions.size(), 6);
+  EXPECT_EQ(found(0).bend_left_out, 0.0);
+}
+
 TEST_F(Estimability_of, pairs_are_told_apart) {
   found(6);
   // Singular values of 0 have any mixture of the two directions as vectors.
@@ -162,6 +183,23 @@ TEST_F(Estimability_of, fixed_real_parameters_stand_at_no_boundary) {
   EXPECT_TRUE(found(6).silent());
 }
 
+// The columns of rows 2 and 3 are fixed; a beta inside a function of row 2 is not, that of row 3 is.
+TEST_F(Estimability_of, a_beta_inside_a_function_moves_its_row_to_the_boundary) {
+  Model_arrays& model = m.job().model;
+  estimates.real.estimate(2) = estimates.real.estimate(3) = 1.0;
+  m.function(nlbeta_function, number_argument, 1.0, number_argument, 0.0, 2, 2);
+  m.function(nlbeta_function, number_argument, 2.0, number_argument, 0.0, 3, 3);
+  model.nlbetas = 2;
+  model.ncovs_nlbetas = 8;
+  ASSERT_TRUE(model.bindex.allocate(8));
+  for (const int beta : {1, 4, 5, 6}) model.bindex(beta) = beta;
+  EXPECT_TRUE(found(6).at_boundary.empty());
+  model.bindex(7) = 2;
+  const List<Real_at_boundary> ends = found(6).at_boundary;
+  ASSERT_EQ(ends.size(), 1);
+  EXPECT_EQ(ends(1).real, 2);
+}
+
 TEST_F(Estimability_of, a_beta_without_information_is_named) {
   information(5, 5) = 0.0;
   const Estimability open = found(5);
@@ -203,7 +241,7 @@ TEST_F(Estimability_of, nothing_is_told_without_singular_values) {
 class Size_or_deviation : public testing::Test {
  protected:
   Estimability found(const char* keyword, const char* third, double estimate, double information_of_third,
-                     int k) {
+                     int k, Link link = Link::log) {
     Model_builder m(dattyp_of(keyword), 2);
     m.record("10", {4});
     const List<std::string>& names = m.job().data.parameterlist;
@@ -218,6 +256,9 @@ class Size_or_deviation : public testing::Test {
     model.ncovs_nlbetas = 3;
     EXPECT_TRUE(model.bindex.allocate(3) && model.fixpar.allocate(3));
     for (int i = 1; i <= 3; ++i) m.cell(i, i, 1.0), model.bindex(i) = i;
+    EXPECT_TRUE(model.lindex.allocate(3));
+    model.lindex.fill(Link::logit);
+    model.lindex(3) = link;
     Array2<double> information;
     make_work_area(information, 3, 3);
     information(1, 1) = 100.0, information(2, 2) = 50.0, information(3, 3) = information_of_third;
@@ -271,6 +312,17 @@ TEST_F(Size_or_deviation, a_deviation_has_a_wall) {
   EXPECT_EQ(end(7.3), 0);
   EXPECT_EQ(end(1.0), 0);
   EXPECT_EQ(end(1e-5), 1 + static_cast<int>(Range_end::lower));
+}
+
+// A deviation under LOGIT cannot leave 1 behind, wherever the data would have it.
+TEST_F(Size_or_deviation, a_link_may_end_before_the_range) {
+  for (const Link link : {Link::logit, Link::loglog, Link::cloglog, Link::sin, Link::cauchy}) {
+    const Estimability open = found("HUGGINSRE", "sigmap", 1.0 - 1e-7, 1e-3, 3, link);
+    ASSERT_EQ(open.at_boundary.size(), 1);
+    EXPECT_EQ(open.at_boundary(1).end, Range_end::upper);
+    EXPECT_TRUE(found("HUGGINSRE", "sigmap", 0.99, 1e-3, 3, link).silent());
+  }
+  EXPECT_TRUE(found("HUGGINSRE", "sigmap", 1.0 - 1e-7, 1e-3, 3, Link::identity).silent());
 }
 
 }  // namespace

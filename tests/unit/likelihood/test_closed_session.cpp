@@ -453,6 +453,27 @@ TEST(Closed_term, of_many_animals_that_are_rarely_caught) {
   }
 }
 
+// Nearly every animal is caught: the chance of none is a product with all its digits, 1 - p* has few or none.
+TEST(Closed_term, of_animals_that_are_hardly_ever_missed) {
+  for (const int type : {5, 22, 23, 49, 51, 52})
+    for (const double missed : {1e-2, 1e-5, 1e-9}) {
+      Closed_builder b(type, 3, {.mixtures = 2});
+      b.record("111", {30.0F}, {0.0F});
+      b.model.finish();
+      b.model.job().model.phase1 = 0;
+      Closed_reals x = example(b.kind), none = x;
+      for (auto& row : x.p)
+        for (double& rate : row) rate = 1.0 - missed;
+      x.f0 = 4.0, none.f0 = 0.0;
+      none.p = x.p;
+      const double term = -0.5 * (b.model.func(b.vector_of(x)) - b.model.func(b.vector_of(none)));
+      const double expected = 4.0 * 3.0 * std::log(1.0 - x.p[0][0]) + std::lgamma(35.0) - std::lgamma(5.0) -
+                              (std::lgamma(31.0) - std::lgamma(1.0));
+      // The last digits of the sums.
+      EXPECT_NEAR(term, expected, 1e-13 * std::fabs(expected) + 1e-12) << type << ", " << missed;
+    }
+}
+
 TEST(Closed_term, a_group_in_which_no_animal_was_caught) {
   Closed_builder b(5, 3, {.groups = 2});
   b.record("111", {3.0F, 0.0F}, {0.0F, 0.0F});
