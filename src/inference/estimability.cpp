@@ -25,15 +25,7 @@ constexpr double bends = 1e-6;
 /// From here on a standard deviation of random effects stands at its wall.
 constexpr double near_wall = 7.4;
 
-/// Which values a real parameter may take.
-enum class Range { any, probability, positive, deviation };
-
-Range range_of(const Datatype& type, std::string_view name) {
-  if (name.starts_with("sigma")) return Range::deviation;
-  if (names_hold(type.identity_link, name)) return Range::any;
-  if (names_hold(type.log_link, name) || name == "N" || name == "f0") return Range::positive;
-  return Range::probability;
-}
+using Range = Parameter_range;
 
 /// The range of every real parameter; the narrowest of the uses that it has.
 List<Range> ranges(const Job& job) {
@@ -41,7 +33,7 @@ List<Range> ranges(const Job& job) {
   const Datatype& type = datatype(job.status.dattyp);
   List<Range> found(model.nlogit, Range::any);
   for (int q = 1; q <= job.data.numparmnames; ++q) {
-    const Range range = range_of(type, job.data.parameterlist(q));
+    const Range range = parameter_range(type, job.data.parameterlist(q));
     if (range == Range::any) continue;
     for_each_matrix_of(job, q, [&](const Pim_place&, const Pim& pim) {
       for_each_cell(pim, [&](int, int, int cell) {
@@ -137,7 +129,7 @@ Moves moves_behind(const Job& job, const Singular_system& system, int k, const M
     }
   for (int r = 1; r <= nlogit; ++r) {
     const double x = estimates.real.estimate(r);
-    const bool relative = range(r) == Range::positive || range(r) == Range::deviation;
+    const bool relative = range(r) != Range::probability && range(r) != Range::any;
     if (relative && x > 0.0)
       for (int d = 1; d <= count; ++d) moves.reals(r, d) /= x;
   }

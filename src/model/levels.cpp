@@ -62,17 +62,22 @@ Level_class new_class(const Job& job, const std::string& name, int mixture) {
   Level_class made;
   made.parameter = name;
   made.mixture = mixture;
-  if (name.starts_with("sigma")) {
-    made.kind = Level_kind::deviation;
-  } else if (name == "f0" || name == "N") {
-    made.kind = Level_kind::count;
-    made.base = animals(job);
-  } else if (names_hold(type.log_link, name) || names_hold(type.identity_link, name) ||
-             type.cell == Cell::vpa) {
-    made.kind = Level_kind::positive;
-  } else if (lives_through_intervals(name) || met_in_intervals(job.status.dattyp, name)) {
-    made.exponent = 1.0 / mean_interval(job);
-    made.complement = !lives_through_intervals(name);
+  switch (parameter_range(type, name)) {
+    case Parameter_range::deviation:
+      made.kind = Level_kind::deviation;
+      break;
+    case Parameter_range::count:
+      made.kind = Level_kind::count;
+      made.base = animals(job);
+      break;
+    case Parameter_range::positive:
+    case Parameter_range::any:
+      made.kind = Level_kind::positive;
+      break;
+    case Parameter_range::probability:
+      if (!lives_through_intervals(name) && !met_in_intervals(job.status.dattyp, name)) break;
+      made.exponent = 1.0 / mean_interval(job);
+      made.complement = !lives_through_intervals(name);
   }
   return made;
 }

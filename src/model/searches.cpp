@@ -108,6 +108,17 @@ void scale_factors(std::vector<double>& h, std::span<const double> s) {
   }
 }
 
+/// The objective as a function of betas that are multiplied by `sizes`. It refers to both.
+Gradient_objective in_scaled_betas(const Search_objective& objective, std::span<const double> sizes) {
+  return [&objective, sizes, x = std::vector<double>(sizes.size())](std::span<const double> y,
+                                                                    std::span<double> g) mutable {
+    for (std::size_t i = 0; i < x.size(); ++i) x[i] = y[i] / sizes[i];
+    const double f = objective(x, g);
+    for (std::size_t i = 0; i < x.size(); ++i) g[i] /= sizes[i];
+    return f;
+  };
+}
+
 /// A search in betas that are multiplied by the size of their column, from `start`.
 Ended scaled_search(const Search_objective& objective, const Minimiser_settings& settings,
                     std::vector<double> start, std::span<const double> sizes,
@@ -117,13 +128,7 @@ Ended scaled_search(const Search_objective& objective, const Minimiser_settings&
   ended.start = ended.x = std::move(start);
   ended.g.resize(n);
   ended.h.resize(n * (n + 1) / 2);
-  std::vector<double> x(n);
-  const Gradient_objective scaled = [&](std::span<const double> y, std::span<double> g) {
-    for (std::size_t i = 0; i < n; ++i) x[i] = y[i] / sizes[i];
-    const double f = objective(x, g);
-    for (std::size_t i = 0; i < n; ++i) g[i] /= sizes[i];
-    return f;
-  };
+  const Gradient_objective scaled = in_scaled_betas(objective, sizes);
   for (std::size_t i = 0; i < n; ++i) ended.x[i] *= sizes[i];
   // The gradient that is judged is that of the unscaled beta.
   const double largest = *std::max_element(sizes.begin(), sizes.end());
@@ -236,13 +241,7 @@ Ended finished_at_kink(Job& job, const Search_objective& objective, const Ended&
   Ended ended = end;
   const std::size_t n = sizes.size();
   ended.start = end.x;
-  std::vector<double> x(n);
-  const Gradient_objective scaled = [&](std::span<const double> y, std::span<double> g) {
-    for (std::size_t i = 0; i < n; ++i) x[i] = y[i] / sizes[i];
-    const double f = objective(x, g);
-    for (std::size_t i = 0; i < n; ++i) g[i] /= sizes[i];
-    return f;
-  };
+  const Gradient_objective scaled = in_scaled_betas(objective, sizes);
   for (std::size_t i = 0; i < n; ++i) ended.x[i] *= sizes[i];
   const double stated = job.status.penalty_slope;
   Minimiser_end found;

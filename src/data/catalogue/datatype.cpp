@@ -73,4 +73,13 @@ bool names_hold(std::string_view list, std::string_view name) {
   return std::find(names.begin(), names.end(), name) != names.end();
 }
 
+Parameter_range parameter_range(const Datatype& type, std::string_view name) {
+  if (name.starts_with("sigma")) return Parameter_range::deviation;
+  if (name == "f0" || name == "N") return Parameter_range::count;
+  if (names_hold(type.identity_link, name)) return Parameter_range::any;
+  // Of the virtual population all parameters are mortalities in an instant.
+  if (names_hold(type.log_link, name) || type.cell == Cell::vpa) return Parameter_range::positive;
+  return Parameter_range::probability;
+}
+
 }  // namespace tarn

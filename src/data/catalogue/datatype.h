@@ -335,4 +335,16 @@ std::vector<std::string> parmlist(int dattyp);
 /// True when `name` is one of the blank-separated names of `list`.
 bool names_hold(std::string_view list, std::string_view name);
 
+/// The values that a parameter may take.
+enum class Parameter_range {
+  probability,  ///< 0 to 1
+  count,        ///< of animals
+  deviation,    ///< of random effects, on the scale of the link
+  positive,     ///< a rate or size above 0
+  any
+};
+
+/// The range of parameter `name` of a type, whatever its link.
+Parameter_range parameter_range(const Datatype& type, std::string_view name);
+
 }  // namespace tarn

@@ -348,6 +348,19 @@ TEST(Datatype, bounds_of_the_matrices) {
   EXPECT_EQ(rule(172), Pim_bounds::occasions);
 }
 
+TEST(Datatype, tells_the_range_of_a_parameter) {
+  const auto range = [](std::string_view keyword, std::string_view name) {
+    return parameter_range(datatype(dattyp_of(keyword)), name);
+  };
+  EXPECT_EQ(range("CJS", "Phi"), Parameter_range::probability);
+  EXPECT_EQ(range("BROWNIE", "f"), Parameter_range::probability);
+  EXPECT_EQ(range("JOLLY", "Lambda"), Parameter_range::positive);
+  EXPECT_EQ(range("JOLLY", "N"), Parameter_range::count);
+  EXPECT_EQ(range("RDPDNCLOSED", "f0"), Parameter_range::count);
+  EXPECT_EQ(range("HUGGINSRE", "sigmap"), Parameter_range::deviation);
+  EXPECT_EQ(range("IELOGITNORMALMR", "alpha"), Parameter_range::any);
+}
+
 TEST(Datatype, page_of_data_types_is_up_to_date) {
   std::ifstream file(TARN_TEST_DATA "/../../docs/data-types.md");
   std::stringstream text;
