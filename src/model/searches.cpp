@@ -32,7 +32,7 @@ constexpr int most_at_kink = 3000;
 constexpr double end_itself = 1e-8;
 /// -2 log likelihood by which data tell a real parameter from the end of its range.
 constexpr double indifference = 0.5;
-constexpr int random_starts_of_other_kinds = 3;
+constexpr int random_starts_of_other_kinds = 3, most_continuations = 10;
 /// More of them where likelihoods have many ends: mixtures, and the walls of a penalised term, which has an
 /// end wherever walls meet.
 constexpr int random_starts_of_mixtures = 12, random_starts_between_walls = 100;
@@ -352,7 +352,7 @@ Searches_end search(Job& job, const Search_objective& objective, const Minimiser
   };
   // At a kink of a penalty a search stops short.
   const auto finished = [&](Ended ended) {
-    if (ended.converged() || !std::isfinite(ended.end.f) || spent()) return ended;
+    if (!has_walls(job) || ended.converged() || !std::isfinite(ended.end.f) || spent()) return ended;
     Ended at_kink = finished_at_kink(job, silent, ended, sizes);
     evaluations += at_kink.end.ifn;
     return is_better(at_kink, ended) || at_kink.largest_slope() < ended.largest_slope() ? at_kink : ended;
@@ -365,9 +365,19 @@ Searches_end search(Job& job, const Search_objective& objective, const Minimiser
     evaluations += ended.end.ifn;
     compare(finished(std::move(ended)));
   }
-  if (searching && !best.converged() && starts.kept == 1) {
+  if (searching && !best.converged() && starts.kept == 1 && has_walls(job)) {
     std::feclearexcept(FE_ALL_EXCEPT);
     compare(finished(best));
+  }
+  // What stopped short goes on afresh, while that helps.
+  for (int again = 1; again <= most_continuations && starts.why != Second_start::none && !best.converged();
+       ++again) {
+    std::feclearexcept(FE_ALL_EXCEPT);
+    Ended ended = scaled_search(silent, settings, best.x, sizes, course);
+    ++starts.starts;
+    if (!is_better(ended, best)) break;
+    best = std::move(ended);
+    starts.kept = starts.starts;
   }
   best.raised.restore();
   if (starts.random) count_ends(std::move(maxima), idle, best.f(), starts);
