@@ -22,8 +22,6 @@ constexpr double next_to_end = 1e-4, on_end = 1e-10;
 constexpr double no_distance = 10.0;
 /// Singular values above this share of the largest are no rounding: -2 log likelihood bends.
 constexpr double bends = 1e-6;
-/// From here on a standard deviation of random effects stands at its wall.
-constexpr double near_wall = 7.4;
 
 using Range = Parameter_range;
 
@@ -63,12 +61,6 @@ bool depends(const Model_arrays& model, int r) {
   return false;
 }
 
-/// Links whose values lie between 0 and 1.
-bool confines(Link link) {
-  return link == Link::logit || link == Link::loglog || link == Link::cloglog || link == Link::sin ||
-         link == Link::cauchy;
-}
-
 /// Variance of real parameter r as the whole information matrix has it, directions that data do not identify
 /// included.
 double whole_variance(const Singular_system& system, const Array2<double>& slopes, int r) {
@@ -91,11 +83,11 @@ List<Real_at_boundary> boundaries(const Job& job, const Singular_system& system,
   for (int r = 1; r <= job.model.nlogit; ++r) {
     const double x = estimates.real.estimate(r);
     if (range(r) == Range::any || std::isnan(x) || !depends(job.model, r)) continue;
-    if (range(r) == Range::deviation && x >= near_wall) {
+    if (range(r) == Range::deviation && x >= near_largest_deviation) {
       found.push_back({r, Range_end::wall});
       continue;
     }
-    const bool ends_at_1 = range(r) == Range::probability || confines(job.model.lindex(r));
+    const bool ends_at_1 = range(r) == Range::probability || is_confined(job.model.lindex(r));
     const bool upper = ends_at_1 && x > 0.5;
     const double distance = upper ? 1.0 - x : x;
     if (distance >= next_to_end) continue;

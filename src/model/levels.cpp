@@ -24,8 +24,6 @@ constexpr int most_rounds = 3;
 constexpr double end_of_range = 0.02;
 /// A count of so many times the animals caught has run away.
 constexpr double runaway = 1e4;
-/// Standard deviations from here on are at the wall.
-constexpr double wall = 7.4;
 /// Rates that differ by no more are the same.
 constexpr double same_rate = 1e-4;
 /// Half the distance of the outermost mixtures on the logit scale.
@@ -58,38 +56,28 @@ double animals(const Job& job) {
 }
 
 Level_class new_class(const Job& job, const std::string& name, int mixture) {
-  const Datatype& type = datatype(job.status.dattyp);
   Level_class made;
   made.parameter = name;
   made.mixture = mixture;
-  switch (parameter_range(type, name)) {
-    case Parameter_range::deviation:
-      made.kind = Level_kind::deviation;
-      break;
-    case Parameter_range::count:
-      made.kind = Level_kind::count;
-      made.base = animals(job);
-      break;
-    case Parameter_range::positive:
-    case Parameter_range::any:
-      made.kind = Level_kind::positive;
-      break;
-    case Parameter_range::probability:
-      if (!lives_through_intervals(name) && !met_in_intervals(job.status.dattyp, name)) break;
-      made.exponent = 1.0 / mean_interval(job);
-      made.complement = !lives_through_intervals(name);
+  made.range = parameter_range(datatype(job.status.dattyp), name);
+  if (made.range == Parameter_range::count) made.base = animals(job);
+  const bool through_intervals = lives_through_intervals(name) || met_in_intervals(job.status.dattyp, name);
+  if (made.range == Parameter_range::probability && through_intervals) {
+    made.exponent = 1.0 / mean_interval(job);
+    made.complement = !lives_through_intervals(name);
   }
   return made;
 }
 
 /// Levels at which the trying begins.
 double first_level(const Level_class& of) {
-  switch (of.kind) {
-    case Level_kind::count:
+  switch (of.range) {
+    case Parameter_range::count:
       return 0.3;
-    case Level_kind::deviation:
+    case Parameter_range::deviation:
       return 0.4;
-    case Level_kind::positive:
+    case Parameter_range::positive:
+    case Parameter_range::any:
       return of.parameter == "Lambda" ? 1.0 : 0.2;
     default:
       break;
@@ -140,13 +128,14 @@ void for_each_equal_mixture(const Job& job, const List<double>& real, const Visi
 
 }  // namespace
 
-std::span<const double> levels_of(Level_kind kind) {
-  switch (kind) {
-    case Level_kind::count:
+std::span<const double> levels_of(Parameter_range range) {
+  switch (range) {
+    case Parameter_range::count:
       return count_levels;
-    case Level_kind::deviation:
+    case Parameter_range::deviation:
       return deviation_levels;
-    case Level_kind::positive:
+    case Parameter_range::positive:
+    case Parameter_range::any:
       return positive_levels;
     default:
       return rate_levels;
@@ -154,7 +143,7 @@ std::span<const double> levels_of(Level_kind kind) {
 }
 
 double value_at(const Level_class& of, double level) {
-  if (of.kind == Level_kind::count) return of.base * level;
+  if (of.range == Parameter_range::count) return of.base * level;
   if (of.exponent == 1.0) return level;
   return of.complement ? 1.0 - std::pow(1.0 - level, of.exponent) : std::pow(level, of.exponent);
 }
@@ -195,7 +184,7 @@ std::vector<double> start_by_levels(const Job& job, const Start_design& design, 
     for (int k = 1; k <= classes.size(); ++k) {
       double& level = levels[static_cast<std::size_t>(k) - 1];
       double best = level;
-      for (const double tried : levels_of(classes(k).kind)) {
+      for (const double tried : levels_of(classes(k).range)) {
         level = tried;
         const double f = value(start());
         if (!(f < least)) continue;
@@ -220,7 +209,7 @@ std::vector<double> start_from_inside(const Job& job, const Start_design& design
     for (const int r : of.reals) {
       if (std::find(at_end.begin(), at_end.end(), r) == at_end.end()) continue;
       double brought = real(r) < 0.5 ? low : high;
-      if (of.kind != Level_kind::rate) brought = value_at(of, levels_of(of.kind)[2]);
+      if (of.range != Parameter_range::probability) brought = value_at(of, levels_of(of.range)[2]);
       change(r) = predictor_of(model.lindex(r), brought) - now(r);
     }
   return design.moved(x, change);
@@ -234,15 +223,16 @@ std::vector<double> random_start(const Job& job, const Start_design& design, std
   for (int r = 1; r <= model.nlogit; ++r)
     wanted(r) = predictor_of(model.lindex(r), design.reals_at_start()(r));
   for (const Level_class& of : classes) {
-    const double level = of.kind == Level_kind::rate        ? expit(uniform.between(-3.5, 3.5))
-                         : of.kind == Level_kind::count     ? std::exp(uniform.between(-3.0, 2.0))
-                         : of.kind == Level_kind::deviation ? std::exp(uniform.between(-2.0, 1.0))
-                         : of.parameter == "Lambda"         ? std::exp(uniform.between(-0.7, 0.7))
-                                                            : std::exp(uniform.between(-3.0, 0.7));
+    const double level = of.range == Parameter_range::probability ? expit(uniform.between(-3.5, 3.5))
+                         : of.range == Parameter_range::count     ? std::exp(uniform.between(-3.0, 2.0))
+                         : of.range == Parameter_range::deviation ? std::exp(uniform.between(-2.0, 1.0))
+                         : of.parameter == "Lambda"               ? std::exp(uniform.between(-0.7, 0.7))
+                                                                  : std::exp(uniform.between(-3.0, 0.7));
     for (const int r : of.reals) {
       const double departure = uniform.between(-0.5, 0.5);
-      const double real = of.kind == Level_kind::rate ? value_at(of, logit_shifted(level, departure))
-                                                      : value_at(of, level) * std::exp(departure);
+      const double real = of.range == Parameter_range::probability
+                              ? value_at(of, logit_shifted(level, departure))
+                              : value_at(of, level) * std::exp(departure);
       wanted(r) = predictor_of(model.lindex(r), real);
     }
   }
@@ -284,15 +274,13 @@ std::vector<double> with_mixtures_apart(const Job& job, const Start_design& desi
   return any ? design.moved(x, change) : std::vector<double>(x.begin(), x.end());
 }
 
-bool is_confined(Link link) { return link != Link::log && link != Link::identity && link != Link::absolute; }
-
 bool near_an_end(const Level_class& of, Link link, double real) {
-  if (of.kind == Level_kind::rate || is_confined(link))
+  if (of.range == Parameter_range::probability || is_confined(link))
     return real < end_of_range || real > 1.0 - end_of_range;
-  switch (of.kind) {
-    case Level_kind::deviation:
-      return real < end_of_range || real > wall;
-    case Level_kind::count:
+  switch (of.range) {
+    case Parameter_range::deviation:
+      return real < end_of_range || real > near_largest_deviation;
+    case Parameter_range::count:
       return real < end_of_range * of.base || real > runaway * of.base;
     default:
       return real < end_of_range || real > runaway;

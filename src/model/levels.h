@@ -7,25 +7,18 @@
 #include <string>
 #include <vector>
 
+#include "data/catalogue/datatype.h"
 #include "job/job.h"
 #include "model/start_betas.h"
 #include "numerics/list.h"
 
 namespace tarn {
 
-/// What a parameter's values are, as starts see it.
-enum class Level_kind {
-  rate,       ///< a chance
-  count,      ///< of animals, above 0
-  deviation,  ///< standard deviation of a random effect
-  positive    ///< any other number above 0
-};
-
 /// Real parameters that share a level: those of one parameter, of one mixture where it has several.
 struct Level_class {
   std::string parameter;
   int mixture = 0;  ///< 0: not by mixture
-  Level_kind kind = Level_kind::rate;
+  Parameter_range range = Parameter_range::probability;
   double base = 1.0;  ///< of counts: animals caught
   double exponent =
       1.0;  ///< a rate's level is for the whole study's mean interval: its value is the level to this
@@ -44,7 +37,7 @@ double value_at(const Level_class& of, double level);
 using Value_at = std::function<double(std::span<const double>)>;
 
 /// The levels that are tried for a class, ascending.
-std::span<const double> levels_of(Level_kind kind);
+std::span<const double> levels_of(Parameter_range range);
 
 /// A start from which searches go another way than from the stated one: every class at a moderate level,
 /// survival at a high one, then each class in turn at the level of `levels_of` that gives the least `value`,
@@ -70,9 +63,6 @@ bool mixtures_coincide(const Job& job, const List<double>& real);
 /// Whether mixtures have rates of recapture of their own, not tied to those of first capture: behaviour and
 /// mixtures can then stand for each other, and the likelihood has several maxima as a rule.
 bool mixes_recaptures(const Job& job);
-
-/// Links whose values lie between 0 and 1.
-bool is_confined(Link link);
 
 /// A real parameter near the end of its range, at the wall of a standard deviation, or run away.
 bool near_an_end(const Level_class& of, Link link, double real);

@@ -4,6 +4,7 @@
 #include <cfenv>
 #include <cmath>
 #include <limits>
+#include <optional>
 #include <utility>
 #include <vector>
 
@@ -151,7 +152,7 @@ Ended scaled_search(const Search_objective& objective, const Minimiser_settings&
 bool as_good_at_the_end(const Job& job, const Start_design& end, const Value_at& value, const Ended& first,
                         const Level_class& of, int r, double real) {
   const Link link = job.model.lindex(r);
-  const bool confined = of.kind == Level_kind::rate || is_confined(link);
+  const bool confined = of.range == Parameter_range::probability || is_confined(link);
   if (real > (confined ? 1.0 : of.base)) return true;
   const bool up = confined && real > 0.5;
   const double beyond = up ? 1.0 - end_itself : end_itself;
@@ -185,7 +186,7 @@ Complaint complaint(Job& job, const Ended& first, const Value_at& value) {
     for (const auto& [k, r] : near) {
       if (!as_good_at_the_end(job, end, value, first, classes(k), r, real(r))) continue;
       found.at_end.push_back(r);
-      wall = wall || (classes(k).kind == Level_kind::deviation && real(r) > 1.0);
+      wall = wall || (classes(k).range == Parameter_range::deviation && real(r) > 1.0);
     }
   }
   if (wall)
@@ -202,7 +203,8 @@ Complaint complaint(Job& job, const Ended& first, const Value_at& value) {
 /// Whether a closed-form term of the model has a penalty of its own.
 bool has_walls(const Job& job) { return datatype(job.status.dattyp).closed_form == Closed_form::D; }
 
-/// The starts of other kinds, in the order in which they are tried.
+/// The starts of other kinds that are made to measure, in the order in which they are tried; random ones
+/// follow.
 std::vector<std::vector<double>> other_starts(Job& job, const Ended& first, const Complaint& found,
                                               const Start_design& start, const Value_at& value) {
   std::vector<std::vector<double>> starts;
@@ -215,13 +217,15 @@ std::vector<std::vector<double>> other_starts(Job& job, const Ended& first, cons
     for (const auto& [low, high] : {std::pair(0.1, 0.9), std::pair(0.9, 0.1), std::pair(0.5, 0.5)})
       starts.push_back(start_from_inside(job, end, first.x, found.at_end, low, high));
   }
-  const int parameters = level_classes(job).size();
+  return starts;
+}
+
+/// How many random starts follow them.
+int random_starts(const Job& job) {
   const int further = has_walls(job)             ? random_starts_between_walls
                       : job.status.nmixtures > 1 ? random_starts_of_mixtures
                                                  : 0;
-  const int random = std::max(parameters, random_starts_of_other_kinds) + further;
-  for (int k = 1; k <= random; ++k) starts.push_back(random_start(job, start, seed_of(job.model), k));
-  return starts;
+  return std::max(level_classes(job).size(), random_starts_of_other_kinds) + further;
 }
 
 /// An end that has converged beats one that has not when it is no worse, and so does one with a gradient that
@@ -316,19 +320,24 @@ Searches_end search(Job& job, const Search_objective& objective, const Minimiser
   const std::vector<double> sizes = sizes_of_columns(job);
   starts.ended_at_start = stayed(best.start, best.x, sizes, settings.nsig);
   starts.random = model.starts >= 2;
+  std::optional<Start_design> design;  // made where other starts follow
   std::vector<std::vector<double>> others;
+  int random = 0;
   if (starts.random) {
     const Kept_floating_environment made_up;
-    const Start_design design(job, best.start);
-    for (int k = 1; k < model.starts; ++k) others.push_back(random_start(job, design, seed_of(model), k));
+    design.emplace(job, best.start);
+    random = model.starts - 1;
   } else if (model.starts == 0 && !model.initial_given && best.end.iexit != maxfn_reached) {
     // MAXFN is the user's limit, which no other start gets round.
     const Kept_floating_environment made_up;
     Complaint found = complaint(job, best, value);
     if (starts.ended_at_start) found.why = Second_start::no_move;
     starts.why = found.why;
-    if (found.why != Second_start::none)
-      others = other_starts(job, best, found, Start_design(job, best.start), value);
+    if (found.why != Second_start::none) {
+      design.emplace(job, best.start);
+      others = other_starts(job, best, found, *design, value);
+      random = random_starts(job);
+    }
   }
 
   std::vector<double> maxima, idle;
@@ -357,23 +366,26 @@ Searches_end search(Job& job, const Search_objective& objective, const Minimiser
     evaluations += at_kink.end.ifn;
     return is_better(at_kink, ended) || at_kink.largest_slope() < ended.largest_slope() ? at_kink : ended;
   };
-  const bool searching = !others.empty();
-  for (std::vector<double>& start : others) {
-    if (spent()) break;
+  const auto search_from = [&](std::vector<double> start) {
     std::feclearexcept(FE_ALL_EXCEPT);
     Ended ended = scaled_search(silent, settings, std::move(start), sizes, course);
     evaluations += ended.end.ifn;
-    compare(finished(std::move(ended)));
+    return ended;
+  };
+  for (std::vector<double>& start : others) {
+    if (spent()) break;
+    compare(finished(search_from(std::move(start))));
   }
-  if (searching && !best.converged() && starts.kept == 1 && has_walls(job)) {
+  for (int k = 1; k <= random && !spent(); ++k)
+    compare(finished(search_from(random_start(job, *design, seed_of(model), k))));
+  if (design && !best.converged() && starts.kept == 1 && has_walls(job)) {
     std::feclearexcept(FE_ALL_EXCEPT);
     compare(finished(best));
   }
   // What stopped short goes on afresh, while that helps.
   for (int again = 1; again <= most_continuations && starts.why != Second_start::none && !best.converged();
        ++again) {
-    std::feclearexcept(FE_ALL_EXCEPT);
-    Ended ended = scaled_search(silent, settings, best.x, sizes, course);
+    Ended ended = search_from(best.x);
     ++starts.starts;
     if (!is_better(ended, best)) break;
     best = std::move(ended);

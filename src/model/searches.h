@@ -23,8 +23,8 @@ struct Searches_end {
 double same_end(double f);
 
 /// Minimises from `vectors.x`, then from the further starts that the model's STARTS asks for, or, where
-/// STARTS is absent and no INITIAL was given, from one of another kind when the first search has earned it.
-/// The vectors hold the end that is kept: the first search's unless another is better by more than
+/// STARTS is absent and no INITIAL was given, from those of other kinds when the first search has earned
+/// them. The vectors hold the end that is kept: the first search's unless another is better by more than
 /// `same_end`. Floating-point conditions are those of the search that is kept.
 Searches_end search(Job& job, const Search_objective& objective, const Minimiser_settings& settings,
                     const Search_vectors& vectors, const Minimiser_course& course);

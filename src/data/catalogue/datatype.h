@@ -335,6 +335,11 @@ std::vector<std::string> parmlist(int dattyp);
 /// True when `name` is one of the blank-separated names of `list`.
 bool names_hold(std::string_view list, std::string_view name);
 
+/// The wall of standard deviations of random effects: from here on rates are 0.
+inline constexpr double largest_deviation = 7.5;
+/// From here on a search has run into the wall.
+inline constexpr double near_largest_deviation = 7.4;
+
 /// The values that a parameter may take.
 enum class Parameter_range {
   probability,  ///< 0 to 1

@@ -41,6 +41,11 @@ constexpr Link link_of(std::string_view name) {
   return Link::none;
 }
 
+/// True for the links whose values lie between 0 and 1.
+constexpr bool is_confined(Link link) {
+  return link != Link::log && link != Link::identity && link != Link::absolute;
+}
+
 /// True for the links that tie the real parameters of a set together.
 constexpr bool links_a_set(Link link) {
   return link == Link::mlogit || link == Link::clogit || link == Link::sumratio;

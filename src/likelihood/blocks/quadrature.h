@@ -10,6 +10,7 @@
 #include <utility>
 #include <vector>
 
+#include "data/catalogue/datatype.h"
 #include "job/job.h"
 #include "numerics/special.h"
 
@@ -19,7 +20,6 @@ inline constexpr double root_two = 1.4142135623730951;
 /// What a sum over the nodes of so many effects is divided by: the root of pi to that power.
 inline constexpr std::array<double, 5> node_divisor{1.0, 1.7724538509055159, 3.141592653589793,
                                                     5.568327996831707, 9.869604401089358};
-inline constexpr double largest_deviation = 7.5;
 
 /// Nodes and weights of the data set, counted from 0.
 struct Node_rule {

@@ -75,14 +75,14 @@ TEST(Levels, counts_are_in_animals_caught_and_deviations_have_a_wall) {
   m.finish();
   const List<Level_class> classes = level_classes(m.job());
   ASSERT_EQ(classes.size(), 2);  // c has the number of p
-  EXPECT_EQ(classes(2).kind, Level_kind::count);
+  EXPECT_EQ(classes(2).range, Parameter_range::count);
   EXPECT_EQ(value_at(classes(2), 0.3), 1.5);
   EXPECT_FALSE(near_an_end(classes(2), Link::log, 4.0));
   EXPECT_TRUE(near_an_end(classes(2), Link::log, 0.01));
   EXPECT_TRUE(near_an_end(classes(2), Link::log, 6e4));
 
   Level_class deviation;
-  deviation.kind = Level_kind::deviation;
+  deviation.range = Parameter_range::deviation;
   EXPECT_FALSE(near_an_end(deviation, Link::log, 1.0));
   EXPECT_TRUE(near_an_end(deviation, Link::logit, 1.0));
   EXPECT_FALSE(near_an_end(deviation, Link::log, 7.3));
