@@ -31,9 +31,7 @@ List<char> rows_without_analytic_derivative(const Model_arrays& model) {
 /// Derivatives of the reals by the estimated betas, nlogit x n. Leaves the reals at the solution in `parm`.
 void fill_partials(Job& job, View<double> x, Array2<double>& partials) {
   Model_arrays& model = job.model;
-  // Reals are smooth and of size 1, so the default step gives their differences every digit that there is.
-  // DELTAX is for differences of -2 log likelihood: a wide one would only make these derivatives wrong.
-  constexpr double deltax = default_deltax;
+  const double deltax = job.status.deltax;
   const List<char> differences = rows_without_analytic_derivative(model);
   const List<int> beta_at = betas_by_position(model);
 

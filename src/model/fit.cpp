@@ -102,11 +102,8 @@ void report_starts(Job& job, const Starts_record& starts) {
         "; distinct maxima met: ", starts.maxima, "; starts that ended at the best: ", starts.at_best, ".");
   } else if (starts.kept > 1) {
     linchk(job, 1);
-    std::string gain = f14(job, starts.first_f - starts.f);
-    gain.erase(0, gain.find_first_not_of(' '));
-    gain.erase(gain.find_last_not_of(' ') + 1);
     put(job, listing, "(1x,5a)", "The end of another start is kept: the first ended ", words_of(starts.why),
-        ", -2logL and penalty higher by ", gain, ".");
+        ", -2logL and penalty higher by ", digits_of(job, starts.first_f - starts.f), ".");
   }
 }
 

@@ -131,6 +131,12 @@ std::string f14(const Job& job, double x) {
   return formatted(m < 1e-100 ? general_tiny[d - 1] : general[d - 1], x);
 }
 
+std::string digits_of(const Job& job, double x) {
+  const std::string shown = f14(job, x);
+  const std::size_t first = shown.find_first_not_of(' ');
+  return shown.substr(first, shown.find_last_not_of(' ') - first + 1);
+}
+
 long long whole(double count) {
   constexpr double largest = 1e18;
   return std::isnan(count) ? 0 : static_cast<long long>(std::clamp(count, -largest, largest));

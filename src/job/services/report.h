@@ -31,6 +31,9 @@ void sectionhead(Job& job, std::string_view text, int width, int skip);
 /// A number in the 14 columns of every table, with `prt_digits` digits.
 std::string f14(const Job& job, double x);
 
+/// The same without the blanks, for sentences.
+std::string digits_of(const Job& job, double x);
+
 /// A count for an integer field; what no integer holds is cut, what is no number is 0.
 long long whole(double count);
 

@@ -17,13 +17,6 @@ std::string count_text(double value) {
   return digits;
 }
 
-/// A number as `f14` shows it, without the blanks.
-std::string digits_of(const Job& job, double value) {
-  const std::string shown = f14(job, value);
-  const std::size_t first = shown.find_first_not_of(' ');
-  return shown.substr(first, shown.find_last_not_of(' ') - first + 1);
-}
-
 /// "Possible Encounter Histories " and its likes: a whole number that may be larger than any integer type.
 void report_count(Job& job, const std::string& label, double value) {
   const std::string digits = count_text(value);
@@ -37,8 +30,7 @@ void judge_quasi(Job& job, double chat) {
   if (!(job.model.chat_given > 0.0) && !has_saturated_model(job))
     warn(job,
          "There is no saturated model (the data have individual covariates, or their type has none): c-hat "
-         "is no "
-         "measure of fit, and QAIC, QAICc and QBIC say nothing. CHAT= takes a c-hat from elsewhere.");
+         "is no measure of fit, and QAIC, QAICc and QBIC say nothing. CHAT= takes a c-hat from elsewhere.");
   // Fits of one model agree to about this.
   constexpr double same = 1e-6;
   const double before = job.data.quasi_chat;

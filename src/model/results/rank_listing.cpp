@@ -123,8 +123,7 @@ void write_counts_of_parameters(Job& job, const Rank& rank) {
   if (rank.doubtful_gap)
     warn(job,
          "The count rests on the ratios of singular values alone and leaves out one above 1e-8 of the "
-         "largest; "
-         "where the data identify more, state NUMPAR=n.");
+         "largest; where the data identify more, state NUMPAR=n.");
   if (rank.npargmaxest != rank.gap_count)
     warn(job, "Number of parameters estimated from gap method (=" + adjustfmt(rank.gap_count) +
                   ") and threshold method (=" + adjustfmt(rank.npargmaxest) +
