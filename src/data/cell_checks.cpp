@@ -4,7 +4,7 @@
 #include <array>
 #include <vector>
 
-#include "data/tabulation.h"
+#include "data/sessions.h"
 #include "job/services/report.h"
 #include "job/services/template.h"
 

@@ -4,6 +4,7 @@
 #include <cmath>
 #include <vector>
 
+#include "data/sessions.h"
 #include "job/services/fault.h"
 #include "job/services/report.h"
 #include "job/services/template.h"
@@ -182,13 +183,6 @@ void finish_covariates(Job& job) {
 }
 
 }  // namespace
-
-List<int> sessions_of(const Job& job) {
-  List<int> session(job.status.noccas, 1);
-  for (int o = 2; o <= job.status.noccas; ++o)
-    session(o) = session(o - 1) + (job.data.timint(o - 1) > 0.0f ? 1 : 0);
-  return session;
-}
 
 bool can_hold(double n) { return std::isfinite(static_cast<float>(n)); }
 

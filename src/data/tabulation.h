@@ -15,9 +15,6 @@ void add_animals(Job& job, int group, float& count, double n);
 /// arrays do not have is fatal.
 void tabulate(Job& job, bool lost, int occasion, int group, int layer, float c);
 
-/// Primary session of each occasion: one ends wherever the interval behind an occasion is above 0.
-List<int> sessions_of(const Job& job);
-
 /// `nprimy` and `timevy` from the intervals: the family's intervals are those between occasions, with second
 /// characters the one behind the last occasion too, with primary sessions those that close a session.
 void set_intervals(Job& job);

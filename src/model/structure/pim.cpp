@@ -7,6 +7,7 @@
 #include <utility>
 
 #include "data/catalogue/datatype.h"
+#include "data/sessions.h"
 #include "job/services/array.h"
 #include "job/services/fault.h"
 #include "job/services/report.h"
@@ -305,17 +306,8 @@ void fillminlen(Job& job) {
   List<int>& minlen = job.model.minlen;
   if (!minlen.empty())
     warn_of_allocation(job, "from memory allocation of MINLEN.", Allocation::already_allocated);
-  minlen.assign(std::max(job.status.nprimy, 0), 0);
-  int session = 0;
-  int count = 1;
-  for (int i = 1; i <= job.status.noccas; ++i) {
-    if (i < job.status.noccas && !(job.data.timint(i) > 0.0f)) {
-      ++count;
-      continue;
-    }
-    if (session < minlen.size()) minlen(++session) = count;
-    count = 1;
-  }
+  minlen.clear();
+  for (const Primary_session& session : primary_sessions(job)) minlen.push_back(session.length);
 }
 
 void print_pim2(Job& job, int parameter, int istrta, int jstrta, int group) {
