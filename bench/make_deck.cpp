@@ -257,8 +257,7 @@ int popan(const Options& options) {
             << "group=1 p rows=1 cols=" << n << " square time=" << n << ";\n"
             << "group=1 pent rows=1 cols=" << n - 1 << " square time=" << 2 * n << ";\n"
             << "group=1 N rows=1 cols=1 square constant=" << betas << ";\n"
-            << "design matrix constraints=" << betas << " covariates=" << betas
-            << " identity;\nlinks;\n";
+            << "design matrix constraints=" << betas << " covariates=" << betas << " identity;\nlinks;\n";
   for (int row = 1; row <= betas; ++row)
     std::cout << (row == betas ? "LOG" : row >= 2 * n ? "MLOGIT(1)" : "LOGIT") << ";\n";
   return 0;
