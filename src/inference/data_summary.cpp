@@ -3,6 +3,7 @@
 #include <cmath>
 
 #include "data/catalogue/datatype.h"
+#include "data/sessions.h"
 #include "inference/saturd.h"
 #include "job/services/fault.h"
 
@@ -16,17 +17,19 @@ double over_strata(const Array3<float>& counts, int t, int g) {
   return sum;
 }
 
-/// Animals of one group that were not released again, by the occasion of their last capture.
-List<double> not_released(const Job& job, int g) {
+/// Animals of one group that were not released again, by the occasion of their last capture, or by session.
+/// @param session  of each occasion; empty without primary sessions
+List<double> not_released(const Job& job, const List<int>& session, int g) {
   const Encounter_store& encounters = job.data.encounters;
-  List<double> counts(job.status.noccas, 0.0);
+  List<double> counts(session.empty() ? job.status.noccas : session.back(), 0.0);
   for (int i = 1; i <= encounters.size(); ++i)
     if (const int last = lastlc(encounters.history(i)); last > 0)
-      counts(last) += static_cast<double>(View<const float>(encounters.lost_on_capture(i))(g));
+      counts(session.empty() ? last : session(last)) +=
+          static_cast<double>(View<const float>(encounters.lost_on_capture(i))(g));
   return counts;
 }
 
-Group_summary group_summary(const Job& job, bool closed, int g) {
+Group_summary group_summary(const Job& job, bool closed, const List<int>& session, int g) {
   const Encounter_store& encounters = job.data.encounters;
   Group_summary group;
   group.label = View<const Charray>(job.data.glabel)(g);
@@ -38,12 +41,13 @@ Group_summary group_summary(const Job& job, bool closed, int g) {
     return group;
   }
   bool losses = false;
-  for (int t = 1; t <= job.status.noccas; ++t) {
+  const int times = session.empty() ? job.status.noccas : session.back();
+  for (int t = 1; t <= times; ++t) {
     group.released.push_back(over_strata(job.data.u, t, g));
     group.lost.push_back(over_strata(job.data.ul, t, g));
     losses = losses || group.lost.back() > 0.0;
   }
-  if (losses) group.not_released = not_released(job, g);
+  if (losses) group.not_released = not_released(job, session, g);
   return group;
 }
 
@@ -62,8 +66,11 @@ Data_summary data_summary(Job& job) {
   data.covariates = status.nicovs;
   if (status.nstrta > 1) data.strata = job.data.strata.substr(0, static_cast<std::size_t>(status.nstrta));
   data.closed = row.closed != Closed::none && !row.sessions;
-  data.records_are_captures = row.live || row.check == Cell_check::joint || row.check == Cell_check::barker;
-  for (int g = 1; g <= status.ngrps; ++g) data.groups.push_back(group_summary(job, data.closed, g));
+  data.records_are_captures = row.live || row.check == Cell_check::joint || row.check == Cell_check::barker ||
+                              row.check == Cell_check::robust_barker;
+  // The closed layer of a robust design has its animals by session.
+  const List<int> session = row.closed != Closed::none && row.sessions ? sessions_of(job) : List<int>();
+  for (int g = 1; g <= status.ngrps; ++g) data.groups.push_back(group_summary(job, data.closed, session, g));
   return data;
 }
 
