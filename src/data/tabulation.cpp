@@ -227,13 +227,14 @@ void finish_records(Job& job, Data_procedure& procedure) {
     check_kinds(job, row, found);
   }
   for (int i = 1; row.check == Cell_check::robust_barker && i <= encounters.size(); ++i)
-    check_sessions(job, i, row, encounters.history(i));
+    check_sessions(job, procedure.named(i), row, encounters.history(i));
   if (row.resight != Resight::none) {
     count_sightings(job, row);
     least_sizes(job);
     compare_marks(job, row);
   }
   set_intervals(job);
+  check_intervals(job, row);
   if (row.closed != Closed::none) count_by_session(job, row);
   finish_covariates(job);
 }
