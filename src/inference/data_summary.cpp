@@ -17,19 +17,26 @@ double over_strata(const Array3<float>& counts, int t, int g) {
   return sum;
 }
 
-/// Animals of one group that were not released again, by the occasion of their last capture, or by session.
-/// @param session  of each occasion; empty without primary sessions
-List<double> not_released(const Job& job, const List<int>& session, int g) {
+/// Occasion by which each occasion's animals are tabulated: the primary session where a closed layer counts
+/// animals by session.
+List<int> periods_of(const Job& job, const Datatype& row) {
+  if (row.closed != Closed::none && row.sessions) return sessions_of(job);
+  List<int> periods;
+  for (int o = 1; o <= job.status.noccas; ++o) periods.push_back(o);
+  return periods;
+}
+
+/// Animals of one group that were not released again, by the period of their last capture.
+List<double> not_released(const Job& job, const List<int>& periods, int g) {
   const Encounter_store& encounters = job.data.encounters;
-  List<double> counts(session.empty() ? job.status.noccas : session.back(), 0.0);
+  List<double> counts(periods.empty() ? 0 : periods.back(), 0.0);
   for (int i = 1; i <= encounters.size(); ++i)
     if (const int last = lastlc(encounters.history(i)); last > 0)
-      counts(session.empty() ? last : session(last)) +=
-          static_cast<double>(View<const float>(encounters.lost_on_capture(i))(g));
+      counts(periods(last)) += static_cast<double>(View<const float>(encounters.lost_on_capture(i))(g));
   return counts;
 }
 
-Group_summary group_summary(const Job& job, bool closed, const List<int>& session, int g) {
+Group_summary group_summary(const Job& job, const Datatype& row, bool closed, int g) {
   const Encounter_store& encounters = job.data.encounters;
   Group_summary group;
   group.label = View<const Charray>(job.data.glabel)(g);
@@ -41,13 +48,13 @@ Group_summary group_summary(const Job& job, bool closed, const List<int>& sessio
     return group;
   }
   bool losses = false;
-  const int times = session.empty() ? job.status.noccas : session.back();
-  for (int t = 1; t <= times; ++t) {
+  const List<int> periods = periods_of(job, row);
+  for (int t = 1; !periods.empty() && t <= periods.back(); ++t) {
     group.released.push_back(over_strata(job.data.u, t, g));
     group.lost.push_back(over_strata(job.data.ul, t, g));
     losses = losses || group.lost.back() > 0.0;
   }
-  if (losses) group.not_released = not_released(job, session, g);
+  if (losses) group.not_released = not_released(job, periods, g);
   return group;
 }
 
@@ -68,9 +75,7 @@ Data_summary data_summary(Job& job) {
   data.closed = row.closed != Closed::none && !row.sessions;
   data.records_are_captures = row.live || row.check == Cell_check::joint || row.check == Cell_check::barker ||
                               row.check == Cell_check::robust_barker;
-  // The closed layer of a robust design has its animals by session.
-  const List<int> session = row.closed != Closed::none && row.sessions ? sessions_of(job) : List<int>();
-  for (int g = 1; g <= status.ngrps; ++g) data.groups.push_back(group_summary(job, data.closed, session, g));
+  for (int g = 1; g <= status.ngrps; ++g) data.groups.push_back(group_summary(job, row, data.closed, g));
   return data;
 }
 

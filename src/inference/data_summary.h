@@ -8,16 +8,15 @@
 
 namespace tarn {
 
-/// Animals of one group. Lists by occasion, from 1, in robust designs by primary session; empty for a closed
-/// population, whose animals are all there from the start.
+/// Animals of one group. Lists by occasion, from 1, or, where a closed layer counts animals in every session
+/// in which they are caught, by primary session; empty for a closed population, whose animals are all there
+/// from the start.
 struct Group_summary {
   std::string label;
-  /// First releases, and those that are lost on capture; in robust designs the animals caught in each
-  /// session, and those of them that are lost then or later.
-  List<double> released, lost;
-  List<double> not_released;  ///< animals lost, by the occasion of their last capture; empty without losses
-  double caught = 0.0;        ///< of a closed population: animals caught
-  double animals = 0.0;       ///< observed and lost, whatever their history
+  List<double> released, lost;  ///< first releases, and those that are lost on capture
+  List<double> not_released;    ///< animals lost, by the time of their last capture; empty without losses
+  double caught = 0.0;          ///< of a closed population: animals caught
+  double animals = 0.0;         ///< observed and lost, whatever their history
 };
 
 struct Data_summary {
