@@ -293,5 +293,49 @@ TEST(Popan_recovery, capture_on_every_occasion) {
   expect_truth(deck, "LOGIT", rest_of_size(expected.first_caught, truth.size));
 }
 
+/// 188 animals of a superpopulation, drawn.
+constexpr const char* drawn_animals =
+    "00100 22;\n10000 21;\n11000 7;\n01000 26;\n01100 7;\n01110 4;\n00011 7;\n11110 1;\n01101 2;\n"
+    "00110 7;\n11100 6;\n11111 1;\n10110 1;\n11010 2;\n00010 26;\n11011 1;\n10001 2;\n00101 7;\n"
+    "11001 2;\n10111 1;\n00001 27;\n01001 3;\n10100 1;\n01011 1;\n01111 1;\n01010 1;\n00111 1;\n";
+
+std::string popan_deck(const std::string& links, const std::string& more = {}) {
+  return std::string("proc chmatrix occasions=5 groups=1 hist=50 etype=POPAN nohist;\n") + drawn_animals +
+         "proc estimate " + links +
+         ";\n model={recovered};\n"
+         "group=1 Phi rows=1 cols=4 square constant=1;\ngroup=1 p rows=1 cols=5 square constant=2;\n"
+         "group=1 pent rows=1 cols=4 square time=3;\ngroup=1 N rows=1 cols=1 square constant=7;\n"
+         "design matrix constraints=7 covariates=7 identity;\n" +
+         more + "proc stop;\n";
+}
+
+// Chances of entry of .45 each leave a remainder of -.8 for the first occasion, where the search begins. It
+// finds what it finds when the links keep them to 1.
+TEST(Popan_recovery, entries_beyond_all_animals_are_left) {
+  const Deck_result free = run_deck(popan_deck("link=LOGIT"));
+  ASSERT_EQ(free.stop, "NORMAL EXIT") << free.listing;
+  const Deck_result kept =
+      run_deck(popan_deck("link=parm-specific",
+                          "links;\nLOGIT;\nLOGIT;\nMLOGIT(1);\nMLOGIT(1);\nMLOGIT(1);\nMLOGIT(1);\nLOG;\n"));
+  ASSERT_EQ(kept.stop, "NORMAL EXIT") << kept.listing;
+  // Two searches end within the tolerance of their gradients, which leaves four digits behind the point.
+  EXPECT_NEAR(free.number(" -2logL {recovered} ="), kept.number(" -2logL {recovered} ="), 1e-3);
+}
+
+// Where nobody is left to be caught for the first time on occasion 1 the chance of never being caught is
+// above 1, and no number of animals makes up for it.
+TEST(Popan_recovery, no_number_of_animals_pays_for_entries_beyond_all) {
+  const double valid = run_deck(popan_deck("link=LOGIT", "initial 1 0 -2 -2 -2 -2 3;\n"))
+                           .number("-2logL Initial {recovered} =");
+  for (const double log_n : {3.0, 30.0, 300.0, 700.0}) {
+    const Deck_result result =
+        run_deck(popan_deck("link=LOGIT", "initial 1 -3 3 3 3 3" + text_of(log_n) + ";\n"));
+    const double f = result.number("-2logL Initial {recovered} ="),
+                 penalty = result.number("Penalty Initial {recovered} =");
+    EXPECT_GT(penalty, 1e5) << log_n;
+    EXPECT_GT(f + penalty, valid) << log_n;
+  }
+}
+
 }  // namespace
 }  // namespace tarn
