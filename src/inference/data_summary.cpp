@@ -73,7 +73,8 @@ Data_summary data_summary(Job& job) {
   data.covariates = status.nicovs;
   if (status.nstrta > 1) data.strata = job.data.strata.substr(0, static_cast<std::size_t>(status.nstrta));
   data.closed = row.closed != Closed::none && !row.sessions;
-  data.records_are_captures = row.live || row.check == Cell_check::joint || row.check == Cell_check::barker;
+  data.records_are_captures = row.live || row.check == Cell_check::joint || row.check == Cell_check::barker ||
+                              row.check == Cell_check::robust_barker;
   for (int g = 1; g <= status.ngrps; ++g) data.groups.push_back(group_summary(job, row, data.closed, g));
   return data;
 }

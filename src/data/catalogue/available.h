@@ -30,16 +30,16 @@ constexpr bool is_available(Saturated form) {
     case Saturated::interval:
     case Saturated::brood:
     case Saturated::closed_full:
-      return true;
-    case Saturated::release_stratum:
     case Saturated::last_capture:
-    case Saturated::group_stratum:
     case Saturated::popan:
     case Saturated::session:
-    case Saturated::session_stratum:
     case Saturated::session_full:
-    case Saturated::session_stratum_full:
     case Saturated::group_full:
+      return true;
+    case Saturated::release_stratum:
+    case Saturated::group_stratum:
+    case Saturated::session_stratum:
+    case Saturated::session_stratum_full:
       return false;
   }
   return false;
