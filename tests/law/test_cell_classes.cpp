@@ -61,20 +61,18 @@ void for_each_cell(Job& job, Visit visit) {
     }
 }
 
-/// The matrix that a real parameter stands in, and its column there.
+/// The matrix that a real parameter stands in, its session and its column there.
 struct Place {
   std::string name;
-  int column = 0;
+  int session = 1, column = 0;
 };
 std::vector<Place> places(Job& job) {
   std::vector<Place> by_number(static_cast<std::size_t>(job.model.nlogit));
-  for (int g = 1; g <= job.status.ngrps; ++g)
-    for (int q = 1; q <= job.data.numparmnames; ++q) {
-      const Pim& pim = job.model.pim2(q, 1, 1, g);
-      for (int r = 1; r <= pim.nrows; ++r)
-        for (int c = pim.start(r); c <= pim.ncols; ++c)
-          by_number[static_cast<std::size_t>(pim.at(r, c)) - 1] = {pim.parname, c};
-    }
+  for_each_matrix(job, [&](const Pim_place& place, const Pim& pim) {
+    for_each_cell(pim, [&](int, int c, int number) {
+      by_number[static_cast<std::size_t>(number) - 1] = {pim.parname, place.b, c};
+    });
+  });
   return by_number;
 }
 
@@ -297,7 +295,7 @@ TEST_P(Moved_classes_law, cells_change_with_the_betas_that_move_them_and_with_no
 
 INSTANTIATE_TEST_SUITE_P(types, Cell_classes_law, testing::ValuesIn(types_with_a_routine()), name_of_type);
 INSTANTIATE_TEST_SUITE_P(types, Moved_classes_law,
-                         testing::Combine(testing::ValuesIn(types_with_a_routine()),
+                         testing::Combine(testing::ValuesIn(types_for_long_laws()),
                                           testing::Values(Between::slopes, Between::few_slopes, Between::sets,
                                                           Between::fixed)),
                          name_of_model);
