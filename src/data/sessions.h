@@ -14,6 +14,17 @@ struct Primary_session {
   int last() const { return before + length; }
 };
 
+/// Calls visit(s, session) for every primary session of the study, from s = 1.
+template <class Visit>
+void for_each_session(const Job& job, const Visit& visit) {
+  int before = 0, number = 0;
+  for (int o = 1; o <= job.status.noccas; ++o) {
+    if (o < job.status.noccas && !(job.data.timint(o) > 0.0f)) continue;
+    visit(++number, Primary_session{before, o - before});
+    before = o;
+  }
+}
+
 /// The primary sessions of the study. May throw std::bad_alloc.
 List<Primary_session> primary_sessions(const Job& job);
 

@@ -25,10 +25,7 @@ Ch_result<Real> whole_history(const Job& job, History histry, int i, int j, int 
   const Closed_stretch stretch{histry, 0, histry.noccas(), 1, j, 1, facts.first, facts.lastlc, lost != 0};
   const Closed_result<Real> closed =
       closmods(job, work, kept<One_closed_session>(work), i, stretch, kind, parm);
-  // Of an animal never caught, of which there are the more the closer its chance is to 1. Where few are
-  // missed that chance is a product with all its digits, and 1 - p* is not.
-  if (facts.first == 0 && !Closed_traits(kind).conditional && value_of(closed.pstar) < rarely_caught)
-    return {closed.prob, log_of_rest(closed.pstar)};
+  if (facts.first == 0 && !Closed_traits(kind).conditional) return {closed.prob, log_never_met(closed)};
   return Ch_result<Real>::from(closed.prob);
 }
 

@@ -29,7 +29,7 @@ void burnham(const Job& job, Ch_result<Real>& result, History histry, int i, int
     int first;
     Pim s, p, r, f;
 
-    static char event(History h, int c) { return h.dead(c) == '0' ? '0' : '1'; }
+    static char event(char record) { return record == '0' ? '0' : '1'; }
     Real survives(int c) const { return rate.survival(s(first, c), c); }
     Real shows_alive(char, int) const { return 1.0; }
     Real shows_dead(char event, int c) const {
@@ -48,7 +48,7 @@ void burnham(const Job& job, Ch_result<Real>& result, History histry, int i, int
                     work.matrix(Parameter::p, j),
                     work.matrix(Parameter::r, j),
                     work.matrix(Parameter::F, j)};
-  result = Ch_result<Real>::from(joint_encounters<Real>(histry, facts, lost != 0, rates));
+  result = Ch_result<Real>::from(joint_encounters<Real>(Joint_animal(histry, facts, lost != 0), rates));
 }
 
 TARN_CELL_ROUTINE(burnham, Open_study)

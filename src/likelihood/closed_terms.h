@@ -19,7 +19,10 @@ struct Closed_value {
 /// Term A, of one closed session with M animals caught and f0 never caught, with probability q of that:
 /// f0 log(max(q, `minlog`)) + lgamma(f0 + M + 1) - lgamma(f0 + 1).
 ///
-/// Term D, of an open population: see term_d.h. `phase3` adds the factor of the number present at the start.
+/// Terms B and C, of closed sessions: term A of each of them, by group and stratum.
+///
+/// Term D, of an open population: see term_d.h. Term E: see term_e.h. `phase3` adds the factor of the number
+/// present at the start.
 /// @param charges  where given, each penalty that term D meets is appended
 template <class Real>
 Real closed_terms(const Job& job, Closed_form form, const Reals<Real>& parm, Cell_work<Real>& work,

@@ -8,7 +8,8 @@
 //   tau    chance that an unmarked animal present on i, and caught on i or later, is caught on i
 //   us     animals caught for the first time on i or later
 //   bs     those of them that are expected to enter behind i: of N+ animals released or left alone on j >= i,
-//          N+ = ln(j) / p(j) - notrel(j), come N+ (lambda - phi) entrants, caught later with (1 - chi) / phi
+//          N+ = caught(j) / p(j) - not_released(j), come N+ (lambda - phi) entrants, caught later with (1 -
+//          chi) / phi
 //
 // and the first captures on i are binomial among us - bs animals with tau. The factor of N, the number
 // present on occasion 1: us - bs of them were caught at some time, with P1 = p(1) + (1 - p(1)) (1 - chi).
@@ -69,7 +70,7 @@ Real log_binomial(const Real& trials, const Count& k, const Real& rest, const Re
 template <class Real>
 Real term_d_of_group(const Job& job, int g, const Reals<Real>& parm, Cell_work<Real>& work,
                      Term_d_penalty<Real>& penalty) {
-  const Jolly_records& records = prepared<Jolly_seber>(work);
+  const Capture_counts& captures = prepared<Jolly_seber>(work).captures;
   const auto rate = rates_of<Jolly_seber>(job, parm, work);
   const auto phi = work.matrix(Parameter::Phi, g), p = work.matrix(Parameter::p, g),
              lambda = work.matrix(Parameter::Lambda, g), present = work.matrix(Parameter::N, g);
@@ -96,7 +97,7 @@ Real term_d_of_group(const Job& job, int g, const Reals<Real>& parm, Cell_work<R
 
     const double first = first_caught(i);
     us += first;
-    bs += (records.ln(g, i) / caught - records.notrel(g, i)) * enters * seen_again / survives;
+    bs += (captures.caught(g, i) / caught - captures.not_released(g, i)) * enters * seen_again / survives;
     const Real left = us - bs - first;
     if (vanishes(left)) penalty.amount(left, "u* - b* - ui negative");
     const Real y = left > 0.0 ? left : Real(0.0);

@@ -63,6 +63,8 @@ struct Traced : Smooth<Traced<T>> {
 /// ones of the result in hand. Storage is used again; warm traces take no memory.
 template <class T>
 class Trace {
+  class Stack;
+
  public:
   using Step = Trace_step<T>;
 
@@ -91,13 +93,14 @@ class Trace {
   /// While the result lives, steps are kept.
   class Keeping {
    public:
-    explicit Keeping(Trace& trace) : trace_(trace) { trace.current_ = &trace.kept_; }
-    ~Keeping() { trace_.current_ = &trace_.passing_; }
+    explicit Keeping(Trace& trace) : trace_(trace), before_(trace.current_) { trace.current_ = &trace.kept_; }
+    ~Keeping() { trace_.current_ = before_; }
     Keeping(const Keeping&) = delete;
     Keeping& operator=(const Keeping&) = delete;
 
    private:
     Trace& trace_;
+    Stack* before_;
   };
   [[nodiscard]] Keeping keep() { return Keeping(*this); }
 

@@ -11,11 +11,11 @@ constexpr bool is_available(Closed_form form) {
   switch (form) {
     case Closed_form::none:
     case Closed_form::A:
-    case Closed_form::D:
-      return true;
     case Closed_form::B:
     case Closed_form::C:
+    case Closed_form::D:
     case Closed_form::E:
+      return true;
     case Closed_form::resight:
       return false;
   }

@@ -107,6 +107,14 @@ struct Closed_result {
 /// A p* below this is no difference 1 - q, which has lost digits that count.
 inline constexpr double rarely_caught = 0.5;
 
+/// log(max(q, `minlog`)) of the chance q of no capture, which a full kind gives of a stretch without one. Of
+/// animals never caught there are the more the closer that chance is to 1. Where few are missed it is a
+/// product with all its digits, and 1 - p* is not.
+template <class Real>
+Real log_never_met(const Closed_result<Real>& closed) {
+  return value_of(closed.pstar) < rarely_caught ? log_of_rest(closed.pstar) : floored_log(closed.prob);
+}
+
 namespace detail {
 
 template <class Real>

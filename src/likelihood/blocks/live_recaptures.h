@@ -1,6 +1,7 @@
 #pragma once
 // Live recaptures behind the first capture (Cormack 1964; Lebreton et al. 1992): alive up to the last
-// capture, then never seen again, step by step, or from a table that the histories of a cohort share.
+// capture, then never seen again, step by step, or from a table that the histories of a cohort share. Read
+// backwards from the last capture: there up to the first capture, not seen before it (Pradel 1996).
 
 #include <algorithm>
 #include <cstddef>
@@ -16,14 +17,14 @@
 
 namespace tarn {
 
-/// In the codes of a stored history code 3 stands for the occasions behind the last capture, and as many are
-/// added as make up a whole number of this many steps.
+/// In the codes of a stored history code 3 stands for the occasions that end no step, and as many are added
+/// as make up a whole number of this many steps.
 inline constexpr int padded_steps = 4;
 
 struct Live_facts : History_facts {
   int last_caught = 0;  ///< last "1" in a first character
-  /// Codes (blocks/emission.h) of the occasions behind `first`, for a record of the data set that is made of
-  /// "1", "0" and "." with nothing but "0" behind the last "1"; else nullptr.
+  /// Codes (blocks/emission.h) of the occasions that the steps from `first` on come to, for a record of the
+  /// data set that is made of "1", "0" and "." with nothing but "0" behind the last "1"; else nullptr.
   const unsigned char* codes = nullptr;
 
   static Live_facts of(History h) {
@@ -34,14 +35,27 @@ struct Live_facts : History_facts {
   }
 };
 
-/// Where the rates of a cohort stand: `Phi` of interval c in column c, the capture at its end in column c +
-/// `shift` of `p`, in the row of the first capture or in row 1.
+/// Where the rates of a cohort stand: those of interval c in column c of `stays`, the capture at the other
+/// end of the interval in column c + `shift` of `p`, in the row of the first capture or in row 1.
 struct Live_matrices {
   bool by_cohort = true;
   int shift = 0;
+  Parameter stays = Parameter::Phi;
+  /// Time runs backwards: a step goes from the end of an interval to its beginning.
+  bool backwards = false;
 
   int row(int first) const { return by_cohort ? first : 1; }
+  /// First interval that the histories of a cohort read.
+  int from(int first) const { return backwards ? 1 : first; }
+  /// The occasion that the step over interval c comes to.
+  int reached(int c) const { return backwards ? c : c + 1; }
+  /// Where what is known of a history ends.
+  int end(int first, int last) const { return backwards ? first : last; }
 };
+
+/// One row of rates for all, because first captures are part of the data; p of the first occasion enters,
+/// too.
+inline constexpr Live_matrices first_captures_matter{.by_cohort = false, .shift = 1};
 
 /// Cohorts with the same real parameters from their first capture on, whichever group they stand in: a table
 /// serves them all, and so do counts of what their animals did.
@@ -49,7 +63,8 @@ struct Live_class {
   int group = 0, first = 0;  ///< the cohort that begins first
   std::vector<double>
       passed;  ///< interval c, character code k: animals that lived through it, element 4 (c - 1) + k
-  std::vector<double> last_caught;  ///< on occasion o, released and not lost there: element o - 1
+  /// Whose history ends with a capture on occasion o, seen or not before or behind: element o - 1.
+  std::vector<double> ends;
 };
 
 /// Facts of all records. Where records share their real parameters also the codes of their histories, the
@@ -57,7 +72,7 @@ struct Live_class {
 class Live_records : public Record_facts<Live_facts> {
  public:
   Live_records(const Job& job, const Live_matrices& matrices)
-      : Record_facts(job), noccas_(job.status.noccas) {
+      : Record_facts(job), matrices_(matrices), noccas_(job.status.noccas) {
     if (reals_depend_on_record(job.model)) return;
     const Encounter_store& encounters = job.data.encounters;
     const std::size_t length = static_cast<std::size_t>(noccas_ + padded_steps);
@@ -66,7 +81,7 @@ class Live_records : public Record_facts<Live_facts> {
       const std::size_t record = static_cast<std::size_t>(i) - 1;
       set_codes(encounters.history(i), codes_.data() + record * length, facts_[record]);
     }
-    find_classes(job, matrices);
+    find_classes(job);
     count_animals(job);
   }
 
@@ -78,18 +93,18 @@ class Live_records : public Record_facts<Live_facts> {
   const std::vector<char>& counted() const { return counted_; }
 
  private:
-  static void set_codes(History h, unsigned char* codes, Live_facts& facts) {
+  void set_codes(History h, unsigned char* codes, Live_facts& facts) const {
     if (facts.last_caught == 0) return;
     for (int o = 1; o <= h.noccas(); ++o) {
       const std::size_t code = live_code(h.live(o));
       const bool behind = o > facts.last_caught;
       if (behind ? h.live(o) != '0' : code == 3) return;
-      if (!behind) codes[o - 1] = static_cast<unsigned char>(code);
+      if (o < matrices_.reached(facts.last_caught)) codes[o - 1] = static_cast<unsigned char>(code);
     }
-    facts.codes = codes + facts.first;
+    facts.codes = codes + (matrices_.reached(facts.first) - 1);
   }
 
-  void find_classes(const Job& job, const Live_matrices& matrices) {
+  void find_classes(const Job& job) {
     const Encounter_store& encounters = job.data.encounters;
     const int groups = job.status.ngrps;
     class_at_.assign(static_cast<std::size_t>(groups * noccas_), -1);
@@ -108,20 +123,20 @@ class Live_records : public Record_facts<Live_facts> {
     const auto complete = [&](int j, int first) {
       report.fault = {};
       for (const auto& [parameter, shift] :
-           {std::pair(Parameter::Phi, 0), std::pair(Parameter::p, matrices.shift)}) {
+           {std::pair(matrices_.stays, 0), std::pair(Parameter::p, matrices_.shift)}) {
         const Checked_pim rates = pims.checked(job, parameter, 1, 1, j, report);
-        for (int c = first; c < noccas_; ++c) rates(matrices.row(first), c + shift);
+        for (int c = matrices_.from(first); c < noccas_; ++c) rates(matrices_.row(first), c + shift);
       }
       return !report.fault.found;
     };
     const auto same = [&](int k, int j, int first) {
       const Live_class& of = classes_[static_cast<std::size_t>(k)];
       for (const auto& [parameter, shift] :
-           {std::pair(Parameter::Phi, 0), std::pair(Parameter::p, matrices.shift)}) {
+           {std::pair(matrices_.stays, 0), std::pair(Parameter::p, matrices_.shift)}) {
         const Checked_pim one = pims.checked(job, parameter, 1, 1, of.group, report),
                           other = pims.checked(job, parameter, 1, 1, j, report);
-        for (int c = first; c < noccas_; ++c)
-          if (one(matrices.row(of.first), c + shift) != other(matrices.row(first), c + shift)) return false;
+        for (int c = matrices_.from(first); c < noccas_; ++c)
+          if (one(matrices_.row(of.first), c + shift) != other(matrices_.row(first), c + shift)) return false;
       }
       return true;
     };
@@ -166,13 +181,15 @@ class Live_records : public Record_facts<Live_facts> {
         Live_class& to = classes_[static_cast<std::size_t>(class_of(j, facts.first))];
         for (int c = facts.first; c < facts.last_caught; ++c)
           to.passed[4 * static_cast<std::size_t>(c - 1) + facts.codes[c - facts.first]] += observed + lost;
-        to.last_caught[static_cast<std::size_t>(facts.last_caught) - 1] += observed;
+        // Backwards nothing is told by a removal.
+        to.ends[static_cast<std::size_t>(matrices_.end(facts.first, facts.last_caught)) - 1] +=
+            matrices_.backwards ? observed + lost : observed;
       }
     }
     std::size_t terms = 0;
     const auto above_0 = [](double count) { return count > 0.0; };
     for (const Live_class& of : classes_)
-      for (const std::vector<double>* counts : {&of.passed, &of.last_caught})
+      for (const std::vector<double>* counts : {&of.passed, &of.ends})
         terms += static_cast<std::size_t>(std::count_if(counts->begin(), counts->end(), above_0));
     if (terms >= histories) counted_.clear();
   }
@@ -181,6 +198,7 @@ class Live_records : public Record_facts<Live_facts> {
     return static_cast<std::size_t>((j - 1) * noccas_ + first - 1);
   }
 
+  Live_matrices matrices_;
   int noccas_;
   std::vector<unsigned char> codes_;
   std::vector<int> class_at_;
@@ -189,45 +207,51 @@ class Live_records : public Record_facts<Live_facts> {
 };
 
 /// A class of cohorts under one set of reals: what each character of each occasion multiplies a living
-/// animal's weight with, and the chance of never being seen again. Histories share them, so a step costs one
-/// product.
+/// animal's weight with, and the chance of never being seen again (backwards: not before). Histories share
+/// them, so a step costs one product.
 /// On a cache line of its own, which also makes its place cheap to find.
 template <class Real>
 struct alignas(64) Live_table {
-  std::vector<Real> factors;  ///< interval c, character code k: element 4 (c - 1) + k; code 3 has factor 1
-  std::vector<Real> never_again;  ///< after a capture on occasion o: element o - 1
-  std::vector<char> in_range;     ///< of interval c: both rates are inside 0 to 1; element c - 1
-  std::uint64_t made_for = 0;     ///< stamp of the reals
+  std::vector<Real> factors;   ///< interval c, character code k: element 4 (c - 1) + k; code 3 has factor 1
+  std::vector<Real> unseen;    ///< beyond a capture on occasion o: element o - 1
+  std::vector<char> in_range;  ///< of interval c: both rates are inside 0 to 1; element c - 1
+  std::uint64_t made_for = 0;  ///< stamp of the reals
 
-  /// Fills the tables for intervals `first` to `noccas` - 1. `survives(c)` gives the rate of interval c, and
-  /// `caught(c)` the capture probability at its end.
-  template <class Survives, class Caught>
-  void make(int first, int noccas, std::uint64_t stamp, const Survives& survives, const Caught& caught) {
+  /// Fills the tables for intervals `first` to `noccas` - 1, backwards all. `stays(c)` gives the rate of
+  /// interval c, and `caught(c)` the capture probability on the occasion that its step comes to.
+  template <class Rates>
+  void make(const Live_matrices& matrices, int first, int noccas, std::uint64_t stamp, const Rates& rates) {
     const std::size_t size = static_cast<std::size_t>(noccas);
     if (factors.empty()) factors.assign(4 * (size + padded_steps), Real(1.0));
-    never_again.resize(size);
-    never_again[size - 1] = 1.0;
+    unseen.resize(size);
     in_range.assign(size, 1);
-    for (int c = noccas - 1; c >= first; --c) {
-      const Real s = survives(c), p = caught(c);
+    const auto step = [&](int c, int from, int to) {
+      const Real s = rates.stays(c), p = rates.caught(c);
       Real* row = factors.data() + 4 * (c - 1);
       for (const char character : live_characters) row[live_code(character)] = s * emission(character, p);
-      const std::size_t o = static_cast<std::size_t>(c);
-      in_range[o - 1] = s >= 0.0 && s <= 1.0 && p >= 0.0 && p <= 1.0;
-      never_again[o - 1] = (1.0 - s) + row[live_code('0')] * never_again[o];
+      in_range[static_cast<std::size_t>(c) - 1] = s >= 0.0 && s <= 1.0 && p >= 0.0 && p <= 1.0;
+      unseen[static_cast<std::size_t>(from) - 1] =
+          (1.0 - s) + row[live_code('0')] * unseen[static_cast<std::size_t>(to) - 1];
+    };
+    if (matrices.backwards) {
+      unseen[0] = 1.0;
+      for (int c = 1; c < noccas; ++c) step(c, c + 1, c);
+    } else {
+      unseen[size - 1] = 1.0;
+      for (int c = noccas - 1; c >= first; --c) step(c, c, c + 1);
     }
     made_for = stamp;
   }
 
-  /// Probability of a history of this cohort from its first to its last capture, given by the codes of the
-  /// occasions between (see `Live_facts`), and of not being seen after it.
-  Real prob(const unsigned char* codes, int first, int last) const {
+  /// Probability of a history of this cohort between its captures, given by the codes of the occasions that
+  /// its steps come to (see `Live_facts`), and of not being seen beyond occasion `end`.
+  Real prob(const unsigned char* codes, int first, int last, int end) const {
     Real weight = 1.0;
     const Real* row = factors.data() + 4 * (first - 1);
     // Four steps at once: the length of a history is hard to guess for the processor, a fourth of it less so.
     for (int o = first; o < last; o += padded_steps, codes += padded_steps, row += 4 * padded_steps)
       weight = weight * ((row[codes[0]] * row[4 + codes[1]]) * (row[8 + codes[2]] * row[12 + codes[3]]));
-    return weight * never_again[static_cast<std::size_t>(last) - 1];
+    return weight * unseen[static_cast<std::size_t>(end) - 1];
   }
 };
 
@@ -239,22 +263,22 @@ struct Live_kept {
   std::vector<Live_table<Real>> tables;  ///< by class, each made when a history first asks for it
 };
 
-/// The rates of one cohort: `survives(c)`, the chance to live through interval c, and `caught(c)`, the
-/// capture probability on the occasion at its end.
-template <class Survives, class Caught>
+/// The rates of one cohort: `stays(c)`, the chance to live through interval c (backwards: to have been there
+/// at its beginning), and `caught(c)`, the capture probability on the occasion that its step comes to.
+template <class Stays, class Caught>
 struct Live_rates {
-  Survives survives;
+  Stays stays;
   Caught caught;
 };
-template <class Survives, class Caught>
-Live_rates(Survives, Caught) -> Live_rates<Survives, Caught>;
+template <class Stays, class Caught>
+Live_rates(Stays, Caught) -> Live_rates<Stays, Caught>;
 
 /// The rates of the cohort of group j with this first capture. The family's `Kept` has `powers`, and its
 /// `matrices` tells where they stand.
 template <class Family, class Real>
 auto live_rates(const Job& job, int j, int first, const Reals<Real>& parm, Cell_work<Real>& work) {
   const auto rate = rates_of<Family>(job, parm, work);
-  const auto phi = work.matrix(Parameter::Phi, j), p = work.matrix(Parameter::p, j);
+  const auto phi = work.matrix(Family::matrices.stays, j), p = work.matrix(Parameter::p, j);
   const int row = Family::matrices.row(first), shift = Family::matrices.shift;
   return Live_rates{[=](int c) -> Real { return rate.survival(phi(row, c), c); },
                     [=, before = parm.before()](int c) -> const Real& { return before[p(row, c + shift)]; }};
@@ -269,7 +293,7 @@ template <class Family, class Real>
   const Live_class& of = prepared<Family>(work).classes()[k];
   const auto rates = live_rates<Family>(job, of.group, of.first, parm, work);
   const auto keep = work.trace.keep();
-  table.make(of.first, job.status.noccas, parm.stamp(), rates.survives, rates.caught);
+  table.make(Family::matrices, of.first, job.status.noccas, parm.stamp(), rates);
 }
 
 /// The table of class k at these reals. May throw std::bad_alloc when a class is met for the first time.
@@ -283,35 +307,41 @@ const Live_table<Real>& live_table(const Job& job, std::size_t k, const Reals<Re
   return table;
 }
 
-/// The same without a table, from the first capture to occasion `last`.
+/// The same without a table; forwards, from the first capture to occasion `last`.
 template <class Family, class Real>
 [[gnu::noinline]] Real step_by_step(const Job& job, History histry, const Live_facts& facts, int last, int j,
                                     const Reals<Real>& parm, Cell_work<Real>& work) {
   const auto of = live_rates<Family>(job, j, facts.first, parm, work);
-  Real seen = 1.0, never_again = 1.0;
-  int alive = facts.first;  // occasion up to which the animal is known to live
-  for (; alive < facts.last_caught; ++alive)
-    seen = seen * (of.survives(alive) * emission<Real>(histry.live(alive + 1), of.caught(alive)));
-  for (int c = last - 1; c >= alive; --c) {
-    const Real s = of.survives(c);
-    never_again = (1.0 - s) + s * emission<Real>(histry.live(c + 1), of.caught(c)) * never_again;
-  }
-  return seen * never_again;
+  Real seen = 1.0, unseen = 1.0;
+  // Between its captures the animal is known to live.
+  for (int c = facts.first; c < facts.last_caught; ++c)
+    seen = seen * (of.stays(c) * emission<Real>(histry.live(Family::matrices.reached(c)), of.caught(c)));
+  const auto beyond = [&](int c) {
+    const Real s = of.stays(c);
+    unseen = (1.0 - s) + s * emission<Real>(histry.live(Family::matrices.reached(c)), of.caught(c)) * unseen;
+  };
+  if (Family::matrices.backwards)
+    for (int c = 1; c < facts.first; ++c) beyond(c);
+  else
+    for (int c = last - 1; c >= std::max(facts.first, facts.last_caught); --c) beyond(c);
+  return seen * unseen;
 }
 
 }  // namespace detail
 
 /// Probability of what follows the first capture of `histry` in group j: to its last capture when the animal
-/// was lost there, else to the last occasion sampled. The family's `Prepared` is a `Live_records`, its `Kept`
-/// a `Live_kept`. May throw std::bad_alloc when a cohort is met for the first time.
+/// was lost there, else to the last occasion sampled; backwards of what comes before the last capture. The
+/// family's `Prepared` is a `Live_records`, its `Kept` a `Live_kept`. May throw std::bad_alloc when a cohort
+/// is met for the first time.
 template <class Family, class Real>
 Real live_recaptures(const Job& job, History histry, const Live_facts& facts, bool lost, int j,
                      const Reals<Real>& parm, Cell_work<Real>& work) {
-  if (facts.codes != nullptr && !lost && parm.stamp() != 0) {
+  constexpr Live_matrices matrices = Family::matrices;
+  if (facts.codes != nullptr && !(lost && !matrices.backwards) && parm.stamp() != 0) {
     const int k = prepared<Family>(work).class_of(j, facts.first);
     if (k >= 0)
       return detail::live_table<Family>(job, static_cast<std::size_t>(k), parm, work)
-          .prob(facts.codes, facts.first, facts.last_caught);
+          .prob(facts.codes, facts.first, facts.last_caught, matrices.end(facts.first, facts.last_caught));
   }
   const int last = lost ? facts.lastlc : facts.lastsm;
   return detail::step_by_step<Family>(job, histry, facts, last, j, parm, work);
@@ -329,13 +359,22 @@ struct Counts_live {
   static bool counted(const Job& job, const Reals<Real>& parm, Cell_work<Real>& work,
                       std::vector<Counted_log<Real>>& logs) {
     logs.clear();
+    return add_live(job, parm, work, logs, 0.0);
+  }
+
+ protected:
+  /// The same, added to `logs`. @param least  of a logarithm that each history has besides
+  template <class Real>
+  static bool add_live(const Job& job, const Reals<Real>& parm, Cell_work<Real>& work,
+                       std::vector<Counted_log<Real>>& logs, double least_of_others) {
     const std::size_t intervals = static_cast<std::size_t>(job.status.noccas) - 1;
+    const std::size_t open_end = Family::matrices.backwards ? 1 : intervals + 1;
     const std::vector<Live_class>& classes = prepared<Family>(work).classes();
     for (std::size_t k = 0; k < classes.size(); ++k) {
       const Live_class& of = classes[k];
       const Live_table<Real>& table = detail::live_table<Family>(job, k, parm, work);
-      double least_sum = 0.0, least_tail = 0.0;
-      // A history is certain only where its captures are, and what comes behind the last of them.
+      double least_sum = least_of_others, least_tail = 0.0;
+      // A history is certain only where its captures are, and what comes beyond the end of them.
       const auto add = [&](double count, const Real& chance, double& least, bool may_be_certain) {
         const double v = value_of(chance);
         if (count == 0.0) return true;
@@ -344,7 +383,7 @@ struct Counts_live {
         least = std::min(least, value_of(logs.back().log));
         return true;
       };
-      for (std::size_t c = static_cast<std::size_t>(of.first); c <= intervals; ++c) {
+      for (std::size_t c = static_cast<std::size_t>(Family::matrices.from(of.first)); c <= intervals; ++c) {
         if (!table.in_range[c - 1]) return false;
         double least = 0.0;
         for (std::size_t code = 0; code < live_characters.size(); ++code) {
@@ -354,7 +393,7 @@ struct Counts_live {
         least_sum += least;
       }
       for (std::size_t o = static_cast<std::size_t>(of.first); o <= intervals + 1; ++o)
-        if (!add(of.last_caught[o - 1], table.never_again[o - 1], least_tail, o > intervals)) return false;
+        if (!add(of.ends[o - 1], table.unseen[o - 1], least_tail, o == open_end)) return false;
       if (!(least_sum + least_tail > floored_log(0.0) + 1.0)) return false;
     }
     return true;

@@ -46,6 +46,13 @@ class Interval_rates {
     return power(rate, number, c);
   }
 
+  /// The same of the sum of two rates.
+  Real of_sum(int number, int other, int c) const {
+    const Real sum = parm_[number] + parm_[other];
+    if (lengths_ == nullptr || lengths_[c] == 1.0F) return sum;
+    return power(sum, number + other, c);
+  }
+
   /// Chance within interval c of the event of rate r = `parm[number]`: 1 - (1 - r)^timint(c); r itself,
   /// without a power, when `timevy` is 0 or the length 1.
   Real within(int number, int c) const {

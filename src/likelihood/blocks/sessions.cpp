@@ -1,0 +1,193 @@
+#include "likelihood/blocks/sessions.h"
+
+#include <algorithm>
+#include <tuple>
+#include <utility>
+
+namespace tarn {
+namespace {
+
+bool captured(char live) { return live != '0' && live != '.'; }
+
+/// Numbers of texts, from 0, in the order in which they are met.
+class Text_numbers {
+ public:
+  int number_of(const std::string& text) {
+    const int next = static_cast<int>(uses_.size());
+    const auto [place, is_new] = numbers_.emplace(text, next);
+    if (is_new) uses_.push_back(0);
+    ++uses_[static_cast<std::size_t>(place->second)];
+    return place->second;
+  }
+  /// How often each was asked for.
+  const std::vector<int>& uses() const { return uses_; }
+
+ private:
+  std::unordered_map<std::string, int> numbers_;
+  std::vector<int> uses_;
+};
+
+/// Places, from 0, of what is used more than once; -1 for the rest.
+std::vector<int> places_of_shared(const std::vector<int>& uses, std::size_t& count) {
+  std::vector<int> places;
+  count = 0;
+  for (const int of : uses) places.push_back(of > 1 ? static_cast<int>(count++) : -1);
+  return places;
+}
+
+/// Adds up the animals of neighbours that are alike.
+template <class Counts, class Alike>
+void add_up(Counts& counts, const Alike& alike) {
+  auto to = counts.begin();
+  for (auto from = counts.begin(); from != counts.end(); ++from) {
+    if (to != counts.begin() && alike(*(to - 1), *from))
+      (to - 1)->animals += from->animals;
+    else
+      *to++ = *from;
+  }
+  counts.erase(to, counts.end());
+}
+
+}  // namespace
+
+Session_records::Session_records(const Job& job, bool whole_study)
+    : whole_study_(whole_study),
+      two_characters_(!datatype(job.status.dattyp).live),
+      captures_(job, sessions_of(job)) {
+  for_each_session(job, [&](int, const Primary_session& session) { sessions_.push_back(session); });
+  const Encounter_store& encounters = job.data.encounters;
+  const std::size_t records = static_cast<std::size_t>(encounters.size()), n = sessions_.size();
+  if (records == 0) return;
+  cells_ = encounters.history(1).cells();
+  stride_ = 2 * static_cast<std::size_t>(job.status.noccas);
+  caught_.resize(records * n);
+  records_.resize(records * n);
+  facts_.reserve(records);
+  for (std::size_t r = 0; r < records; ++r)
+    facts_.push_back(
+        facts_of(history(static_cast<int>(r) + 1), caught_.data() + r * n, records_.data() + r * n));
+  if (reals_depend_on_record(job.model)) return;
+  find_patterns(job);
+  find_sequences(job);
+  count_animals(job);
+}
+
+Session_facts Session_records::facts_of(History histry, char* caught, char* records) const {
+  Session_facts facts;
+  facts.caught = caught;
+  facts.records = records;
+  for (int s = 1; s <= sessions(); ++s) {
+    const Primary_session& own = session(s);
+    caught[s - 1] = 0;
+    records[s - 1] = '0';
+    for (int o = own.before + 1; o <= own.last(); ++o) {
+      if (captured(histry.live(o))) caught[s - 1] = 1;
+      if (two_characters_ && histry.dead(o) != '0') records[s - 1] = histry.dead(o);
+    }
+    if (caught[s - 1] != 0) {
+      if (facts.first == 0) facts.first = s;
+      facts.last_caught = s;
+    }
+    if (caught[s - 1] != 0 || records[s - 1] != '0') facts.last_met = s;
+  }
+  return facts;
+}
+
+void Session_records::find_patterns(const Job& job) {
+  const Encounter_store& encounters = job.data.encounters;
+  const std::size_t n = sessions_.size();
+  Text_numbers numbers;
+  pattern_numbers_.resize(facts_.size() * n);
+  std::string text;
+  const auto number_of = [&](const Closed_stretch& stretch) {
+    text.assign(reinterpret_cast<const char*>(&stretch.session), sizeof stretch.session);
+    // A removal shows where occasions are left.
+    text += stretch.last_open() < stretch.length ? 'L' : ' ';
+    for (int o = 1; o <= stretch.length; ++o) text += stretch.histry.live(stretch.before + o);
+    const int number = numbers.number_of(text);
+    if (static_cast<std::size_t>(number) == patterns_.size()) patterns_.push_back({stretch, -1});
+    return number;
+  };
+  for (int i = 1; i <= encounters.size(); ++i) {
+    Session_facts& own = facts_[static_cast<std::size_t>(i) - 1];
+    if (own.first == 0) continue;
+    int* of_record = pattern_numbers_.data() + static_cast<std::size_t>(i - 1) * n;
+    for (int s = 1; s <= sessions(); ++s)
+      of_record[s - 1] = number_of(stretch(history(i), animal(own, false), s, 1));
+    own.patterns = of_record;
+    const View<const float> lost = encounters.lost_on_capture(i);
+    if (std::any_of(lost.begin(), lost.end(), [](float count) { return count > 0.0F; }))
+      own.lost_pattern = number_of(stretch(history(i), animal(own, true), own.last_caught, 1));
+    else
+      own.lost_pattern = of_record[own.last_caught - 1];
+  }
+  const std::vector<int> places = places_of_shared(numbers.uses(), shared_patterns_);
+  for (std::size_t k = 0; k < patterns_.size(); ++k) patterns_[k].place = places[k];
+}
+
+void Session_records::find_sequences(const Job& job) {
+  const int records = job.data.encounters.size();
+  Text_numbers numbers, samplings;
+  std::string text, sampled;
+  sequence_numbers_.assign(facts_.size(), -1);
+  for (int i = 1; i <= records; ++i) {
+    Session_facts& own = facts_[static_cast<std::size_t>(i) - 1];
+    if (own.first == 0) continue;
+    const History histry = history(i);
+    text.clear();
+    sampled.clear();
+    for (int s = 1; s <= sessions(); ++s) {
+      if (!whole_study_ && s < own.first) {
+        text += '-';
+        continue;
+      }
+      text += own.caught[s - 1] != 0 ? '1' : '0';
+      text += own.records[s - 1];
+      for (int o = session(s).before + 1; o <= session(s).last(); ++o)
+        if (histry.live(o) == '.') {
+          sampled += std::to_string(o);
+          sampled += ' ';
+        }
+    }
+    own.sampling = samplings.number_of(sampled);
+    sequence_numbers_[static_cast<std::size_t>(i) - 1] = numbers.number_of(text + sampled);
+  }
+  samplings_ = samplings.uses().size();
+  const std::vector<int> places = places_of_shared(numbers.uses(), sequences_);
+  for (std::size_t r = 0; r < facts_.size(); ++r)
+    if (facts_[r].first > 0) facts_[r].sequence = places[static_cast<std::size_t>(sequence_numbers_[r])];
+}
+
+void Session_records::count_animals(const Job& job) {
+  const Encounter_store& encounters = job.data.encounters;
+  counted_.assign(facts_.size(), 0);
+  std::size_t histories = 0;
+  for (int i = 1; i <= encounters.size(); ++i) {
+    const Session_facts& own = facts(i);
+    if (own.first == 0) continue;
+    counted_[static_cast<std::size_t>(i) - 1] = 1;
+    for (int g = 1; g <= job.status.ngrps; ++g)
+      for (const bool lost : {false, true}) {
+        const float count = lost ? encounters.lost_on_capture(i, g) : encounters.observed(i, g);
+        if (!(count > 0.0F)) continue;  // no animal
+        ++histories;
+        sequence_counts_.push_back({i, g, lost, count});
+        const Session_animal one = animal(own, lost);
+        for (int s = own.first; s <= own.last_caught; ++s)
+          if (one.caught(s)) pattern_counts_.push_back({pattern_of(one, s), g, count});
+      }
+  }
+  const auto pattern_key = [](const Pattern_count& of) { return std::pair(of.pattern, of.group); };
+  std::sort(pattern_counts_.begin(), pattern_counts_.end(),
+            [&](const auto& a, const auto& b) { return pattern_key(a) < pattern_key(b); });
+  add_up(pattern_counts_, [&](const auto& a, const auto& b) { return pattern_key(a) == pattern_key(b); });
+  const auto sequence_key = [&](const Sequence_count& of) {
+    return std::tuple(sequence_numbers_[static_cast<std::size_t>(of.record) - 1], of.group, of.lost);
+  };
+  std::stable_sort(sequence_counts_.begin(), sequence_counts_.end(),
+                   [&](const auto& a, const auto& b) { return sequence_key(a) < sequence_key(b); });
+  add_up(sequence_counts_, [&](const auto& a, const auto& b) { return sequence_key(a) == sequence_key(b); });
+  if (pattern_counts_.size() + sequence_counts_.size() >= histories) counted_.clear();
+}
+
+}  // namespace tarn
