@@ -143,7 +143,9 @@ inline std::string open_cells(int type, int noccas, Draws& draws) {
 inline std::string closed_cells(int type, int noccas, Draws& draws) {
   std::string cells(2 * static_cast<std::size_t>(noccas), '0');
   const auto live = [&](int o) -> char& { return cells[2 * static_cast<std::size_t>(o) - 2]; };
-  const bool dots = datatype(type).alphabet.find('.') != std::string_view::npos;
+  // Nothing tells the size of a population in a session in which nothing was sampled.
+  const bool dots = datatype(type).alphabet.find('.') != std::string_view::npos &&
+                    datatype(type).cell != Cell::robust_pradel_n;
   for (int o = 1; o <= noccas; ++o) live(o) = draws.chance(0.4) ? '1' : dots && draws.chance(0.1) ? '.' : '0';
   if (cells.find('1') == std::string::npos) live(draws.whole(1, noccas)) = '1';
   if (datatype(type).cell != Cell::robust_barker) return cells;
