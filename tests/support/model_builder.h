@@ -169,6 +169,11 @@ class Model_builder {
 
   /// All betas estimated, in their order; then the likelihood is set up for `threads` threads.
   void finish(int threads = 1) {
+    prepare();
+    set_threads(threads);
+  }
+  /// The same without the likelihood.
+  void prepare() {
     Model_arrays& model = job().model;
     if (!model.design.present()) {
       design(model.nlogit);
@@ -192,7 +197,6 @@ class Model_builder {
       for (int k = 1; k <= model.nfixed(); ++k)
         if (model.fixdex(k) == member.parm) member.fixed = k;
     covariate_tables(job());
-    set_threads(threads);
   }
   void set_threads(int threads) {
     job().status.num_threads = threads;

@@ -52,12 +52,12 @@ constexpr bool is_available(Derived_sections sections) {
     case Derived_sections::survival_between:
     case Derived_sections::population:
     case Derived_sections::density:
-      return true;
     case Derived_sections::session_population:
-    case Derived_sections::strata_population:
     case Derived_sections::population_and_growth:
     case Derived_sections::growth:
     case Derived_sections::popan:
+      return true;
+    case Derived_sections::strata_population:
     case Derived_sections::occupancy:
     case Derived_sections::occupancy_detection:
     case Derived_sections::occupancy_gamma:
