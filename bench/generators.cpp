@@ -90,4 +90,43 @@ std::vector<Closed_record> closed_captures(const Closed_design& design) {
   return records;
 }
 
+double Session_design::survival(int s) const { return 0.8 + 0.05 * std::sin(1.7 * s); }
+double Session_design::capture(int s) const { return 0.3 + 0.05 * std::cos(1.1 * s); }
+
+std::vector<Session_record> session_captures(const Session_design& design) {
+  Source source(design.seed);
+  std::map<std::string, int> folded;
+  struct Animal {
+    std::string live;
+    bool present = true;
+  };
+  const std::size_t length = static_cast<std::size_t>(design.sessions * design.occasions);
+  std::vector<Animal> alive(static_cast<std::size_t>(design.animals), {std::string(length, '0')});
+  const auto leave = [&](const Animal& animal) {
+    if (animal.live.find('1') != std::string::npos) ++folded[animal.live];
+  };
+  for (int s = 1; s <= design.sessions; ++s) {
+    for (Animal& animal : alive) {
+      if (!animal.present) continue;
+      for (int o = 0; o < design.occasions; ++o)
+        if (source.uniform() < design.capture(s))
+          animal.live[static_cast<std::size_t>((s - 1) * design.occasions + o)] = '1';
+    }
+    std::vector<Animal> next;
+    for (Animal& animal : alive) {
+      if (s == design.sessions || source.uniform() >= design.survival(s)) {
+        leave(animal);
+        continue;
+      }
+      animal.present = source.uniform() >= (animal.present ? design.leaves : design.stays_away);
+      next.push_back(animal);
+    }
+    next.resize(alive.size(), {std::string(length, '0')});
+    alive = std::move(next);
+  }
+  std::vector<Session_record> records;
+  for (const auto& [live, count] : folded) records.push_back({live, count});
+  return records;
+}
+
 }  // namespace tarn::bench

@@ -56,4 +56,26 @@ struct Closed_record {
 /// One record an animal with a slope, else one a distinct history.
 std::vector<Closed_record> closed_captures(const Closed_design& design);
 
+/// An open population that is caught in primary sessions: `sessions` of `occasions` each. It has `animals`
+/// members in the first session; S(s) of them live to the next session, and entrants keep its size. One that
+/// is present leaves with `leaves`, one that is away stays so with `stays_away`; one present is caught with
+/// p(s) on each occasion. Only animals that were caught have records.
+struct Session_design {
+  int sessions = 10, occasions = 5;
+  int animals = 1000;
+  double leaves = 0.2, stays_away = 0.5;
+  std::uint64_t seed = 1;
+
+  double survival(int s) const;  ///< S(s)
+  double capture(int s) const;   ///< p(s)
+};
+
+struct Session_record {
+  std::string live;
+  int count = 1;
+};
+
+/// One record a distinct history.
+std::vector<Session_record> session_captures(const Session_design& design);
+
 }  // namespace tarn::bench

@@ -1,11 +1,15 @@
 // Writes a deck of simulated data on the standard output:
 //   make_deck live   [OPTION=VALUE ...]    live recaptures, {Phi p}
 //   make_deck closed [OPTION=VALUE ...]    conditional likelihood of a closed population, {p c}
+//   make_deck robust [OPTION=VALUE ...]    sessions with temporary emigration, {S Gamma'' Gamma' p c}
+//   make_deck popan  [OPTION=VALUE ...]    an open population that animals enter, {Phi p pent N}
 //
 //   occasions=20  animals=1000  seed=1
 //   slope=0           of survival (live) or capture (closed) in a covariate of the animal; with one every
 //   animal is
 //                     a record, without one histories are folded
+// robust and popan (occasions of a session, sessions; popan has sessions of one occasion):
+//   sessions=10  leaves=0.2  stays_away=0.5
 // live recaptures only:
 //   groups=1
 //   phi_periods=0     survival has a beta for each of so many periods of like length, 0: for each interval
@@ -38,6 +42,8 @@ using tarn::bench::Closed_design;
 using tarn::bench::Closed_record;
 using tarn::bench::Live_design;
 using tarn::bench::Live_record;
+using tarn::bench::Session_design;
+using tarn::bench::Session_record;
 
 /// The options by name, with their defaults; what is no option or no number is refused.
 class Options {
@@ -188,6 +194,75 @@ int closed(const Options& options) {
   return 0;
 }
 
+Session_design session_design(const Options& options) {
+  return {.sessions = options.count("sessions"),
+          .occasions = options.count("occasions"),
+          .animals = options.count("animals"),
+          .leaves = options.number("leaves"),
+          .stays_away = options.number("stays_away"),
+          .seed = static_cast<std::uint64_t>(options.number("seed"))};
+}
+
+/// @param intervals  the lengths of all intervals, blanks before them; may be empty
+int write_session_records(const Session_design& design, const char* what, const char* keyword,
+                          const std::string& intervals) {
+  if (design.sessions < 2 || design.occasions < 1 || design.animals < 1) {
+    std::cerr << "make_deck: two sessions of one occasion and one animal are the least\n";
+    return 1;
+  }
+  const std::vector<Session_record> records = tarn::bench::session_captures(design);
+  write_head(what, keyword, design.animals, design.sessions * design.occasions, 1, records.size(), false);
+  if (!intervals.empty()) std::cout << "time intervals" << intervals << ";\n";
+  for (const Session_record& record : records) std::cout << record.live << ' ' << record.count << ";\n";
+  return 0;
+}
+
+/// {S(t) Gamma''(.) Gamma'(.) p(s)=c(s)}.
+int robust(const Options& options) {
+  const Session_design design = session_design(options);
+  std::string intervals;
+  for (int o = 1; o < design.sessions * design.occasions; ++o)
+    intervals += o % design.occasions == 0 ? " 1" : " 0";
+  if (const int status = write_session_records(design, "robust design", "RDHUGGINS", intervals); status != 0)
+    return status;
+  const int between = design.sessions - 1;
+  std::cout << "proc estimate link=LOGIT;\nmodel={S(t) Gamma''(.) Gamma'(.) p(s)=c(s)};\n"
+            << "group=1 S rows=1 cols=" << between << " square time=1;\n"
+            << "group=1 Gamma'' rows=1 cols=" << between << " square constant=" << between + 1 << ";\n"
+            << "group=1 Gamma' rows=1 cols=" << between << " square constant=" << between + 2 << ";\n";
+  for (int s = 1; s <= design.sessions; ++s) {
+    std::cout << "group=1 p Session " << s << " rows=1 cols=" << design.occasions
+              << " square constant=" << between + 2 + s << ";\n";
+    if (design.occasions > 1)
+      std::cout << "group=1 c Session " << s << " rows=1 cols=" << design.occasions - 1
+                << " square constant=" << between + 2 + s << ";\n";
+  }
+  const int betas = between + 2 + design.sessions;
+  std::cout << "design matrix constraints=" << betas << " covariates=" << betas << " identity;\n";
+  return 0;
+}
+
+/// {Phi(t) p(t) pent(t) N}, entries by multinomial logit.
+int popan(const Options& options) {
+  Session_design design = session_design(options);
+  design.occasions = 1;
+  design.leaves = 0.0;
+  design.sessions = options.count("occasions");
+  if (const int status = write_session_records(design, "entries to an open population", "POPAN", "");
+      status != 0)
+    return status;
+  const int n = design.sessions, betas = 3 * n - 1;
+  std::cout << "proc estimate link=PARM-SPECIFIC;\nmodel={Phi(t) p(t) pent(t) N};\n"
+            << "group=1 Phi rows=1 cols=" << n - 1 << " square time=1;\n"
+            << "group=1 p rows=1 cols=" << n << " square time=" << n << ";\n"
+            << "group=1 pent rows=1 cols=" << n - 1 << " square time=" << 2 * n << ";\n"
+            << "group=1 N rows=1 cols=1 square constant=" << betas << ";\n"
+            << "design matrix constraints=" << betas << " covariates=" << betas << " identity;\nlinks;\n";
+  for (int row = 1; row <= betas; ++row)
+    std::cout << (row == betas ? "LOG" : row >= 2 * n ? "MLOGIT(1)" : "LOGIT") << ";\n";
+  return 0;
+}
+
 }  // namespace
 
 int main(int count, char** arguments) {
@@ -204,8 +279,13 @@ int main(int count, char** arguments) {
                      {"last_release", 0},
                      {"survival", 1.2},
                      {"capture", 0.34}});
-  if (kind != "live" && kind != "closed") {
-    std::cerr << "make_deck live|closed [OPTION=VALUE ...]\n";
+  const std::map<std::string_view, int (*)(const Options&)> kinds{
+      {"live", live}, {"closed", closed}, {"robust", robust}, {"popan", popan}};
+  if (kind == "robust" || kind == "popan")
+    defaults.insert({{"sessions", 10}, {"leaves", 0.2}, {"stays_away", 0.5}});
+  const auto chosen = kinds.find(kind);
+  if (chosen == kinds.end()) {
+    std::cerr << "make_deck live|closed|robust|popan [OPTION=VALUE ...]\n";
     return 1;
   }
   Options options(std::move(defaults));
@@ -214,7 +294,7 @@ int main(int count, char** arguments) {
       std::cerr << "make_deck: no option of " << kind << ", or no number: " << arguments[i] << '\n';
       return 1;
     }
-  const int status = kind == "live" ? live(options) : closed(options);
+  const int status = chosen->second(options);
   if (status == 0) std::cout << "proc stop;\n";
   return status;
 }

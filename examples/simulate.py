@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
 """Makes the example decks: animals marked and met again on a few occasions, drawn from a seeded generator.
 
-    examples/simulate.py        writes the eight decks beside this program
+    examples/simulate.py        writes the eleven decks beside this program
 """
 
 import math
@@ -409,6 +409,200 @@ proc stop;
 """)
 
 
+def captured(rng, nights, chance):
+    """Cells of an animal that is present on some nights in a row."""
+    return "".join("1" if rng.random() < chance else "0" for _ in range(nights))
+
+
+def entries():
+    """Butterflies that hatch over a season and are caught on seven visits."""
+    rng = random.Random(1010)
+    visits, hatched = 7, 400
+    gaps = [5, 5, 5, 10, 5, 5]
+    share = [0.22, 0.20, 0.18, 0.14, 0.16, 0.07, 0.03]
+    daily, chance = 0.955, 0.35
+    counts = Counter()
+    for _ in range(hatched):
+        enters = rng.choices(range(visits), share)[0]
+        cells = "0" * enters
+        while True:
+            cells += captured(rng, 1, chance)
+            if len(cells) == visits or rng.random() >= daily ** gaps[len(cells) - 1]:
+                break
+        cells = cells.ljust(visits, "0")
+        if "1" in cells:
+            counts[cells] += 1
+    records = "".join(f"{h} {n};\n" for h, n in sorted(counts.items(), reverse=True))
+    shares = "MLOGIT(1);\n" * (visits - 1)
+    write("entries.deck", f"""/* How many butterflies flew on a meadow in one season, and when did they hatch? Seven visits, five days apart, once
+   ten because of rain: survival Phi is a daily one, to the power of the days between two visits. */
+proc title Butterflies on a meadow (simulated);
+proc chmatrix occasions={visits} groups=1 etype=POPAN hist={len(counts)} nohist;
+glabel(1)=Butterflies;
+time intervals {" ".join(str(days) for days in gaps)};
+{records}
+/* pent is the share of all butterflies that enter ahead of a visit; that of the first visit is what the others leave
+   of 1 (under PENTLAST it would be that of the last). The link MLOGIT keeps their sum below 1. N is the number of
+   butterflies never caught; it is estimated on the log scale, and the whole of the season stands with the derived
+   parameters, as do births and the numbers alive at each visit.
+   With one p for all visits everything can be told apart; with p by visit neither the first pent and p nor the last
+   Phi and p could. */
+proc estimate link=PARM-SPECIFIC;
+model={{Phi(.) p(.) pent(t) N}};
+group=1 Phi rows=1 cols={visits - 1} square constant=1;
+group=1 p rows=1 cols={visits} square constant=2;
+group=1 pent rows=1 cols={visits - 1} square time=3;
+group=1 N rows=1 cols=1 square constant={visits + 2};
+design matrix constraints={visits + 2} covariates={visits + 2} identity;
+links;
+LOGIT;
+LOGIT;
+{shares}LOG;
+rlabel(1)=Daily survival;
+rlabel(2)=Chance of capture;
+proc stop;
+""")
+
+
+def growth():
+    """Newts at a pond in eight springs; the population grows."""
+    rng = random.Random(1111)
+    springs, adults = 8, 130
+    survival = 0.65
+    growth_of = [1.12, 1.05, 1.15, 0.95, 1.10, 1.08, 1.02]
+    chance = [0.45, 0.5, 0.4, 0.5, 0.45, 0.35, 0.5, 0.45]
+    counts = Counter()
+    present, size = ["" for _ in range(adults)], float(adults)
+    for spring in range(springs):
+        after = []
+        for cells in present:
+            cells += captured(rng, 1, chance[spring])
+            if spring + 1 < springs and rng.random() < survival:
+                after.append(cells)
+            elif "1" in cells:
+                counts[cells.ljust(springs, "0")] += 1
+        if spring + 1 == springs:
+            break
+        size *= growth_of[spring]
+        present = after + ["0" * (spring + 1)] * max(round(size) - len(after), 0)
+    records = "".join(f"{h} {n};\n" for h, n in sorted(counts.items(), reverse=True))
+    write("growth.deck", f"""/* Does a population of newts grow? Newts were caught at their pond in eight springs. When a newt is caught first
+   tells how many newts are new, so survival, capture and the growth rate Lambda are estimated from the same
+   histories. */
+proc title Newts at a pond in eight springs (simulated);
+proc chmatrix occasions={springs} groups=1 etype=PRADLAMBDA hist={len(counts)} nohist;
+glabel(1)=Newts;
+{records}
+/* Phi and Lambda have a column for each interval, p one for each spring. Lambda may exceed 1 and takes the link LOG
+   whatever the model's link is. Behind the real parameters stand Lambda and its logarithm by interval. With p by
+   spring the first Lambda cannot be told from the first p, nor the last from the last p: here p is one number. */
+proc estimate link=LOGIT;
+model={{Phi(.) p(.) Lambda(t)}};
+group=1 Phi rows=1 cols={springs - 1} square constant=1;
+group=1 p rows=1 cols={springs} square constant=2;
+group=1 Lambda rows=1 cols={springs - 1} square time=3;
+design matrix constraints={springs + 1} covariates={springs + 1} identity;
+rlabel(1)=Yearly survival;
+rlabel(2)=Chance of capture;
+
+/* One growth rate for all years. */
+proc estimate link=LOGIT;
+model={{Phi(.) p(.) Lambda(.)}};
+group=1 Phi rows=1 cols={springs - 1} square constant=1;
+group=1 p rows=1 cols={springs} square constant=2;
+group=1 Lambda rows=1 cols={springs - 1} square constant=3;
+design matrix constraints=3 covariates=3 identity;
+rlabel(1)=Yearly survival;
+rlabel(2)=Chance of capture;
+rlabel(3)=Growth rate;
+proc stop;
+""")
+
+
+def emigration():
+    """Voles trapped on three nights in each of six months; some are off the grid for a month or more."""
+    rng = random.Random(1212)
+    months, nights, voles = 6, 3, 140
+    survival, leaves, stays_away = 0.78, 0.25, 0.55
+    first_chance, again_chance = 0.40, 0.55
+    counts = Counter()
+    present = [("", True) for _ in range(voles)]
+    for month in range(months):
+        after = []
+        for cells, there in present:
+            marked = False
+            for _ in range(nights):
+                chance = (again_chance if marked else first_chance) if there else 0.0
+                cells += captured(rng, 1, chance)
+                marked = marked or cells[-1] == "1"
+            if month + 1 < months and rng.random() < survival:
+                after.append((cells, rng.random() >= (leaves if there else stays_away)))
+            elif "1" in cells:
+                counts[cells.ljust(months * nights, "0")] += 1
+        present = after + [("0" * (nights * (month + 1)), True)] * (voles - len(after))
+    records = "".join(f"{h} {n};\n" for h, n in sorted(counts.items(), reverse=True))
+    closed = " ".join(["0"] * (nights - 1))
+    intervals = " 1 ".join([closed] * months)
+
+    def matrices(gamma_double_prime, gamma_prime, p, c):
+        text = f"""group=1 S rows=1 cols={months - 1} square constant=1;
+group=1 Gamma'' rows=1 cols={months - 1} square {gamma_double_prime};
+group=1 Gamma' rows=1 cols={months - 1} square {gamma_prime};
+"""
+        for month in range(1, months + 1):
+            text += f"group=1 p Session {month} rows=1 cols={nights} square constant={p};\n"
+            text += f"group=1 c Session {month} rows=1 cols={nights - 1} square constant={c};\n"
+        return text
+
+    write("emigration.deck", f"""/* Voles trapped on three nights in each of six months: primary sessions of three occasions. Within a session nobody
+   is born, dies or moves: the time intervals there are 0. An interval above 0 closes a session, and in it voles die
+   and some leave the grid for a while.
+
+       night      1 2 3   4 5 6   7 8 9  10 11 12 ...
+       session      1       2       3        4
+       interval    0 0 1   0 0 1   0 0 1    0  0  1  ...
+*/
+proc title Voles on a grid in six months (simulated);
+proc chmatrix occasions={months * nights} groups=1 etype=RDHUGGINS hist={len(counts)} nohist;
+glabel(1)=Voles;
+time intervals {intervals};
+{records}
+/* S and the two rates of emigration belong to the intervals between sessions: Gamma'' is the chance that a vole
+   which is on the grid is off it in the next session, Gamma' that one which is off it stays off. p and c, the
+   chances of a first and of a later capture within a session, have a matrix for each session. Markovian emigration:
+   where a vole is next depends on where it is now. The numbers on the grid by session stand behind the table. */
+proc estimate link=LOGIT;
+model={{S(.) Gamma''(.) Gamma'(.) p(.) c(.)}};
+{matrices("constant=2", "constant=3", 4, 5)}design matrix constraints=5 covariates=5 identity;
+rlabel(1)=Monthly survival;
+rlabel(2)=Leaves the grid;
+rlabel(3)=Stays off the grid;
+rlabel(4)=First capture;
+rlabel(5)=Later capture;
+
+/* Random emigration: the chance to be off the grid is the same wherever the vole is now. */
+proc estimate link=LOGIT;
+model={{S(.) Gamma''(.)=Gamma'(.) p(.) c(.)}};
+{matrices("constant=2", "constant=2", 3, 4)}design matrix constraints=4 covariates=4 identity;
+rlabel(1)=Monthly survival;
+rlabel(2)=Off the grid;
+rlabel(3)=First capture;
+rlabel(4)=Later capture;
+
+/* No emigration: both rates are fixed at 0. Survival then takes for death what is absence. */
+proc estimate link=LOGIT;
+model={{S(.) Gamma''=Gamma'=0 p(.) c(.)}};
+{matrices("constant=2", "constant=2", 3, 4)}fixed=1;
+parm(2)=0;
+design matrix constraints=4 covariates=4 identity;
+rlabel(1)=Monthly survival;
+rlabel(2)=Off the grid;
+rlabel(3)=First capture;
+rlabel(4)=Later capture;
+proc stop;
+""")
+
+
 if __name__ == "__main__":
     time_dependent()
     two_groups()
@@ -418,3 +612,6 @@ if __name__ == "__main__":
     band_recovery()
     telemetry()
     nest_success()
+    entries()
+    growth()
+    emigration()

@@ -35,6 +35,11 @@ decks = {
     # 30 occasions, Phi(t) p(t), so many different histories
     "histories_100000": "live occasions=30 distinct=100000 survival=4 capture=0.5 last_release=10",
     "histories_1000000": "live occasions=30 distinct=1000000 survival=4 capture=0.5 last_release=10",
+    # POPAN, Phi(t) p(t) pent(t) N, folded: some 1,000 and 10,000 animals caught
+    "popan_8": "popan occasions=8 animals=700",
+    "popan_20": "popan occasions=20 animals=3200",
+    # 10 primary sessions of 5 occasions, some 20,000 animals caught: S(t) Gamma''(.) Gamma'(.) p(s)=c(s)
+    "robust_10": "robust sessions=10 occasions=5 animals=7700",
 }
 
 # Decks in which one size doubles and the others stay.

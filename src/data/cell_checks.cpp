@@ -72,7 +72,8 @@ void check_dead_recoveries(Job& job, int n, const Datatype& row, History cells, 
         typed);
 }
 
-/// Nothing follows a recovery. Occasions l and d of one session count as the same time.
+/// Nothing follows a recovery. Captures of its own session came before it, in whatever cell of the session it
+/// stands; resightings stand in their order.
 template <class Session_of>
 void check_after_recovery(Job& job, int n, const Datatype& row, History cells, std::string_view typed,
                           Session_of session) {
@@ -85,7 +86,7 @@ void check_after_recovery(Job& job, int n, const Datatype& row, History cells, s
     if (is_recovery(job, row, dead)) {
       if (recovered > 0) record_fault(job, n, two_recoveries, typed);
       recovered = o;
-    } else if (recovered > 0 && session(o) > session(recovered)) {
+    } else if (recovered > 0) {
       record_fault(job, n, live_after_dead, typed);
     }
   }
@@ -281,6 +282,20 @@ void check_sessions(Job& job, int n, const Datatype& row, History cells) {
   const int first = first1(cells), dead = first_encounter(cells);
   if (first == 0 || session_of(dead) < session_of(first)) record_fault(job, n, barker_not_live, cells.text());
   check_after_recovery(job, n, row, cells, cells.text(), session_of);
+}
+
+void check_intervals(Job& job, const Datatype& row) {
+  if (row.closed == Closed::none || !row.sessions || job.status.noccas < 2) return;
+  if (job.status.nprimy == 1)
+    warn(job,
+         "The time intervals join all occasions to one primary session: nothing between sessions can be "
+         "estimated.");
+  if (job.status.nprimy == job.status.noccas)
+    warn(job,
+         "No time interval is 0: every occasion is a primary session, and nothing within sessions can be "
+         "estimated.");
+  if (row.check == Cell_check::robust_barker && !(job.data.timint(job.status.noccas) > 0.0f))
+    warn(job, "The time interval behind the last occasion is 0: no animal can be met in it.");
 }
 
 void Kinds_found::add(const Job& job, const Datatype& row, History cells) {

@@ -30,6 +30,10 @@ void check_cells(Job& job, int n, const Datatype& row, History cells, std::strin
 /// The checks of live and dead encounters by primary session.
 void check_sessions(Job& job, int n, const Datatype& row, History cells);
 
+/// Warns of intervals between occasions that leave a robust design without an interval between sessions,
+/// without two occasions in any session, or without time behind the last one.
+void check_intervals(Job& job, const Datatype& row);
+
 /// Position of a first character in `strata`, as strata are counted; 0 when it is none.
 int stratum_position(const Job& job, const Datatype& row, char code);
 

@@ -174,6 +174,8 @@ void read_record(Job& job, Data_procedure& procedure) {
       }
     }
   }
+  if (procedure.statements.size() < r) procedure.statements.resize(r, 0);
+  if (procedure.statements(r) == 0) procedure.statements(r) = n;
 
   const Release at = release_of(job, n, row, typed);
   for (int g = 1; g <= status.ngrps; ++g, ++next) {

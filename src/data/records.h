@@ -4,6 +4,7 @@
 #include "data/catalogue/datatype.h"
 #include "data/cell_checks.h"
 #include "job/job.h"
+#include "numerics/list.h"
 
 namespace tarn {
 
@@ -15,6 +16,11 @@ struct Data_procedure {
   int extra_values = 0;  ///< of these, with more values than expected
   bool folded = false;   ///< some history was met twice
   bool faulty = false;   ///< some history holds a foreign character
+  /// For each record the statement that it came from, counted as histories are; 0: from a matrix.
+  List<int> statements;
+
+  /// Number by which messages name record r.
+  int named(int r) const { return r <= statements.size() && statements(r) > 0 ? statements(r) : r; }
 };
 
 /// The record to which the history in `ehist` belongs. Without individual covariates: the first record with

@@ -1,7 +1,9 @@
 #include "data/tabulation.h"
 
 #include <algorithm>
+#include <array>
 #include <cmath>
+#include <map>
 #include <vector>
 
 #include "data/sessions.h"
@@ -16,27 +18,32 @@ namespace {
 bool captured(char live) { return live != '.' && live != '0'; }
 
 /// `u` and `ul` of the closed layer: distinct animals caught in each session, by stratum; the cohorts of
-/// first captures are not what its terms take as the number caught.
+/// first captures are not what its terms take as the number caught. Added up in double precision: the terms
+/// are sensitive to each animal, and sums of 32-bit floats lose some of many records.
 void count_by_session(Job& job, const Datatype& row) {
   const Status_module& status = job.status;
   const Encounter_store& encounters = job.data.encounters;
   const List<int> session = row.sessions ? sessions_of(job) : List<int>(status.noccas, 1);
-  job.data.u.fill(0.0f);
-  job.data.ul.fill(0.0f);
-  for (int i = 1; i <= encounters.size(); ++i) {
-    const History cells = encounters.history(i);
-    int counted = 0;
-    for (int o = 1; o <= status.noccas; ++o) {
-      const int s = session(o);
-      if (s == counted || !captured(cells.live(o))) continue;
-      counted = s;
-      const int layer =
-          std::clamp(stratum_position(job, row, cells.live(o)), 1, std::max(job.data.u.extent(3), 1));
-      for (int g = 1; g <= status.ngrps; ++g) {
-        tabulate(job, false, s, g, layer, encounters.observed(i, g));
-        tabulate(job, true, s, g, layer, encounters.lost_on_capture(i, g));
+  for (const bool lost : {false, true}) {
+    Array3<float>& counts = lost ? job.data.ul : job.data.u;
+    counts.fill(0.0f);
+    std::map<std::array<int, 3>, double> caught;  // session, group, layer
+    for (int i = 1; i <= encounters.size(); ++i) {
+      const History cells = encounters.history(i);
+      int counted = 0;
+      for (int o = 1; o <= status.noccas; ++o) {
+        const int s = session(o);
+        if (s == counted || !captured(cells.live(o))) continue;
+        counted = s;
+        const int layer =
+            std::clamp(stratum_position(job, row, cells.live(o)), 1, std::max(counts.extent(3), 1));
+        for (int g = 1; g <= status.ngrps; ++g)
+          caught[{s, g, layer}] +=
+              static_cast<double>(lost ? encounters.lost_on_capture(i, g) : encounters.observed(i, g));
       }
     }
+    for (const auto& [place, animals] : caught)
+      add_animals(job, place[1], counts(place[0], place[1], place[2]), animals);
   }
 }
 
@@ -227,13 +234,14 @@ void finish_records(Job& job, Data_procedure& procedure) {
     check_kinds(job, row, found);
   }
   for (int i = 1; row.check == Cell_check::robust_barker && i <= encounters.size(); ++i)
-    check_sessions(job, i, row, encounters.history(i));
+    check_sessions(job, procedure.named(i), row, encounters.history(i));
   if (row.resight != Resight::none) {
     count_sightings(job, row);
     least_sizes(job);
     compare_marks(job, row);
   }
   set_intervals(job);
+  check_intervals(job, row);
   if (row.closed != Closed::none) count_by_session(job, row);
   finish_covariates(job);
 }

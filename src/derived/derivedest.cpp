@@ -58,16 +58,25 @@ Limits limits_of(Interval interval, double est, double se, double minimum) {
   return plain_limits(est, se);
 }
 
-std::string key_of(History history, int first) {
+/// The sessions in which a population of this type is closed.
+List<Primary_session> closed_sessions(const Job& job) {
+  if (datatype(job.status.dattyp).sessions) return primary_sessions(job);
+  return {Primary_session{0, job.status.noccas}};
+}
+
+/// What tells captures of a session apart that are not alike.
+std::string key_of(const Closed_stretch& stretch, int first) {
   std::string key;
-  for (int o = 1; o <= history.noccas(); ++o) key += history.live(o) == '.' ? '.' : '0';
-  return key + static_cast<char>(first & 255) + static_cast<char>(first >> 8);
+  for (const int number : {stretch.session, stretch.group, first}) key += std::to_string(number) + ' ';
+  for (int o = 1; o <= stretch.length; ++o) key += stretch.sampled(o) ? '0' : '.';
+  return key;
 }
 
 }  // namespace
 
 Derived_frame::Derived_frame(Job& job_in, bool dry)
     : job(job_in),
+      sessions(closed_sessions(job_in)),
       by_record(job_in.model.likelihood->by_record),
       cell(job_in, job_in.model.likelihood->setting),
       dry_(dry) {
@@ -114,7 +123,7 @@ int Derived_frame::number(int q, int a, int b, int g, int row, int column) {
   return found;
 }
 
-const List<Record_class>& Derived_frame::record_classes(bool by_first) {
+const List<Capture_class>& Derived_frame::capture_classes(bool by_first) {
   if (classes_made_ && classes_by_first_ == by_first) return classes_;
   classes_.clear();
   classes_made_ = true;
@@ -122,16 +131,33 @@ const List<Record_class>& Derived_frame::record_classes(bool by_first) {
   const Encounter_store& encounters = job.data.encounters;
   std::unordered_map<std::string, int> place_of;
   for (int i = 1; i <= encounters.size(); ++i) {
-    const History history = encounters.history(i);
-    const int first = by_first ? first1(history) : 0;
-    int place = classes_.size() + 1;
-    if (!by_record) place = place_of.try_emplace(key_of(history, first), place).first->second;
-    if (place > classes_.size()) classes_.push_back({i, first, List<double>(job.status.ngrps, 0.0)});
     const View<const float> observed = encounters.observed(i), lost = encounters.lost_on_capture(i);
-    for (int g = 1; g <= job.status.ngrps; ++g)
-      classes_(place).animals(g) += static_cast<double>(observed(g)) + static_cast<double>(lost(g));
+    for (int s = 1; s <= sessions.size(); ++s) {
+      Closed_stretch stretch = stretch_of(encounters.history(i), s, 1);
+      if (stretch.first == 0) continue;
+      const int first = by_first ? stretch.first : 0;
+      for (int g = 1; g <= job.status.ngrps; ++g) {
+        const double animals = static_cast<double>(observed(g)) + static_cast<double>(lost(g));
+        if (!(animals > 0.0)) continue;
+        stretch.group = g;
+        int place = classes_.size() + 1;
+        if (!by_record) place = place_of.try_emplace(key_of(stretch, first), place).first->second;
+        if (place > classes_.size()) classes_.push_back({i, s, g, first, 0.0});
+        classes_(place).animals += animals;
+      }
+    }
   }
   return classes_;
+}
+
+Closed_stretch Derived_frame::stretch_of(History histry, int session, int group) const {
+  const Primary_session& of = sessions(session);
+  return Closed_stretch::of(histry, of.before, of.length, session, group, 1, false);
+}
+
+const Capture_counts& Derived_frame::capture_counts() {
+  if (!counts_) counts_.emplace(job);
+  return *counts_;
 }
 
 void get_partials(Derived_frame& frame, Derived_routine funct, std::span<double> betast,
@@ -161,20 +187,20 @@ List<Rests_on> foundations(Derived_frame& frame, const Section& section, std::sp
   // A relative move below this is rounding of the differences.
   constexpr double least_move = 1e-4, least_change = 1e-9;
   const int count = values.rows.size(), n = values.partials.extent(2);
+  const auto size = [&](int i) { return section.logarithm ? 1.0 : std::fabs(values.parmest(i)); };
   List<Rests_on> found(count);
   for (int d = 1; d <= open.moves.extent(2); ++d)
     for (int i = 1; i <= count; ++i) {
       double move = 0.0;
       for (int j = 1; j <= n; ++j) move += values.partials(i, j) * open.moves(j, d);
-      if (std::fabs(move) > least_move * std::fabs(values.parmest(i))) found(i).direction = true;
+      if (std::fabs(move) > least_move * size(i)) found(i).direction = true;
     }
   List<double> moved(count);
   for (const Real_at_boundary& boundary : open.at_boundary) {
     frame.move_real(boundary.real, step_inside(boundary));
     section.routine(frame, x, 0, moved);
     for (int i = 1; i <= count; ++i)
-      if (std::fabs(moved(i) - values.parmest(i)) > least_change * std::fabs(values.parmest(i)))
-        found(i).boundary = true;
+      if (std::fabs(moved(i) - values.parmest(i)) > least_change * size(i)) found(i).boundary = true;
   }
   frame.move_real(0, 0.0);
   return found;
@@ -235,6 +261,7 @@ void derivedest(Job& job, std::span<const double> x, const Array2<double>& vcmat
   if (!x.empty()) require(job, vcmat, "VCMAT");
   Derived_frame frame(job);
   for (const Section* section : sections) {
+    if (section->rows(job).empty()) continue;
     Derived_values values;
     if (derive_section(frame, *section, x, vcmat, open, values)) done(values);
   }

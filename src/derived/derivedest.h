@@ -2,11 +2,15 @@
 // Derived parameters: functions of the real parameters with delta-method variances, by sections.
 
 #include <functional>
+#include <optional>
 #include <span>
 #include <vector>
 
+#include "data/sessions.h"
 #include "inference/estimability.h"
 #include "job/job.h"
+#include "likelihood/blocks/capture_counts.h"
+#include "likelihood/blocks/closed_session.h"
 #include "likelihood/cell/cell.h"
 #include "model/structure/links.h"
 #include "numerics/list.h"
@@ -15,12 +19,13 @@ namespace tarn {
 
 struct Section;
 
-/// Records that give the same term of a sum over records: all of one class when real parameters do not depend
-/// on the record, one record otherwise.
-struct Record_class {
-  int record = 0;        ///< one of them
-  int first = 0;         ///< first live capture, 0 when no routine asks for it
-  List<double> animals;  ///< by group: observed and lost
+/// Captures in a session that give the same term of a sum over animals: all that are alike when real
+/// parameters do not depend on the record, those of one record otherwise.
+struct Capture_class {
+  int record = 0;  ///< one of theirs
+  int session = 0, group = 0;
+  int first = 0;         ///< first capture, from the session's first occasion; 0 when no routine asks for it
+  double animals = 0.0;  ///< observed and lost
 };
 
 /// What the derived routines of one model read, and their working storage.
@@ -41,12 +46,22 @@ class Derived_frame {
   /// Number of the real parameter in (row, column) of the matrix of parameter q; fatal when there is none.
   int number(int q, int a, int b, int g, int row, int column);
 
-  /// Records grouped by unsampled occasions and, with `by_first`, first live capture. Made at the first call.
-  const List<Record_class>& record_classes(bool by_first);
+  /// The animals caught in each session, grouped by group, unsampled occasions of the session and, with
+  /// `by_first`, first capture there; in the order of their records. Made at the first call.
+  const List<Capture_class>& capture_classes(bool by_first);
+  /// Animals caught and not released again, by occasion. Made at the first call.
+  const Capture_counts& capture_counts();
+
+  /// A session's part of a history.
+  Closed_stretch stretch_of(History histry, int session, int group) const;
+  /// Place of (group, session) among values by group and session.
+  int place(int group, int session) const { return (group - 1) * sessions.size() + session; }
 
   Job& job;
-  const bool by_record;    ///< real parameters depend on the record
-  Cell_work<double> cell;  ///< for the blocks of the likelihood
+  const List<Primary_session> sessions;  ///< in which the population is closed; without sessions the study
+  const bool by_record;                  ///< real parameters depend on the record
+  Cell_work<double> cell;                ///< for the blocks of the likelihood
+  Closed_kept<double> closed;            ///< for `closmods`
 
   /// By derived value; a routine called with the flag 1 may fill them.
   List<double> minimum;         ///< animals known, the least population size
@@ -61,8 +76,9 @@ class Derived_frame {
   std::vector<double> dry_reals_, zeros_, moved_;
   int moved_real_ = 0;
   double by_ = 0.0;
-  List<Record_class> classes_;
+  List<Capture_class> classes_;
   bool classes_made_ = false, classes_by_first_ = false;
+  std::optional<Capture_counts> counts_;
 };
 
 /// A derived routine: the values of one section at the estimated betas `x`, in the order of the section's

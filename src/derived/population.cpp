@@ -9,57 +9,52 @@
 namespace tarn {
 namespace {
 
-/// Chance that an animal of group g is caught at least once on the occasions on which record i was sampled.
-double caught_once(Derived_frame& frame, Reals<double> parm, int i, int g) {
+/// Chance that an animal is caught at least once on the session's occasions on which it was sampled.
+double caught_once(Derived_frame& frame, Reals<double> parm, const Capture_class& alike) {
   const Job& job = frame.job;
+  Closed_stretch stretch =
+      frame.stretch_of(job.data.encounters.history(alike.record), alike.session, alike.group);
   // What was caught when does not matter, so the stretch has no capture.
-  Closed_stretch stretch;
-  stretch.histry = job.data.encounters.history(i);
-  stretch.length = job.status.noccas;
-  stretch.group = g;
+  stretch.first = stretch.last = 0;
   frame.cell.begin();
-  return closmods(job, frame.cell, kept<One_closed_session>(frame.cell), i, stretch, job.status.closedmodel,
-                  parm)
-      .pstar;
+  return closmods(job, frame.cell, frame.closed, alike.record, stretch, job.status.closedmodel, parm).pstar;
 }
 
 /// Position of `alpha`, 0 without mis-identification.
 int alpha_of(const Job& job) { return findpar(job.data, "alpha"); }
 
-/// Chance of being read rightly at the first capture of a class of records.
-double read_rightly(Derived_frame& frame, Reals<double> parm, int alpha, int first, int g) {
-  if (alpha == 0 || first == 0) return 1.0;
-  const int columns = frame.job.model.pim2(alpha, 1, 1, g).ncols;
-  return parm[frame.number(alpha, 1, 1, g, 1, std::min(first, columns))];
+/// Chance of being read rightly at the first capture of a class.
+double read_rightly(Derived_frame& frame, Reals<double> parm, int alpha, const Capture_class& alike) {
+  if (alpha == 0) return 1.0;
+  const int columns = frame.job.model.pim2(alpha, 1, alike.session, alike.group).ncols;
+  return parm[frame.number(alpha, 1, alike.session, alike.group, 1, std::min(alike.first, columns))];
 }
 
-/// Animals of group g caught on two occasions or more. A mark that was read wrongly is met once, so these are
-/// animals for certain.
-double caught_twice(const Job& job, int g) {
-  const Encounter_store& encounters = job.data.encounters;
-  double animals = 0.0;
-  for (int i = 1; i <= encounters.size(); ++i) {
-    const History history = encounters.history(i);
-    if (first1(history) != lastlc(history))
-      animals += static_cast<double>(encounters.observed(i, g)) + encounters.lost_on_capture(i, g);
-  }
-  return animals;
+/// Animals caught on two occasions or more of a session, into the minima of groups and sessions. A mark that
+/// was read wrongly is met once, so these are animals for certain.
+void count_caught_twice(Derived_frame& frame) {
+  const Encounter_store& encounters = frame.job.data.encounters;
+  for (int i = 1; i <= encounters.size(); ++i)
+    for (int s = 1; s <= frame.sessions.size(); ++s) {
+      const Closed_stretch stretch = frame.stretch_of(encounters.history(i), s, 1);
+      if (stretch.first == stretch.last) continue;
+      for (int g = 1; g <= frame.job.status.ngrps; ++g)
+        frame.minimum(frame.place(g, s)) +=
+            static_cast<double>(encounters.observed(i, g)) + encounters.lost_on_capture(i, g);
+    }
 }
 
-/// Calls `use(class, group, animals, parm, pstar)` for every class of records and group with animals, p* at
-/// the class's own covariates and never below `minlog`.
+/// Calls `use(class, parm, pstar)` for every class of captures, real parameters and p* at the class's own
+/// covariates, p* never below `minlog`.
 template <class Use>
 void for_each_caught(Derived_frame& frame, std::span<const double> x, bool by_first, const Use& use) {
-  bool newbeta = true;
-  for (const Record_class& alike : frame.record_classes(by_first)) {
-    const Reals<double> parm = frame.reals_of_record(alike.record, x, newbeta);
-    newbeta = false;
-    for (int g = 1; g <= frame.job.status.ngrps; ++g) {
-      const double animals = alike.animals(g);
-      if (!(animals > 0.0)) continue;
-      const double pstar = caught_once(frame, parm, alike.record, g);
-      use(alike, g, animals, parm, pstar > minlog ? pstar : minlog);
-    }
+  int record = 0;
+  Reals<double> parm;
+  for (const Capture_class& alike : frame.capture_classes(by_first)) {
+    if (alike.record != record) parm = frame.reals_of_record(alike.record, x, record == 0);
+    record = alike.record;
+    const double pstar = caught_once(frame, parm, alike);
+    use(alike, parm, pstar > minlog ? pstar : minlog);
   }
 }
 
@@ -69,34 +64,37 @@ void population_full(Derived_frame& frame, std::span<const double> x, int flag, 
   const Job& job = frame.job;
   const Reals<double> parm = frame.reals(x);
   const int f0 = findpar(job.data, "f0"), alpha = alpha_of(job);
-  for (int g = 1; g <= job.status.ngrps; ++g) {
-    const double caught =
-        static_cast<double>(job.data.u(1, g, 1)) + static_cast<double>(job.data.ul(1, g, 1));
-    double known = caught;
-    if (alpha > 0) {
-      known = 0.0;
-      for (const Record_class& alike : frame.record_classes(true))
-        if (alike.first > 0) known += alike.animals(g) * read_rightly(frame, parm, alpha, alike.first, g);
-    }
-    const double share = caught > 0.0 ? known / caught : 1.0;
-    values(g) = known + share * parm[frame.number(f0, 1, 1, g, 1, 1)];
-    if (flag == 1) frame.minimum(g) = alpha > 0 ? caught_twice(job, g) : caught;
+  List<double> rightly(values.size(), 0.0);
+  if (alpha > 0) {
+    for (const Capture_class& alike : frame.capture_classes(true))
+      rightly(frame.place(alike.group, alike.session)) +=
+          alike.animals * read_rightly(frame, parm, alpha, alike);
+    if (flag == 1) count_caught_twice(frame);
   }
+  for (int g = 1; g <= job.status.ngrps; ++g)
+    for (int s = 1; s <= frame.sessions.size(); ++s) {
+      const int at = frame.place(g, s);
+      const double caught =
+          static_cast<double>(job.data.u(s, g, 1)) + static_cast<double>(job.data.ul(s, g, 1));
+      const double known = alpha > 0 ? rightly(at) : caught;
+      const double share = caught > 0.0 ? known / caught : 1.0;
+      values(at) = known + share * parm[frame.number(f0, 1, s, g, 1, 1)];
+      if (flag == 1 && alpha == 0) frame.minimum(at) = caught;
+    }
 }
 
 void huggins_pstar(Derived_frame& frame, std::span<const double> x, int flag, View<double> values) {
   const int alpha = alpha_of(frame.job);
   std::fill(values.begin(), values.end(), 0.0);
-  for (int g = 1; flag == 1 && alpha > 0 && g <= frame.job.status.ngrps; ++g)
-    frame.minimum(g) = caught_twice(frame.job, g);
-  for_each_caught(frame, x, alpha > 0,
-                  [&](const Record_class& alike, int g, double animals, Reals<double> parm, double pstar) {
-                    const double rightly = animals * read_rightly(frame, parm, alpha, alike.first, g);
-                    values(g) += rightly / pstar;
-                    if (flag != 1) return;
-                    if (alpha == 0) frame.minimum(g) += animals;
-                    frame.added_variance(g) += rightly * (1.0 - pstar) / (pstar * pstar);
-                  });
+  if (flag == 1 && alpha > 0) count_caught_twice(frame);
+  for_each_caught(frame, x, alpha > 0, [&](const Capture_class& alike, Reals<double> parm, double pstar) {
+    const int at = frame.place(alike.group, alike.session);
+    const double rightly = alike.animals * read_rightly(frame, parm, alpha, alike);
+    values(at) += rightly / pstar;
+    if (flag != 1) return;
+    if (alpha == 0) frame.minimum(at) += alike.animals;
+    frame.added_variance(at) += rightly * (1.0 - pstar) / (pstar * pstar);
+  });
 }
 
 void density(Derived_frame& frame, std::span<const double> x, int flag, View<double> values) {
@@ -104,13 +102,13 @@ void density(Derived_frame& frame, std::span<const double> x, int flag, View<dou
   if (!datatype(job.status.dattyp).density) error(job, "Wrong data type passed to subroutine density.");
   const int located = findpar(job.data, "ptilde");
   std::fill(values.begin(), values.end(), 0.0);
-  for_each_caught(frame, x, false,
-                  [&](const Record_class&, int g, double animals, Reals<double> parm, double pstar) {
-                    const double ptilde = parm[frame.number(located, 1, 1, g, 1, 1)];
-                    const double area = job.data.areas(g);
-                    values(g) += animals * ptilde / pstar / area;
-                    if (flag == 1) frame.added_variance(g) += density_var_add(animals, ptilde, pstar, area);
-                  });
+  for_each_caught(frame, x, false, [&](const Capture_class& alike, Reals<double> parm, double pstar) {
+    const int g = alike.group;
+    const double ptilde = parm[frame.number(located, 1, 1, g, 1, 1)];
+    const double area = job.data.areas(g);
+    values(g) += alike.animals * ptilde / pstar / area;
+    if (flag == 1) frame.added_variance(g) += density_var_add(alike.animals, ptilde, pstar, area);
+  });
 }
 
 double density_var_add(double animals, double ptilde, double pstar, double area) {

@@ -2,6 +2,8 @@
 
 #include <array>
 
+#include "derived/growth.h"
+#include "derived/popan.h"
 #include "derived/population.h"
 #include "derived/rates.h"
 
@@ -9,12 +11,25 @@ namespace tarn {
 namespace {
 
 constexpr std::array<std::string_view, 1> by_group{"group"};
+constexpr std::array<std::string_view, 2> by_session{"group", "session"}, by_occasion{"group", "occasion"};
 
 List<List<int>> groups(const Job& job) {
   List<List<int>> rows;
   for (int g = 1; g <= job.status.ngrps; ++g) rows.push_back({g});
   return rows;
 }
+
+/// Groups, and within each 1 to `count`.
+List<List<int>> groups_and(const Job& job, int count) {
+  List<List<int>> rows;
+  for (int g = 1; g <= job.status.ngrps; ++g)
+    for (int i = 1; i <= count; ++i) rows.push_back({g, i});
+  return rows;
+}
+
+List<List<int>> sessions(const Job& job) { return groups_and(job, primary_sessions(job).size()); }
+List<List<int>> occasions(const Job& job) { return groups_and(job, job.status.noccas); }
+List<List<int>> intervals(const Job& job) { return groups_and(job, growth_intervals(job)); }
 
 constexpr Section survival_over_study{.title = "Survival Estimates of ",
                                       .quantity = Derived_quantity::survival_over_study,
@@ -37,6 +52,63 @@ constexpr Section population_of(Derived_routine routine) {
 constexpr Section full_population = population_of(population_full),
                   conditional_population = population_of(huggins_pstar);
 
+constexpr Section session_population_of(Derived_routine routine) {
+  Section section = population_of(routine);
+  section.quantity = Derived_quantity::population_by_session;
+  section.label_names = by_session;
+  section.rows = sessions;
+  return section;
+}
+constexpr Section full_session_population = session_population_of(population_full),
+                  conditional_session_population = session_population_of(huggins_pstar);
+
+constexpr Section growth_between(std::span<const std::string_view> label_names) {
+  return {.title = "Lambda Estimates of ",
+          .quantity = Derived_quantity::growth,
+          .letter = 'J',
+          .label_names = label_names,
+          .rows = intervals,
+          .interval = Interval::log,
+          .routine = lambda_derived};
+}
+constexpr Section log_growth_between(std::span<const std::string_view> label_names) {
+  return {.title = "log(Lambda) Estimates of ",
+          .quantity = Derived_quantity::log_growth,
+          .letter = 'J',
+          .label_names = label_names,
+          .rows = intervals,
+          .interval = Interval::plain,
+          .logarithm = true,
+          .routine = log_lambda_derived};
+}
+constexpr Section growth_by_occasion = growth_between(by_occasion),
+                  log_growth_by_occasion = log_growth_between(by_occasion),
+                  growth_by_session = growth_between(by_session),
+                  log_growth_by_session = log_growth_between(by_session);
+
+constexpr Section entries_of(std::string_view title, Derived_quantity quantity, Derived_routine routine) {
+  return {.title = title,
+          .quantity = quantity,
+          .letter = 'J',
+          .label_names = by_occasion,
+          .rows = occasions,
+          .interval = Interval::log,
+          .routine = routine};
+}
+constexpr Section gross_births = entries_of("Gross Birth+Immigration Estimates of ",
+                                            Derived_quantity::gross_births, popan_gb),
+                  net_births = entries_of("Net Birth+Immigration Estimates of ", Derived_quantity::net_births,
+                                          popan_nb),
+                  population_by_occasion = entries_of("Population Estimates of ",
+                                                      Derived_quantity::population_by_occasion, popan_n);
+constexpr Section gross_population{.title = "Population Estimates of ",
+                                   .quantity = Derived_quantity::gross_population,
+                                   .letter = 'J',
+                                   .label_names = by_group,
+                                   .rows = groups,
+                                   .interval = Interval::log,
+                                   .routine = popan_gn};
+
 constexpr Section density_by_group{.title = "Density Estimates of ",
                                    .quantity = Derived_quantity::density_by_group,
                                    .letter = 'J',
@@ -50,6 +122,15 @@ constexpr std::array<const Section*, 1> of_survival{&survival_over_study};
 constexpr std::array<const Section*, 1> of_full_population{&full_population};
 constexpr std::array<const Section*, 1> of_conditional_population{&conditional_population};
 constexpr std::array<const Section*, 1> of_density{&density_by_group};
+constexpr std::array<const Section*, 1> of_full_sessions{&full_session_population};
+constexpr std::array<const Section*, 1> of_conditional_sessions{&conditional_session_population};
+constexpr std::array<const Section*, 3> of_full_sessions_and_growth{
+    &full_session_population, &growth_by_session, &log_growth_by_session};
+constexpr std::array<const Section*, 3> of_conditional_sessions_and_growth{
+    &conditional_session_population, &growth_by_session, &log_growth_by_session};
+constexpr std::array<const Section*, 2> of_growth{&growth_by_occasion, &log_growth_by_occasion};
+constexpr std::array<const Section*, 4> of_popan{&gross_births, &net_births, &gross_population,
+                                                 &population_by_occasion};
 
 }  // namespace
 
@@ -61,21 +142,28 @@ std::string_view subject(const Section& section) {
 }
 
 std::span<const Section* const> derived_sections(const Datatype& type) {
+  const bool full = names_hold(closed_parameters(type.closed), "f0");
   switch (type.derived_sections) {
     case Derived_sections::survival:
     case Derived_sections::survival_between:
       return of_survival;
     case Derived_sections::population:
-      if (names_hold(closed_parameters(type.closed), "f0")) return of_full_population;
+      if (full) return of_full_population;
       return of_conditional_population;
+    case Derived_sections::session_population:
+      if (full) return of_full_sessions;
+      return of_conditional_sessions;
+    case Derived_sections::population_and_growth:
+      if (full) return of_full_sessions_and_growth;
+      return of_conditional_sessions_and_growth;
+    case Derived_sections::growth:
+      return of_growth;
+    case Derived_sections::popan:
+      return of_popan;
     case Derived_sections::density:
       return of_density;
     case Derived_sections::none:
-    case Derived_sections::session_population:
     case Derived_sections::strata_population:
-    case Derived_sections::population_and_growth:
-    case Derived_sections::growth:
-    case Derived_sections::popan:
     case Derived_sections::occupancy:
     case Derived_sections::occupancy_detection:
     case Derived_sections::occupancy_gamma:

@@ -15,7 +15,18 @@ namespace tarn {
 enum class Interval { probability, population, log, plain };
 
 /// What a section is about; the listing has a layout for each.
-enum class Derived_quantity { survival_over_study, population_by_group, density_by_group };
+enum class Derived_quantity {
+  survival_over_study,
+  population_by_group,
+  population_by_session,
+  density_by_group,
+  growth,
+  log_growth,
+  gross_births,
+  net_births,
+  gross_population,
+  population_by_occasion
+};
 
 /// Numbers in front of each value's row, in the order of `label_names`, groups outermost: one list per value.
 using Row_labels = List<List<int>> (*)(const Job& job);
@@ -28,7 +39,8 @@ struct Section {
   std::span<const std::string_view> label_names = {};
   Row_labels rows = nullptr;
   Interval interval = Interval::plain;
-  bool inflated = false;  ///< variances are multiplied by c-hat
+  bool logarithm = false;  ///< values are logarithms, so a change of theirs is a relative one
+  bool inflated = false;   ///< variances are multiplied by c-hat
   Derived_routine routine = nullptr;
 };
 

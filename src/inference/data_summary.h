@@ -8,12 +8,13 @@
 
 namespace tarn {
 
-/// Animals of one group. Lists by occasion, from 1; empty for a closed population, whose animals are all
-/// there from the start.
+/// Animals of one group. Lists by occasion, from 1, or, where a closed layer counts animals in every session
+/// in which they are caught, by primary session; empty for a closed population, whose animals are all there
+/// from the start.
 struct Group_summary {
   std::string label;
   List<double> released, lost;  ///< first releases, and those that are lost on capture
-  List<double> not_released;    ///< animals lost, by the occasion of their last capture; empty without losses
+  List<double> not_released;    ///< animals lost, by the time of their last capture; empty without losses
   double caught = 0.0;          ///< of a closed population: animals caught
   double animals = 0.0;         ///< observed and lost, whatever their history
 };

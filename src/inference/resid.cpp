@@ -2,10 +2,16 @@
 
 #include <string>
 
+#include "inference/cohorts.h"
 #include "likelihood/func.h"
 
 namespace tarn {
 namespace {
+
+/// Full likelihoods: a cell is not the probability among animals that are in the records.
+bool counts_the_never_caught(Saturated form) {
+  return form == Saturated::closed_full || form == Saturated::session_full || form == Saturated::group_full;
+}
 
 class Residuals {
  public:
@@ -15,10 +21,9 @@ class Residuals {
         cohorts_(job),
         ngrps_(job.status.ngrps),
         by_cohort_(has_pearson_figures(job)),
-        met_(ngrps_, 1.0),
+        given_capture_(counts_the_never_caught(datatype(job.status.dattyp).saturated)),
         records_left_(cohorts_.count()) {
-    if (datatype(job.status.dattyp).saturated == Saturated::closed_full)
-      for (int g = 1; g <= ngrps_; ++g) met_(g) = 1.0 - probability_never_met(job, beta, g);
+    if (given_capture_) probabilities_of_capture(job, beta, met_);
     for (int i = 1; i <= job.data.encounters.size(); ++i) ++records_left_(cohorts_.cohort_of(i));
     for (Kind* kind : {&released_, &lost_}) {
       kind->group_total.assign(ngrps_, 0.0);
@@ -77,7 +82,7 @@ class Residuals {
     const View<const float> counts = kind.lost ? encounters.lost_on_capture(i) : encounters.observed(i);
     row_.clear();
     for (int g = 1; g <= ngrps_; ++g) {
-      const double prob = kind.cellpr(i, g) / met_(g);
+      const double prob = given_capture_ ? kind.cellpr(i, g) / met_(i, g) : kind.cellpr(i, g);
       kind.seen(g, k) += prob;
       add_cell(static_cast<double>(counts(g)), prob * total(kind, k, g));
     }
@@ -111,7 +116,8 @@ class Residuals {
   Cohorts cohorts_;
   int ngrps_;
   bool by_cohort_;
-  List<double> met_;  ///< per group: chance that an animal is in the records at all
+  bool given_capture_;
+  Array2<double> met_;  ///< record, group: chance of a capture in every session that has one
   List<int> records_left_;
   Kind released_{false, job_.model.cellpr, {}, {}}, lost_{true, job_.model.cellprlost, {}, {}};
   List<Cell_counts> row_;

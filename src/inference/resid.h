@@ -26,9 +26,10 @@ using Residual_line = std::function<void(std::string_view history, const List<Ce
 
 /// Hands out the observed and expected counts of each record, of the released animals and then, where there
 /// are any, of those lost on capture. Behind the last record of a cohort a line with a blank history holds
-/// the histories that were not met. Expected counts are the cell probability times the cohort's total; of a
-/// closed population the probability given that the animal was caught. Where there are no Pearson figures
-/// they are the cell probability times the group's total, and there are no lines of histories not met.
+/// the histories that were not met. Expected counts are the cell probability times the cohort's total; where
+/// the likelihood counts the animals never caught in a closed session, the probability given a capture in
+/// each session that has one. Where there are no Pearson figures they are that probability times the group's
+/// total, and there are no lines of histories not met.
 /// @param beta  the solution
 /// Reads `cellpr` and `cellprlost`.
 Pearson_sums resid(Job& job, std::span<const double> beta, const Residual_line& line);

@@ -1,13 +1,13 @@
 #include "inference/saturd.h"
 
 #include <algorithm>
-#include <cassert>
 #include <cmath>
-#include <limits>
 #include <map>
+#include <string>
 #include <utility>
 
-#include "data/catalogue/available.h"
+#include "data/sessions.h"
+#include "inference/cohorts.h"
 #include "numerics/special.h"
 
 namespace tarn {
@@ -15,57 +15,8 @@ namespace {
 
 bool captured(char live) { return live != '0' && live != '.'; }
 
-/// Count of young in a cell, -1 when the adult was not met.
-int young(History history, int o) {
-  const char tens = history.live(o), ones = history.dead(o);
-  if (tens < '0' || tens > '9' || ones < '0' || ones > '9') return -1;
-  return 10 * (tens - '0') + (ones - '0');
-}
-
-/// First occasion on which the adult was met, and the young with it; {0, 0} if never.
-std::pair<int, int> first_brood(History history) {
-  for (int o = 1; o <= history.noccas(); ++o)
-    if (const int count = young(history, o); count >= 0) return {o, count};
-  return {0, 0};
-}
-
-/// Histories of `later` occasions after the release, each with or without a capture.
-double live_histories(int later) { return std::ldexp(1.0, later); }
-
-/// Histories that can follow a release on occasion `first` of K.
-double histories_after_release(const Datatype& row, int first, int K) {
-  const int later = K - first;
-  switch (row.check) {
-    case Cell_check::dead_recoveries:
-      return later + 2.0;
-    case Cell_check::recovery_needed:
-      return later + 1.0;
-    case Cell_check::joint: {
-      double histories = 0.0;  // by the last live capture: what was seen before it, then a recovery or none
-      for (int last = first; last <= K; ++last)
-        histories += std::max(1.0, std::ldexp(1.0, last - first - 1)) * (K - last + 2.0);
-      return histories;
-    }
-    case Cell_check::barker:
-      return std::ldexp(1.0, 2 * later + 1) + (std::ldexp(1.0, 2 * (later + 1)) - 1.0) / 3.0;
-    default:
-      return live_histories(later);
-  }
-}
-
 /// n log(n / total), 0 for a count of 0.
 double cell_term(double n, double total) { return n > 0.0 ? n * std::log(n / total) : 0.0; }
-
-/// Animals of a record in a group.
-struct Animals {
-  double observed, lost;
-  double all() const { return observed + lost; }
-};
-
-Animals animals_of(const Encounter_store& encounters, int i, int g) {
-  const View<const float> observed = encounters.observed(i), lost = encounters.lost_on_capture(i);
-  return {static_cast<double>(observed(g)), static_cast<double>(lost(g))};
-}
 
 /// Animals at risk and deaths of a group in every interval.
 struct Fates {
@@ -128,14 +79,17 @@ bool fates_of_several_intervals(const Job& job) {
 }
 
 /// What one animal of a record adds to the effective sample size.
-double opportunities(const Datatype& row, History history, bool lost) {
+/// @param session  of each occasion; without primary sessions every occasion is one
+double opportunities(const Datatype& row, const List<int>& session, History history, bool lost) {
   const int K = history.noccas();
-  int captures = 0, sampled = 0, before_last = 0;
+  int captures = 0, sampled = 0, before_last = 0, counted = 0;
   for (int o = 1; o <= K; ++o) {
     if (history.live(o) != '.') ++sampled;
     if (!captured(history.live(o))) continue;
     ++captures;
-    if (o < K) ++before_last;
+    if (session(o) == counted) continue;
+    counted = session(o);
+    if (counted < session.back()) ++before_last;
   }
   if (row.saturated == Saturated::interval) return captures;
   if (row.cell == Cell::nest) {
@@ -147,78 +101,151 @@ double opportunities(const Datatype& row, History history, bool lost) {
   if (row.check == Cell_check::recovery_needed) return 1.0;
   if (row.closed != Closed::none && !row.sessions) return sampled;
   // The last capture of an animal lost there is no release.
-  const int last = lastlc(history);
-  return before_last - (lost && last > 0 && last < K ? 1.0 : 0.0);
+  return before_last - (lost && counted > 0 && counted < session.back() ? 1.0 : 0.0);
 }
 
-/// The cohort of a record: a key of its own, and the number of histories that its animals can show.
-struct Cohort_key {
-  std::pair<int, int> key;
-  double possible;
+/// Primary session of each occasion; of a type without them the occasion itself.
+List<int> counted_sessions(const Job& job) {
+  if (datatype(job.status.dattyp).sessions) return sessions_of(job);
+  List<int> occasions;
+  for (int o = 1; o <= job.status.noccas; ++o) occasions.push_back(o);
+  return occasions;
+}
+
+/// Sum of n log(n / N) over cells.
+struct Cell_sum {
+  double sum = 0.0;
+  int parameters = 0;  ///< cells with an animal less their totals
+
+  void add_cell(double n, double total) {
+    sum += cell_term(n, total);
+    parameters += n > 0.0 ? 1 : 0;
+  }
+  void add_total(double total) { parameters -= total > 0.0 ? 1 : 0; }
 };
 
-Cohort_key cohort_key(const Datatype& row, History history) {
-  const int K = history.noccas();
-  switch (row.saturated) {
-    case Saturated::whole_group:
-    case Saturated::closed_full:
-      return {{0, 0}, live_histories(K) - 1.0};
-    case Saturated::brood: {
-      const std::pair<int, int> brood = first_brood(history);
-      return {brood, std::pow(brood.second + 1.0, K - std::max(brood.first, 1))};
-    }
-    case Saturated::interval:
-      return {{first1(history), 0}, 2.0};
-    case Saturated::none:
-    case Saturated::release: {
-      const int first = first1(history);
-      return {{first, 0}, histories_after_release(row, first, K)};
-    }
-    case Saturated::release_stratum:
-    case Saturated::last_capture:
-    case Saturated::group_stratum:
-    case Saturated::popan:
-    case Saturated::session:
-    case Saturated::session_stratum:
-    case Saturated::session_full:
-    case Saturated::session_stratum_full:
-    case Saturated::group_full:
-      break;
+/// Counts of one kind of animals by cell, in sets with a total each.
+class Cell_counts_by_set {
+ public:
+  void add(int set, std::string cell, double n) {
+    if (!(n > 0.0)) return;
+    cells_[{set, std::move(cell)}] += n;
+    totals_[set] += n;
   }
-  // No model of these is set up; what would be computed is no number.
-  assert(!is_available(row.saturated));
-  return {{0, 0}, std::numeric_limits<double>::quiet_NaN()};
+  double total(int set) const {
+    const auto place = totals_.find(set);
+    return place == totals_.end() ? 0.0 : place->second;
+  }
+  void add_to(Cell_sum& sum) const {
+    for (const auto& [cell, n] : cells_) sum.add_cell(n, total(cell.first));
+    for (const auto& [set, n] : totals_) sum.add_total(n);
+  }
+
+ private:
+  std::map<std::pair<int, std::string>, double> cells_;
+  std::map<int, double> totals_;
+};
+
+/// What a history shows of the sessions: in each a capture, none, or no sampling, and the code of the dead
+/// columns, which is the last one.
+std::string primary_pattern(History history, const List<Primary_session>& sessions) {
+  std::string pattern;
+  for (const Primary_session& session : sessions) {
+    char live = '.', dead = '0';
+    for (int o = session.before + 1; o <= session.last(); ++o) {
+      const char cell = history.live(o);
+      if (captured(cell))
+        live = '1';
+      else if (cell == '0' && live == '.')
+        live = '0';
+      if (history.dead(o) != '0') dead = history.dead(o);
+    }
+    pattern += live;
+    pattern += dead;
+  }
+  return pattern;
+}
+
+/// Captures of one session as they were; empty without one.
+std::string captures_within(History history, const Primary_session& session) {
+  std::string cells;
+  bool any = false;
+  for (int o = session.before + 1; o <= session.last(); ++o) {
+    cells += history.live(o);
+    any = any || captured(history.live(o));
+  }
+  return any ? cells : std::string();
+}
+
+/// Full likelihoods of several closed sessions: the chain between sessions and the captures within each of
+/// them are told apart, and each session has the supremum of its term over the number never caught there,
+/// which for M animals caught is lgamma(M + 1).
+Cell_sum cells_of_full_sessions(const Job& job, const Cohorts& cohorts) {
+  const Encounter_store& encounters = job.data.encounters;
+  const List<Primary_session> sessions = primary_sessions(job);
+  Cell_sum sum;
+  for (int g = 1; g <= job.status.ngrps; ++g) {
+    Cell_counts_by_set released, lost;  // set 0 - s: within session s
+    for (int i = 1; i <= encounters.size(); ++i) {
+      const History history = encounters.history(i);
+      const Animals animals = animals_of(encounters, i, g);
+      const auto add = [&](int set, const std::string& cell) {
+        released.add(set, cell, animals.observed);
+        lost.add(set, cell, animals.lost);
+      };
+      add(cohorts.cohort_of(i), primary_pattern(history, sessions));
+      for (int s = 1; s <= sessions.size(); ++s)
+        if (const std::string cells = captures_within(history, sessions(s)); !cells.empty()) add(-s, cells);
+    }
+    released.add_to(sum);
+    lost.add_to(sum);
+    for (int s = 1; s <= sessions.size(); ++s) sum.sum += lgamma(released.total(-s) + lost.total(-s) + 1.0);
+  }
+  return sum;
+}
+
+/// Each history is a cell of its cohort.
+Cell_sum cells_of_histories(const Job& job, const Cohorts& cohorts) {
+  const Encounter_store& encounters = job.data.encounters;
+  Cell_sum sum;
+  for (int g = 1; g <= job.status.ngrps; ++g) {
+    for (int i = 1; i <= encounters.size(); ++i) {
+      const int cohort = cohorts.cohort_of(i);
+      const Animals animals = animals_of(encounters, i, g);
+      sum.add_cell(animals.observed, cohorts.observed(cohort, g));
+      sum.add_cell(animals.lost, cohorts.lost(cohort, g));
+    }
+    for (int k = 1; k <= cohorts.count(); ++k) {
+      sum.add_total(cohorts.observed(k, g));
+      sum.add_total(cohorts.lost(k, g));
+    }
+  }
+  return sum;
+}
+
+/// First captures of a superpopulation, at their supremum over its size and over the entries: nobody is left
+/// out, and the T animals come in the shares that were met.
+void add_first_captures(const Job& job, const Cohorts& cohorts, Cell_sum& sum) {
+  for (int g = 1; g <= job.status.ngrps; ++g) {
+    double total = 0.0;
+    for (int k = 1; k <= cohorts.count(); ++k) total += cohorts.observed(k, g) + cohorts.lost(k, g);
+    sum.sum += lgamma(total + 1.0);
+    sum.add_total(total);
+    for (int k = 1; k <= cohorts.count(); ++k) {
+      const double first = cohorts.observed(k, g) + cohorts.lost(k, g);
+      sum.add_cell(first, total);
+      sum.sum -= lgamma(first + 1.0);
+    }
+  }
 }
 
 }  // namespace
-
-Cohorts::Cohorts(const Job& job) {
-  const Encounter_store& encounters = job.data.encounters;
-  const Datatype& row = datatype(job.status.dattyp);
-  std::map<std::pair<int, int>, int> numbers;
-  cohort_.reserve(encounters.size());
-  for (int i = 1; i <= encounters.size(); ++i) {
-    const Cohort_key own = cohort_key(row, encounters.history(i));
-    const auto [place, is_new] = numbers.emplace(own.key, possible_.size() + 1);
-    if (is_new) possible_.push_back(own.possible);
-    cohort_.push_back(place->second);
-  }
-  make_work_area(observed_, job.status.ngrps, count());
-  make_work_area(lost_, job.status.ngrps, count());
-  for (int i = 1; i <= encounters.size(); ++i)
-    for (int g = 1; g <= job.status.ngrps; ++g) {
-      const Animals animals = animals_of(encounters, i, g);
-      observed_(g, cohort_of(i)) += animals.observed;
-      lost_(g, cohort_of(i)) += animals.lost;
-    }
-}
 
 bool has_saturated_model(const Job& job) {
   return job.status.nicovs == 0 && datatype(job.status.dattyp).saturated != Saturated::none;
 }
 
 Saturated_model saturd(const Job& job) {
-  const Encounter_store& encounters = job.data.encounters;
   const Datatype& row = datatype(job.status.dattyp);
   if (!has_saturated_model(job)) {
     Saturated_model model;
@@ -228,20 +255,11 @@ Saturated_model saturd(const Job& job) {
   if (row.saturated == Saturated::interval) return saturated_fates(job);
 
   const Cohorts cohorts(job);
+  const bool full_sessions =
+      row.saturated == Saturated::session_full || row.saturated == Saturated::group_full;
+  Cell_sum sum = full_sessions ? cells_of_full_sessions(job, cohorts) : cells_of_histories(job, cohorts);
+  if (row.saturated == Saturated::popan) add_first_captures(job, cohorts, sum);
   Saturated_model model;
-  double sum = 0.0;
-  int cells = 0;
-  for (int i = 1; i <= encounters.size(); ++i)
-    for (int g = 1; g <= job.status.ngrps; ++g) {
-      const int cohort = cohorts.cohort_of(i);
-      const Animals animals = animals_of(encounters, i, g);
-      const auto cell = [&](double count, double total) {
-        sum += cell_term(count, total);
-        cells += count > 0.0 ? 1 : 0;
-      };
-      cell(animals.observed, cohorts.observed(cohort, g));
-      cell(animals.lost, cohorts.lost(cohort, g));
-    }
   for (int k = 1; k <= cohorts.count(); ++k)
     for (int g = 1; g <= job.status.ngrps; ++g) {
       for (const double total : {cohorts.observed(k, g), cohorts.lost(k, g)})
@@ -250,10 +268,10 @@ Saturated_model saturd(const Job& job) {
           model.histories += cohorts.possible_histories(k);
         }
       if (row.saturated == Saturated::closed_full)
-        sum += lgamma(cohorts.observed(k, g) + cohorts.lost(k, g) + 1.0);
+        sum.sum += lgamma(cohorts.observed(k, g) + cohorts.lost(k, g) + 1.0);
     }
-  model.xlogs = -2.0 * sum;
-  model.nsat = cells - model.cohorts;
+  model.xlogs = -2.0 * sum.sum;
+  model.nsat = sum.parameters;
   return model;
 }
 
@@ -266,14 +284,15 @@ bool has_pearson_figures(const Job& job) {
 double effective_sample_size(const Job& job) {
   const Encounter_store& encounters = job.data.encounters;
   const Datatype& row = datatype(job.status.dattyp);
+  const List<int> session = counted_sessions(job);
   double size = 0.0;
   for (int i = 1; i <= encounters.size(); ++i) {
     const History history = encounters.history(i);
     const bool animals = job.model.essanimals;
-    const double of_released = animals ? 1.0 : opportunities(row, history, false);
+    const double of_released = animals ? 1.0 : opportunities(row, session, history, false);
     const bool any_lost =
         std::ranges::any_of(encounters.lost_on_capture(i), [](float n) { return n > 0.0f; });
-    const double of_lost = animals || !any_lost ? 1.0 : opportunities(row, history, true);
+    const double of_lost = animals || !any_lost ? 1.0 : opportunities(row, session, history, true);
     for (int g = 1; g <= job.status.ngrps; ++g) {
       const Animals counts = animals_of(encounters, i, g);
       size += of_released * counts.observed + of_lost * counts.lost;

@@ -4,12 +4,13 @@
 #include <array>
 #include <cassert>
 #include <cmath>
+#include <compare>
 #include <limits>
 #include <map>
-#include <tuple>
 #include <vector>
 
 #include "data/catalogue/datatype.h"
+#include "inference/cohorts.h"
 #include "job/services/array.h"
 #include "job/services/fault.h"
 #include "likelihood/func.h"
@@ -106,27 +107,12 @@ void observed_procedure(Job& job, View<const double> beta, std::span<double> h) 
   }
 }
 
-/// Where the animals of a cell were released: occasion, group, stratum, and whether they are the lost ones.
-using Cohort = std::tuple<int, int, int, bool>;
-
-Cohort cohort_of(const Job& job, const Counted_cell& cell) {
-  const History history = job.data.encounters.history(cell.record);
-  const int first = first1(history);
-  const Datatype& row = datatype(job.status.dattyp);
-  // The animals of a closed population were all there from the start, and `u` counts them at occasion 1.
-  const bool whole_group = row.closed != Closed::none && !row.sessions;
-  if (first == 0 || !row.released || whole_group) return {1, cell.group, 1, cell.lost};
-  const std::size_t place = job.data.strata.find(history.live(first));
-  return {first, cell.group, place == std::string::npos ? 1 : static_cast<int>(place) + 1, cell.lost};
-}
-
-/// Animals released in a cohort, 0 when the table has no such cell.
-double released(const Job& job, const Cohort& cohort) {
-  const auto [occasion, group, stratum, lost] = cohort;
-  const Array3<float>& table = lost ? job.data.ul : job.data.u;
-  if (occasion > table.extent(1) || group > table.extent(2) || stratum > table.extent(3)) return 0.0;
-  return table(occasion, group, stratum);
-}
+/// A cohort's animals of one group, released or lost: within it the cells' probabilities sum to 1.
+struct Cohort {
+  int number, group;
+  bool lost;
+  auto operator<=>(const Cohort&) const = default;
+};
 
 /// What is left of a cohort below this is rounding of the sum.
 constexpr double smallest_unobserved = 1e-10;
@@ -139,13 +125,16 @@ void expected_procedure(Job& job, View<const double> beta, std::span<double> h) 
       job, beta, cells, [deltax](double) { return deltax; }, "from memory allocation of PART.");
   std::fill(h.begin(), h.end(), 0.0);
 
+  const Cohorts numbers(job);
   std::map<Cohort, std::vector<int>> cohorts;
-  for (int c = 1; c <= cells.size(); ++c) cohorts[cohort_of(job, cells(c))].push_back(c);
+  for (int c = 1; c <= cells.size(); ++c)
+    cohorts[{numbers.cohort_of(cells(c).record), cells(c).group, cells(c).lost}].push_back(c);
   // A history on several records is one cell of its cohort, unless the records' own covariates tell them
   // apart.
   const bool by_record = reals_depend_on_record(job.model);
   for (auto& [cohort, members] : cohorts) {
-    const double count = released(job, cohort);
+    const double count = cohort.lost ? numbers.lost(cohort.number, cohort.group)
+                                     : numbers.observed(cohort.number, cohort.group);
     const auto text = [&](int c) { return job.data.encounters.history(cells(c).record).text(); };
     if (!by_record) {
       std::sort(members.begin(), members.end(), [&](int a, int b) { return text(a) < text(b); });

@@ -4,8 +4,10 @@
 #include <cassert>
 #include <string>
 
+#include "data/sessions.h"
 #include "job/services/array.h"
 #include "job/services/fault.h"
+#include "likelihood/blocks/closed_session.h"
 #include "likelihood/evaluation.h"
 #include "likelihood/likelihood_work.h"
 
@@ -112,16 +114,33 @@ void cell_probabilities(Job& job) {
   cell_probabilities(job, job.model.betast.span(), job.model.cellpr, job.model.cellprlost);
 }
 
-double probability_never_met(Job& job, std::span<const double> beta, int j) {
+void probabilities_of_capture(Job& job, std::span<const double> beta, Array2<double>& met) {
   Likelihood_work& work = work_of(job);
+  const int records = job.data.encounters.size(), groups = job.status.ngrps;
+  met.free();
+  if (!allocate(job, "from memory allocation of CELLPR.", shaped(met, records, groups)))
+    error_of_absent_array(job, "CELLPR");
   Thread_area<double>& area = *work.plain[0];
   reals_of_record_1<double>(job, beta, area.reals);
-  area.cell.begin();
-  const std::string cells(2 * static_cast<std::size_t>(job.status.noccas), '0');
-  Ch_result<double> result;
-  job.model.chprobpointer(job, result, History(cells.data(), job.status.noccas), 1, j, 0, area.reals.reals(),
-                          area.cell);
-  return result.prob;
+  const Reals<double> parm = area.reals.reals();
+  const List<Primary_session> sessions = datatype(job.status.dattyp).sessions
+                                             ? primary_sessions(job)
+                                             : List<Primary_session>{{0, job.status.noccas}};
+  const Record_table table(job);
+  Closed_kept<double> kept;
+  for (int i = 1; i <= records; ++i)
+    for (int j = 1; j <= groups; ++j) {
+      met(i, j) = 1.0;
+      const auto place = static_cast<std::size_t>(i - 1) * table.groups + static_cast<std::size_t>(j - 1);
+      if (!work.readable[place]) continue;
+      area.cell.begin();
+      for (int s = 1; s <= sessions.size(); ++s) {
+        const auto stretch =
+            Closed_stretch::of(table.history(i), sessions(s).before, sessions(s).length, s, j, 1, false);
+        if (stretch.first == 0) continue;
+        met(i, j) *= closmods(job, area.cell, kept, i, stretch, job.status.closedmodel, parm).pstar;
+      }
+    }
 }
 
 }  // namespace tarn

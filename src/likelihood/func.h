@@ -42,7 +42,9 @@ void cell_probabilities(Job& job, std::span<const double> beta, Array2<double>& 
 /// The same at `betast` into `cellpr` and `cellprlost`.
 void cell_probabilities(Job& job);
 
-/// Probability, at the reals of record 1, that an animal of group j is met on no occasion.
-double probability_never_met(Job& job, std::span<const double> beta, int j);
+/// Closed layers of a full likelihood: the probability, at the reals of record 1, that an animal with the
+/// history of a record is caught at all in each of the sessions in which it was caught, by (record, group).
+/// Divided by it the record's cell is the probability given those captures. No memory for it is fatal.
+void probabilities_of_capture(Job& job, std::span<const double> beta, Array2<double>& met);
 
 }  // namespace tarn

@@ -18,7 +18,9 @@
 
 namespace tarn {
 
-/// The term of group g. A fixed N below T is charged and counts as T.
+/// The term of group g. Entries that leave a negative remainder make chances outside 0 to 1, which are
+/// charged; that of never being caught then counts as 1, or the term would grow with N beyond every penalty.
+/// A fixed N below T is charged, too, and counts as T.
 template <class Real>
 Real term_e_of_group(const Job& job, int g, const Reals<Real>& parm, Cell_work<Real>& work, Real& penalty) {
   const auto rate = rates_of<Popan>(job, parm, work);
@@ -50,7 +52,9 @@ Real term_e_of_group(const Job& job, int g, const Reals<Real>& parm, Cell_work<R
   double animals = 0.0;
   for (int o = 1; o <= last; ++o) {
     const double n = static_cast<double>(job.data.u(o, g, 1)) + static_cast<double>(job.data.ul(o, g, 1));
-    if (n > 0.0) total += n * floored_log(caught[static_cast<std::size_t>(o) - 1] / ever);
+    const Real share = caught[static_cast<std::size_t>(o) - 1] / ever;
+    penalty += range_penalty(share, job.status.penalty_slope);
+    if (n > 0.0) total += n * floored_log(share);
     total = total - lgamma(n + 1.0);
     animals += n;
   }
@@ -63,8 +67,9 @@ Real term_e_of_group(const Job& job, int g, const Reals<Real>& parm, Cell_work<R
       unseen = 0.0;
     }
   }
-  return total + animals * floored_log(ever) + unseen * floored_log(never) +
-         lgamma_rise(unseen + 1.0, animals);
+  penalty += range_penalty(never, job.status.penalty_slope);
+  if (value_of(never) <= 1.0) total += unseen * floored_log(never);
+  return total + animals * floored_log(ever) + lgamma_rise(unseen + 1.0, animals);
 }
 
 template <class Real>

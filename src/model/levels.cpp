@@ -30,8 +30,18 @@ constexpr double same_rate = 1e-4;
 constexpr double apart = 1.0;
 
 bool lives_through_intervals(const std::string& name) { return name == "S" || name == "Phi" || name == "F"; }
-bool met_in_intervals(int dattyp, const std::string& name) {
-  return datatype(dattyp).cell == Cell::chprob008 && (name == "R" || name == "R'" || name == "F'");
+/// Chances of one unit of time that hold through an interval of t of them with their power t.
+bool holds_through_intervals(const Datatype& type, const std::string& name) {
+  if (lives_through_intervals(name) || name == "Gamma'" || name == "a''") return true;
+  const bool seniority =
+      type.cell == Cell::pradel || type.cell == Cell::pradsen || type.cell == Cell::robust_pradel;
+  return seniority && name == "Gamma";
+}
+/// Chances of one unit of time of which the rest holds through an interval.
+bool comes_in_intervals(const Datatype& type, const std::string& name) {
+  const bool resightings = type.cell == Cell::chprob008 || type.cell == Cell::robust_barker;
+  if (resightings && (name == "R" || name == "R'")) return true;
+  return name == "Gamma''" || name == "a'" || (type.cell == Cell::chprob008 && name == "F'");
 }
 bool by_mixture(const Job& job, const std::string& name) {
   return job.status.nmixtures > 1 && (name == "p" || name == "c" || name == "pi");
@@ -59,12 +69,13 @@ Level_class new_class(const Job& job, const std::string& name, int mixture) {
   Level_class made;
   made.parameter = name;
   made.mixture = mixture;
-  made.range = parameter_range(datatype(job.status.dattyp), name);
+  const Datatype& type = datatype(job.status.dattyp);
+  made.range = parameter_range(type, name);
   if (made.range == Parameter_range::count) made.base = animals(job);
-  const bool through_intervals = lives_through_intervals(name) || met_in_intervals(job.status.dattyp, name);
-  if (made.range == Parameter_range::probability && through_intervals) {
+  const bool holds = holds_through_intervals(type, name);
+  if (made.range == Parameter_range::probability && (holds || comes_in_intervals(type, name))) {
     made.exponent = 1.0 / mean_interval(job);
-    made.complement = !lives_through_intervals(name);
+    made.complement = !holds;
   }
   return made;
 }

@@ -75,7 +75,7 @@ TEST(Allocation_count, sees_allocations) {
 }
 
 INSTANTIATE_TEST_SUITE_P(types, Warm_evaluation,
-                         testing::Combine(testing::ValuesIn(types_with_a_routine()),
+                         testing::Combine(testing::ValuesIn(types_for_long_laws()),
                                           testing::Values(Made_of::shared, Made_of::of_covariates,
                                                           Made_of::of_functions),
                                           testing::Values(1, 2)));

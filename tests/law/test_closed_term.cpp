@@ -14,7 +14,7 @@ namespace {
 
 std::vector<int> types_with_a_closed_term() {
   std::vector<int> types;
-  for (const int type : types_with_a_routine())
+  for (const int type : types_for_long_laws())
     if (datatype(type).closed_form != Closed_form::none) types.push_back(type);
   return types;
 }
@@ -86,7 +86,8 @@ TEST_P(Closed_term, is_in_the_one_pass_gradient_with_its_penalty) {
   ASSERT_TRUE(reals_depend_on_record(job().model));
   for (const double p : {0.3, 1.4, -6.0}) {
     set_first_p(p);
-    if (p != 0.3) {
+    // The term of the entries charges for a fixed number alone.
+    if (p != 0.3 && job().status.dattyp != 19) {
       EXPECT_GT(closed_penalty(), 1.0);
     }
     std::vector<Moved_beta> moves;

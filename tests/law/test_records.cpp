@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
 #include <limits>
 #include <string>
@@ -39,10 +40,27 @@ Figures figures(Model_builder& m, const std::vector<double>& x, bool derivatives
 
 class Records : public testing::TestWithParam<int> {
  protected:
-  static constexpr Fitted_options by_record{.noccas = 4, .groups = 2, .covariates = 2, .by_record = true};
-  static std::vector<Animal> animals() { return draw_animals(GetParam(), 40, by_record, 5); }
-  static Model_builder model(const std::vector<Animal>& of) {
-    return fitted_model(GetParam(), of, by_record);
+  static inline const Fitted_options by_record{.noccas = 4, .groups = 2, .covariates = 2, .by_record = true};
+  static std::vector<Animal> animals() {
+    std::vector<Animal> all = draw_animals(GetParam(), 40, by_record, 5);
+    // Losses tell how many animals were left, to which later entrants relate: no record is without the
+    // others.
+    const std::vector<Cell> related{Cell::pradsen, Cell::pradlambda, Cell::pradrec, Cell::robust_pradel,
+                                    Cell::robust_pradel_n};
+    if (std::find(related.begin(), related.end(), datatype(GetParam()).cell) != related.end())
+      for (Animal& animal : all) std::fill(animal.lost.begin(), animal.lost.end(), 0.0F);
+    return all;
+  }
+  static Model_builder model(const std::vector<Animal>& of, const Fitted_options& options = by_record) {
+    Model_builder m = unfinished_model(GetParam(), of, options);
+    // The number of animals caught is one for all records, whichever there are.
+    if (datatype(GetParam()).cell == Cell::robust_pradel_n) {
+      Model_builder whole = unfinished_model(GetParam(), animals(), options);
+      const Array3<float>& counts = whole.job().data.u;
+      std::copy(counts.begin(), counts.end(), m.job().data.u.begin());
+    }
+    m.finish();
+    return m;
   }
   static Figures alone(const Animal& animal, const std::vector<double>& x, bool derivatives = true) {
     Model_builder m = model({animal});
@@ -115,7 +133,7 @@ TEST_P(Records, do_not_know_where_their_reals_come_from) {
     Model_builder own = model({animal});
     if (x.empty()) x = moderate_betas(own, 13);
     const double f = figures(own, x, false).f;
-    Model_builder given = fitted_model(GetParam(), {animal}, shared);
+    Model_builder given = model({animal}, shared);
     const std::vector<double> reals = own.reals();
     const double g = figures(given, reals, false).f;
     // A table shared by the records of a cohort multiplies in another order.

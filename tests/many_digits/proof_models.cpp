@@ -18,10 +18,14 @@ struct Real_kind {
 };
 
 Real_kind kind_of(int type, const std::string& name) {
-  // Where the growth of a population is far from its survival the unmarked do not suffice for the entrants.
-  const bool grows = datatype(type).closed_form == Closed_form::D;
+  // Where the growth of a population is far from its survival the unmarked do not suffice for the entrants;
+  // where it is below, there are none.
+  const std::vector<std::string> names = parmlist(type);
+  const bool grows = std::find(names.begin(), names.end(), "Lambda") != names.end();
   if (grows && name == "Phi") return {false, 0.4, 0.6};
   if (grows && name == "Lambda") return {true, 0.7, 1.1};
+  // What enters ahead of the first occasion is left over by the others.
+  if (name == "pent") return {false, 0.05, 0.25};
   if (name == "N") return {true, 300.0, 600.0};
   if (fitted_models_detail::is_rate(type, name)) return {true, 0.3, 2.0};
   return {};
@@ -46,13 +50,14 @@ int occasions_of(int type) {
     const Matrix_size size = matrix_size(type, name, 4, 2);
     reals += size.by_cohort ? size.columns * (size.columns + 1) / 2 : size.rows * size.columns;
   }
-  return reals > most_reals ? 3 : 4;
+  return reals > most_reals && !datatype(type).sessions ? 3 : 4;
 }
 
 /// The model with intervals of three lengths and many unmarked animals, not yet finished.
-Model_builder model_of(int type, const Fitted_options& options, int animals) {
+Model_builder model_of(int type, Fitted_options options, int animals) {
+  options.between = {0.5F, 2.0F, 1.5F};
   Model_builder m = unfinished_model(type, draw_animals(type, animals, options, 7), options);
-  m.intervals({1.0F, 0.5F, 2.0F});
+  if (!datatype(type).sessions) m.intervals({1.0F, 0.5F, 2.0F});
   if (datatype(type).closed_form == Closed_form::D)
     for (float& count : m.job().data.u) count *= 10.0F;
   return m;

@@ -98,7 +98,7 @@ TEST_P(Smooth_proof, second_derivatives_are_those_of_many_digits) {
 constexpr auto type_of = [](const testing::TestParamInfo<Proof::ParamType>& info) {
   return "type_" + std::to_string(std::get<0>(info.param));
 };
-const auto every_type = testing::ValuesIn(types_with_a_routine());
+const auto every_type = testing::ValuesIn(types_for_long_laws());
 
 INSTANTIATE_TEST_SUITE_P(links, Proof, testing::Combine(every_type, testing::Values(&model_of_every_link)),
                          type_of);

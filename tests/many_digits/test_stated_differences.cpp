@@ -89,7 +89,7 @@ TEST_P(Stated_differences, are_near_the_gradient_at_a_solution) {
   expect_near_the_gradient(job, x);
 }
 
-INSTANTIATE_TEST_SUITE_P(types, Stated_differences, testing::ValuesIn(types_with_a_routine()), name_of_type);
+INSTANTIATE_TEST_SUITE_P(types, Stated_differences, testing::ValuesIn(types_for_long_laws()), name_of_type);
 
 }  // namespace
 }  // namespace tarn

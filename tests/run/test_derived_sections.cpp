@@ -10,33 +10,12 @@
 #include <vector>
 
 #include "inference/intervals.h"
-#include "support/deck_run.h"
+#include "support/section_rows.h"
 
 namespace tarn {
 namespace {
 
 namespace fs = std::filesystem;
-
-/// The lines from the title of a section to the end of its procedure.
-std::string section_of(const Deck_result& result, std::string_view title) {
-  const std::size_t place = result.listing.find(title);
-  if (place == std::string::npos) return {};
-  return result.listing.substr(place, result.listing.find("\n For procedure", place) - place);
-}
-
-/// The four numbers of the row of a group, which begins with `label`.
-std::vector<double> row_of(const std::string& section, std::string_view label) {
-  const std::size_t place = section.find(label);
-  std::vector<double> numbers;
-  if (place == std::string::npos) return numbers;
-  const char* text = section.c_str() + place + label.size();
-  for (int k = 0; k < 4; ++k) {
-    char* end = nullptr;
-    numbers.push_back(std::strtod(text, &end));
-    text = end;
-  }
-  return numbers;
-}
 
 constexpr std::string_view group_1 = "\n         1 ";
 

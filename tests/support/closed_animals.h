@@ -25,6 +25,8 @@ class Closed_animals {
       for (std::size_t m = 0; m < x.pi.size(); ++m) follow(x.pi[m], x.p[m], x.c[m], "", false);
   }
 
+  /// Share of every history, that of no capture among them.
+  const std::map<std::string, double>& shares() const { return histories_; }
   double never() const { return at(std::string(sampled_.size(), '0')); }
   double prob(std::string history) const {
     std::replace(history.begin(), history.end(), '.', '0');

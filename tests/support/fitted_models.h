@@ -52,6 +52,8 @@ struct Fitted_options {
   int slope_every = 1;
   /// Betas are reals, whatever the parameter.
   bool identity = false;
+  /// Lengths of the first intervals between sessions, in the types that have them.
+  std::vector<float> between{};
 };
 
 namespace fitted_models_detail {
@@ -66,10 +68,16 @@ inline std::string open_cells(int type, int noccas, Draws& draws) {
   live(first) = '1';
   switch (type) {
     case 1:
+    case 19:
       for (int o = first + 1; o <= noccas; ++o)
         live(o) = draws.chance(0.4) ? '1' : draws.chance(0.15) ? '.' : '0';
       break;
     case 11:
+    case 14:
+    case 15:
+    case 16:
+    case 17:
+    case 31:
       for (int o = first + 1; o <= noccas; ++o)
         if (draws.chance(0.4)) live(o) = '1';
       break;
@@ -135,15 +143,45 @@ inline std::string open_cells(int type, int noccas, Draws& draws) {
 inline std::string closed_cells(int type, int noccas, Draws& draws) {
   std::string cells(2 * static_cast<std::size_t>(noccas), '0');
   const auto live = [&](int o) -> char& { return cells[2 * static_cast<std::size_t>(o) - 2]; };
-  const bool dots = datatype(type).alphabet.find('.') != std::string_view::npos;
+  // Nothing tells the size of a population in a session in which nothing was sampled.
+  const bool dots = datatype(type).alphabet.find('.') != std::string_view::npos &&
+                    datatype(type).cell != Cell::robust_pradel_n;
   for (int o = 1; o <= noccas; ++o) live(o) = draws.chance(0.4) ? '1' : dots && draws.chance(0.1) ? '.' : '0';
   if (cells.find('1') == std::string::npos) live(draws.whole(1, noccas)) = '1';
+  if (datatype(type).cell != Cell::robust_barker) return cells;
+  // Resightings from the session of the first capture on, dead from that of the last one on.
+  int o = 0;
+  const int first = first1(History(cells.data(), noccas)), last = lastlc(History(cells.data(), noccas));
+  for (const int length : session_lengths(type, noccas)) {
+    o += length;
+    char& code = cells[2 * static_cast<std::size_t>(o) - 1];
+    if (o < first) continue;
+    if (draws.chance(0.3)) code = '2';
+    if (o < last || !draws.chance(0.2)) continue;
+    code = '1';
+    break;
+  }
   return cells;
+}
+
+/// Where a record counts in `u` and `ul`: at the occasion of its first capture, in a closed layer in every
+/// session in which something was caught.
+inline std::vector<int> counted_at(int type, History history, const std::vector<int>& lengths) {
+  if (datatype(type).closed == Closed::none) return {std::max(first1(history), 1)};
+  std::vector<int> sessions;
+  int o = 0;
+  for (std::size_t s = 0; s < lengths.size(); ++s) {
+    bool caught = false;
+    for (const int end = o + lengths[s]; o < end;) caught |= history.live(++o) == '1';
+    if (caught) sessions.push_back(static_cast<int>(s) + 1);
+  }
+  return sessions;
 }
 
 /// Whether a parameter is a rate or a number and not a chance.
 inline bool is_rate(int type, const std::string& name) {
-  return name == "sigmap" || name == "f0" || name == "Lambda" || name == "N" || type == 20;
+  static const std::vector<std::string> rates{"sigmap", "f0", "Lambda", "f", "N"};
+  return type == 20 || (type != 10 && std::find(rates.begin(), rates.end(), name) != rates.end());
 }
 
 }  // namespace fitted_models_detail
@@ -176,6 +214,8 @@ inline Model_builder unfinished_model(int type, const std::vector<Animal>& anima
                                       const Fitted_options& options) {
   Model_builder m(type, options.noccas, options.groups, options.covariates);
   Job& job = m.job();
+  const std::vector<int> lengths = session_lengths(type, options.noccas);
+  if (datatype(type).sessions) m.sessions(lengths, options.between);
   job.status.nmixtures = findpar(job.data, "pi") > 0 ? 2 : 1;
   job.data.order = 9;
   if (datatype(type).nodes != Nodes::none) gausquadpar(job);
@@ -192,11 +232,11 @@ inline Model_builder unfinished_model(int type, const std::vector<Animal>& anima
     std::copy(animal.lost.begin(), animal.lost.end(), store.lost_on_capture(i).begin());
     std::copy(animal.covariates.begin(), animal.covariates.end(), store.ind_covariates(i).begin());
     job.status.nhist = store.size();
-    const int counted = datatype(type).closed != Closed::none ? 1 : std::max(first1(store.history(i)), 1);
-    for (int g = 1; g <= options.groups; ++g) {
-      job.data.u(counted, g, 1) += animal.observed[static_cast<std::size_t>(g) - 1];
-      job.data.ul(counted, g, 1) += animal.lost[static_cast<std::size_t>(g) - 1];
-    }
+    for (const int counted : fitted_models_detail::counted_at(type, store.history(i), lengths))
+      for (int g = 1; g <= options.groups; ++g) {
+        job.data.u(counted, g, 1) += animal.observed[static_cast<std::size_t>(g) - 1];
+        job.data.ul(counted, g, 1) += animal.lost[static_cast<std::size_t>(g) - 1];
+      }
     if (located.present()) {
       located(i) = animal.located;
       inside(i) = animal.inside;
@@ -207,13 +247,20 @@ inline Model_builder unfinished_model(int type, const std::vector<Animal>& anima
   for (int g = 1; g <= options.groups; ++g)
     for (int q = 1; q <= job.data.numparmnames; ++q) {
       const std::string& name = job.data.parameterlist(q);
-      const auto size = matrix_size(type, name, options.noccas, job.status.nmixtures);
+      const std::vector<Matrix_size> sizes = matrix_sizes(type, name, options.noccas, job.status.nmixtures);
       const bool rate = fitted_models_detail::is_rate(type, name);
-      m.pim(q, g, size.by_cohort ? "TRIANG" : "SQUARE", size.rows, size.columns, [&](int, int) {
-        ++number;
-        if (rate && !options.identity) m.link(number, Link::log);
-        return number;
-      });
+      for (std::size_t s = 0; s < sizes.size(); ++s) {
+        const Matrix_size& size = sizes[s];
+        if (size.rows < 1 || size.columns < 1) continue;
+        m.pim(
+            q, g, size.by_cohort ? "TRIANG" : "SQUARE", size.rows, size.columns,
+            [&](int, int) {
+              ++number;
+              if (rate && !options.identity) m.link(number, Link::log);
+              return number;
+            },
+            static_cast<int>(s) + 1);
+      }
     }
   if (options.by_record) {
     // Neighbours have slopes and covariates of their own.

@@ -5,6 +5,8 @@
 #include <string_view>
 #include <vector>
 
+#include "data/catalogue/datatype.h"
+
 namespace tarn {
 
 struct Family_note {
@@ -28,6 +30,58 @@ inline const std::vector<Family_note>& fitted_types() {
   occasion o. `N`: one cell, the animals present on occasion 1 beyond those caught there. One row. `p` of the first occasion
   cannot be told from `Lambda` of the first interval and `N`, nor `p` of the last from `Phi` and `Lambda` before it, unless
   tied to others. `DEBUG` lists where the search is charged: `Lambda` below `Phi`, more entrants than first captures.
+)"},
+      {{14},
+       R"(- cell: `1` caught, `0` not caught. Animals are followed back from their last capture.
+- `Gamma`, seniority: of the animals present on occasion c + 1 those that were there on occasion c; K - 1 columns. `p`:
+  K columns, column o is occasion o; that of the last occasion is not read. One row. `Gamma` of the first interval cannot be
+  told from `p` of the first occasion.
+)"},
+      {{15, 16, 17, 31},
+       R"(- cell: `1` caught, `0` not caught; first captures tell how the population grows. Losses on capture are taken out of it,
+  in `LINKBARKER` they are not.
+- `Phi`, and `Gamma` (seniority), `Lambda` (growth) or `f` (new animals for each one there): K - 1 columns. `p`: K columns,
+  column o is occasion o. One row. With all by time `p` of the first occasion cannot be told from the growth of the first
+  interval, nor `p` of the last from `Phi` before it. `Lambda` below `Phi` is charged where a chance comes out negative.
+)"},
+      {{19},
+       R"(- cell: `1` caught, `0` not caught, `.` not sampled.
+- `Phi`: K - 1 columns. `p`: K columns, column o is occasion o. `pent`, the share of all animals that enters between two
+  occasions: K - 1 columns, column c is occasion c + 1, and the first occasion has the rest; with PENTLAST column c is
+  occasion c, and the last one has the rest. `N`: one cell, the animals never caught, or when fixed all animals. One row.
+  By time the first `p` cannot be told from `pent`, nor the last from `Phi` and `pent` before it.
+)"},
+      {{7, 13, 39, 40, 41, 42, 55, 56, 57, 58, 59, 60, 146},
+       R"(- cell: `1` caught, `0` not caught, in Huggins' forms `.` not sampled. TIME INTERVALS tell the sessions: 0 between two
+  occasions of one session, a length above 0 behind the last occasion of each.
+- `S`, `Gamma''` (goes away; of those present before) and `Gamma'` (stays away): one column an interval between sessions, of
+  `Gamma'` one may be left out, as nobody is away in the first. Rows: the session of the first capture, or one row. With all
+  by time the last `S` and `Gamma''` are confounded; tie the last `Gamma''` and `Gamma'` to those before.
+- `pi`, `p`, `c`, `alpha`, `sigmap`, `f0`: a matrix a session, as for the closed type of the same name, columns counted from
+  the session's first occasion. A session of one occasion has no `c`.
+)"},
+      {{18, 43, 44, 45, 46, 47, 162},
+       R"(- cell: first character `1` caught alive, `0` not, in Huggins' forms `.` not sampled; second character `1` reported dead,
+  `2` resighted alive in the interval behind the session; the last code of a session counts. Sessions as for `ROBUST`.
+- `S`, `r`, `R`, `R'` as for `BARKER`: one column a session, the interval behind it. `a''`, `a'` (there to be caught next
+  time, of animals that are and that are not), `F` (stays): one column an interval between sessions, of `a'` one may be left
+  out. Rows: the session of the first capture, or one row. The last `S` and `r` are confounded as for `BARKER`.
+- the closed layer as for `ROBUST`.
+)"},
+      {{67, 68, 69, 70, 71, 72, 73, 74, 75, 76, 77, 78, 79, 80,  81,  82,  83,  84,  85, 86,
+        87, 88, 89, 90, 91, 92, 93, 94, 95, 96, 97, 98, 99, 100, 101, 102, 148, 149, 150},
+       R"(- cell and sessions as for `ROBUST`; first captures tell how the population grows.
+- `Phi`, and `Gamma`, `Lambda` or `f` as for `PRADSEN`, `PRADLAMBDA` and `PRADREC`: one column an interval between sessions.
+  One row. The closed layer tells the chance of a capture in every session, so that none is confounded. Under Huggins'
+  forms give `Lambda` and `f` the LOG link.
+- the closed layer as for `ROBUST`.
+)"},
+      {{163, 164, 165, 166, 167, 168, 169},
+       R"(- cell and sessions as for `ROBUST`; the growth of the population is the ratio of its sizes in two sessions, which the
+  closed layer gives.
+- `Phi`: one column an interval between sessions. One row. `f0` needs the LOG link.
+- the closed layer as for `ROBUST`. A session in which nothing is sampled leaves no size. Standard errors of the growth are
+  somewhat small: the sizes are taken as known.
 )"},
       {{2},
        R"(- cell: first character `1` on the occasion of release, second character `1` when the dead animal was reported in the
@@ -108,6 +162,18 @@ inline std::vector<int> types_with_a_routine() {
   for (const Family_note& note : fitted_types())
     types.insert(types.end(), note.numbers.begin(), note.numbers.end());
   std::sort(types.begin(), types.end());
+  return types;
+}
+
+/// Those of them that the laws look at that take long. Of the robust designs, which join one of four ways
+/// between sessions with one of thirteen closed kinds, these: every way and every kind is among them.
+inline std::vector<int> types_for_long_laws() {
+  static const std::vector<int> robust{7,  13, 40, 58, 59, 146, 18,  46,  162, 67,
+                                       75, 81, 85, 86, 96, 102, 149, 163, 168, 169};
+  std::vector<int> types;
+  for (const int type : types_with_a_routine())
+    if (!datatype(type).sessions || std::find(robust.begin(), robust.end(), type) != robust.end())
+      types.push_back(type);
   return types;
 }
 

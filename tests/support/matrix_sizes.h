@@ -16,17 +16,43 @@ struct Matrix_size {
   int rows = 1, columns = 1;
 };
 
+/// Occasions of each primary session in the tests' data sets: one and two by turns. One session of all where
+/// the type has none.
+inline std::vector<int> session_lengths(int type, int noccas) {
+  if (!datatype(type).sessions) return {noccas};
+  std::vector<int> lengths;
+  for (int left = noccas; left > 0; left -= lengths.back())
+    lengths.push_back(std::min(1 + static_cast<int>(lengths.size()) % 2, left));
+  return lengths;
+}
+
+/// Whether the type's cells have a matrix of the parameter for each session.
+inline bool has_matrix_by_session(int type, const std::string& name) {
+  const Datatype& row = datatype(type);
+  return row.sessions && names_hold(closed_parameters(row.closed), name);
+}
+
 /// Size of a parameter's matrix when every cohort, occasion and mixture has a cell of its own, for the types
-/// with a cell routine.
+/// with a cell routine; of those that there are by session that of a session of `noccas` occasions, of the
+/// others that of the whole study. Without rows or columns there is no matrix.
 inline Matrix_size matrix_size(int type, const std::string& name, int noccas, int mixtures) {
-  if (datatype(type).closed != Closed::none) {
+  const Datatype& row = datatype(type);
+  if (names_hold(closed_parameters(row.closed), name) || names_hold(row.tail, name)) {
     if (name == "pi") return {false, mixtures - 1, 1};
     if (name == "p") return {false, mixtures, noccas};
     if (name == "c") return {false, mixtures, noccas - 1};
     if (name == "alpha" || name == "sigmap") return {false, 1, noccas};
     return {};
   }
-  if (type == 11) return {false, 1, name == "N" ? 1 : name == "p" ? noccas : noccas - 1};
+  const bool barker = row.cell == Cell::robust_barker;
+  if (row.sessions) {
+    const int n = static_cast<int>(session_lengths(type, noccas).size());
+    if (barker && (name == "S" || name == "r" || name == "R" || name == "R'")) return {true, n, n};
+    return {barker || row.cell == Cell::robust, barker || row.cell == Cell::robust ? n - 1 : 1, n - 1};
+  }
+  static const std::vector<int> without_cohorts{11, 14, 15, 16, 17, 19, 31};
+  if (std::find(without_cohorts.begin(), without_cohorts.end(), type) != without_cohorts.end())
+    return {false, 1, name == "N" ? 1 : name == "p" ? noccas : noccas - 1};
   // Parameters of the intervals between occasions; all others have one for the interval behind the last.
   static const std::vector<std::pair<int, std::string>> between{{1, "Phi"}, {1, "p"},    {3, "p"},  {3, "F"},
                                                                 {8, "p"},   {8, "F"},    {8, "F'"}, {10, "S"},
@@ -34,6 +60,15 @@ inline Matrix_size matrix_size(int type, const std::string& name, int noccas, in
   const bool one_less = std::find(between.begin(), between.end(), std::pair{type, name}) != between.end();
   const int n = one_less ? noccas - 1 : noccas;
   return {true, n, n};
+}
+
+/// The matrices of a parameter, session by session; one where there is one for all.
+inline std::vector<Matrix_size> matrix_sizes(int type, const std::string& name, int noccas, int mixtures) {
+  if (!has_matrix_by_session(type, name)) return {matrix_size(type, name, noccas, mixtures)};
+  std::vector<Matrix_size> sizes;
+  for (const int length : session_lengths(type, noccas))
+    sizes.push_back(matrix_size(type, name, length, mixtures));
+  return sizes;
 }
 
 }  // namespace tarn

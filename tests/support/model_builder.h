@@ -4,6 +4,7 @@
 #include <functional>
 #include <initializer_list>
 #include <numeric>
+#include <stdexcept>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -56,18 +57,45 @@ class Model_builder {
   }
 
   /// Lengths of the first intervals; the others stay 1.
-  void intervals(std::initializer_list<float> lengths) {
-    int c = 0;
+  void intervals(std::initializer_list<float> lengths) { intervals_from(1, lengths); }
+  /// The same from interval c on.
+  void intervals_from(int c, std::initializer_list<float> lengths) {
+    --c;
     for (const float length : lengths) {
       job().data.timint(++c) = length;
       if (length != 1.0F) job().data.timevy = 1;
     }
   }
 
-  /// Matrix of parameter q, group g, by a rule for row and column.
+  /// Occasions in primary sessions of these lengths, and the intervals behind each of them, of which those
+  /// not given are 1. To be called ahead of the first matrix: there is one for each session then.
+  void sessions(const std::vector<int>& lengths, const std::vector<float>& between = {}) {
+    Status_module& status = job().status;
+    Data_module& data = job().data;
+    Model_arrays& model = job().model;
+    status.nprimy = static_cast<int>(lengths.size());
+    data.timint.fill(0.0F);
+    data.timevy = 0;
+    model.minlen.clear();
+    int o = 0;
+    for (std::size_t s = 0; s < lengths.size(); ++s) {
+      o += lengths[s];
+      const float length = s < between.size() ? between[s] : 1.0F;
+      data.timint(o) = length;
+      if (length != 1.0F) data.timevy = 1;
+      model.minlen.push_back(lengths[s]);
+      model.maxprimoccas = std::max(model.maxprimoccas, lengths[s]);
+    }
+    if (o != status.noccas) throw std::invalid_argument("sessions do not make up the occasions");
+    model.pim2index3upbd = status.nprimy;
+    model.pim2 = {};
+    model.pim2.allocate(data.numparmnames, 1, 1, 1, status.nprimy, status.ngrps);
+  }
+
+  /// Matrix of parameter q, group g, of one session where there are several, by a rule for row and column.
   void pim(int q, int g, std::string_view shape, int nrows, int ncols,
-           const std::function<int(int, int)>& number) {
-    Pim& pim = job().model.pim2(q, 1, 1, g);
+           const std::function<int(int, int)>& number, int session = 1) {
+    Pim& pim = job().model.pim2(q, 1, session, g);
     pim.parname = job().data.parameterlist(q);
     pim.group = g;
     pim.shape = pim_shape(shape);
@@ -141,6 +169,11 @@ class Model_builder {
 
   /// All betas estimated, in their order; then the likelihood is set up for `threads` threads.
   void finish(int threads = 1) {
+    prepare();
+    set_threads(threads);
+  }
+  /// The same without the likelihood.
+  void prepare() {
     Model_arrays& model = job().model;
     if (!model.design.present()) {
       design(model.nlogit);
@@ -159,11 +192,11 @@ class Model_builder {
     model.scalefactor.fill(1.0);
     model.lindex.fill(model.nlink);
     for (const auto& [parameter, code] : links_) model.lindex(parameter) = code;
+    for (const int parameter : model.fixdex) model.fixpar(parameter) = 1;
     for (auto& member : model.linkfuncptr)
       for (int k = 1; k <= model.nfixed(); ++k)
         if (model.fixdex(k) == member.parm) member.fixed = k;
     covariate_tables(job());
-    set_threads(threads);
   }
   void set_threads(int threads) {
     job().status.num_threads = threads;

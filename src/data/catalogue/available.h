@@ -30,16 +30,16 @@ constexpr bool is_available(Saturated form) {
     case Saturated::interval:
     case Saturated::brood:
     case Saturated::closed_full:
-      return true;
-    case Saturated::release_stratum:
     case Saturated::last_capture:
-    case Saturated::group_stratum:
     case Saturated::popan:
     case Saturated::session:
-    case Saturated::session_stratum:
     case Saturated::session_full:
-    case Saturated::session_stratum_full:
     case Saturated::group_full:
+      return true;
+    case Saturated::release_stratum:
+    case Saturated::group_stratum:
+    case Saturated::session_stratum:
+    case Saturated::session_stratum_full:
       return false;
   }
   return false;
@@ -52,12 +52,12 @@ constexpr bool is_available(Derived_sections sections) {
     case Derived_sections::survival_between:
     case Derived_sections::population:
     case Derived_sections::density:
-      return true;
     case Derived_sections::session_population:
-    case Derived_sections::strata_population:
     case Derived_sections::population_and_growth:
     case Derived_sections::growth:
     case Derived_sections::popan:
+      return true;
+    case Derived_sections::strata_population:
     case Derived_sections::occupancy:
     case Derived_sections::occupancy_detection:
     case Derived_sections::occupancy_gamma:

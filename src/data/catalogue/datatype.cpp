@@ -79,6 +79,8 @@ Parameter_range parameter_range(const Datatype& type, std::string_view name) {
   if (names_hold(type.identity_link, name)) return Parameter_range::any;
   // Of the virtual population all parameters are mortalities in an instant.
   if (names_hold(type.log_link, name) || type.cell == Cell::vpa) return Parameter_range::positive;
+  // Growth and recruitment between sessions have no link of their own and may be above 1 all the same.
+  if (type.cell == Cell::robust_pradel && (name == "Lambda" || name == "f")) return Parameter_range::positive;
   return Parameter_range::probability;
 }
 

@@ -97,7 +97,7 @@ void Session_records::find_patterns(const Job& job) {
   const Encounter_store& encounters = job.data.encounters;
   const std::size_t n = sessions_.size();
   Text_numbers numbers;
-  pattern_numbers_.resize(facts_.size() * n);
+  pattern_numbers_.assign(facts_.size() * n, 0);
   std::string text;
   const auto number_of = [&](const Closed_stretch& stretch) {
     text.assign(reinterpret_cast<const char*>(&stretch.session), sizeof stretch.session);
@@ -105,7 +105,7 @@ void Session_records::find_patterns(const Job& job) {
     text += stretch.last_open() < stretch.length ? 'L' : ' ';
     for (int o = 1; o <= stretch.length; ++o) text += stretch.histry.live(stretch.before + o);
     const int number = numbers.number_of(text);
-    if (static_cast<std::size_t>(number) == patterns_.size()) patterns_.push_back({stretch, -1});
+    if (static_cast<std::size_t>(number) == patterns_.size()) patterns_.push_back(stretch);
     return number;
   };
   for (int i = 1; i <= encounters.size(); ++i) {
@@ -121,8 +121,19 @@ void Session_records::find_patterns(const Job& job) {
     else
       own.lost_pattern = of_record[own.last_caught - 1];
   }
-  const std::vector<int> places = places_of_shared(numbers.uses(), shared_patterns_);
-  for (std::size_t k = 0; k < patterns_.size(); ++k) patterns_[k].place = places[k];
+  // Those that are shared come first.
+  std::vector<int> places = places_of_shared(numbers.uses(), shared_patterns_);
+  std::size_t next = shared_patterns_;
+  for (int& place : places)
+    if (place < 0) place = static_cast<int>(next++);
+  std::vector<Closed_stretch> in_order(patterns_.size());
+  for (std::size_t k = 0; k < patterns_.size(); ++k)
+    in_order[static_cast<std::size_t>(places[k])] = patterns_[k];
+  patterns_ = std::move(in_order);
+  for (int& number : pattern_numbers_)
+    if (!places.empty()) number = places[static_cast<std::size_t>(number)];
+  for (Session_facts& own : facts_)
+    if (own.lost_pattern >= 0) own.lost_pattern = places[static_cast<std::size_t>(own.lost_pattern)];
 }
 
 void Session_records::find_sequences(const Job& job) {

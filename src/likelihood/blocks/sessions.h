@@ -102,16 +102,13 @@ class Session_records {
                               animal.lost && s == animal.facts->last_caught);
   }
 
-  /// A pattern within a session; the group of its stretch is not set.
-  struct Pattern {
-    Closed_stretch stretch;
-    int place = -1;  ///< among those that several records show, -1: one record does
-  };
-  const Pattern& pattern(int number) const { return patterns_[static_cast<std::size_t>(number)]; }
+  /// A pattern within a session; its group is 1.
+  const Closed_stretch& pattern(int number) const { return patterns_[static_cast<std::size_t>(number)]; }
   int pattern_of(const Session_animal& animal, int s) const {
     const Session_facts& facts = *animal.facts;
     return animal.lost && s == facts.last_caught ? facts.lost_pattern : facts.patterns[s - 1];
   }
+  /// So many patterns, the first ones, are shown by several records.
   std::size_t shared_patterns() const { return shared_patterns_; }
   std::size_t sequences() const { return sequences_; }
   std::size_t samplings() const { return samplings_; }
@@ -153,7 +150,7 @@ class Session_records {
   std::vector<Session_facts> facts_;
   std::vector<char> caught_, records_;  ///< records times sessions
   std::vector<int> pattern_numbers_, sequence_numbers_;
-  std::vector<Pattern> patterns_;
+  std::vector<Closed_stretch> patterns_;
   std::size_t shared_patterns_ = 0, sequences_ = 0, samplings_ = 0;
   std::vector<Pattern_count> pattern_counts_;
   std::vector<Sequence_count> sequence_counts_;
@@ -196,14 +193,16 @@ Closed_result<Real> pattern_result(const Job& job, int i, int number, int j, con
                                    Cell_work<Real>& work) {
   const Session_records& records = prepared<Family>(work);
   Session_kept<Real>& own = kept<Family>(work);
-  const Session_records::Pattern& pattern = records.pattern(number);
-  Closed_stretch stretch = pattern.stretch;
-  stretch.group = j;
-  if (pattern.place < 0) return closmods(job, work, own.closed, i, stretch, job.status.closedmodel, parm);
-  auto& entry = entry_of(own.patterns, records.shared_patterns(), job.status.ngrps, j, pattern.place);
-  if (entry.made_for != parm.stamp()) {
+  const auto compute = [&] {
+    Closed_stretch stretch = records.pattern(number);
+    stretch.group = j;
+    return closmods(job, work, own.closed, i, stretch, job.status.closedmodel, parm);
+  };
+  if (static_cast<std::size_t>(number) >= records.shared_patterns()) return compute();
+  auto& entry = entry_of(own.patterns, records.shared_patterns(), job.status.ngrps, j, number);
+  if (entry.made_for != parm.stamp()) [[unlikely]] {
     const auto keep = work.trace.keep();
-    entry.value = closmods(job, work, own.closed, i, stretch, job.status.closedmodel, parm);
+    entry.value = compute();
     entry.made_for = parm.stamp();
   }
   return entry.value;
@@ -303,7 +302,7 @@ struct Counts_sessions {
       return true;
     };
     for (const Session_records::Pattern_count& shown : records.pattern_counts()) {
-      const Closed_stretch& stretch = records.pattern(shown.pattern).stretch;
+      const Closed_stretch& stretch = records.pattern(shown.pattern);
       const Closed_result<Real> closed =
           detail::pattern_result<Family>(job, 1, shown.pattern, shown.group, parm, work);
       if (!add(shown.animals, closed.prob, stretch.length == 1,

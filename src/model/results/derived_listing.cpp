@@ -11,11 +11,13 @@
 namespace tarn {
 namespace {
 
+using Row_template = Template<std::span<const int>, std::array<std::string, 4>>;
+
 /// How the listing shows a section.
 struct Section_layout {
   std::span<const Template<>> heading;
   int heading_lines = 0;
-  Template<std::span<const int>, std::array<std::string, 4>> row;
+  Row_template row;
 };
 
 constexpr Template<> group_ruler{"(1x,9('-'),4(2x,'--------------'))"};
@@ -27,19 +29,55 @@ constexpr std::array<Template<>, 4> survival_heading{
     "(1x,'-----',4(1x,'--------------'))"};
 constexpr std::array<Template<>, 3> population_heading{
     group_confidence, "(1x,'    Group     N-hat        Standard Error',6x,'Lower',11x,'Upper')", group_ruler};
+constexpr std::array<Template<>, 3> gross_population_heading{
+    group_confidence, "(1x,'    Group     N*-hat       Standard Error',6x,'Lower',11x,'Upper')", group_ruler};
 constexpr std::array<Template<>, 3> density_heading{
     group_confidence, "(1x,'    Group     D-hat        Standard Error',6x,'Lower',11x,'Upper')", group_ruler};
+constexpr std::array<Template<>, 3> session_population_heading{
+    group_confidence, "(1x,'Grp. Sess.     N-hat        Standard Error',6x,'Lower',11x,'Upper')",
+    group_ruler};
+constexpr std::array<Template<>, 3> growth_heading{
+    group_confidence, "(1x,'Grp. Occ.   Lambda-hat      Standard Error',6x,'Lower',11x,'Upper')",
+    group_ruler};
+constexpr std::array<Template<>, 3> log_growth_heading{
+    group_confidence, "(1x,'Grp. Occ.   log(Lambda-hat) Standard Error',6x,'Lower',11x,'Upper')",
+    group_ruler};
+constexpr std::array<Template<>, 3> gross_births_heading{
+    group_confidence, "(1x,'Grp. Occ.     B*-hat        Standard Error',6x,'Lower',11x,'Upper')",
+    group_ruler};
+constexpr std::array<Template<>, 3> net_births_heading{
+    group_confidence, "(1x,'Grp. Occ.     B-hat         Standard Error',6x,'Lower',11x,'Upper')",
+    group_ruler};
+constexpr std::array<Template<>, 3> occasion_population_heading{
+    group_confidence, "(1x,'Grp. Occ.     N-hat         Standard Error',6x,'Lower',11x,'Upper')",
+    group_ruler};
+
+constexpr Row_template group_row{"(7x,i3,4(2x,a14))"}, pair_row{"(1x,i3,3x,i3,3x,a14,3(2x,a14))"};
 
 Section_layout layout_of(Derived_quantity quantity) {
   switch (quantity) {
     case Derived_quantity::survival_over_study:
       return {survival_heading, 5, "(1x,i3,2x,4(1x,a))"};
     case Derived_quantity::population_by_group:
-      return {population_heading, 3, "(7x,i3,4(2x,a14))"};
+      return {population_heading, 3, group_row};
+    case Derived_quantity::gross_population:
+      return {gross_population_heading, 3, group_row};
+    case Derived_quantity::population_by_session:
+      return {session_population_heading, 3, pair_row};
+    case Derived_quantity::growth:
+      return {growth_heading, 3, pair_row};
+    case Derived_quantity::log_growth:
+      return {log_growth_heading, 3, pair_row};
+    case Derived_quantity::gross_births:
+      return {gross_births_heading, 3, pair_row};
+    case Derived_quantity::net_births:
+      return {net_births_heading, 3, pair_row};
+    case Derived_quantity::population_by_occasion:
+      return {occasion_population_heading, 3, pair_row};
     case Derived_quantity::density_by_group:
       break;
   }
-  return {density_heading, 3, "(7x,i3,4(2x,a14))"};
+  return {density_heading, 3, group_row};
 }
 
 }  // namespace

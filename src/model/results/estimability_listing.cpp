@@ -1,5 +1,6 @@
 #include "model/results/estimability_listing.h"
 
+#include <algorithm>
 #include <string>
 
 #include "derived/sections.h"
@@ -84,24 +85,37 @@ void write_estimability(Job& job, const Estimability& found, const Estimates& re
 }
 
 void write_derived_that_rests(Job& job, const List<Derived_values>& derived) {
-  bool open = false;
+  struct Line {
+    std::string section, row;
+    std::string_view rests;
+  };
+  List<Line> lines;
+  std::size_t section_width = 30, row_width = 17;
   for (const Derived_values& values : derived)
     for (int i = 1; i <= values.rests_on.size(); ++i) {
       const Rests_on& ground = values.rests_on(i);
       if (!ground.direction && !ground.boundary) continue;
-      if (!open)
-        open_table(job, "Derived values that rest on such real parameters:",
-                   "Section                         Row                Rests",
-                   "------------------------------  -----------------  ----------------------------------");
-      open = true;
       std::string row;
       for (int k = 1; k <= values.rows(i).size(); ++k)
         row += std::string(row.empty() ? "" : ", ") +
                std::string(View<const std::string_view>(values.section->label_names)(k)) + ' ' +
                adjustfmt(values.rows(i)(k));
-      linchk(job, 1);
-      put(job, listing, "(1x,a,t34,a,t53,a)", subject(*values.section), row, words_of(ground));
+      lines.push_back({std::string(subject(*values.section)), row, words_of(ground)});
+      section_width = std::max(section_width, lines.back().section.size());
+      row_width = std::max(row_width, row.size());
     }
+  if (lines.empty()) return;
+  const auto in_columns = [&](std::string section, std::string row, std::string_view rests) {
+    section.resize(section_width + 2, ' ');
+    row.resize(row_width + 2, ' ');
+    return section + row + std::string(rests);
+  };
+  open_table(job, "Derived values that rest on such real parameters:", in_columns("Section", "Row", "Rests"),
+             in_columns(std::string(section_width, '-'), std::string(row_width, '-'), std::string(34, '-')));
+  for (const Line& line : lines) {
+    linchk(job, 1);
+    put(job, listing, "(1x,a)", in_columns(line.section, line.row, line.rests));
+  }
 }
 
 }  // namespace tarn

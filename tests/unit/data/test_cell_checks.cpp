@@ -76,6 +76,39 @@ TEST(Cell_checks, robust_barker_by_session) {
   EXPECT_EQ(with_sessions("02001000"),
             "History number 1 Barker data with first encounter not a live capture: 02001000");
   EXPECT_EQ(with_sessions("02100000"), "");
+  // Resighted, then found dead in the same interval; the other order cannot be.
+  EXPECT_EQ(with_sessions("12010000"), "");
+  EXPECT_EQ(with_sessions("11020000"), "History number 1 Live recaptures after a dead recovery: 11020000");
+}
+
+TEST(Cell_checks, sessions_name_the_record_as_typed) {
+  EXPECT_EQ(Data_job("occasions=4 groups=1 hist=9 etype=RDBARKER",
+                     "10001000 1; 10001000 2; 10000000 3; 11001000 4; time intervals 0 1 0;")
+                .fault,
+            "History number 4 Live recaptures after a dead recovery: 11001000");
+}
+
+TEST(Cell_checks, intervals_that_make_no_robust_design_warn) {
+  const auto warned = [](const std::string& etype, const std::string& intervals, const char* text) {
+    const Data_job t("occasions=4 groups=1 hist=9 etype=" + etype, intervals);
+    EXPECT_EQ(t.fault, "") << etype;
+    return t.warned(text);
+  };
+  const char* one = "The time intervals join all occasions to one primary session";
+  const char* each = "No time interval is 0: every occasion is a primary session";
+  const char* last = "The time interval behind the last occasion is 0: no animal can be met in it.";
+  for (const char* etype : {"ROBUST", "RDHUGGINS", "RDBARKER", "RDPDLHUGGINS", "RDPDNCLOSED"}) {
+    EXPECT_TRUE(warned(etype, "time intervals 0 0 0;", one)) << etype;
+    EXPECT_FALSE(warned(etype, "time intervals 0 0 1;", one)) << etype;
+    EXPECT_TRUE(warned(etype, "", each)) << etype;
+    EXPECT_TRUE(warned(etype, "time intervals 1 1 2;", each)) << etype;
+    EXPECT_FALSE(warned(etype, "time intervals 0 1 2;", each)) << etype;
+  }
+  EXPECT_TRUE(warned("RDBARKER", "time intervals 0 1 0 0;", last));
+  EXPECT_FALSE(warned("RDBARKER", "time intervals 0 1 0;", last));
+  EXPECT_FALSE(warned("ROBUST", "time intervals 0 1 0 0;", last));
+  EXPECT_FALSE(warned("CLOSED", "time intervals 0 0 0;", one));
+  EXPECT_FALSE(warned("PRADEL", "", each));
 }
 
 TEST(Cell_checks, known_fate) {
@@ -174,10 +207,12 @@ TEST_P(Kinds_found_test, warns_when_one_kind_is_missing) {
       run(live).warned("Data type declared " + std::string(kinds.only_live) + ", but only live found."));
   EXPECT_TRUE(
       run(dead).warned("Data type declared " + std::string(kinds.only_dead) + ", but only dead found."));
-  EXPECT_EQ(run(live).warnings(), 1);
-  EXPECT_EQ(run(dead).warnings(), 1);
-  EXPECT_EQ(run(live + " " + dead).warnings(), 0);
-  EXPECT_EQ(run("").warnings(), 0);
+  // Two occasions are no robust design, which is told, too.
+  const int of_intervals = datatype(dattyp_of(kinds.keyword)).sessions ? 1 : 0;
+  EXPECT_EQ(run(live).warnings(), 1 + of_intervals);
+  EXPECT_EQ(run(dead).warnings(), 1 + of_intervals);
+  EXPECT_EQ(run(live + " " + dead).warnings(), of_intervals);
+  EXPECT_EQ(run("").warnings(), of_intervals);
 }
 
 INSTANTIATE_TEST_SUITE_P(

@@ -220,6 +220,12 @@ TEST(Datatype, links_of_their_own) {
   EXPECT_TRUE(datatype(163).log_link.empty());
   EXPECT_TRUE(datatype(165).log_link.empty());
   EXPECT_EQ(datatype(11).log_link, "Lambda N");
+  EXPECT_EQ(datatype(16).log_link, "Lambda");
+  EXPECT_EQ(datatype(17).log_link, "f");
+  EXPECT_EQ(datatype(19).log_link, "N");
+  EXPECT_EQ(datatype(31).log_link, "f");
+  for (const int n : {146, 162, 169}) EXPECT_EQ(datatype(n).log_link, "sigmap") << n;
+  for (const int n : {14, 15, 80, 92, 148, 149, 150, 164, 168}) EXPECT_EQ(datatype(n).log_link, "") << n;
   EXPECT_EQ(datatype(118).log_link, "Lambda VarAdd");
   EXPECT_EQ(datatype(120).log_link, "sigma Nbar Nstar");
   EXPECT_EQ(datatype(159).identity_link, "alpha");
@@ -359,6 +365,32 @@ TEST(Datatype, tells_the_range_of_a_parameter) {
   EXPECT_EQ(range("RDPDNCLOSED", "f0"), Parameter_range::count);
   EXPECT_EQ(range("HUGGINSRE", "sigmap"), Parameter_range::deviation);
   EXPECT_EQ(range("IELOGITNORMALMR", "alpha"), Parameter_range::any);
+  EXPECT_EQ(range("PRADLAMBDA", "Lambda"), Parameter_range::positive);
+  EXPECT_EQ(range("PRADREC", "f"), Parameter_range::positive);
+  EXPECT_EQ(range("LINKBARKER", "f"), Parameter_range::positive);
+  EXPECT_EQ(range("PRADSEN", "Gamma"), Parameter_range::probability);
+  EXPECT_EQ(range("POPAN", "pent"), Parameter_range::probability);
+  EXPECT_EQ(range("POPAN", "N"), Parameter_range::count);
+  EXPECT_EQ(range("ROBUST", "Gamma''"), Parameter_range::probability);
+  EXPECT_EQ(range("ROBUST", "f0"), Parameter_range::count);
+  EXPECT_EQ(range("RDBARKER", "a'"), Parameter_range::probability);
+  EXPECT_EQ(range("RDHUGGINSRE", "sigmap"), Parameter_range::deviation);
+  EXPECT_EQ(range("RDPDGCLOSED", "Gamma"), Parameter_range::probability);
+}
+
+// Whatever the closed layer and its links: a growth or a recruitment above 1 is at no end of its range.
+TEST(Datatype, growth_of_every_pradel_type_is_no_chance) {
+  int growing = 0;
+  for (int n = 1; n <= max_dattyp; ++n) {
+    const Datatype& row = datatype(n);
+    if (row.cell != Cell::robust_pradel) continue;
+    for (const std::string& name : parmlist(n)) {
+      const bool growth = name == "Lambda" || name == "f";
+      growing += growth ? 1 : 0;
+      EXPECT_EQ(parameter_range(row, name) == Parameter_range::positive, growth) << n << " " << name;
+    }
+  }
+  EXPECT_EQ(growing, 26);  // 79 to 102, 149, 150
 }
 
 TEST(Datatype, page_of_data_types_is_up_to_date) {

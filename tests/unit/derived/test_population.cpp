@@ -303,7 +303,7 @@ TEST(Conditional_population, each_record_has_its_own_chance) {
   const std::vector<double> covariates{-1.0, 0.5, 2.0, 0.5};
   Model_builder m = with_covariate(covariates);
   Derived_frame frame(m.job());
-  EXPECT_EQ(frame.record_classes(false).size(), 4U);
+  EXPECT_EQ(frame.capture_classes(false).size(), 4);
   double expected = 0.0;
   std::vector<double> exact(2, 0.0);
   double sampling = 0.0;
@@ -347,10 +347,10 @@ TEST(Conditional_population, records_are_grouped_when_nothing_depends_on_them) {
   b.record("01.", {5}, {0});
   b.model.finish();
   Derived_frame frame(b.model.job());
-  EXPECT_EQ(frame.record_classes(false).size(), 2);
-  EXPECT_EQ(frame.record_classes(true).size(), 3);
-  EXPECT_EQ(frame.record_classes(true)(1).first, 1);
-  EXPECT_EQ(frame.record_classes(true)(1).animals(1), 10.0);
+  EXPECT_EQ(frame.capture_classes(false).size(), 2);
+  EXPECT_EQ(frame.capture_classes(true).size(), 3);
+  EXPECT_EQ(frame.capture_classes(true)(1).first, 1);
+  EXPECT_EQ(frame.capture_classes(true)(1).animals, 10.0);
 }
 
 TEST(Density, animals_inside_over_the_area) {

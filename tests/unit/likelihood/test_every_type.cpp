@@ -13,8 +13,12 @@ namespace tarn {
 namespace {
 
 /// The types that this version fits.
-const std::set<int> fitted{1,  2,  3,  4,  5,  6,  8,  10, 11, 12,  20,  22,  23,  24,
-                           25, 26, 48, 49, 50, 51, 52, 53, 54, 127, 128, 129, 145, 161};
+const std::set<int> fitted{
+    1,   2,   3,   4,   5,   6,   7,   8,   10,  11,  12,  13,  14,  15,  16,  17,  18,  19,  20,  22,
+    23,  24,  25,  26,  31,  39,  40,  41,  42,  43,  44,  45,  46,  47,  48,  49,  50,  51,  52,  53,
+    54,  55,  56,  57,  58,  59,  60,  67,  68,  69,  70,  71,  72,  73,  74,  75,  76,  77,  78,  79,
+    80,  81,  82,  83,  84,  85,  86,  87,  88,  89,  90,  91,  92,  93,  94,  95,  96,  97,  98,  99,
+    100, 101, 102, 127, 128, 129, 145, 146, 148, 149, 150, 161, 162, 163, 164, 165, 166, 167, 168, 169};
 
 // A type without a routine, or with one but without its closed-form term, saturated model or derived
 // sections, gives no result: nothing that is missing may pass for 0.

@@ -5,6 +5,7 @@
 #include <cstring>
 
 #include "model/results/derived_listing.h"
+#include "model/results/estimability_listing.h"
 #include "unit/derived/derived_model.h"
 
 namespace tarn {
@@ -25,7 +26,8 @@ class Derived_listing : public testing::Test {
 Derived_values made_values(const Section& section, int count) {
   Derived_values values;
   values.section = &section;
-  for (int i = 1; i <= count; ++i) values.rows.push_back({i});
+  for (int i = 1; i <= count; ++i)
+    values.rows.push_back(section.label_names.size() == 2 ? List<int>{1, i} : List<int>{i});
   for (Array1<double>* column : {&values.parmest, &values.parmse, &values.parmlci, &values.parmuci})
     EXPECT_TRUE(column->allocate(count));
   for (int i = 1; i <= count; ++i) {
@@ -88,6 +90,60 @@ TEST_F(Derived_listing, layout_of_density) {
   EXPECT_EQ(m.test.listing_lines(), expected);
 }
 
+/// Title and heading of a section, with its model's name taken off, and its last row of two.
+struct Shown {
+  std::string title, heading, row;
+};
+Shown shown(Model_builder& m, const Section& section) {
+  m.test.clear();
+  report_section(m.job(), made_values(section, 2));
+  const std::vector<std::string> lines = m.test.listing_lines();
+  EXPECT_EQ(lines.size(), 8u);
+  EXPECT_EQ(lines[3], "                                                95% Confidence Interval");
+  EXPECT_EQ(lines[5], " ---------  --------------  --------------  --------------  --------------");
+  return {lines[2], lines[4], lines[7]};
+}
+
+TEST_F(Derived_listing, layout_by_group_and_session_or_occasion) {
+  const std::string row = "   1     2    1.0080000       0.1250000       0.8000000       1.2000000    ";
+  for (const int dattyp : {7, 13, 43, 68, 163}) {
+    const Shown population = shown(m, *derived_sections(datatype(dattyp)).front());
+    EXPECT_EQ(population.title, "                       Population Estimates of {M}");
+    EXPECT_EQ(population.heading, " Grp. Sess.     N-hat        Standard Error      Lower           Upper");
+    EXPECT_EQ(population.row, row);
+  }
+  for (const int dattyp : {15, 16, 17, 31, 68, 163}) {
+    const std::span<const Section* const> sections = derived_sections(datatype(dattyp));
+    const Shown growth = shown(m, *sections[sections.size() - 2]), log_growth = shown(m, *sections.back());
+    EXPECT_EQ(growth.title, "                         Lambda Estimates of {M}");
+    EXPECT_EQ(growth.heading, " Grp. Occ.   Lambda-hat      Standard Error      Lower           Upper");
+    EXPECT_EQ(growth.row, row);
+    EXPECT_EQ(log_growth.title, "                       log(Lambda) Estimates of {M}");
+    EXPECT_EQ(log_growth.heading, " Grp. Occ.   log(Lambda-hat) Standard Error      Lower           Upper");
+    EXPECT_EQ(log_growth.row, row);
+  }
+}
+
+TEST_F(Derived_listing, layout_of_births_and_sizes) {
+  const std::span<const Section* const> sections = derived_sections(datatype(19));
+  ASSERT_EQ(sections.size(), 4u);
+  const std::string row = "   1     2    1.0080000       0.1250000       0.8000000       1.2000000    ";
+  const Shown gross = shown(m, *sections[0]), net = shown(m, *sections[1]),
+              everybody = shown(m, *sections[2]), sizes = shown(m, *sections[3]);
+  EXPECT_EQ(gross.title, "                 Gross Birth+Immigration Estimates of {M}");
+  EXPECT_EQ(gross.heading, " Grp. Occ.     B*-hat        Standard Error      Lower           Upper");
+  EXPECT_EQ(gross.row, row);
+  EXPECT_EQ(net.title, "                  Net Birth+Immigration Estimates of {M}");
+  EXPECT_EQ(net.heading, " Grp. Occ.     B-hat         Standard Error      Lower           Upper");
+  EXPECT_EQ(net.row, row);
+  EXPECT_EQ(everybody.title, "                       Population Estimates of {M}");
+  EXPECT_EQ(everybody.heading, "     Group     N*-hat       Standard Error      Lower           Upper");
+  EXPECT_EQ(everybody.row, "         2   1.0080000       0.1250000       0.8000000       1.2000000    ");
+  EXPECT_EQ(sizes.title, everybody.title);
+  EXPECT_EQ(sizes.heading, " Grp. Occ.     N-hat         Standard Error      Lower           Upper");
+  EXPECT_EQ(sizes.row, row);
+}
+
 TEST_F(Derived_listing, a_section_never_overflows_its_page) {
   job().status.maxlin = 30;
   job().status.ngrps = 2;
@@ -100,13 +156,56 @@ TEST_F(Derived_listing, a_section_never_overflows_its_page) {
 }
 
 TEST_F(Derived_listing, rulers_are_as_wide_as_the_code_of_their_letter) {
-  for (const int dattyp : {4, 5, 12, 24, 48, 127, 155}) {
-    const Section& section = only_section(dattyp);
-    m.test.clear();
-    report_section(job(), made_values(section, 0));
-    EXPECT_EQ(static_cast<int>(m.test.listing_lines().back().size()), section.letter);
-    EXPECT_EQ(section.letter, dattyp == 5 || dattyp == 12 || dattyp == 127 ? 'J' : 'B');
+  for (int dattyp = 1; dattyp <= max_dattyp; ++dattyp)
+    for (const Section* section : derived_sections(datatype(dattyp))) {
+      m.test.clear();
+      report_section(job(), made_values(*section, 0));
+      EXPECT_EQ(static_cast<int>(m.test.listing_lines().back().size()), section->letter);
+      EXPECT_EQ(section->letter, section->quantity == Derived_quantity::survival_over_study ? 'B' : 'J');
+    }
+}
+
+/// All rows of a section rest on a boundary.
+List<Derived_values> all_resting(const std::vector<const Section*>& sections) {
+  List<Derived_values> derived;
+  for (const Section* section : sections) {
+    derived.push_back(made_values(*section, 2));
+    derived.back().rests_on.assign(2, {.direction = false, .boundary = true});
   }
+  return derived;
+}
+
+TEST_F(Derived_listing, what_rests_on_open_reals) {
+  m.test.clear();
+  write_derived_that_rests(job(), all_resting({&only_section(4), derived_sections(datatype(13)).front()}));
+  const std::vector<std::string> expected{
+      "",
+      " Derived values that rest on such real parameters:",
+      " Section                         Row                 Rests",
+      " ------------------------------  ------------------  ----------------------------------",
+      " Survival Estimates              group 1             on a boundary",
+      " Survival Estimates              group 2             on a boundary",
+      " Population Estimates            group 1, session 1  on a boundary",
+      " Population Estimates            group 1, session 2  on a boundary"};
+  EXPECT_EQ(m.test.listing_lines(), expected);
+}
+
+TEST_F(Derived_listing, long_names_of_sections_push_the_rows_aside) {
+  m.test.clear();
+  write_derived_that_rests(job(), all_resting({derived_sections(datatype(19)).front()}));
+  const std::vector<std::string> lines = m.test.listing_lines();
+  ASSERT_EQ(lines.size(), 6u);
+  EXPECT_EQ(lines[2], " Section                            Row                  Rests");
+  EXPECT_EQ(lines[4], " Gross Birth+Immigration Estimates  group 1, occasion 1  on a boundary");
+}
+
+TEST_F(Derived_listing, rows_by_group_stand_where_they_always_did) {
+  m.test.clear();
+  write_derived_that_rests(job(), all_resting({&only_section(4)}));
+  EXPECT_EQ(m.test.listing_lines()[2], " Section                         Row                Rests");
+  EXPECT_EQ(m.test.listing_lines()[3],
+            " ------------------------------  -----------------  ----------------------------------");
+  EXPECT_EQ(m.test.listing_lines()[4], " Survival Estimates              group 1            on a boundary");
 }
 
 std::string record_of(const std::string& bytes) {

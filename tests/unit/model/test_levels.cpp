@@ -108,6 +108,32 @@ TEST(Levels, survival_is_that_of_the_mean_interval) {
   EXPECT_EQ(value_at(classes(2), 0.8), 0.8);
 }
 
+// What the families do with a length t: a chance to the power t, or 1 less the rest to the power t.
+TEST(Levels, chances_of_a_unit_of_time_are_those_of_the_mean_interval) {
+  struct Case {
+    int type;
+    const char* name;
+    double of_a_tenth;  ///< what a chance of .1 over an interval of 1,000 is a unit
+  };
+  const double holds = std::pow(0.1, 0.001), comes = -std::expm1(0.001 * std::log(0.9)), none = 0.1;
+  for (const Case& c :
+       {Case{14, "Gamma", holds}, Case{15, "Gamma", holds}, Case{68, "Gamma", holds}, Case{13, "S", holds},
+        Case{13, "Gamma''", comes}, Case{13, "Gamma'", holds}, Case{43, "a''", holds}, Case{43, "a'", comes},
+        Case{43, "R", comes}, Case{43, "R'", comes}, Case{43, "F", holds}, Case{43, "r", none},
+        Case{13, "p", none}, Case{19, "pent", none}, Case{80, "Lambda", none}, Case{92, "f", none}}) {
+    Model_builder m(c.type, 4);
+    m.intervals({1000.0F, 1000.0F, 1000.0F, 1000.0F});
+    const int q = findpar(m.job().data, c.name);
+    ASSERT_GT(q, 0) << c.type << c.name;
+    m.pim(q, 1, "SQUARE", 1, 1, [](int, int) { return 1; });
+    ASSERT_TRUE(m.job().model.fixpar.allocate(1));
+    const List<Level_class> classes = level_classes(m.job());
+    ASSERT_EQ(classes.size(), 1) << c.type << c.name;
+    // 1 less a power near 1 loses three digits.
+    EXPECT_NEAR(value_at(classes(1), 0.1), c.of_a_tenth, 1e-13) << c.type << c.name;
+  }
+}
+
 /// Distance from reals that are sought, level by level.
 TEST(Levels, trying_finds_the_level_of_each_parameter) {
   Model_builder m = open_model();

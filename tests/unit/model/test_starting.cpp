@@ -207,6 +207,60 @@ TEST(Starting, abundance_of_each_session) {
             (std::vector<double>{std::log(20.0), std::log(17.0)}));
 }
 
+TEST(Starting, growth_starts_at_none_and_other_open_types_at_the_common_start) {
+  Sizes sizes;
+  sizes.dattyp = 16;
+  Model_job lambda(sizes);
+  EXPECT_EQ(identity_starts(lambda, {"Phi", "p", "Lambda"}), (std::vector<double>{-0.1, -0.1, 0.0}));
+  for (const int n : {17, 31}) {
+    sizes.dattyp = n;
+    Model_job recruitment(sizes);
+    EXPECT_EQ(identity_starts(recruitment, {"Phi", "p", "f"}), (std::vector<double>{-0.1, -0.1, -0.1})) << n;
+  }
+  sizes.dattyp = 19;
+  Model_job popan(sizes);
+  popan.add_record("10001000", 30.0f);
+  EXPECT_EQ(identity_starts(popan, {"Phi", "p", "pent", "N"}), (std::vector<double>(4, -0.1)));
+}
+
+TEST(Starting, standard_deviations_of_every_session_start_at_a_half) {
+  for (const int n : {146, 162, 169}) {
+    Sizes sizes;
+    sizes.dattyp = n;
+    sizes.nprimy = 2;
+    sizes.timint = {0.0f, 1.0f, 0.0f, 1.0f};
+    Model_job t(sizes);
+    EXPECT_EQ(identity_starts(t, {"sigmap Session 1", "p Session 1", "sigmap Session 2", "p Session 2"}),
+              (std::vector<double>{std::log(0.5), -0.1, std::log(0.5), -0.1}))
+        << n;
+  }
+}
+
+// The numbers never caught have the logarithm as their link in every session and group, and nothing else has.
+TEST(Starting, counts_of_every_session_have_their_own_link) {
+  for (const int n : {7, 18, 40, 57, 67, 82, 99, 166, 163}) {
+    Sizes sizes;
+    sizes.dattyp = n;
+    sizes.ngrps = 2;
+    sizes.nprimy = 2;
+    sizes.timint = {0.0f, 1.0f, 0.0f, 1.0f};
+    Model_job t(sizes);
+    t.job.model.nlink = Link::sin;
+    int number = 0;
+    for (const char* name : {"p Session 1", "f0 Session 1", "p Session 2", "f0 Session 2"})
+      for (const char* group : {"1", "2"})
+        t.read_pim("group=" + std::string(group) + " " + name +
+                   " rows=1 cols=1 square constant=" + std::to_string(++number) + ";");
+    t.read_design("design matrix constraints=8 covariates=8 identity;");
+    t.set_up();
+    setlink(t.job);
+    for (int i = 1; i <= 8; ++i) {
+      const bool f0 = (i > 2 && i <= 4) || i > 6;
+      EXPECT_EQ(t.job.model.lindex(i), f0 && n != 163 ? Link::log : Link::sin) << n << " row " << i;
+    }
+  }
+}
+
 TEST(Starting, few_animals_start_at_one) {
   Sizes sizes;
   sizes.dattyp = 11;

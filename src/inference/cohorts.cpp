@@ -1,0 +1,140 @@
+#include "inference/cohorts.h"
+
+#include <algorithm>
+#include <cassert>
+#include <cmath>
+#include <limits>
+#include <map>
+
+#include "data/catalogue/available.h"
+#include "data/sessions.h"
+
+namespace tarn {
+namespace {
+
+/// Count of young in a cell, -1 when the adult was not met.
+int young(History history, int o) {
+  const char tens = history.live(o), ones = history.dead(o);
+  if (tens < '0' || tens > '9' || ones < '0' || ones > '9') return -1;
+  return 10 * (tens - '0') + (ones - '0');
+}
+
+/// Histories of so many occasions, each with or without a capture.
+double live_histories(int occasions) { return std::ldexp(1.0, occasions); }
+
+/// Histories that can follow a release on occasion `first` of K.
+double histories_after_release(const Datatype& row, int first, int K) {
+  const int later = K - first;
+  switch (row.check) {
+    case Cell_check::dead_recoveries:
+      return later + 2.0;
+    case Cell_check::recovery_needed:
+      return later + 1.0;
+    case Cell_check::joint: {
+      double histories = 0.0;  // by the last live capture: what was seen before it, then a recovery or none
+      for (int last = first; last <= K; ++last)
+        histories += std::max(1.0, std::ldexp(1.0, last - first - 1)) * (K - last + 2.0);
+      return histories;
+    }
+    case Cell_check::barker:
+      return std::ldexp(1.0, 2 * later + 1) + (std::ldexp(1.0, 2 * (later + 1)) - 1.0) / 3.0;
+    default:
+      return live_histories(later);
+  }
+}
+
+/// Histories that start with a capture in session f. Of live and dead encounters a session has one code: a
+/// recovery ends the history, nothing or a resighting leaves every pattern of the next session open.
+double histories_from_session(const Datatype& row, const List<Primary_session>& sessions, int f) {
+  const bool codes = row.check == Cell_check::robust_barker;
+  double later = 1.0;  // what can follow from the next session on
+  for (int s = sessions.size(); s >= f; --s) {
+    const double patterns = live_histories(sessions(s).length);
+    later = (s == f ? patterns - 1.0 : patterns) * (codes ? 1.0 + 2.0 * later : later);
+  }
+  return later;
+}
+
+/// The cohort of a record: a key of its own, and the number of histories that its animals can show.
+struct Cohort_key {
+  std::pair<int, int> key;
+  double possible;
+};
+
+Cohort_key cohort_key(const Datatype& row, const List<Primary_session>& sessions, History history) {
+  const int K = history.noccas();
+  switch (row.saturated) {
+    case Saturated::whole_group:
+    case Saturated::closed_full:
+    case Saturated::group_full:
+      return {{0, 0}, live_histories(K) - 1.0};
+    case Saturated::brood: {
+      const std::pair<int, int> brood = first_brood(history);
+      return {brood, std::pow(brood.second + 1.0, K - std::max(brood.first, 1))};
+    }
+    case Saturated::interval:
+      return {{first1(history), 0}, 2.0};
+    case Saturated::last_capture: {
+      const int last = last1(history);
+      return {{last, 0}, live_histories(last - 1)};
+    }
+    case Saturated::session:
+    case Saturated::session_full: {
+      const int first = first1(history);
+      int f = 1;
+      while (f < sessions.size() && sessions(f).last() < first) ++f;
+      return {{f, 0}, histories_from_session(row, sessions, f)};
+    }
+    case Saturated::none:
+    case Saturated::release:
+    case Saturated::popan: {
+      const int first = first1(history);
+      return {{first, 0}, histories_after_release(row, first, K)};
+    }
+    case Saturated::release_stratum:
+    case Saturated::group_stratum:
+    case Saturated::session_stratum:
+    case Saturated::session_stratum_full:
+      break;
+  }
+  // No model of these is set up; what would be computed is no number.
+  assert(!is_available(row.saturated));
+  return {{0, 0}, std::numeric_limits<double>::quiet_NaN()};
+}
+
+}  // namespace
+
+Animals animals_of(const Encounter_store& encounters, int i, int g) {
+  const View<const float> observed = encounters.observed(i), lost = encounters.lost_on_capture(i);
+  return {static_cast<double>(observed(g)), static_cast<double>(lost(g))};
+}
+
+std::pair<int, int> first_brood(History history) {
+  for (int o = 1; o <= history.noccas(); ++o)
+    if (const int count = young(history, o); count >= 0) return {o, count};
+  return {0, 0};
+}
+
+Cohorts::Cohorts(const Job& job) {
+  const Encounter_store& encounters = job.data.encounters;
+  const Datatype& row = datatype(job.status.dattyp);
+  const List<Primary_session> sessions = row.sessions ? primary_sessions(job) : List<Primary_session>();
+  std::map<std::pair<int, int>, int> numbers;
+  cohort_.reserve(encounters.size());
+  for (int i = 1; i <= encounters.size(); ++i) {
+    const Cohort_key own = cohort_key(row, sessions, encounters.history(i));
+    const auto [place, is_new] = numbers.emplace(own.key, possible_.size() + 1);
+    if (is_new) possible_.push_back(own.possible);
+    cohort_.push_back(place->second);
+  }
+  make_work_area(observed_, job.status.ngrps, count());
+  make_work_area(lost_, job.status.ngrps, count());
+  for (int i = 1; i <= encounters.size(); ++i)
+    for (int g = 1; g <= job.status.ngrps; ++g) {
+      const Animals animals = animals_of(encounters, i, g);
+      observed_(g, cohort_of(i)) += animals.observed;
+      lost_(g, cohort_of(i)) += animals.lost;
+    }
+}
+
+}  // namespace tarn
