@@ -216,9 +216,13 @@ Real between_sessions(const Job& job, int i, const Session_animal& animal, int j
   const Session_records& records = prepared<Family>(work);
   const auto compute = [&] {
     const std::span<Real> stars = work.take(static_cast<std::size_t>(records.sessions()));
-    for (int s = records.from(animal); s <= records.to(animal); ++s)
-      stars[static_cast<std::size_t>(s) - 1] =
-          pattern_result<Family>(job, i, records.pattern_of(animal, s), j, parm, work).pstar;
+    {
+      // What a family keeps is made of them: they must not stand on the trace of one cell.
+      const auto keep = work.trace.keep();
+      for (int s = records.from(animal); s <= records.to(animal); ++s)
+        stars[static_cast<std::size_t>(s) - 1] =
+            pattern_result<Family>(job, i, records.pattern_of(animal, s), j, parm, work).pstar;
+    }
     return Family::template between<Real>(job, animal, stars, j, parm, work);
   };
   const int sequence = animal.facts->sequence;
