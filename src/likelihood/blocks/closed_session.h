@@ -298,7 +298,7 @@ Closed_result<Real> closmods(const Job& job, Cell_work<Real>& work, Closed_kept<
     sum.prob = 0.0;
   else if (vanishes(sum.pstar))
     sum.prob = minlog;
-  else if (stretch.sampled_once())
+  else if (stretch.first == stretch.last && stretch.sampled_once())
     sum.prob = 1.0;  // the quotient of two equal chances, which rounding would charge for
   else
     sum.prob = sum.prob / sum.pstar;
