@@ -26,6 +26,7 @@
 #include "data/sessions.h"
 #include "likelihood/blocks/capture_counts.h"
 #include "likelihood/blocks/closed_session.h"
+#include "likelihood/blocks/counted_parts.h"
 #include "likelihood/blocks/rates.h"
 #include "likelihood/cell/cell.h"
 #include "model/structure/design.h"
@@ -298,33 +299,25 @@ struct Counts_sessions {
     const Session_records& records = prepared<Family>(work);
     std::vector<double>& least = kept<Family>(work).least;
     least.assign(static_cast<std::size_t>(records.sessions()) + 1, 0.0);
-    // A part is certain only where nothing that it reads makes it so.
-    const auto add = [&](double animals, const Real& chance, bool may_be_certain, double& lowest) {
-      const double v = value_of(chance);
-      if (!(v > 0.0 && (v < 1.0 || (v == 1.0 && may_be_certain)))) return false;
-      logs.push_back({animals, log(chance)});
-      lowest = std::min(lowest, value_of(logs.back().log));
-      return true;
-    };
     for (const Session_records::Pattern_count& shown : records.pattern_counts()) {
       const Closed_stretch& stretch = records.pattern(shown.pattern);
       const Closed_result<Real> closed =
           detail::pattern_result<Family>(job, 1, shown.pattern, shown.group, parm, work);
-      if (!add(shown.animals, closed.prob, stretch.length == 1,
-               least[static_cast<std::size_t>(stretch.session)]))
+      if (!add_part(logs, shown.animals, closed.prob, stretch.sampled_once(),
+                    least[static_cast<std::size_t>(stretch.session)]))
         return false;
     }
     for (const Session_records::Sequence_count& shown : records.sequence_counts()) {
       const Session_animal animal = records.animal(records.facts(shown.record), shown.lost);
       const Real between =
           detail::between_sessions<Family>(job, shown.record, animal, shown.group, parm, work);
-      if (!add(shown.animals, between, animal.last < animal.first && records.from(animal) == animal.first,
-               least[0]))
+      if (!add_part(logs, shown.animals, between,
+                    animal.last < animal.first && records.from(animal) == animal.first, least[0]))
         return false;
     }
     double lowest = 0.0;
     for (const double log_of_part : least) lowest += log_of_part;
-    return lowest > floored_log(0.0) + 1.0;
+    return clear_of_the_floor(lowest);
   }
 };
 
