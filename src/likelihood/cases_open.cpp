@@ -7,6 +7,16 @@
 #include "likelihood/chprob.h"
 
 namespace tarn {
+namespace {
+
+template <class Family, class Real>
+Ch_result<Real> captures_but_one(const Job& job, History histry, int i, int j, int lost,
+                                 const Reals<Real>& parm, Cell_work<Real>& work) {
+  const Live_facts& facts = facts_of<Family>(work, i, histry);
+  return Ch_result<Real>::from(live_recaptures<Family>(job, histry, facts, lost != 0, j, parm, work));
+}
+
+}  // namespace
 
 // Jolly-Seber with lambda (Burnham 1991), conditional on the first capture: live recaptures. What the first
 // captures say stands in the closed-form term (term_d.h).
@@ -20,8 +30,7 @@ namespace tarn {
 template <class Real>
 void jolly_seber(const Job& job, Ch_result<Real>& result, History histry, int i, int j, int lost,
                  const Reals<Real>& parm, Cell_work<Real>& work) {
-  const Live_facts& facts = facts_of<Jolly_seber>(work, i, histry);
-  result = Ch_result<Real>::from(live_recaptures<Jolly_seber>(job, histry, facts, lost != 0, j, parm, work));
+  result = captures_but_one<Jolly_seber>(job, histry, i, j, lost, parm, work);
 }
 
 TARN_CELL_ROUTINE(jolly_seber, Jolly_seber)
@@ -32,8 +41,7 @@ TARN_CELL_ROUTINE(jolly_seber, Jolly_seber)
 template <class Real>
 void popan(const Job& job, Ch_result<Real>& result, History histry, int i, int j, int lost,
            const Reals<Real>& parm, Cell_work<Real>& work) {
-  const Live_facts& facts = facts_of<Popan>(work, i, histry);
-  result = Ch_result<Real>::from(live_recaptures<Popan>(job, histry, facts, lost != 0, j, parm, work));
+  result = captures_but_one<Popan>(job, histry, i, j, lost, parm, work);
 }
 
 TARN_CELL_ROUTINE(popan, Popan)
@@ -61,8 +69,7 @@ struct Recruitment : Counts_live<Recruitment> {
 template <class Real>
 void pradel(const Job& job, Ch_result<Real>& result, History histry, int i, int j, int lost,
             const Reals<Real>& parm, Cell_work<Real>& work) {
-  const Live_facts& facts = facts_of<Recruitment>(work, i, histry);
-  result = Ch_result<Real>::from(live_recaptures<Recruitment>(job, histry, facts, lost != 0, j, parm, work));
+  result = captures_but_one<Recruitment>(job, histry, i, j, lost, parm, work);
 }
 
 TARN_CELL_ROUTINE(pradel, Recruitment)

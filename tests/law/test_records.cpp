@@ -141,6 +141,31 @@ TEST_P(Records, do_not_know_where_their_reals_come_from) {
   }
 }
 
+// What is kept from cell to cell belongs to no cell: the gradient of a record alone, which shares nothing, is
+// what it adds to the gradient of all.
+TEST_P(Records, add_up_in_the_gradient_where_reals_are_shared) {
+  Fitted_options shared = by_record;
+  shared.by_record = false;
+  const std::vector<Animal> all = animals();
+  Model_builder together = model(all, shared);
+  together.job().model.phase2 = 0;
+  const std::vector<double> x = moderate_betas(together, 19);
+  std::vector<double> whole(x.size()), sum(x.size(), 0.0), sizes(x.size(), 0.0), one(x.size());
+  bool charges = false;
+  funcg(together.job(), x, whole);
+  for (const Animal& animal : all) {
+    Model_builder alone = model({animal}, shared);
+    alone.job().model.phase2 = 0;
+    charges |= funcg(alone.job(), x, one).sumpen > 0.0;
+    for (std::size_t k = 0; k < x.size(); ++k) sum[k] += one[k], sizes[k] += std::abs(one[k]);
+  }
+  // Some ten operations a record, summed in another order; the rounding of a chance that is charged for is
+  // charged, too.
+  const double charged = charges ? 1e-15 * together.job().status.penalty_slope : 0.0;
+  for (std::size_t k = 0; k < x.size(); ++k)
+    EXPECT_NEAR(whole[k], sum[k], 1e-12 * (1.0 + sizes[k]) + charged) << "beta " << k + 1;
+}
+
 // The gradient's one pass over the records gives the numbers of single evaluations.
 TEST_P(Records, move_one_beta_at_a_time_as_in_single_evaluations) {
   for (const int slope_every : {1, 3}) {

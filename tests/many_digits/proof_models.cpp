@@ -99,8 +99,11 @@ std::vector<Link> link_chances(Model_builder& m, const std::vector<Link>& cycle,
   return links;
 }
 
-/// Whether sets may give the chances any value.
-bool may_have_sets(int type) { return datatype(type).closed_form != Closed_form::D; }
+/// Whether sets may give the chances any value. Entries that sum to 1 leave nothing for the first occasion.
+bool may_have_sets(int type) {
+  const Closed_form form = datatype(type).closed_form;
+  return form != Closed_form::D && form != Closed_form::E;
+}
 
 /// The linear predictor of a real parameter.
 double predictor(Link link, double real) {

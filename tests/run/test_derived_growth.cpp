@@ -149,5 +149,91 @@ TEST(Decks, quasi_inflates_sizes_and_not_growth) {
   EXPECT_NEAR(se(given, " Lambda Estimates of {M}"), 2.0 * growth, 1e-5);
 }
 
+const std::string entries =
+    phi_and_p + "group=1 pent rows=1 cols=2 square time=3;\n group=1 N rows=1 cols=1 square constant=5;\n";
+const std::string entry_links = "LOGIT; LOGIT; MLOGIT(1); MLOGIT(1); LOG;\n";
+// The ten that were lost are among them.
+constexpr double caught = 12 + 31 + 14 + 66 + 29 + 58 + 83 + 4 + 6;
+
+/// The four sections of POPAN agree with each other and with the reals.
+void expect_entrants(const Deck_result& result, double everybody, const std::vector<double>& pent) {
+  ASSERT_EQ(result.stop, "NORMAL EXIT") << result.listing;
+  const std::string gross = section_of(result, "Gross Birth+Immigration Estimates of {M}"),
+                    net = section_of(result, "Net Birth+Immigration Estimates of {M}"),
+                    total = section_of(result, "Population Estimates of {M}"),
+                    sizes = section_of(Deck_result{"", total.substr(10), ""}, "Population Estimates of {M}");
+  const double phi = result.real(1).estimate, lost[] = {6.0, 0.0};
+  double n = 0.0, all = 0.0;
+  for (int o = 1; o <= 3; ++o) {
+    const auto k = static_cast<std::size_t>(o) - 1;
+    const double births = everybody * pent[k],
+                 with_dead = o == 1 ? births : births * std::log(phi) / (phi - 1.0);
+    n = o == 1 ? births : (n - lost[k - 1]) * phi + births;
+    all += with_dead;
+    // Reals of seven digits.
+    EXPECT_NEAR(row_of(net, 1, o)[0], births, 1e-5 * births) << o;
+    EXPECT_NEAR(row_of(gross, 1, o)[0], with_dead, 1e-5 * with_dead) << o;
+    EXPECT_NEAR(row_of(sizes, 1, o)[0], n, 1e-5 * n) << o;
+    for (const std::string* section : {&net, &gross, &sizes}) {
+      const std::vector<double> row = row_of(*section, 1, o);
+      EXPECT_GT(row[1], 0.0);
+      expect_limits(row, log_limits(row[0], row[1]));
+    }
+  }
+  EXPECT_NEAR(row_of(total, "\n         1 ")[0], all, 1e-5 * all);
+}
+
+TEST(Decks, entrants_with_the_first_or_the_last_share_left_over) {
+  const Deck_result first = run_deck(open_deck("POPAN", entry_links, entries, 5)),
+                    last = run_deck(open_deck("POPAN", entry_links, entries, 5, " pentlast"));
+  const double a = first.real(3).estimate, b = first.real(4).estimate;
+  expect_entrants(first, caught + first.real(5).estimate, {1.0 - a - b, a, b});
+  const double c = last.real(3).estimate, d = last.real(4).estimate;
+  expect_entrants(last, caught + last.real(5).estimate, {c, d, 1.0 - c - d});
+  EXPECT_NEAR(first.number("-2logL {M} ="), last.number("-2logL {M} ="), 1e-5);
+}
+
+TEST(Decks, entrants_of_a_number_that_is_fixed) {
+  const Deck_result result =
+      run_deck(open_deck("POPAN", entry_links, entries, 5, "", "fixed=1;\n parm(5)=500;\n"));
+  const double a = result.real(3).estimate, b = result.real(4).estimate;
+  expect_entrants(result, 500.0, {1.0 - a - b, a, b});
+}
+
+/// Emigration of none; f0 where `full`.
+Deck_result plain_robust(bool full) {
+  const std::string f0 =
+      "group=1 f0 Session 1 rows=1 cols=1 square constant=2;\n group=1 f0 Session 2 rows=1 cols=1 square "
+      "constant=3;\n";
+  std::string deck = session_deck(
+      full ? "ROBUST" : "RDHUGGINS",
+      "group=1 S rows=1 cols=1 square constant=1;\n"
+      "group=1 Gamma'' rows=1 cols=1 square constant=" +
+          std::string(full ? "4" : "2") +
+          ";\n group=1 Gamma' rows=1 cols=1 square constant=" + (full ? "4" : "2") + ";\n" + (full ? f0 : ""),
+      full ? "LOGIT; LOG; LOG; LOGIT; " : "LOGIT; LOGIT; ", full ? 6 : 4);
+  const std::string fixed =
+      full ? "model={M};\nfixed=1;\n parm(4)=0;\n" : "model={M};\nfixed=1;\n parm(2)=0;\n";
+  deck.replace(deck.find("model={M};\n"), 11, fixed);
+  if (full) deck.erase(deck.find(" 10.10 7;"), 9);
+  return run_deck(deck);
+}
+
+TEST(Decks, sizes_of_the_plain_robust_design) {
+  expect_sizes(plain_robust(false), 3);
+  const Deck_result full = plain_robust(true);
+  ASSERT_EQ(full.stop, "NORMAL EXIT") << full.listing;
+  const std::string section = section_of(full, "Population Estimates of {M}");
+  const double known[] = {caught_1 - 7, caught_2};
+  for (int s = 1; s <= 2; ++s) {
+    const std::vector<double> row = row_of(section, 1, s);
+    const Deck_result::Row f0 = full.real(1 + s);
+    ASSERT_EQ(row.size(), 4u) << full.listing;
+    EXPECT_NEAR(row[0], known[s - 1] + f0.estimate, 1e-5 * row[0]);
+    EXPECT_NEAR(row[1], f0.se, 1e-4 * f0.se);
+    expect_limits(row, population_limits(row[0], row[1], known[s - 1]));
+  }
+}
+
 }  // namespace
 }  // namespace tarn

@@ -76,6 +76,12 @@ struct Closed_stretch {
   }
 
   bool sampled(int o) const { return histry.live(before + o) != '.'; }
+  /// Whether a capture, if there is one, could be on one occasion only.
+  bool sampled_once() const {
+    int occasions = 0;
+    for (int o = 1; o <= length; ++o) occasions += sampled(o) ? 1 : 0;
+    return occasions == 1;
+  }
   /// Of an occasion sampled.
   bool caught(int o) const { return histry.live(before + o) != '0'; }
   /// Last occasion that says anything of the animal itself: a removed one could be caught no more.
@@ -292,6 +298,8 @@ Closed_result<Real> closmods(const Job& job, Cell_work<Real>& work, Closed_kept<
     sum.prob = 0.0;
   else if (vanishes(sum.pstar))
     sum.prob = minlog;
+  else if (stretch.first == stretch.last && stretch.sampled_once())
+    sum.prob = 1.0;  // the quotient of two equal chances, which rounding would charge for
   else
     sum.prob = sum.prob / sum.pstar;
   return sum;

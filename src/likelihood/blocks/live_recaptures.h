@@ -9,6 +9,7 @@
 #include <utility>
 #include <vector>
 
+#include "likelihood/blocks/counted_parts.h"
 #include "likelihood/blocks/emission.h"
 #include "likelihood/blocks/rates.h"
 #include "likelihood/cell/cell.h"
@@ -375,26 +376,21 @@ struct Counts_live {
       const Live_table<Real>& table = detail::live_table<Family>(job, k, parm, work);
       double least_sum = least_of_others, least_tail = 0.0;
       // A history is certain only where its captures are, and what comes beyond the end of them.
-      const auto add = [&](double count, const Real& chance, double& least, bool may_be_certain) {
-        const double v = value_of(chance);
-        if (count == 0.0) return true;
-        if (!(v > 0.0) || (v == 1.0 && !may_be_certain)) return false;
-        logs.push_back({count, log(chance)});
-        least = std::min(least, value_of(logs.back().log));
-        return true;
+      const auto add = [&](double count, const Real& chance, bool may_be_certain, double& least) {
+        return count == 0.0 || add_part(logs, count, chance, may_be_certain, least);
       };
       for (std::size_t c = static_cast<std::size_t>(Family::matrices.from(of.first)); c <= intervals; ++c) {
         if (!table.in_range[c - 1]) return false;
         double least = 0.0;
         for (std::size_t code = 0; code < live_characters.size(); ++code) {
           const std::size_t cell = 4 * (c - 1) + code;
-          if (!add(of.passed[cell], table.factors[cell], least, code != live_code('1'))) return false;
+          if (!add(of.passed[cell], table.factors[cell], code != live_code('1'), least)) return false;
         }
         least_sum += least;
       }
       for (std::size_t o = static_cast<std::size_t>(of.first); o <= intervals + 1; ++o)
-        if (!add(of.ends[o - 1], table.unseen[o - 1], least_tail, o == open_end)) return false;
-      if (!(least_sum + least_tail > floored_log(0.0) + 1.0)) return false;
+        if (!add(of.ends[o - 1], table.unseen[o - 1], o == open_end, least_tail)) return false;
+      if (!clear_of_the_floor(least_sum + least_tail)) return false;
     }
     return true;
   }

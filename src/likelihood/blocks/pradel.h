@@ -106,10 +106,8 @@ struct Pradel : Counts_live<Pradel<removals_count>> {
     for (int g = 1; g <= first_caught.extent(1); ++g)
       for (int o = 1; o <= first_caught.extent(2); ++o) {
         if (first_caught(g, o) == 0.0) continue;
-        const Real& chance = caught_first(job, o, g, parm, work);
-        if (!(chance > 0.0 && chance < 1.0)) return false;
-        logs.push_back({first_caught(g, o), log(chance)});
-        least = std::min(least, value_of(logs.back().log));
+        if (!add_part(logs, first_caught(g, o), caught_first(job, o, g, parm, work), false, least))
+          return false;
       }
     return Pradel::add_live(job, parm, work, logs, least);
   }

@@ -26,6 +26,7 @@
 #include "data/sessions.h"
 #include "likelihood/blocks/capture_counts.h"
 #include "likelihood/blocks/closed_session.h"
+#include "likelihood/blocks/counted_parts.h"
 #include "likelihood/blocks/rates.h"
 #include "likelihood/cell/cell.h"
 #include "model/structure/design.h"
@@ -36,6 +37,7 @@ namespace tarn {
 struct Session_facts {
   int first = 0, last_caught = 0;  ///< first and last session with a capture, 0: none
   int last_met = 0;                ///< last session with an encounter of any kind
+  int unsampled = 0;               ///< first session without an occasion sampled
   const char* caught = nullptr;    ///< whether there is a capture
   const char* records = nullptr;   ///< last second character that is not "0", else "0"
   /// Numbers of the patterns within sessions, from 0, and that of the last one with a capture for an animal
@@ -216,9 +218,13 @@ Real between_sessions(const Job& job, int i, const Session_animal& animal, int j
   const Session_records& records = prepared<Family>(work);
   const auto compute = [&] {
     const std::span<Real> stars = work.take(static_cast<std::size_t>(records.sessions()));
-    for (int s = records.from(animal); s <= records.to(animal); ++s)
-      stars[static_cast<std::size_t>(s) - 1] =
-          pattern_result<Family>(job, i, records.pattern_of(animal, s), j, parm, work).pstar;
+    {
+      // What a family keeps is made of them: they must not stand on the trace of one cell.
+      const auto keep = work.trace.keep();
+      for (int s = records.from(animal); s <= records.to(animal); ++s)
+        stars[static_cast<std::size_t>(s) - 1] =
+            pattern_result<Family>(job, i, records.pattern_of(animal, s), j, parm, work).pstar;
+    }
     return Family::template between<Real>(job, animal, stars, j, parm, work);
   };
   const int sequence = animal.facts->sequence;
@@ -293,33 +299,25 @@ struct Counts_sessions {
     const Session_records& records = prepared<Family>(work);
     std::vector<double>& least = kept<Family>(work).least;
     least.assign(static_cast<std::size_t>(records.sessions()) + 1, 0.0);
-    // A part is certain only where nothing that it reads makes it so.
-    const auto add = [&](double animals, const Real& chance, bool may_be_certain, double& lowest) {
-      const double v = value_of(chance);
-      if (!(v > 0.0 && (v < 1.0 || (v == 1.0 && may_be_certain)))) return false;
-      logs.push_back({animals, log(chance)});
-      lowest = std::min(lowest, value_of(logs.back().log));
-      return true;
-    };
     for (const Session_records::Pattern_count& shown : records.pattern_counts()) {
       const Closed_stretch& stretch = records.pattern(shown.pattern);
       const Closed_result<Real> closed =
           detail::pattern_result<Family>(job, 1, shown.pattern, shown.group, parm, work);
-      if (!add(shown.animals, closed.prob, stretch.length == 1,
-               least[static_cast<std::size_t>(stretch.session)]))
+      if (!add_part(logs, shown.animals, closed.prob, stretch.sampled_once(),
+                    least[static_cast<std::size_t>(stretch.session)]))
         return false;
     }
     for (const Session_records::Sequence_count& shown : records.sequence_counts()) {
       const Session_animal animal = records.animal(records.facts(shown.record), shown.lost);
       const Real between =
           detail::between_sessions<Family>(job, shown.record, animal, shown.group, parm, work);
-      if (!add(shown.animals, between, animal.last < animal.first && records.from(animal) == animal.first,
-               least[0]))
+      if (!add_part(logs, shown.animals, between,
+                    animal.last < animal.first && records.from(animal) == animal.first, least[0]))
         return false;
     }
     double lowest = 0.0;
     for (const double log_of_part : least) lowest += log_of_part;
-    return lowest > floored_log(0.0) + 1.0;
+    return clear_of_the_floor(lowest);
   }
 };
 

@@ -227,6 +227,26 @@ TEST(Varmat, expected_information_of_a_closed_population) {
   EXPECT_NEAR(h[0], 70.0 * information, 1e-4);
 }
 
+// Pradel's recruitment is conditional on the last capture, so those caught on occasion 2 are one cohort,
+// wherever they were caught first: q = Gamma p of them were caught on occasion 1, too.
+TEST(Varmat, expected_information_of_a_cohort_by_last_capture) {
+  Model_builder m(14, 2);
+  m.pim(1, 1, "SQUARE", 1, 1, [](int, int) { return 1; });
+  m.pim(2, 1, "SQUARE", 1, 2, [](int, int) { return 2; });
+  m.job().model.nlink = Link::identity;
+  m.record("10", {20.0F});
+  m.record("11", {30.0F});
+  m.record("01", {50.0F});
+  m.finish();
+  m.job().model.vartyp = Variance::expected;
+  const double gamma = 0.75, p = 0.5, q = gamma * p;
+  std::vector<double> h(3);
+  varmat(m.job(), std::vector{gamma, p}, h);
+  const double by_q = 80.0 / (q * (1.0 - q));
+  EXPECT_NEAR(h[0], by_q * p * p, 1e-4);  // slopes are differences of step 1.5e-8
+  EXPECT_NEAR(h[2], by_q * gamma * gamma, 1e-4);
+}
+
 /// Every history that a release on one of 3 occasions may have, by cohort.
 std::vector<std::string> every_history(int type) {
   const bool recoveries = type == 2 || type == 3 || type == 10,
