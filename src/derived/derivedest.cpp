@@ -265,6 +265,11 @@ void derivedest(Job& job, std::span<const double> x, const Array2<double>& vcmat
     Derived_values values;
     if (derive_section(frame, *section, x, vcmat, open, values)) done(values);
   }
+  if (type.cell == Cell::robust_pradel_n)
+    warn(job,
+         "Standard errors of lambda from the ratio of N's take the numbers caught as known: they are too "
+         "small, "
+         "and far too small where sessions share their capture probabilities.");
 }
 
 void check_derived(Job& job) {

@@ -13,6 +13,7 @@
 #include "model/levels.h"
 #include "model/structure/design.h"
 #include "numerics/floating_environment.h"
+#include "numerics/special.h"
 #include "optimizers/kink_search.h"
 
 namespace tarn {
@@ -65,6 +66,7 @@ struct Ended {
   Minimiser_end end;
   std::vector<double> start, x, g, h;
   Raised_conditions raised;
+  bool on_the_floor = false;  ///< see `rests_on_the_floor`
 
   /// Takes over the end of the search that has just been made.
   void take(const Search_vectors& vectors) {
@@ -228,10 +230,26 @@ int random_starts(const Job& job) {
   return std::max(level_classes(job).size(), random_starts_of_other_kinds) + further;
 }
 
-/// An end that has converged beats one that has not when it is no worse, and so does one with a gradient that
-/// a fit may end with one that has none; else the lower one is better.
+/// Whether a history with a count has a chance there of which the logarithm is not taken: -2 log likelihood
+/// is then lower than it should be, and an end is none.
+bool rests_on_the_floor(Job& job, std::span<const double> x) {
+  const Encounter_store& encounters = job.data.encounters;
+  Array2<double> observed, lost;
+  cell_probabilities(job, x, observed, lost);
+  for (int i = 1; i <= encounters.size(); ++i)
+    for (int g = 1; g <= job.status.ngrps; ++g)
+      if ((encounters.observed(i, g) > 0.0F && !(observed(i, g) > minlog)) ||
+          (encounters.lost_on_capture(i, g) > 0.0F && !(lost(i, g) > minlog)))
+        return true;
+  return false;
+}
+
+/// An end on the floor is worse than any other. An end that has converged beats one that has not when it is
+/// no worse, and so does one with a gradient that a fit may end with one that has none; else the lower one is
+/// better.
 bool is_better(const Ended& other, const Ended& best) {
   const double gain = best.f() - other.f();
+  if (other.on_the_floor != best.on_the_floor) return best.on_the_floor && other.usable();
   if (best.usable() && !other.usable()) return false;
   if ((other.usable() && !best.usable()) || (other.converged() && !best.converged()))
     return gain > -same_end(best.f());
@@ -340,15 +358,17 @@ Searches_end search(Job& job, const Search_objective& objective, const Minimiser
     }
   }
 
+  if (design) best.on_the_floor = rests_on_the_floor(job, best.x);
   std::vector<double> maxima, idle;
   const auto note_end = [&](const Ended& ended) {
-    if (!ended.converged()) return;
+    if (!ended.converged() || ended.on_the_floor) return;
     const bool moved = !stayed(ended.start, ended.x, sizes, settings.nsig);
     (moved ? maxima : idle).push_back(ended.f());
   };
   note_end(best);
   const auto compare = [&](Ended ended) {
     ++starts.starts;
+    if (std::isfinite(ended.end.f)) ended.on_the_floor = rests_on_the_floor(job, ended.x);
     note_end(ended);
     if (!is_better(ended, best)) return;
     best = std::move(ended);
@@ -386,6 +406,7 @@ Searches_end search(Job& job, const Search_objective& objective, const Minimiser
   for (int again = 1; again <= most_continuations && starts.why != Second_start::none && !best.converged();
        ++again) {
     Ended ended = search_from(best.x);
+    ended.on_the_floor = best.on_the_floor;
     ++starts.starts;
     if (!is_better(ended, best)) break;
     best = std::move(ended);
