@@ -1,9 +1,7 @@
 #include "data/tabulation.h"
 
 #include <algorithm>
-#include <array>
 #include <cmath>
-#include <map>
 #include <vector>
 
 #include "data/sessions.h"
@@ -27,7 +25,9 @@ void count_by_session(Job& job, const Datatype& row) {
   for (const bool lost : {false, true}) {
     Array3<float>& counts = lost ? job.data.ul : job.data.u;
     counts.fill(0.0f);
-    std::map<std::array<int, 3>, double> caught;  // session, group, layer
+    const int layers = std::max(counts.extent(3), 1);
+    Array3<double> caught;
+    make_work_area(caught, session.empty() ? 0 : session.back(), status.ngrps, layers);
     for (int i = 1; i <= encounters.size(); ++i) {
       const History cells = encounters.history(i);
       int counted = 0;
@@ -35,15 +35,16 @@ void count_by_session(Job& job, const Datatype& row) {
         const int s = session(o);
         if (s == counted || !captured(cells.live(o))) continue;
         counted = s;
-        const int layer =
-            std::clamp(stratum_position(job, row, cells.live(o)), 1, std::max(counts.extent(3), 1));
+        const int layer = std::clamp(stratum_position(job, row, cells.live(o)), 1, layers);
         for (int g = 1; g <= status.ngrps; ++g)
-          caught[{s, g, layer}] +=
+          caught(s, g, layer) +=
               static_cast<double>(lost ? encounters.lost_on_capture(i, g) : encounters.observed(i, g));
       }
     }
-    for (const auto& [place, animals] : caught)
-      add_animals(job, place[1], counts(place[0], place[1], place[2]), animals);
+    for (int layer = 1; layer <= caught.extent(3); ++layer)
+      for (int g = 1; g <= caught.extent(2); ++g)
+        for (int s = 1; s <= caught.extent(1); ++s)
+          if (caught(s, g, layer) != 0.0) add_animals(job, g, counts(s, g, layer), caught(s, g, layer));
   }
 }
 
