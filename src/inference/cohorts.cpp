@@ -43,6 +43,15 @@ double histories_after_release(const Datatype& row, int first, int K) {
   }
 }
 
+/// Histories that can follow a capture on occasion `first` of K in a known stratum, of n. Of live and dead
+/// encounters a recovery ends the history, in whatever interval.
+double histories_in_strata(const Datatype& row, int n, int first, int K) {
+  if (row.check != Cell_check::live_dead_strata) return std::pow(n + 1.0, K - first);
+  double histories = 2.0;
+  for (int o = K - 1; o >= first; --o) histories = 1.0 + (n + 1.0) * histories;
+  return histories;
+}
+
 /// Histories that start with a capture in session f. Of live and dead encounters a session has one code: a
 /// recovery ends the history, nothing or a resighting leaves every pattern of the next session open.
 double histories_from_session(const Datatype& row, const List<Primary_session>& sessions, int f) {
@@ -61,7 +70,8 @@ struct Cohort_key {
   double possible;
 };
 
-Cohort_key cohort_key(const Datatype& row, const List<Primary_session>& sessions, History history) {
+Cohort_key cohort_key(const Job& job, const Datatype& row, const List<Primary_session>& sessions,
+                      History history) {
   const int K = history.noccas();
   switch (row.saturated) {
     case Saturated::whole_group:
@@ -91,7 +101,11 @@ Cohort_key cohort_key(const Datatype& row, const List<Primary_session>& sessions
       const int first = first1(history);
       return {{first, 0}, histories_after_release(row, first, K)};
     }
-    case Saturated::release_stratum:
+    case Saturated::release_stratum: {
+      const int first = first1(history);
+      return {{first, first > 0 ? history.live(first) : '0'},
+              histories_in_strata(row, job.status.nstrta, first, K)};
+    }
     case Saturated::group_stratum:
     case Saturated::session_stratum:
     case Saturated::session_stratum_full:
@@ -122,7 +136,7 @@ Cohorts::Cohorts(const Job& job) {
   std::map<std::pair<int, int>, int> numbers;
   cohort_.reserve(encounters.size());
   for (int i = 1; i <= encounters.size(); ++i) {
-    const Cohort_key own = cohort_key(row, sessions, encounters.history(i));
+    const Cohort_key own = cohort_key(job, row, sessions, encounters.history(i));
     const auto [place, is_new] = numbers.emplace(own.key, possible_.size() + 1);
     if (is_new) possible_.push_back(own.possible);
     cohort_.push_back(place->second);

@@ -25,6 +25,7 @@ constexpr bool is_available(Closed_form form) {
 constexpr bool is_available(Saturated form) {
   switch (form) {
     case Saturated::release:
+    case Saturated::release_stratum:
     case Saturated::whole_group:
     case Saturated::none:
     case Saturated::interval:
@@ -36,7 +37,6 @@ constexpr bool is_available(Saturated form) {
     case Saturated::session_full:
     case Saturated::group_full:
       return true;
-    case Saturated::release_stratum:
     case Saturated::group_stratum:
     case Saturated::session_stratum:
     case Saturated::session_stratum_full:
