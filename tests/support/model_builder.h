@@ -92,10 +92,24 @@ class Model_builder {
     model.pim2.allocate(data.numparmnames, 1, 1, 1, status.nprimy, status.ngrps);
   }
 
-  /// Matrix of parameter q, group g, of one session where there are several, by a rule for row and column.
+  /// Strata of these codes. To be called ahead of the first matrix: there is one for each of them, or for
+  /// each pair.
+  void strata(const std::string& codes) {
+    Status_module& status = job().status;
+    Data_module& data = job().data;
+    Model_arrays& model = job().model;
+    status.nstrta = status.nstrtaplus = static_cast<int>(codes.size());
+    data.strata = codes + "0.";
+    model.pim2index2upbd = model.pim2index3upbd = status.nstrta;
+    model.pim2 = {};
+    model.pim2.allocate(data.numparmnames, 1, status.nstrta, 1, status.nstrta, status.ngrps);
+  }
+
+  /// Matrix of parameter q, group g, of one session (or second stratum) and one stratum where there are
+  /// several, by a rule for row and column.
   void pim(int q, int g, std::string_view shape, int nrows, int ncols,
-           const std::function<int(int, int)>& number, int session = 1) {
-    Pim& pim = job().model.pim2(q, 1, session, g);
+           const std::function<int(int, int)>& number, int session = 1, int stratum = 1) {
+    Pim& pim = job().model.pim2(q, stratum, session, g);
     pim.parname = job().data.parameterlist(q);
     pim.group = g;
     pim.shape = pim_shape(shape);

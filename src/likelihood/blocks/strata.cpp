@@ -120,10 +120,12 @@ void Stratum_records::count_animals(const Job& job) {
         counts_.push_back({k, left, from(), o, facts.codes[o - 1], observed + lost});
         left = o;
       }
-      if (facts.recovered > 0)
-        counts_.push_back({k, left, from(), facts.recovered, 0, observed + lost});
-      else if (observed > 0.0)
-        counts_.push_back({k, left, from(), 0, 0, observed});
+      for (const bool removed : {false, true}) {
+        const double animals = removed ? lost : observed;
+        const int recovered = facts.recovered_of(removed);
+        if (animals > 0.0 && !(removed && recovered == 0))
+          counts_.push_back({k, left, from(), recovered, 0, animals});
+      }
     }
   }
   const auto key = [](const Stratum_count& of) {

@@ -34,6 +34,10 @@ struct Stratum_facts : History_facts {
   int recovered = 0;                     ///< interval in which it was found dead, 0: none
   const unsigned char* codes = nullptr;  ///< of occasion o: element o - 1
   bool sampled = true;                   ///< on all occasions from the first capture on
+
+  /// The recovery that counts. Nothing does behind the interval of a last capture at which the animal was
+  /// lost.
+  int recovered_of(bool lost) const { return lost && recovered != lastlc ? 0 : recovered; }
 };
 
 /// Cohorts with the same real parameters from their first capture on.
@@ -308,7 +312,7 @@ const typename Stratum_table<Real>::Start& start_of(const Stratum_records& recor
 
 /// A history of which the rows of all its intervals are at hand: rows(c) gives those of interval c.
 template <class Real, class Rows>
-Real walk_strata(const Stratum_records& records, const Stratum_facts& facts, int last, bool lost,
+Real walk_strata(const Stratum_records& records, const Stratum_facts& facts, int last, int recovered,
                  Cell_work<Real>& work, const Rows& rows) {
   const std::size_t strata = static_cast<std::size_t>(records.strata());
   std::span<Real> weights = work.take(strata), next = work.take(strata);
@@ -321,9 +325,8 @@ Real walk_strata(const Stratum_records& records, const Stratum_facts& facts, int
     return sum;
   };
   for (int c = facts.first; c <= last; ++c) {
-    if (lost && c == facts.lastlc) return alive();
     const Interval_rows<Real> own = rows(c);
-    if (facts.recovered == c) {
+    if (recovered == c) {
       Real found = 0.0;
       for (std::size_t a = 0; a < strata; ++a) found = found + weights[a] * (own.dies[a] * own.found[a]);
       return found;
@@ -363,7 +366,8 @@ Real stratum_history(const Job& job, const Stratum_facts& facts, bool lost, int 
   // The last interval that is read.
   int last = records.recoveries() ? records.noccas() : facts.lastsm - 1;
   if (lost) last = facts.lastlc - 1;
-  if (facts.recovered > 0) last = facts.recovered;
+  const int recovered = facts.recovered_of(lost);
+  if (recovered > 0) last = recovered;
   const int k = parm.stamp() != 0 ? records.class_of(j, facts.first) : -1;
   if (k < 0) {
     const std::size_t strata = static_cast<std::size_t>(records.strata());
@@ -374,7 +378,7 @@ Real stratum_history(const Job& job, const Stratum_facts& facts, bool lost, int 
       over += fill_interval<Family>(job, c, facts.first, j, parm, work,
                                     detail::rows_of<Real>(room, records.strata(), c, facts.first));
     if (value_of(over) != 0.0) work.penlty[1] = over;
-    return detail::walk_strata<Real>(records, facts, last, lost, work, [&](int c) {
+    return detail::walk_strata<Real>(records, facts, last, recovered, work, [&](int c) {
       return detail::rows_of<Real>(room, records.strata(), c, facts.first);
     });
   }
@@ -385,7 +389,7 @@ Real stratum_history(const Job& job, const Stratum_facts& facts, bool lost, int 
     if (value_of(over) != 0.0) work.penlty[1] = over;
   }
   if (!facts.sampled)
-    return detail::walk_strata<Real>(records, facts, last, lost, work, [&](int c) {
+    return detail::walk_strata<Real>(records, facts, last, recovered, work, [&](int c) {
       return detail::rows_of<Real>(table.rates, records.strata(), c, table.made_from);
     });
   const std::size_t strata = static_cast<std::size_t>(records.strata());
@@ -399,9 +403,9 @@ Real stratum_history(const Job& job, const Stratum_facts& facts, bool lost, int 
     left = o;
   }
   const int from = facts.codes[left - 1];
-  if (facts.recovered > 0)
-    return prob * detail::start_of(records, table, left, from, facts.recovered, work)
-                      .recovered[static_cast<std::size_t>(facts.recovered) - 1];
+  if (recovered > 0)
+    return prob * detail::start_of(records, table, left, from, recovered, work)
+                      .recovered[static_cast<std::size_t>(recovered) - 1];
   if (lost) return prob;
   return prob * table.unmet[static_cast<std::size_t>(left - 1) * strata + static_cast<std::size_t>(from) - 1];
 }
