@@ -97,6 +97,19 @@ void check_first_is_live(Job& job, int n, History cells, std::string_view typed)
   if (first > 0 && !captured(cells.live(first))) record_fault(job, n, barker_not_live, typed);
 }
 
+/// Growth from the ratio of sizes hangs on the size of every session, the number caught over p*, which is no
+/// number where p* is 0.
+void check_each_session_sampled(Job& job, int n, History cells) {
+  for_each_session(job, [&](int s, const Primary_session& session) {
+    for (int o = session.before + 1; o <= session.last(); ++o)
+      if (cells.live(o) != '.') return;
+    record_fault(job, n,
+                 " has no occasion sampled in primary session " + adjustfmt(s) +
+                     ", of which the size is then not known.",
+                 "");
+  });
+}
+
 void check_known_fate(Job& job, int n, History cells, std::string_view typed) {
   bool died = false;
   for (int o = 1; o <= cells.noccas(); ++o) {
@@ -275,7 +288,12 @@ void check_cells(Job& job, int n, const Datatype& row, History cells, std::strin
   }
 }
 
+bool has_session_checks(const Datatype& row) {
+  return row.check == Cell_check::robust_barker || row.cell == Cell::robust_pradel_n;
+}
+
 void check_sessions(Job& job, int n, const Datatype& row, History cells) {
+  if (row.cell == Cell::robust_pradel_n) check_each_session_sampled(job, n, cells);
   if (row.check != Cell_check::robust_barker) return;
   const List<int> session = sessions_of(job);
   const auto session_of = [&session](int o) { return session(o); };

@@ -27,7 +27,11 @@ void check_dead_columns(Job& job, int n, const Datatype& row, History cells, std
 /// encounters are checked by `check_sessions`, when the intervals are known.
 void check_cells(Job& job, int n, const Datatype& row, History cells, std::string_view typed);
 
-/// The checks of live and dead encounters by primary session.
+/// Whether records of the family are checked by primary session.
+bool has_session_checks(const Datatype& row);
+
+/// The checks by primary session: of live and dead encounters, and that every session was sampled where
+/// growth is the ratio of sizes.
 void check_sessions(Job& job, int n, const Datatype& row, History cells);
 
 /// Warns of intervals between occasions that leave a robust design without an interval between sessions,

@@ -234,7 +234,7 @@ void finish_records(Job& job, Data_procedure& procedure) {
     for (int i = 1; i <= encounters.size(); ++i) found.add(job, row, encounters.history(i));
     check_kinds(job, row, found);
   }
-  for (int i = 1; row.check == Cell_check::robust_barker && i <= encounters.size(); ++i)
+  for (int i = 1; has_session_checks(row) && i <= encounters.size(); ++i)
     check_sessions(job, procedure.named(i), row, encounters.history(i));
   if (row.resight != Resight::none) {
     count_sightings(job, row);

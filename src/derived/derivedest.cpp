@@ -6,6 +6,7 @@
 #include <unordered_map>
 
 #include "data/catalogue/datatype.h"
+#include "derived/growth.h"
 #include "derived/sections.h"
 #include "job/services/array.h"
 #include "job/services/fault.h"
@@ -265,11 +266,10 @@ void derivedest(Job& job, std::span<const double> x, const Array2<double>& vcmat
     Derived_values values;
     if (derive_section(frame, *section, x, vcmat, open, values)) done(values);
   }
-  if (type.cell == Cell::robust_pradel_n)
+  if (type.cell == Cell::robust_pradel_n && growth_intervals(job) > 0)
     warn(job,
          "Standard errors of lambda from the ratio of N's take the numbers caught as known: they are too "
-         "small, "
-         "and far too small where sessions share their capture probabilities.");
+         "small, and far too small where sessions share their capture probabilities.");
 }
 
 void check_derived(Job& job) {

@@ -80,13 +80,10 @@ Session_facts Session_records::facts_of(History histry, char* caught, char* reco
     const Primary_session& own = session(s);
     caught[s - 1] = 0;
     records[s - 1] = '0';
-    bool sampled = false;
     for (int o = own.before + 1; o <= own.last(); ++o) {
-      sampled = sampled || histry.live(o) != '.';
       if (captured(histry.live(o))) caught[s - 1] = 1;
       if (two_characters_ && histry.dead(o) != '0') records[s - 1] = histry.dead(o);
     }
-    if (!sampled && facts.unsampled == 0) facts.unsampled = s;
     if (caught[s - 1] != 0) {
       if (facts.first == 0) facts.first = s;
       facts.last_caught = s;
