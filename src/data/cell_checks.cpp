@@ -12,7 +12,6 @@ namespace tarn {
 
 namespace {
 
-bool captured(char live) { return live != '.' && live != '0'; }
 bool digit(char c) { return c >= '0' && c <= '9'; }
 
 constexpr std::string_view live_after_dead = " Live recaptures after a dead recovery: ";
@@ -314,6 +313,16 @@ void check_intervals(Job& job, const Datatype& row) {
          "estimated.");
   if (row.check == Cell_check::robust_barker && !(job.data.timint(job.status.noccas) > 0.0f))
     warn(job, "The time interval behind the last occasion is 0: no animal can be met in it.");
+}
+
+void check_sizes(Job& job, const Datatype& row) {
+  if (row.cell != Cell::robust_pradel_n || names_hold(closed_parameters(row.closed), "f0")) return;
+  const int sessions = primary_sessions(job).size();
+  for (int g = 1; g <= job.status.ngrps; ++g)
+    for (int s = 1; s <= sessions; ++s)
+      if (job.data.u(s, g, 1) + job.data.ul(s, g, 1) == 0.0F)
+        warn(job, "No animal of group " + adjustfmt(g) + " was caught in primary session " + adjustfmt(s) +
+                      ": its size counts as 0 there, and growth has no meaning.");
 }
 
 void Kinds_found::add(const Job& job, const Datatype& row, History cells) {

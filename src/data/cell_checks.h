@@ -38,6 +38,10 @@ void check_sessions(Job& job, int n, const Datatype& row, History cells);
 /// without two occasions in any session, or without time behind the last one.
 void check_intervals(Job& job, const Datatype& row);
 
+/// Warns of sessions in which no animal of a group was caught, where growth follows from the numbers caught.
+/// To be called when `u` and `ul` are there.
+void check_sizes(Job& job, const Datatype& row);
+
 /// Position of a first character in `strata`, as strata are counted; 0 when it is none.
 int stratum_position(const Job& job, const Datatype& row, char code);
 

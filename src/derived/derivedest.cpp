@@ -59,12 +59,6 @@ Limits limits_of(Interval interval, double est, double se, double minimum) {
   return plain_limits(est, se);
 }
 
-/// The sessions in which a population of this type is closed.
-List<Primary_session> closed_sessions(const Job& job) {
-  if (datatype(job.status.dattyp).sessions) return primary_sessions(job);
-  return {Primary_session{0, job.status.noccas}};
-}
-
 /// What tells captures of a session apart that are not alike.
 std::string key_of(const Closed_stretch& stretch, int first) {
   std::string key;
