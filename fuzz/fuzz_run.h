@@ -58,8 +58,9 @@ inline std::string without_long_work(std::string text) {
 
 /// Runs a deck to its end. Every end is an end by `Stop`, by return, or for want of memory; the stop text is
 /// one of the program's.
-inline void run_bounded(std::string_view deck) {
-  std::string text = without_long_work(with_bounded_sizes(deck));
+/// @param model  what follows the deck and is the target's own, with sizes that are right as they are
+inline void run_bounded(std::string_view deck, std::string_view model = {}) {
+  std::string text = without_long_work(with_bounded_sizes(deck)).append(model);
   const std::string upper = upper_case(text);
   // A search of few steps reaches all that follows a fit.
   for (std::size_t at = upper.rfind("PROC ESTIMATE"); at != std::string::npos;

@@ -1,7 +1,12 @@
 // The data procedure: any statements and records behind a sound head, and a model of the data type behind
-// them when they hold none. The first byte chooses the head.
+// them when they hold none. The first byte chooses the head; for those without a data type its number
+// follows.
 
+#include <iterator>
+#include <sstream>
 #include <string>
+#include <string_view>
+#include <vector>
 
 #include "data/catalogue/datatype.h"
 #include "fuzz_run.h"
@@ -14,6 +19,7 @@ struct Head {
   int occasions;
   int groups = 1, covariates = 0;
   std::string_view more = {};  ///< further options
+  int type = 0;
 };
 
 // Their order is that of the first bytes in the corpus: new ones come last.
@@ -51,7 +57,43 @@ constexpr Head heads[] = {
     {"HUGGINSRE", 4, 1, 0, "nodes=15"},
     {"DENSITYRANPC", 4, 1, 0, "nodes=15"},
     {"JOLLY", 4},
+    {"", 6},  // the data type of the number that follows
+    {"", 6, 2, 1},
 };
+
+/// The head that an input chooses; what chooses it is taken from the input.
+Head head_of(std::string_view& input) {
+  // '@' is the first: inputs that stand keep their head when one is added behind the last.
+  Head head = heads[static_cast<unsigned char>(input[0] - '@') % std::size(heads)];
+  input.remove_prefix(1);
+  head.type = tarn::dattyp_of(head.keyword);
+  if (head.type != 0) return head;
+  for (; !input.empty() && input[0] >= '0' && input[0] <= '9'; input.remove_prefix(1))
+    head.type = (10 * head.type + input[0] - '0') % (tarn::max_dattyp + 1);
+  const tarn::Datatype& row = tarn::datatype(head.type);
+  head.keyword = row.keyword[0];
+  const std::string_view layer = tarn::closed_parameters(row.closed);
+  if (tarn::names_hold(layer, "pi")) head.more = "mixtures=2";
+  if (row.nodes != tarn::Nodes::none) head.more = "nodes=15";
+  return head;
+}
+
+/// Lengths of the primary sessions that the statements tell; one session of all where they tell none or the
+/// type has none.
+std::vector<int> session_lengths(const Head& head, const std::string& upper) {
+  std::vector<int> lengths{1};
+  const std::size_t at =
+      tarn::datatype(head.type).sessions ? upper.find("TIME INTERVALS") : std::string::npos;
+  std::istringstream intervals(at == std::string::npos ? "" : upper.substr(at + 14));
+  for (int o = 1; o < head.occasions; ++o) {
+    float interval = 0;
+    if (intervals >> interval && interval > 0)
+      lengths.push_back(1);
+    else
+      ++lengths.back();
+  }
+  return lengths;
+}
 
 std::string data_procedure(const Head& head) {
   std::string text = "proc chmatrix occasions=" + std::to_string(head.occasions) +
@@ -60,24 +102,29 @@ std::string data_procedure(const Head& head) {
   return text + ' ' + std::string(head.more) + " etype=" + std::string(head.keyword) + ";\n";
 }
 
-/// A model with a number for each parameter and row of its matrix; with covariates the first one has a slope
-/// for every parameter.
-std::string estimation(const Head& head, int type) {
+/// A model with a number for each parameter, session and row of its matrix; with covariates the first one has
+/// a slope for every parameter.
+std::string estimation(const Head& head, const std::vector<int>& sessions) {
   std::string text = "proc estimate link=LOGIT;\nmodel={all};\n";
   int numbers = 0;
   for (int g = 1; g <= head.groups; ++g) {
     int number = 0;
-    for (const std::string& name : tarn::parmlist(type)) {
+    for (const std::string& name : tarn::parmlist(head.type)) {
       const int mixtures = head.more.starts_with("mixtures") ? 2 : 1;
-      const tarn::Matrix_size size = tarn::matrix_size(type, name, head.occasions, mixtures);
-      if (size.rows < 1 || size.columns < 1) continue;
-      text += "group=" + std::to_string(g) + ' ' + name + " rows=" + std::to_string(size.rows) +
-              " cols=" + std::to_string(size.columns) + (size.by_cohort ? " triang;\n" : " square;\n");
-      if (size.by_cohort) ++number;
-      for (int r = 1; r <= size.rows; ++r) {
-        if (!size.by_cohort) ++number;
-        for (int c = size.by_cohort ? r : 1; c <= size.columns; ++c) text += std::to_string(number) + ' ';
-        text += ";\n";
+      int session = 0;
+      for (const tarn::Matrix_size& size : tarn::matrix_sizes(head.type, name, sessions, mixtures)) {
+        ++session;
+        if (size.rows < 1 || size.columns < 1) continue;
+        text += "group=" + std::to_string(g) + ' ' + name;
+        if (tarn::has_matrix_by_session(head.type, name)) text += " Session " + std::to_string(session);
+        text += " rows=" + std::to_string(size.rows) + " cols=" + std::to_string(size.columns) +
+                (size.by_cohort ? " triang;\n" : " square;\n");
+        if (size.by_cohort) ++number;
+        for (int r = 1; r <= size.rows; ++r) {
+          if (!size.by_cohort) ++number;
+          for (int c = size.by_cohort ? r : 1; c <= size.columns; ++c) text += std::to_string(number) + ' ';
+          text += ";\n";
+        }
       }
     }
     numbers = number;
@@ -97,16 +144,14 @@ std::string estimation(const Head& head, int type) {
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t size) {
   if (size == 0) return 0;
-  // '@' is the first: inputs that stand keep their head when one is added behind the last.
-  const Head& head = heads[static_cast<unsigned char>(bytes[0] - '@') % (sizeof heads / sizeof *heads)];
-  const std::string statements(reinterpret_cast<const char*>(bytes) + 1, size - 1);
+  std::string_view input(reinterpret_cast<const char*>(bytes), size);
+  const Head head = head_of(input);
+  const std::string statements(input), upper = tarn::upper_case(statements);
   std::string deck = data_procedure(head);
-  const auto hold = [upper = tarn::upper_case(statements)](const char* word) {
-    return upper.find(word) != std::string::npos;
-  };
+  const auto hold = [&upper](const char* word) { return upper.find(word) != std::string::npos; };
   if (head.covariates > 0 && !hold("ICOVARIATES")) deck += "icovariates=weight;\n";
   deck += statements + '\n';
-  if (!hold("PROC")) deck += estimation(head, tarn::dattyp_of(head.keyword));
-  tarn::run_bounded(deck + "\nproc stop;\n");
+  const std::string model = hold("PROC") ? "" : estimation(head, session_lengths(head, upper));
+  tarn::run_bounded(deck, model + "\nproc stop;\n");
   return 0;
 }

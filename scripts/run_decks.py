@@ -27,6 +27,8 @@ A deck `name.deck` has a `name.expect` or a `name.listing`, or both. Each deck r
     number LABEL VALUE TOLERANCE   the first number behind the last place where LABEL stands; the tolerance is relative,
                           absolute below 1
     row LABEL => VALUE ... TOLERANCE   the same for as many numbers as are given
+    under TEXT            the `number` and `row` lines that follow look in the rows of one table: from the first line that
+                          holds TEXT to the next empty one
     place NAME            where the lines that follow look: `listing` (at first), `screen`, or a file of the run
     screen TEXT           a part of some line of the screen
     unseen TEXT           in no line of the screen
@@ -169,10 +171,18 @@ def check_numbers(label, values, tolerance, lines):
     return [f"{label}: {x}, not {y} within {tolerance}" for x, y in wrong]
 
 
+def table_under(heading, lines):
+    """The lines from the first one with this text to the next empty one; none without it."""
+    begin = next((i for i, line in enumerate(lines) if heading in line), len(lines))
+    end = next((i for i in range(begin, len(lines)) if not lines[i].strip()), len(lines))
+    return lines[begin:end]
+
+
 def check_expectations(pairs, listing, screen, status, folder):
     """The faults as (word of the expectation, text)."""
     places = {"listing": listing, "screen": screen}
     lines = [line.lstrip("\f") for line in listing.split("\n")]
+    table = lines
     last = []
     position = 0
     stop_text = "NORMAL EXIT"
@@ -192,7 +202,7 @@ def check_expectations(pairs, listing, screen, status, folder):
             if rest not in places:
                 fault(f"no file: {rest}")
             lines = [line.lstrip("\f") for line in places.get(rest, "").split("\n")]
-            last, position = [], 0
+            table, last, position = lines, [], 0
         elif word == "line":
             last = [i for i, line in enumerate(lines) if line.strip() == rest]
             if not last:
@@ -224,13 +234,15 @@ def check_expectations(pairs, listing, screen, status, folder):
                 fault(f"not in order: {rest}")
             else:
                 position = found + 1
+        elif word == "under":
+            table = table_under(rest, lines)
         elif word == "number":
             label, value, tolerance = rest.rsplit(None, 2)
-            faults += [(word, text) for text in check_numbers(label, [value], tolerance, lines)]
+            faults += [(word, text) for text in check_numbers(label, [value], tolerance, table)]
         elif word == "row":
             label, _, values = rest.rpartition(" => ")
             *values, tolerance = values.split()
-            faults += [(word, text) for text in check_numbers(label, values, tolerance, lines)]
+            faults += [(word, text) for text in check_numbers(label, values, tolerance, table)]
         elif word == "screen":
             if rest not in screen:
                 fault(f"not on the screen: {rest}")

@@ -12,7 +12,6 @@ namespace tarn {
 
 namespace {
 
-bool captured(char live) { return live != '.' && live != '0'; }
 bool digit(char c) { return c >= '0' && c <= '9'; }
 
 constexpr std::string_view live_after_dead = " Live recaptures after a dead recovery: ";
@@ -95,6 +94,19 @@ void check_after_recovery(Job& job, int n, const Datatype& row, History cells, s
 void check_first_is_live(Job& job, int n, History cells, std::string_view typed) {
   const int first = first_encounter(cells);
   if (first > 0 && !captured(cells.live(first))) record_fault(job, n, barker_not_live, typed);
+}
+
+/// Growth from the ratio of sizes hangs on the size of every session, the number caught over p*, which is no
+/// number where p* is 0.
+void check_each_session_sampled(Job& job, int n, History cells) {
+  for_each_session(job, [&](int s, const Primary_session& session) {
+    for (int o = session.before + 1; o <= session.last(); ++o)
+      if (cells.live(o) != '.') return;
+    record_fault(job, n,
+                 " has no occasion sampled in primary session " + adjustfmt(s) +
+                     ", of which the size is then not known.",
+                 "");
+  });
 }
 
 void check_known_fate(Job& job, int n, History cells, std::string_view typed) {
@@ -275,7 +287,12 @@ void check_cells(Job& job, int n, const Datatype& row, History cells, std::strin
   }
 }
 
+bool has_session_checks(const Datatype& row) {
+  return row.check == Cell_check::robust_barker || row.cell == Cell::robust_pradel_n;
+}
+
 void check_sessions(Job& job, int n, const Datatype& row, History cells) {
+  if (row.cell == Cell::robust_pradel_n) check_each_session_sampled(job, n, cells);
   if (row.check != Cell_check::robust_barker) return;
   const List<int> session = sessions_of(job);
   const auto session_of = [&session](int o) { return session(o); };
@@ -296,6 +313,16 @@ void check_intervals(Job& job, const Datatype& row) {
          "estimated.");
   if (row.check == Cell_check::robust_barker && !(job.data.timint(job.status.noccas) > 0.0f))
     warn(job, "The time interval behind the last occasion is 0: no animal can be met in it.");
+}
+
+void check_sizes(Job& job, const Datatype& row) {
+  if (row.cell != Cell::robust_pradel_n || names_hold(closed_parameters(row.closed), "f0")) return;
+  const int sessions = primary_sessions(job).size();
+  for (int g = 1; g <= job.status.ngrps; ++g)
+    for (int s = 1; s <= sessions; ++s)
+      if (job.data.u(s, g, 1) + job.data.ul(s, g, 1) == 0.0F)
+        warn(job, "No animal of group " + adjustfmt(g) + " was caught in primary session " + adjustfmt(s) +
+                      ": its size counts as 0 there, and growth has no meaning.");
 }
 
 void Kinds_found::add(const Job& job, const Datatype& row, History cells) {

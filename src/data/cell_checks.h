@@ -27,12 +27,20 @@ void check_dead_columns(Job& job, int n, const Datatype& row, History cells, std
 /// encounters are checked by `check_sessions`, when the intervals are known.
 void check_cells(Job& job, int n, const Datatype& row, History cells, std::string_view typed);
 
-/// The checks of live and dead encounters by primary session.
+/// Whether records of the family are checked by primary session.
+bool has_session_checks(const Datatype& row);
+
+/// The checks by primary session: of live and dead encounters, and that every session was sampled where
+/// growth is the ratio of sizes.
 void check_sessions(Job& job, int n, const Datatype& row, History cells);
 
 /// Warns of intervals between occasions that leave a robust design without an interval between sessions,
 /// without two occasions in any session, or without time behind the last one.
 void check_intervals(Job& job, const Datatype& row);
+
+/// Warns of sessions in which no animal of a group was caught, where growth follows from the numbers caught.
+/// To be called when `u` and `ul` are there.
+void check_sizes(Job& job, const Datatype& row);
 
 /// Position of a first character in `strata`, as strata are counted; 0 when it is none.
 int stratum_position(const Job& job, const Datatype& row, char code);

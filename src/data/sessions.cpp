@@ -1,5 +1,7 @@
 #include "data/sessions.h"
 
+#include "data/catalogue/datatype.h"
+
 namespace tarn {
 
 List<Primary_session> primary_sessions(const Job& job) {
@@ -14,6 +16,18 @@ List<int> sessions_of(const Job& job) {
     for (int o = 1; o <= each.length; ++o) session.push_back(s);
   });
   return session;
+}
+
+List<int> periods_of(const Job& job, bool by_session) {
+  if (by_session) return sessions_of(job);
+  List<int> occasions;
+  for (int o = 1; o <= job.status.noccas; ++o) occasions.push_back(o);
+  return occasions;
+}
+
+List<Primary_session> closed_sessions(const Job& job) {
+  if (datatype(job.status.dattyp).sessions) return primary_sessions(job);
+  return {Primary_session{0, job.status.noccas}};
 }
 
 }  // namespace tarn

@@ -31,4 +31,11 @@ List<Primary_session> primary_sessions(const Job& job);
 /// Primary session of each occasion. May throw std::bad_alloc.
 List<int> sessions_of(const Job& job);
 
+/// The same, or, unless `by_session`, each occasion by itself.
+List<int> periods_of(const Job& job, bool by_session);
+
+/// The sessions in which a population of the job's data type is closed: its primary sessions, or the whole
+/// study.
+List<Primary_session> closed_sessions(const Job& job);
+
 }  // namespace tarn

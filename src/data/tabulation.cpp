@@ -13,8 +13,6 @@ namespace tarn {
 
 namespace {
 
-bool captured(char live) { return live != '.' && live != '0'; }
-
 /// `u` and `ul` of the closed layer: distinct animals caught in each session, by stratum; the cohorts of
 /// first captures are not what its terms take as the number caught. Added up in double precision: the terms
 /// are sensitive to each animal, and sums of 32-bit floats lose some of many records.
@@ -234,7 +232,7 @@ void finish_records(Job& job, Data_procedure& procedure) {
     for (int i = 1; i <= encounters.size(); ++i) found.add(job, row, encounters.history(i));
     check_kinds(job, row, found);
   }
-  for (int i = 1; row.check == Cell_check::robust_barker && i <= encounters.size(); ++i)
+  for (int i = 1; has_session_checks(row) && i <= encounters.size(); ++i)
     check_sessions(job, procedure.named(i), row, encounters.history(i));
   if (row.resight != Resight::none) {
     count_sightings(job, row);
@@ -244,6 +242,7 @@ void finish_records(Job& job, Data_procedure& procedure) {
   set_intervals(job);
   check_intervals(job, row);
   if (row.closed != Closed::none) count_by_session(job, row);
+  check_sizes(job, row);
   finish_covariates(job);
 }
 

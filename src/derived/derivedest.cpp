@@ -6,6 +6,7 @@
 #include <unordered_map>
 
 #include "data/catalogue/datatype.h"
+#include "derived/growth.h"
 #include "derived/sections.h"
 #include "job/services/array.h"
 #include "job/services/fault.h"
@@ -56,12 +57,6 @@ Limits limits_of(Interval interval, double est, double se, double minimum) {
       break;
   }
   return plain_limits(est, se);
-}
-
-/// The sessions in which a population of this type is closed.
-List<Primary_session> closed_sessions(const Job& job) {
-  if (datatype(job.status.dattyp).sessions) return primary_sessions(job);
-  return {Primary_session{0, job.status.noccas}};
 }
 
 /// What tells captures of a session apart that are not alike.
@@ -265,11 +260,10 @@ void derivedest(Job& job, std::span<const double> x, const Array2<double>& vcmat
     Derived_values values;
     if (derive_section(frame, *section, x, vcmat, open, values)) done(values);
   }
-  if (type.cell == Cell::robust_pradel_n)
+  if (type.cell == Cell::robust_pradel_n && growth_intervals(job) > 0)
     warn(job,
          "Standard errors of lambda from the ratio of N's take the numbers caught as known: they are too "
-         "small, "
-         "and far too small where sessions share their capture probabilities.");
+         "small, and far too small where sessions share their capture probabilities.");
 }
 
 void check_derived(Job& job) {

@@ -6,6 +6,7 @@
 #include "data/sessions.h"
 #include "inference/saturd.h"
 #include "job/services/fault.h"
+#include "likelihood/blocks/capture_counts.h"
 
 namespace tarn {
 namespace {
@@ -15,25 +16,6 @@ double over_strata(const Array3<float>& counts, int t, int g) {
   double sum = 0.0;
   for (int k = 1; k <= counts.extent(3); ++k) sum += static_cast<double>(counts(t, g, k));
   return sum;
-}
-
-/// Occasion by which each occasion's animals are tabulated: the primary session where a closed layer counts
-/// animals by session.
-List<int> periods_of(const Job& job, const Datatype& row) {
-  if (row.closed != Closed::none && row.sessions) return sessions_of(job);
-  List<int> periods;
-  for (int o = 1; o <= job.status.noccas; ++o) periods.push_back(o);
-  return periods;
-}
-
-/// Animals of one group that were not released again, by the period of their last capture.
-List<double> not_released(const Job& job, const List<int>& periods, int g) {
-  const Encounter_store& encounters = job.data.encounters;
-  List<double> counts(periods.empty() ? 0 : periods.back(), 0.0);
-  for (int i = 1; i <= encounters.size(); ++i)
-    if (const int last = lastlc(encounters.history(i)); last > 0)
-      counts(periods(last)) += static_cast<double>(View<const float>(encounters.lost_on_capture(i))(g));
-  return counts;
 }
 
 Group_summary group_summary(const Job& job, const Datatype& row, bool closed, int g) {
@@ -47,14 +29,17 @@ Group_summary group_summary(const Job& job, const Datatype& row, bool closed, in
     group.caught = over_strata(job.data.u, 1, g) + over_strata(job.data.ul, 1, g);
     return group;
   }
+  // Where a closed layer counts animals by session so does the summary.
+  const List<int> periods = periods_of(job, row.closed != Closed::none && row.sessions);
   bool losses = false;
-  const List<int> periods = periods_of(job, row);
   for (int t = 1; !periods.empty() && t <= periods.back(); ++t) {
     group.released.push_back(over_strata(job.data.u, t, g));
     group.lost.push_back(over_strata(job.data.ul, t, g));
     losses = losses || group.lost.back() > 0.0;
   }
-  if (losses) group.not_released = not_released(job, periods, g);
+  if (!losses) return group;
+  const Capture_counts captures(job, periods);
+  for (int t = 1; t <= periods.back(); ++t) group.not_released.push_back(captures.not_released(g, t));
   return group;
 }
 

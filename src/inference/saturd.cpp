@@ -13,8 +13,6 @@
 namespace tarn {
 namespace {
 
-bool captured(char live) { return live != '0' && live != '.'; }
-
 /// n log(n / total), 0 for a count of 0.
 double cell_term(double n, double total) { return n > 0.0 ? n * std::log(n / total) : 0.0; }
 
@@ -102,14 +100,6 @@ double opportunities(const Datatype& row, const List<int>& session, History hist
   if (row.closed != Closed::none && !row.sessions) return sampled;
   // The last capture of an animal lost there is no release.
   return before_last - (lost && counted > 0 && counted < session.back() ? 1.0 : 0.0);
-}
-
-/// Primary session of each occasion; of a type without them the occasion itself.
-List<int> counted_sessions(const Job& job) {
-  if (datatype(job.status.dattyp).sessions) return sessions_of(job);
-  List<int> occasions;
-  for (int o = 1; o <= job.status.noccas; ++o) occasions.push_back(o);
-  return occasions;
 }
 
 /// Sum of n log(n / N) over cells.
@@ -284,7 +274,7 @@ bool has_pearson_figures(const Job& job) {
 double effective_sample_size(const Job& job) {
   const Encounter_store& encounters = job.data.encounters;
   const Datatype& row = datatype(job.status.dattyp);
-  const List<int> session = counted_sessions(job);
+  const List<int> session = periods_of(job, row.sessions);
   double size = 0.0;
   for (int i = 1; i <= encounters.size(); ++i) {
     const History history = encounters.history(i);

@@ -315,16 +315,7 @@ void robust_pradel(const Job& job, Ch_result<Real>& result, History histry, int 
 template <class Real>
 void robust_pradel_n(const Job& job, Ch_result<Real>& result, History histry, int i, int j, int lost,
                      const Reals<Real>& parm, Cell_work<Real>& work) {
-  using Family = Robust_growth<true>;
-  const int unsampled = session_facts<Family>(work, i, histry).unsampled;
-  if (unsampled > 0 && !prepared<Family>(work).with_f0) {
-    // The number caught over p* is no number there, and growth before and behind hangs on it.
-    work.fail(i, "History number " + std::to_string(i) + " has no occasion sampled in primary session " +
-                     std::to_string(unsampled) + ", of which the size is then not known.");
-    result = Ch_result<Real>::floor();
-    return;
-  }
-  result = session_cell<Family>(job, histry, i, j, lost, parm, work, invalid_pradel_text);
+  result = session_cell<Robust_growth<true>>(job, histry, i, j, lost, parm, work, invalid_pradel_text);
 }
 
 TARN_CELL_ROUTINE(robust, Robust)

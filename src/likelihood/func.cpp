@@ -123,9 +123,7 @@ void probabilities_of_capture(Job& job, std::span<const double> beta, Array2<dou
   Thread_area<double>& area = *work.plain[0];
   reals_of_record_1<double>(job, beta, area.reals);
   const Reals<double> parm = area.reals.reals();
-  const List<Primary_session> sessions = datatype(job.status.dattyp).sessions
-                                             ? primary_sessions(job)
-                                             : List<Primary_session>{{0, job.status.noccas}};
+  const List<Primary_session> sessions = closed_sessions(job);
   const Record_table table(job);
   Closed_kept<double> kept;
   for (int i = 1; i <= records; ++i)

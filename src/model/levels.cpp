@@ -26,8 +26,9 @@ constexpr double end_of_range = 0.02;
 constexpr double runaway = 1e4;
 /// Rates that differ by no more are the same.
 constexpr double same_rate = 1e-4;
-/// Half the distance of the outermost mixtures on the logit scale.
-constexpr double apart = 1.0;
+/// Half the distance of the outermost mixtures on the logit scale. From 0 and from -0.1 it comes to no beta
+/// of -1, of which the variance procedure makes no number.
+constexpr double apart = 0.95;
 
 bool lives_through_intervals(const std::string& name) { return name == "S" || name == "Phi" || name == "F"; }
 /// Chances of one unit of time that hold through an interval of t of them with their power t.

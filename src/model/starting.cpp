@@ -26,7 +26,7 @@ double animals_caught(const Job& job, int g, int first, int last) {
   for (int i = 1; i <= job.data.encounters.size(); ++i) {
     const History history = job.data.encounters.history(i);
     bool caught = false;
-    for (int o = first; o <= last && !caught; ++o) caught = history.live(o) != '0' && history.live(o) != '.';
+    for (int o = first; o <= last && !caught; ++o) caught = captured(history.live(o));
     if (caught) animals += job.data.encounters.observed(i, g);
   }
   return animals;

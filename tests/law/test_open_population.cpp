@@ -323,5 +323,42 @@ TEST(Open_worked, losses_on_capture) {
   }
 }
 
+/// Nothing but row 1 is read, whatever rows there are and whenever an animal is caught first.
+TEST(Open_rows, the_first_row_serves_all) {
+  constexpr int noccas = 4;
+  for (const int type : {11, 14, 15, 16, 17, 19, 31}) {
+    std::vector<std::vector<double>> found;
+    for (const int rows : {1, 3}) {
+      Model_builder m(type, noccas);
+      Job& job = m.job();
+      ASSERT_TRUE(job.data.u.allocate(noccas, 1, 2) && job.data.ul.allocate(noccas, 1, 2));
+      int number = 0;
+      for (int q = 1; q <= job.data.numparmnames; ++q) {
+        const std::string& name = job.data.parameterlist(q);
+        const int columns = name == "N" ? 1 : name == "p" ? noccas : noccas - 1;
+        const int before = number;
+        m.pim(q, 1, "SQUARE", rows, columns, [&](int r, int c) { return r == 1 ? before + c : 20; });
+        number += columns;
+      }
+      for (unsigned bits = 1; bits < 1U << noccas; ++bits)
+        m.record(binary_history(bits, noccas), {1.0F}, {1.0F});
+      job.model.nlogit = 20;
+      job.model.nlink = Link::identity;
+      m.finish();
+      Draws draws(static_cast<unsigned>(type));
+      std::vector<double> reals(20);
+      for (double& real : reals) real = draws.between(0.2, 0.8);
+      Array2<double> observed, lost;
+      cell_probabilities(job, reals, observed, lost);
+      found.emplace_back();
+      for (int i = 1; i <= observed.extent(1); ++i) {
+        found.back().push_back(observed(i, 1));
+        found.back().push_back(lost(i, 1));
+      }
+    }
+    EXPECT_EQ(found[0], found[1]) << type;
+  }
+}
+
 }  // namespace
 }  // namespace tarn

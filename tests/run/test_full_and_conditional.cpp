@@ -1,11 +1,13 @@
-// The full and the conditional likelihood of one closed population: they agree to the order of one over the
-// number of animals, and not better.
+// The full and the conditional likelihood of a closed population, and of robust designs: they agree to the
+// order of one over the number of animals, and not better.
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
 #include <cstdio>
 #include <string>
+#include <vector>
 
 #include "support/deck_run.h"
 
@@ -69,6 +71,48 @@ TEST(Full_and_conditional_likelihood, come_together_as_one_over_the_number_of_an
   const Fitted full = fit(2e6, true), conditional = fit(2e6, false);
   EXPECT_NEAR(full.p / conditional.p, 1.0, 1e-5);
   EXPECT_NEAR(full.n / conditional.n, 1.0, 1e-5);
+}
+
+/// Survival, availability and capture of three sessions of three occasions; counts that no model made, so
+/// many times over.
+std::vector<double> fit_sessions(int times, bool full) {
+  std::string data;
+  for (unsigned mask = 1; mask < 1U << 9; ++mask) {
+    std::string history;
+    for (int o = 8; o >= 0; --o) history += (mask >> o) & 1U ? '1' : '0';
+    const unsigned captures = static_cast<unsigned>(std::count(history.begin(), history.end(), '1'));
+    const unsigned animals = 40U / (captures * captures) + mask * 7U % 5U;
+    if (animals > 0) data += history + " " + std::to_string(static_cast<int>(animals) * times) + ";\n";
+  }
+  std::string matrices =
+      "group=1 S rows=1 cols=2 square constant=1;\ngroup=1 Gamma'' rows=1 cols=2 square constant=2;\n"
+      "group=1 Gamma' rows=1 cols=2 square constant=2;\n";
+  for (int s = 1; s <= 3; ++s) {
+    const std::string session = " Session " + std::to_string(s) + " rows=1 cols=";
+    matrices +=
+        "group=1 p" + session + "3 square constant=3;\ngroup=1 c" + session + "2 square constant=3;\n";
+    if (full) matrices += "group=1 f0" + session + "1 square constant=" + std::to_string(3 + s) + ";\n";
+  }
+  const std::string size = full ? "6" : "3";
+  const Deck_result result =
+      run_deck(std::string("proc chmatrix occasions=9 groups=1 hist=600 nohist etype=") +
+               (full ? "ROBUST" : "RDHUGGINS") + ";\ntime intervals 0 0 1 0 0 1 0 0;\n" + data +
+               "proc estimate link=LOGIT;\n model={m};\n" + matrices + "design matrix constraints=" + size +
+               " covariates=" + size + " identity;\nproc stop;");
+  EXPECT_EQ(result.stop, "NORMAL EXIT") << result.listing;
+  return {result.real(1).estimate, result.real(2).estimate, result.real(3).estimate};
+}
+
+TEST(Full_and_conditional_likelihood, of_sessions_come_together_too) {
+  const auto distances = [](int times) {
+    const std::vector<double> full = fit_sessions(times, true), conditional = fit_sessions(times, false);
+    std::vector<double> all;
+    for (std::size_t i = 0; i < full.size(); ++i) all.push_back(std::abs(full[i] / conditional[i] - 1.0));
+    return all;
+  };
+  const std::vector<double> few = distances(1), more = distances(10), many = distances(10000);
+  EXPECT_NEAR(few[2] / more[2], 10.0, 0.5);
+  for (const double distance : many) EXPECT_LT(distance, 1e-5);
 }
 
 }  // namespace

@@ -9,7 +9,9 @@
 #include <array>
 #include <cmath>
 #include <cstdio>
+#include <cstdlib>
 #include <map>
+#include <random>
 #include <string>
 #include <vector>
 
@@ -334,6 +336,70 @@ TEST(Popan_recovery, no_number_of_animals_pays_for_entries_beyond_all) {
                  penalty = result.number("Penalty Initial {recovered} =");
     EXPECT_GT(penalty, 1e5) << log_n;
     EXPECT_GT(f + penalty, valid) << log_n;
+  }
+}
+
+/// One data set, no expected counts of any of the models.
+std::string perturbed_animals() {
+  const Superpopulation made_by{
+      1e7, {0.8, 0.7, 0.9, 0.75}, std::vector<double>(5, 0.4), {0.35, 0.2, 0.15, 0.1, 0.2}};
+  std::mt19937 bits(9);
+  std::string records;
+  for (const auto& [history, of_kinds] : expected_of(made_by, {1.0, 1.0, 1.0, 1.0}).counts) {
+    const double factor = 0.8 + 0.4 * static_cast<double>(bits() % 1000U) / 1000.0;
+    records += history + " " + std::to_string(std::lround(of_kinds[0] * factor)) + ";\n";
+  }
+  return records;
+}
+
+/// Sizes by occasion of the only group.
+std::vector<double> sizes_by_occasion(const Deck_result& result, int occasions) {
+  std::vector<double> sizes;
+  std::size_t place = result.listing.find("Grp. Occ.     N-hat");
+  for (int o = 1; o <= occasions && place != std::string::npos; ++o) {
+    place = result.listing.find("\n   1     " + std::to_string(o) + " ", place);
+    if (place != std::string::npos)
+      sizes.push_back(std::strtod(result.listing.c_str() + place + 12, nullptr));
+  }
+  return sizes;
+}
+
+// Entrants are told in different words: survival, capture and growth are the same.
+TEST(Open_agreement, of_entries_growth_recruitment_and_seniority) {
+  const std::string data = perturbed_animals();
+  const auto fit = [&](const char* keyword, const std::string& growth, const std::string& links) {
+    const int reals = growth.find("pent") != std::string::npos ? 10 : 9;
+    return run_deck("proc chmatrix occasions=5 groups=1 hist=40 etype=" + std::string(keyword) +
+                    " nohist;\n" + data +
+                    "proc estimate link=parm-specific;\ngroup=1 Phi rows=1 cols=4 square time=1;\n"
+                    "group=1 p rows=1 cols=5 square constant=5;\n" +
+                    growth + "design matrix constraints=" + std::to_string(reals) +
+                    " covariates=" + std::to_string(reals) +
+                    " identity;\nlinks;\nLOGIT;\nLOGIT;\nLOGIT;\nLOGIT;\nLOGIT;\n" + links + "proc stop;\n");
+  };
+  const auto four = [](const std::string& link) { return link + link + link + link; };
+  const std::string matrix = " rows=1 cols=4 square time=6;\n";
+  const Deck_result lambda = fit("PRADLAMBDA", "group=1 Lambda" + matrix, four("LOG;\n")),
+                    recruits = fit("PRADREC", "group=1 f" + matrix, four("LOG;\n")),
+                    link_barker = fit("LINKBARKER", "group=1 f" + matrix, four("LOG;\n")),
+                    seniority = fit("PRADSEN", "group=1 Gamma" + matrix, four("LOGIT;\n")),
+                    popan = fit("POPAN",
+                                "group=1 pent" + matrix + "group=1 N rows=1 cols=1 square constant=10;\n",
+                                four("MLOGIT(1);\n") + "LOG;\n");
+  for (const Deck_result* result : {&lambda, &recruits, &link_barker, &seniority, &popan}) {
+    ASSERT_EQ(result->stop, "NORMAL EXIT");
+    for (int i = 1; i <= 5; ++i)
+      EXPECT_NEAR(result->real(i).estimate, lambda.real(i).estimate, tolerance) << "real " << i;
+  }
+  const std::vector<double> sizes = sizes_by_occasion(popan, 5);
+  ASSERT_EQ(sizes.size(), 5U);
+  for (int c = 1; c <= 4; ++c) {
+    const double phi = lambda.real(c).estimate, growth = lambda.real(5 + c).estimate;
+    EXPECT_NEAR(phi + recruits.real(5 + c).estimate, growth, tolerance) << c;
+    EXPECT_NEAR(phi + link_barker.real(5 + c).estimate, growth, tolerance) << c;
+    EXPECT_NEAR(phi / seniority.real(5 + c).estimate, growth, tolerance) << c;
+    const std::size_t k = static_cast<std::size_t>(c);
+    EXPECT_NEAR(sizes[k] / sizes[k - 1], growth, tolerance) << c;
   }
 }
 

@@ -641,6 +641,8 @@ std::vector<Design> pradel_designs() {
     all.push_back({family.first + 6, {5, 1, 2}, t, misread});
     all.push_back({family.first + 7, {5, 1, 2}, t, misread});
     all.push_back({family.first + 8, {6, 1, 1}, t, two_kinds_misread});
+    all.push_back({family.first + 9, {7, 1, 1}, t, two_kinds_recaught_misread});
+    all.push_back({family.first + 10, {6, 1, 1}, t, two_kinds_misread});
     all.push_back({family.first + 11, {7, 1, 1}, t, two_kinds_recaught_misread});
   }
   return all;

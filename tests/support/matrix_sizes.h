@@ -2,6 +2,7 @@
 // How large the matrices of the fitted types are.
 
 #include <algorithm>
+#include <numeric>
 #include <string>
 #include <utility>
 #include <vector>
@@ -33,10 +34,12 @@ inline bool has_matrix_by_session(int type, const std::string& name) {
 }
 
 /// Size of a parameter's matrix when every cohort, occasion and mixture has a cell of its own, for the types
-/// with a cell routine; of those that there are by session that of a session of `noccas` occasions, of the
-/// others that of the whole study. Without rows or columns there is no matrix.
-inline Matrix_size matrix_size(int type, const std::string& name, int noccas, int mixtures) {
+/// with a cell routine, in a study of sessions of these lengths; of those that there are by session in a
+/// study of the session alone. Without rows or columns there is no matrix.
+inline Matrix_size matrix_size(int type, const std::string& name, const std::vector<int>& lengths,
+                               int mixtures) {
   const Datatype& row = datatype(type);
+  const int noccas = std::accumulate(lengths.begin(), lengths.end(), 0);
   if (names_hold(closed_parameters(row.closed), name) || names_hold(row.tail, name)) {
     if (name == "pi") return {false, mixtures - 1, 1};
     if (name == "p") return {false, mixtures, noccas};
@@ -46,7 +49,7 @@ inline Matrix_size matrix_size(int type, const std::string& name, int noccas, in
   }
   const bool barker = row.cell == Cell::robust_barker;
   if (row.sessions) {
-    const int n = static_cast<int>(session_lengths(type, noccas).size());
+    const int n = static_cast<int>(lengths.size());
     if (barker && (name == "S" || name == "r" || name == "R" || name == "R'")) return {true, n, n};
     return {barker || row.cell == Cell::robust, barker || row.cell == Cell::robust ? n - 1 : 1, n - 1};
   }
@@ -62,13 +65,21 @@ inline Matrix_size matrix_size(int type, const std::string& name, int noccas, in
   return {true, n, n};
 }
 
+inline Matrix_size matrix_size(int type, const std::string& name, int noccas, int mixtures) {
+  return matrix_size(type, name, session_lengths(type, noccas), mixtures);
+}
+
 /// The matrices of a parameter, session by session; one where there is one for all.
-inline std::vector<Matrix_size> matrix_sizes(int type, const std::string& name, int noccas, int mixtures) {
-  if (!has_matrix_by_session(type, name)) return {matrix_size(type, name, noccas, mixtures)};
+inline std::vector<Matrix_size> matrix_sizes(int type, const std::string& name,
+                                             const std::vector<int>& lengths, int mixtures) {
+  if (!has_matrix_by_session(type, name)) return {matrix_size(type, name, lengths, mixtures)};
   std::vector<Matrix_size> sizes;
-  for (const int length : session_lengths(type, noccas))
-    sizes.push_back(matrix_size(type, name, length, mixtures));
+  for (const int length : lengths) sizes.push_back(matrix_size(type, name, length, mixtures));
   return sizes;
+}
+
+inline std::vector<Matrix_size> matrix_sizes(int type, const std::string& name, int noccas, int mixtures) {
+  return matrix_sizes(type, name, session_lengths(type, noccas), mixtures);
 }
 
 }  // namespace tarn

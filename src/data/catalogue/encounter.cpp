@@ -10,8 +10,6 @@ namespace tarn {
 
 namespace {
 
-bool captured(char live) { return live != '.' && live != '0'; }
-
 /// A multiplicative hash of eight characters at a time. Each word's high bits are mixed into the low ones,
 /// which are all that the table's mask leaves.
 std::size_t hash_of(std::string_view cells) {

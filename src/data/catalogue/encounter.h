@@ -27,6 +27,9 @@ class History {
   int noccas_ = 0;
 };
 
+/// Whether the first character of a cell tells of an encounter: neither "0" nor ".".
+constexpr bool captured(char live) { return live != '0' && live != '.'; }
+
 /// First occasion with a live capture (neither "." nor "0" in the first character); 0 if none.
 int first1(History h);
 /// First occasion sampled (first character not "."); 0 if none.

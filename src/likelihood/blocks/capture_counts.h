@@ -5,6 +5,7 @@
 #include <cstddef>
 #include <vector>
 
+#include "data/sessions.h"
 #include "job/job.h"
 #include "numerics/list.h"
 
@@ -24,7 +25,7 @@ class Capture_counts {
       const int last = lastlc(history);
       int counted = 0;
       for (int o = first1(history); o >= 1 && o <= last; ++o) {
-        if (history.live(o) == '0' || history.live(o) == '.' || period_of(o) == counted) continue;
+        if (!captured(history.live(o)) || period_of(o) == counted) continue;
         counted = period_of(o);
         for (int g = 1; g <= job.status.ngrps; ++g) {
           const double lost = encounters.lost_on_capture(i, g);
@@ -35,7 +36,7 @@ class Capture_counts {
     }
   }
   /// With an occasion a period.
-  explicit Capture_counts(const Job& job) : Capture_counts(job, each_by_itself(job.status.noccas)) {}
+  explicit Capture_counts(const Job& job) : Capture_counts(job, periods_of(job, false)) {}
 
   /// Animals of group g caught in period k.
   double caught(int g, int k) const { return caught_[place(g, k)]; }
@@ -48,11 +49,6 @@ class Capture_counts {
   }
 
  private:
-  static List<int> each_by_itself(int noccas) {
-    List<int> occasions;
-    for (int o = 1; o <= noccas; ++o) occasions.push_back(o);
-    return occasions;
-  }
   std::size_t place(int g, int k) const {
     return static_cast<std::size_t>(k - 1) * groups_ + static_cast<std::size_t>(g - 1);
   }

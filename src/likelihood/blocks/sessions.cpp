@@ -7,8 +7,6 @@
 namespace tarn {
 namespace {
 
-bool captured(char live) { return live != '0' && live != '.'; }
-
 /// Numbers of texts, from 0, in the order in which they are met.
 class Text_numbers {
  public:
@@ -80,13 +78,10 @@ Session_facts Session_records::facts_of(History histry, char* caught, char* reco
     const Primary_session& own = session(s);
     caught[s - 1] = 0;
     records[s - 1] = '0';
-    bool sampled = false;
     for (int o = own.before + 1; o <= own.last(); ++o) {
-      sampled = sampled || histry.live(o) != '.';
       if (captured(histry.live(o))) caught[s - 1] = 1;
       if (two_characters_ && histry.dead(o) != '0') records[s - 1] = histry.dead(o);
     }
-    if (!sampled && facts.unsampled == 0) facts.unsampled = s;
     if (caught[s - 1] != 0) {
       if (facts.first == 0) facts.first = s;
       facts.last_caught = s;
@@ -201,7 +196,8 @@ void Session_records::count_animals(const Job& job) {
   std::stable_sort(sequence_counts_.begin(), sequence_counts_.end(),
                    [&](const auto& a, const auto& b) { return sequence_key(a) < sequence_key(b); });
   add_up(sequence_counts_, [&](const auto& a, const auto& b) { return sequence_key(a) == sequence_key(b); });
-  if (pattern_counts_.size() + sequence_counts_.size() >= histories) counted_.clear();
+  // All parts stand on the trace at once, histories one after the other: few must serve many.
+  if (2 * (pattern_counts_.size() + sequence_counts_.size()) >= histories) counted_.clear();
 }
 
 }  // namespace tarn

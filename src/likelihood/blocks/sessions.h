@@ -37,7 +37,6 @@ namespace tarn {
 struct Session_facts {
   int first = 0, last_caught = 0;  ///< first and last session with a capture, 0: none
   int last_met = 0;                ///< last session with an encounter of any kind
-  int unsampled = 0;               ///< first session without an occasion sampled
   const char* caught = nullptr;    ///< whether there is a capture
   const char* records = nullptr;   ///< last second character that is not "0", else "0"
   /// Numbers of the patterns within sessions, from 0, and that of the last one with a capture for an animal

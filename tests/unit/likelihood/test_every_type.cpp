@@ -26,7 +26,9 @@ TEST(Every_type, is_refused_unless_all_its_parts_are_there) {
   for (int n = 1; n <= max_dattyp; ++n) {
     Model_builder m(n, 4);
     ASSERT_TRUE(m.job().data.u.allocate(4, 1, 1) && m.job().data.ul.allocate(4, 1, 1));
-    // One that is set up goes on to the matrices, of which there are none.
+    // One that is set up goes on to the matrices, of which there are none. A model has one real parameter at
+    // least.
+    m.job().model.nlogit = 1;
     std::string text;
     const std::string end = stop_text([&] { m.finish(); });
     if (!end.empty()) {
