@@ -61,12 +61,27 @@ namespace fitted_models_detail {
 /// Cells of one animal of a type that is not closed.
 inline std::string open_cells(int type, int noccas, Draws& draws) {
   std::string cells(2 * static_cast<std::size_t>(noccas), '0');
+  const auto any_code = [&] {
+    const std::string codes = strata_codes(type);
+    return codes[static_cast<std::size_t>(draws.whole(1, static_cast<int>(codes.size()))) - 1];
+  };
   const auto live = [&](int o) -> char& { return cells[2 * static_cast<std::size_t>(o) - 2]; };
   const auto dead = [&](int o) -> char& { return cells[2 * static_cast<std::size_t>(o) - 1]; };
   const bool two_live_days = type == 24;
   const int first = draws.whole(1, two_live_days ? noccas - 1 : noccas);
   live(first) = '1';
   switch (type) {
+    case 9:
+    case 21:
+      live(first) = any_code();
+      for (int o = first + 1; o <= noccas; ++o)
+        live(o) = draws.chance(0.4) ? any_code() : draws.chance(0.15) ? '.' : '0';
+      for (int o = noccas; type == 21 && o >= first; --o)
+        if (live(o) != '0' && live(o) != '.') {
+          if (draws.chance(0.4)) dead(draws.whole(o, noccas)) = '1';
+          break;
+        }
+      break;
     case 1:
     case 19:
       for (int o = first + 1; o <= noccas; ++o)
@@ -216,6 +231,7 @@ inline Model_builder unfinished_model(int type, const std::vector<Animal>& anima
   Job& job = m.job();
   const std::vector<int> lengths = session_lengths(type, options.noccas);
   if (datatype(type).sessions) m.sessions(lengths, options.between);
+  if (!strata_codes(type).empty()) m.strata(strata_codes(type));
   job.status.nmixtures = findpar(job.data, "pi") > 0 ? 2 : 1;
   job.data.order = 9;
   if (datatype(type).nodes != Nodes::none) gausquadpar(job);
@@ -247,10 +263,8 @@ inline Model_builder unfinished_model(int type, const std::vector<Animal>& anima
   for (int g = 1; g <= options.groups; ++g)
     for (int q = 1; q <= job.data.numparmnames; ++q) {
       const std::string& name = job.data.parameterlist(q);
-      const std::vector<Matrix_size> sizes = matrix_sizes(type, name, options.noccas, job.status.nmixtures);
       const bool rate = fitted_models_detail::is_rate(type, name);
-      for (std::size_t s = 0; s < sizes.size(); ++s) {
-        const Matrix_size& size = sizes[s];
+      for (const Matrix_size& size : matrix_sizes(type, name, options.noccas, job.status.nmixtures)) {
         if (size.rows < 1 || size.columns < 1) continue;
         m.pim(
             q, g, size.by_cohort ? "TRIANG" : "SQUARE", size.rows, size.columns,
@@ -259,7 +273,7 @@ inline Model_builder unfinished_model(int type, const std::vector<Animal>& anima
               if (rate && !options.identity) m.link(number, Link::log);
               return number;
             },
-            static_cast<int>(s) + 1);
+            size.third, size.second);
       }
     }
   if (options.by_record) {

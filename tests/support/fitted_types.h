@@ -129,6 +129,18 @@ inline const std::vector<Family_note>& fitted_types() {
 - `S`, `r`, `R` (resighted alive), `R'` (resighted before it died): K columns. `p`: K - 1 columns, column c is occasion
   c + 1. `F` (stays), `F'` (returns): K - 1 columns. Rows: the occasion of the first capture.
 )"},
+      {{9},
+       R"(- cell: the code of the stratum in which the animal was caught (STRATA), `0` not caught, `.` not sampled.
+- `S`, `p`: K - 1 columns, a matrix for each stratum: `S A :`, `p A :`. `S` is that of the stratum at the beginning of the interval, `p`
+  of column c is occasion c + 1. `Psi A to B`: of those that live through the interval, the share that is in B at its end; what
+  the others leave of 1 stays. A transition without a matrix does not happen. The link MLOGIT, one set for each stratum and
+  interval, keeps the shares of a stratum below 1. Rows: the occasion of the first capture.
+)"},
+      {{21},
+       R"(- cell: first character as for `MULTISTRATA`; second character not `0`: found dead in the interval that follows.
+- `S`, `r` (a death is reported, in the stratum at the beginning of the interval): K columns. `p`, `Psi`: K - 1 columns. All as for
+  `MULTISTRATA`.
+)"},
       {{5, 12},
        R"(- cell: `1` caught, `0` not caught, with Huggins' form `.` not sampled.
 - `p`: K columns. `c` (caught again): K - 1 columns, column o - 1 is occasion o. One row. `f0`, the number never caught: one

@@ -11,11 +11,18 @@
 
 namespace tarn {
 
-/// Rows and columns; a triangle when `by_cohort`.
+/// Rows and columns; a triangle when `by_cohort`. Second and third index of the matrix.
 struct Matrix_size {
   bool by_cohort = false;
   int rows = 1, columns = 1;
+  int second = 1, third = 1;
 };
+
+/// Codes of the strata of the tests' data sets; empty for a type without any.
+inline std::string strata_codes(int type) {
+  const Cell cell = datatype(type).cell;
+  return cell == Cell::chprob009 || cell == Cell::mslivedead ? "AB" : "";
+}
 
 /// Occasions of each primary session in the tests' data sets: one and two by turns. One session of all where
 /// the type has none.
@@ -57,9 +64,9 @@ inline Matrix_size matrix_size(int type, const std::string& name, const std::vec
   if (std::find(without_cohorts.begin(), without_cohorts.end(), type) != without_cohorts.end())
     return {false, 1, name == "N" ? 1 : name == "p" ? noccas : noccas - 1};
   // Parameters of the intervals between occasions; all others have one for the interval behind the last.
-  static const std::vector<std::pair<int, std::string>> between{{1, "Phi"}, {1, "p"},    {3, "p"},  {3, "F"},
-                                                                {8, "p"},   {8, "F"},    {8, "F'"}, {10, "S"},
-                                                                {24, "S"},  {48, "Phi"}, {48, "p"}};
+  static const std::vector<std::pair<int, std::string>> between{
+      {1, "Phi"}, {1, "p"},    {3, "p"},  {3, "F"}, {8, "p"}, {8, "F"},   {8, "F'"}, {10, "S"},
+      {24, "S"},  {48, "Phi"}, {48, "p"}, {9, "S"}, {9, "p"}, {9, "Psi"}, {21, "p"}, {21, "Psi"}};
   const bool one_less = std::find(between.begin(), between.end(), std::pair{type, name}) != between.end();
   const int n = one_less ? noccas - 1 : noccas;
   return {true, n, n};
@@ -69,12 +76,22 @@ inline Matrix_size matrix_size(int type, const std::string& name, int noccas, in
   return matrix_size(type, name, session_lengths(type, noccas), mixtures);
 }
 
-/// The matrices of a parameter, session by session; one where there is one for all.
+/// The matrices of a parameter: by session, by stratum, by pair of strata, or one for all.
 inline std::vector<Matrix_size> matrix_sizes(int type, const std::string& name,
                                              const std::vector<int>& lengths, int mixtures) {
-  if (!has_matrix_by_session(type, name)) return {matrix_size(type, name, lengths, mixtures)};
   std::vector<Matrix_size> sizes;
-  for (const int length : lengths) sizes.push_back(matrix_size(type, name, length, mixtures));
+  if (const int strata = static_cast<int>(strata_codes(type).size()); strata > 0) {
+    Matrix_size size = matrix_size(type, name, lengths, mixtures);
+    for (size.second = 1; size.second <= strata; ++size.second)
+      for (size.third = 1; size.third <= (name == "Psi" ? strata : 1); ++size.third)
+        if (name != "Psi" || size.third != size.second) sizes.push_back(size);
+    return sizes;
+  }
+  if (!has_matrix_by_session(type, name)) return {matrix_size(type, name, lengths, mixtures)};
+  for (const int length : lengths) {
+    sizes.push_back(matrix_size(type, name, length, mixtures));
+    sizes.back().third = static_cast<int>(sizes.size());
+  }
   return sizes;
 }
 

@@ -125,22 +125,43 @@ struct Interval_rows {
   std::span<Real> found;   ///< r_a, of families with recoveries
 };
 
-/// Fills the rows of interval c. Gives twice the sum of what over-full rows of transitions leave, which is
-/// not positive; 0 where none is.
+/// What a history leaves open about an interval.
+struct Interval_reach {
+  int from = 0;       ///< the only stratum at its beginning, 0: any
+  int to = 0;         ///< the only stratum in which a capture at its end could be, 0: any
+  bool met = true;    ///< captures at its end count
+  bool moves = true;  ///< the animal is followed to its end
+  bool dies = true;   ///< it may die in it
+
+  /// @param recovered  the recovery that counts, 0: none
+  static Interval_reach of(const Stratum_facts& facts, int c, int strata, int noccas, int recovered) {
+    const auto known = [&](int o) { return facts.codes[o - 1] <= strata ? int{facts.codes[o - 1]} : 0; };
+    const bool dies = recovered > 0 ? c == recovered : c >= facts.lastlc;
+    if (c == noccas || c == recovered) return {known(c), 0, false, false, dies};
+    return {known(c), known(c + 1), facts.codes[c] <= strata, true, dies};
+  }
+};
+
+/// Fills the rows of interval c as far as the reach asks; the rest is 0. Gives twice the sum of what
+/// over-full rows of transitions leave, which is not positive; 0 where none is.
 template <class Family, class Real>
-Real fill_interval(const Job& job, int c, int row, int j, const Reals<Real>& parm, Cell_work<Real>& work,
-                   const Interval_rows<Real>& rows) {
+Real fill_interval(const Job& job, int c, int row, int j, const Interval_reach& reach,
+                   const Reals<Real>& parm, Cell_work<Real>& work, const Interval_rows<Real>& rows) {
   const Stratum_records& records = prepared<Family>(work);
   const auto rate = rates_of<Family>(job, parm, work);
   const int n = records.strata();
   Real over = 0.0;
   for (int a = 1; a <= n; ++a) {
     const std::size_t at = static_cast<std::size_t>(a) - 1;
-    const Real s = rate.survival(work.matrix(Parameter::S, a, 1, j)(row, c), c);
+    const bool starts = reach.from == 0 || reach.from == a;
+    const Real s = starts ? rate.survival(work.matrix(Parameter::S, a, 1, j)(row, c), c) : Real(0.0);
     rows.dies[at] = 1.0 - s;
-    if (records.recoveries()) rows.found[at] = parm[work.matrix(Parameter::r, a, 1, j)(row, c)];
-    if (c == records.noccas()) continue;
-    rows.caught[at] = parm[work.matrix(Parameter::p, a, 1, j)(row, c)];
+    rows.found[at] = starts && reach.dies && records.recoveries()
+                         ? parm[work.matrix(Parameter::r, a, 1, j)(row, c)]
+                         : Real(0.0);
+    if (!reach.moves) continue;
+    const bool ends = reach.met && (reach.to == 0 || reach.to == a);
+    rows.caught[at] = ends ? parm[work.matrix(Parameter::p, a, 1, j)(row, c)] : Real(0.0);
     Real* const step = rows.step.data() + at * static_cast<std::size_t>(n);
     Real stays = 1.0;
     for (int b = 1; b <= n; ++b) {
@@ -152,7 +173,7 @@ Real fill_interval(const Job& job, int c, int row, int j, const Reals<Real>& par
       step[b - 1] = s * moves;
     }
     // KEPT: a row that leaves nothing keeps a rounding unit, and sums to more than 1; it is charged in serial
-    // runs only. Looks wrong, is required.
+    // runs only, wherever the animal is. Looks wrong, is required.
     if (vanishes(stays)) {
       over += 2.0 * stays;
       stays = least_stay;
@@ -238,7 +259,7 @@ template <class Family, class Real>
   for (int c = intervals; c >= of.first; --c) {
     const Interval_rows<Real> rows = rows_of<Real>(table.rates, n, c, of.first);
     Real& over = table.charged[static_cast<std::size_t>(c)];
-    over = fill_interval<Family>(job, c, of.first, of.group, parm, work, rows);
+    over = fill_interval<Family>(job, c, of.first, of.group, {.moves = c < noccas}, parm, work, rows);
     table.in_range = table.in_range && value_of(over) == 0.0 && inside_range<Real>(rows.dies) &&
                      (!records.recoveries() || inside_range<Real>(rows.found)) &&
                      (c == noccas || (inside_range<Real>(rows.caught) && inside_range<Real>(rows.step)));
@@ -375,8 +396,9 @@ Real stratum_history(const Job& job, const Stratum_facts& facts, bool lost, int 
         work.take(strata * (strata + 3) * static_cast<std::size_t>(std::max(last - facts.first + 1, 0)));
     Real over = 0.0;
     for (int c = facts.first; c <= last; ++c)
-      over += fill_interval<Family>(job, c, facts.first, j, parm, work,
-                                    detail::rows_of<Real>(room, records.strata(), c, facts.first));
+      over += fill_interval<Family>(
+          job, c, facts.first, j, Interval_reach::of(facts, c, records.strata(), records.noccas(), recovered),
+          parm, work, detail::rows_of<Real>(room, records.strata(), c, facts.first));
     if (value_of(over) != 0.0) work.penlty[1] = over;
     return detail::walk_strata<Real>(records, facts, last, recovered, work, [&](int c) {
       return detail::rows_of<Real>(room, records.strata(), c, facts.first);
