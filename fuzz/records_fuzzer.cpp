@@ -75,6 +75,7 @@ Head head_of(std::string_view& input) {
   const std::string_view layer = tarn::closed_parameters(row.closed);
   if (tarn::names_hold(layer, "pi")) head.more = "mixtures=2";
   if (row.nodes != tarn::Nodes::none) head.more = "nodes=15";
+  if (!tarn::strata_codes(head.type).empty()) head.more = "strata=2";
   return head;
 }
 
@@ -117,6 +118,12 @@ std::string estimation(const Head& head, const std::vector<int>& sessions) {
         if (size.rows < 1 || size.columns < 1) continue;
         text += "group=" + std::to_string(g) + ' ' + name;
         if (tarn::has_matrix_by_session(head.type, name)) text += " Session " + std::to_string(session);
+        if (const std::string codes = tarn::strata_codes(head.type); !codes.empty()) {
+          const auto code = [&codes](int k) {
+            return std::string(1, codes[static_cast<std::size_t>(k) - 1]);
+          };
+          text += ' ' + code(size.second) + (name == "Psi" ? " to " + code(size.third) : " :");
+        }
         text += " rows=" + std::to_string(size.rows) + " cols=" + std::to_string(size.columns) +
                 (size.by_cohort ? " triang;\n" : " square;\n");
         if (size.by_cohort) ++number;
@@ -150,6 +157,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t siz
   std::string deck = data_procedure(head);
   const auto hold = [&upper](const char* word) { return upper.find(word) != std::string::npos; };
   if (head.covariates > 0 && !hold("ICOVARIATES")) deck += "icovariates=weight;\n";
+  if (!tarn::strata_codes(head.type).empty() && !hold("STRATA")) deck += "strata=A B;\n";
   deck += statements + '\n';
   const std::string model = hold("PROC") ? "" : estimation(head, session_lengths(head, upper));
   tarn::run_bounded(deck, model + "\nproc stop;\n");

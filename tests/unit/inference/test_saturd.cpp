@@ -216,5 +216,25 @@ TEST(Effective_sample_size, counts_sessions_with_a_capture_that_another_may_foll
   }
 }
 
+// From one release on: a capture in either stratum, or none, on each occasion; a recovery ends it all.
+TEST(Cohorts, of_strata) {
+  for (const auto& [type, possible] : {std::pair(9, 9.0), std::pair(21, 22.0)}) {
+    Model_builder m(type, 3);
+    m.strata("AB");
+    m.record("A00", {5.0F}, {1.0F});
+    m.record("AB0", {2.0F}, {0.0F});
+    m.record("B0A", {3.0F}, {0.0F});
+    m.record("0B0", {4.0F}, {0.0F});
+    const Cohorts cohorts(m.job());
+    ASSERT_EQ(cohorts.count(), 3);
+    EXPECT_EQ(cohorts.cohort_of(1), cohorts.cohort_of(2));
+    EXPECT_NE(cohorts.cohort_of(1), cohorts.cohort_of(3));
+    EXPECT_EQ(cohorts.observed(cohorts.cohort_of(1), 1), 7.0);
+    EXPECT_EQ(cohorts.lost(cohorts.cohort_of(1), 1), 1.0);
+    EXPECT_EQ(cohorts.possible_histories(cohorts.cohort_of(1)), possible);
+    EXPECT_EQ(cohorts.possible_histories(cohorts.cohort_of(4)), type == 9 ? 3.0 : 7.0);
+  }
+}
+
 }  // namespace
 }  // namespace tarn
