@@ -9,6 +9,7 @@
 #include <utility>
 #include <vector>
 
+#include "likelihood/blocks/cohort_classes.h"
 #include "likelihood/blocks/counted_parts.h"
 #include "likelihood/blocks/emission.h"
 #include "likelihood/blocks/rates.h"
@@ -58,10 +59,8 @@ struct Live_matrices {
 /// too.
 inline constexpr Live_matrices first_captures_matter{.by_cohort = false, .shift = 1};
 
-/// Cohorts with the same real parameters from their first capture on, whichever group they stand in: a table
-/// serves them all, and so do counts of what their animals did.
-struct Live_class {
-  int group = 0, first = 0;  ///< the cohort that begins first
+/// What the animals of one class of cohorts did.
+struct Live_class : Cohort_class {
   std::vector<double>
       passed;  ///< interval c, character code k: animals that lived through it, element 4 (c - 1) + k
   /// Whose history ends with a capture on occasion o, seen or not before or behind: element o - 1.
@@ -82,13 +81,17 @@ class Live_records : public Record_facts<Live_facts> {
       const std::size_t record = static_cast<std::size_t>(i) - 1;
       set_codes(encounters.history(i), codes_.data() + record * length, facts_[record]);
     }
-    find_classes(job);
+    const Pim_table pims(job);
+    cohorts_ = Cohort_classes(
+        job, [this](int i) { return first_with_codes(i); },
+        [&](int j, int first, int from, std::vector<int>& found) {
+          return find_numbers(job, pims, j, first, from, found);
+        });
     count_animals(job);
   }
 
-  /// Number (from 0) of the class of the cohort of group j with this first capture; -1 when no record of it
-  /// has codes, or some of its rates are not given.
-  int class_of(int j, int first) const { return class_at_[place(j, first)]; }
+  /// See `Cohort_classes`; records without codes take no part.
+  int class_of(int j, int first) const { return cohorts_.class_of(j, first); }
   const std::vector<Live_class>& classes() const { return classes_; }
   /// By record: 1 where the counts stand for it. Empty where its histories are fewer than the counts.
   const std::vector<char>& counted() const { return counted_; }
@@ -105,88 +108,40 @@ class Live_records : public Record_facts<Live_facts> {
     facts.codes = codes + (matrices_.reached(facts.first) - 1);
   }
 
-  void find_classes(const Job& job) {
-    const Encounter_store& encounters = job.data.encounters;
-    const int groups = job.status.ngrps;
-    class_at_.assign(static_cast<std::size_t>(groups * noccas_), -1);
-    std::vector<char> present(class_at_.size(), 0);
-    for (int i = 1; i <= encounters.size(); ++i) {
-      const Live_facts& facts = facts_[static_cast<std::size_t>(i) - 1];
-      if (facts.codes == nullptr) continue;
-      for (int j = 1; j <= groups; ++j)
-        if (encounters.observed(i, j) > 0.0F || encounters.lost_on_capture(i, j) > 0.0F)
-          present[place(j, facts.first)] = 1;
-    }
-    const Pim_table pims(job);
+  /// First capture of a record with codes, else 0.
+  int first_with_codes(int i) const {
+    const Live_facts& facts = facts_[static_cast<std::size_t>(i) - 1];
+    return facts.codes != nullptr ? facts.first : 0;
+  }
+
+  bool find_numbers(const Job& job, const Pim_table& pims, int j, int first, int from,
+                    std::vector<int>& found) const {
     Pim_report report;
-    // What is missing may be so where all animals of a cohort were lost on capture: the dry run ends the job
-    // only for what a history reads.
-    const auto complete = [&](int j, int first) {
-      report.fault = {};
-      for (const auto& [parameter, shift] :
-           {std::pair(matrices_.stays, 0), std::pair(Parameter::p, matrices_.shift)}) {
-        const Checked_pim rates = pims.checked(job, parameter, 1, 1, j, report);
-        for (int c = matrices_.from(first); c < noccas_; ++c) rates(matrices_.row(first), c + shift);
-      }
-      return !report.fault.found;
-    };
-    const auto same = [&](int k, int j, int first) {
-      const Live_class& of = classes_[static_cast<std::size_t>(k)];
-      for (const auto& [parameter, shift] :
-           {std::pair(matrices_.stays, 0), std::pair(Parameter::p, matrices_.shift)}) {
-        const Checked_pim one = pims.checked(job, parameter, 1, 1, of.group, report),
-                          other = pims.checked(job, parameter, 1, 1, j, report);
-        for (int c = matrices_.from(first); c < noccas_; ++c)
-          if (one(matrices_.row(of.first), c + shift) != other(matrices_.row(first), c + shift)) return false;
-      }
-      return true;
-    };
-    for (int j = 1; j <= groups; ++j)
-      for (int first = 1; first <= noccas_; ++first) {
-        if (!present[place(j, first)] || !complete(j, first)) continue;
-        // A cohort is like the one before it, or like the one of another group; else it is new.
-        int found = first > 1 ? class_at_[place(j, first - 1)] : -1;
-        if (found >= 0 && !same(found, j, first)) found = -1;
-        for (int g = 1; found < 0 && g < j; ++g) {
-          const int k = class_at_[place(g, first)];
-          if (k >= 0 && same(k, j, first)) found = k;
-        }
-        if (found < 0) {
-          found = static_cast<int>(classes_.size());
-          classes_.push_back({j, first, std::vector<double>(4 * static_cast<std::size_t>(noccas_), 0.0),
-                              std::vector<double>(static_cast<std::size_t>(noccas_), 0.0)});
-        }
-        class_at_[place(j, first)] = found;
-      }
+    found.clear();
+    for (const auto& [parameter, shift] :
+         {std::pair(matrices_.stays, 0), std::pair(Parameter::p, matrices_.shift)}) {
+      const Checked_pim rates = pims.checked(job, parameter, 1, 1, j, report);
+      for (int c = matrices_.from(from); c < noccas_; ++c)
+        found.push_back(rates(matrices_.row(first), c + shift));
+    }
+    return !report.fault.found;
   }
 
   void count_animals(const Job& job) {
-    const Encounter_store& encounters = job.data.encounters;
-    std::size_t histories = 0;
-    counted_.assign(facts_.size(), 0);
-    for (int i = 1; i <= encounters.size(); ++i) {
+    const std::size_t occasions = static_cast<std::size_t>(noccas_);
+    for (const Cohort_class& of : cohorts_.classes())
+      classes_.push_back({of, std::vector<double>(4 * occasions, 0.0), std::vector<double>(occasions, 0.0)});
+    const auto add = [&](int i, int k, const Cohort_animals& animals) {
       const Live_facts& facts = facts_[static_cast<std::size_t>(i) - 1];
-      if (facts.codes == nullptr) continue;
-      // A count that is not above 0 is no animal.
-      const auto observed_in = [&](int j) { return std::max(encounters.observed(i, j), 0.0F); };
-      const auto lost_in = [&](int j) { return std::max(encounters.lost_on_capture(i, j), 0.0F); };
-      bool in_classes = true;
-      for (int j = 1; j <= job.status.ngrps; ++j)
-        in_classes = in_classes && (observed_in(j) + lost_in(j) == 0.0F || class_of(j, facts.first) >= 0);
-      if (!in_classes) continue;
-      counted_[static_cast<std::size_t>(i) - 1] = 1;
-      for (int j = 1; j <= job.status.ngrps; ++j) {
-        const double observed = observed_in(j), lost = lost_in(j);
-        if (observed + lost == 0.0) continue;
-        histories += (observed > 0.0 ? 1U : 0U) + (lost > 0.0 ? 1U : 0U);
-        Live_class& to = classes_[static_cast<std::size_t>(class_of(j, facts.first))];
-        for (int c = facts.first; c < facts.last_caught; ++c)
-          to.passed[4 * static_cast<std::size_t>(c - 1) + facts.codes[c - facts.first]] += observed + lost;
-        // Backwards nothing is told by a removal.
-        to.ends[static_cast<std::size_t>(matrices_.end(facts.first, facts.last_caught)) - 1] +=
-            matrices_.backwards ? observed + lost : observed;
-      }
-    }
+      Live_class& to = classes_[static_cast<std::size_t>(k)];
+      for (int c = facts.first; c < facts.last_caught; ++c)
+        to.passed[4 * static_cast<std::size_t>(c - 1) + facts.codes[c - facts.first]] += animals.all();
+      // Backwards nothing is told by a removal.
+      to.ends[static_cast<std::size_t>(matrices_.end(facts.first, facts.last_caught)) - 1] +=
+          matrices_.backwards ? animals.all() : animals.observed;
+    };
+    const std::size_t histories = cohorts_.count(
+        job, [this](int i) { return first_with_codes(i); }, counted_, add);
     std::size_t terms = 0;
     const auto above_0 = [](double count) { return count > 0.0; };
     for (const Live_class& of : classes_)
@@ -195,14 +150,10 @@ class Live_records : public Record_facts<Live_facts> {
     if (terms >= histories) counted_.clear();
   }
 
-  std::size_t place(int j, int first) const {
-    return static_cast<std::size_t>((j - 1) * noccas_ + first - 1);
-  }
-
   Live_matrices matrices_;
   int noccas_;
   std::vector<unsigned char> codes_;
-  std::vector<int> class_at_;
+  Cohort_classes cohorts_;
   std::vector<Live_class> classes_;
   std::vector<char> counted_;
 };

@@ -4,6 +4,8 @@
 #include <tuple>
 #include <utility>
 
+#include "likelihood/blocks/cohort_classes.h"
+
 namespace tarn {
 namespace {
 
@@ -31,19 +33,6 @@ std::vector<int> places_of_shared(const std::vector<int>& uses, std::size_t& cou
   count = 0;
   for (const int of : uses) places.push_back(of > 1 ? static_cast<int>(count++) : -1);
   return places;
-}
-
-/// Adds up the animals of neighbours that are alike.
-template <class Counts, class Alike>
-void add_up(Counts& counts, const Alike& alike) {
-  auto to = counts.begin();
-  for (auto from = counts.begin(); from != counts.end(); ++from) {
-    if (to != counts.begin() && alike(*(to - 1), *from))
-      (to - 1)->animals += from->animals;
-    else
-      *to++ = *from;
-  }
-  counts.erase(to, counts.end());
 }
 
 }  // namespace
@@ -189,13 +178,15 @@ void Session_records::count_animals(const Job& job) {
   const auto pattern_key = [](const Pattern_count& of) { return std::pair(of.pattern, of.group); };
   std::sort(pattern_counts_.begin(), pattern_counts_.end(),
             [&](const auto& a, const auto& b) { return pattern_key(a) < pattern_key(b); });
-  add_up(pattern_counts_, [&](const auto& a, const auto& b) { return pattern_key(a) == pattern_key(b); });
+  add_up_alike(pattern_counts_,
+               [&](const auto& a, const auto& b) { return pattern_key(a) == pattern_key(b); });
   const auto sequence_key = [&](const Sequence_count& of) {
     return std::tuple(sequence_numbers_[static_cast<std::size_t>(of.record) - 1], of.group, of.lost);
   };
   std::stable_sort(sequence_counts_.begin(), sequence_counts_.end(),
                    [&](const auto& a, const auto& b) { return sequence_key(a) < sequence_key(b); });
-  add_up(sequence_counts_, [&](const auto& a, const auto& b) { return sequence_key(a) == sequence_key(b); });
+  add_up_alike(sequence_counts_,
+               [&](const auto& a, const auto& b) { return sequence_key(a) == sequence_key(b); });
   // All parts stand on the trace at once, histories one after the other: few must serve many.
   if (2 * (pattern_counts_.size() + sequence_counts_.size()) >= histories) counted_.clear();
 }

@@ -20,7 +20,12 @@ Stratum_records::Stratum_records(const Job& job, bool recoveries)
     facts_.push_back(facts_of(encounters.history(i), codes_.data() + (static_cast<std::size_t>(i) - 1) *
                                                                          static_cast<std::size_t>(noccas_)));
   if (reals_depend_on_record(job.model)) return;
-  find_classes(job);
+  const Pim_table pims(job);
+  cohorts_ = Cohort_classes(
+      job, [&](int i) { return facts_[static_cast<std::size_t>(i) - 1].first; },
+      [&](int j, int first, int from, std::vector<int>& found) {
+        return find_numbers(job, pims, j, first, from, found);
+      });
   count_animals(job);
 }
 
@@ -40,107 +45,49 @@ Stratum_facts Stratum_records::facts_of(History histry, unsigned char* codes) co
   return facts;
 }
 
-void Stratum_records::find_classes(const Job& job) {
-  const Encounter_store& encounters = job.data.encounters;
-  const int groups = job.status.ngrps;
-  const auto place = [&](int j, int first) {
-    return static_cast<std::size_t>((j - 1) * noccas_ + first - 1);
-  };
-  std::vector<char> present(static_cast<std::size_t>(groups * noccas_), 0);
-  for (int i = 1; i <= encounters.size(); ++i) {
-    const int first = facts_[static_cast<std::size_t>(i) - 1].first;
-    for (int j = 1; first > 0 && j <= groups; ++j)
-      if (encounters.observed(i, j) > 0.0F || encounters.lost_on_capture(i, j) > 0.0F)
-        present[place(j, first)] = 1;
-  }
-  const Pim_table pims(job);
+bool Stratum_records::find_numbers(const Job& job, const Pim_table& pims, int j, int first, int from,
+                                   std::vector<int>& found) const {
   Pim_report report;
-  const auto at = [&](Parameter parameter, int a, int b, int j) {
-    return pims.checked(job, parameter, a, b, j, report);
-  };
-  const auto last_of = [&](bool extra) { return extra ? noccas_ : noccas_ - 1; };
-  const auto complete = [&](int j, int first) {
-    report.fault = {};
-    for_each_stratum_matrix(strata_, recoveries_, [&](Parameter parameter, int a, int b, bool extra) {
-      const Checked_pim rates = at(parameter, a, b, j);
-      if (parameter == Parameter::Psi && rates.nrows == 0) return;
-      for (int c = first; c <= last_of(extra); ++c) rates(first, c);
-    });
-    return !report.fault.found;
-  };
-  const auto same = [&](int k, int j, int first) {
-    const Stratum_class& of = classes_[static_cast<std::size_t>(k)];
-    bool alike = true;
-    for_each_stratum_matrix(strata_, recoveries_, [&](Parameter parameter, int a, int b, bool extra) {
-      const Checked_pim one = at(parameter, a, b, of.group), other = at(parameter, a, b, j);
-      if ((one.nrows > 0) != (other.nrows > 0)) alike = false;
-      for (int c = first; alike && one.nrows > 0 && c <= last_of(extra); ++c)
-        alike = one(of.first, c) == other(first, c);
-    });
-    return alike;
-  };
-  class_at_.assign(present.size(), -1);
-  for (int j = 1; j <= groups; ++j)
-    for (int first = 1; first <= noccas_; ++first) {
-      if (!present[place(j, first)] || !complete(j, first)) continue;
-      int& found = class_at_[place(j, first)];
-      // A cohort is like one before it, or like the one of another group; else it is new.
-      for (int k = static_cast<int>(classes_.size()) - 1; found < 0 && k >= 0; --k)
-        if (classes_[static_cast<std::size_t>(k)].first <= first && same(k, j, first)) found = k;
-      if (found >= 0) continue;
-      found = static_cast<int>(classes_.size());
-      classes_.push_back({j, first});
+  found.clear();
+  for_each_stratum_matrix(strata_, recoveries_, [&](Parameter parameter, int a, int b, bool extra) {
+    const Checked_pim rates = pims.checked(job, parameter, a, b, j, report);
+    if (parameter == Parameter::Psi && rates.nrows == 0) {
+      found.push_back(0);  // does not happen
+      return;
     }
+    for (int c = from; c <= (extra ? noccas_ : noccas_ - 1); ++c) found.push_back(rates(first, c));
+  });
+  return !report.fault.found;
 }
 
 void Stratum_records::count_animals(const Job& job) {
-  const Encounter_store& encounters = job.data.encounters;
-  std::size_t histories = 0;
-  counted_.assign(facts_.size(), 0);
-  for (int i = 1; i <= encounters.size(); ++i) {
+  const auto add = [&](int i, int k, const Cohort_animals& animals) {
     const Stratum_facts& facts = facts_[static_cast<std::size_t>(i) - 1];
-    if (facts.first == 0 || !facts.sampled) continue;
-    // A count that is not above 0 is no animal.
-    const auto observed_in = [&](int j) { return std::max(encounters.observed(i, j), 0.0F); };
-    const auto lost_in = [&](int j) { return std::max(encounters.lost_on_capture(i, j), 0.0F); };
-    bool in_classes = true;
-    for (int j = 1; j <= job.status.ngrps; ++j)
-      in_classes = in_classes && (observed_in(j) + lost_in(j) == 0.0F || class_of(j, facts.first) >= 0);
-    if (!in_classes) continue;
-    counted_[static_cast<std::size_t>(i) - 1] = 1;
-    for (int j = 1; j <= job.status.ngrps; ++j) {
-      const double observed = observed_in(j), lost = lost_in(j);
-      if (observed + lost == 0.0) continue;
-      histories += (observed > 0.0 ? 1U : 0U) + (lost > 0.0 ? 1U : 0U);
-      const int k = class_of(j, facts.first);
-      int left = facts.first;
-      const auto from = [&] { return static_cast<int>(facts.codes[left - 1]); };
-      for (int o = facts.first + 1; o <= facts.lastlc; ++o) {
-        if (facts.codes[o - 1] == 0) continue;
-        counts_.push_back({k, left, from(), o, facts.codes[o - 1], observed + lost});
-        left = o;
-      }
-      for (const bool removed : {false, true}) {
-        const double animals = removed ? lost : observed;
-        const int recovered = facts.recovered_of(removed);
-        if (animals > 0.0 && !(removed && recovered == 0))
-          counts_.push_back({k, left, from(), recovered, 0, animals});
-      }
+    int left = facts.first;
+    const auto from = [&] { return static_cast<int>(facts.codes[left - 1]); };
+    for (int o = facts.first + 1; o <= facts.lastlc; ++o) {
+      if (facts.codes[o - 1] == 0) continue;
+      counts_.push_back({k, left, from(), o, facts.codes[o - 1], animals.all()});
+      left = o;
     }
-  }
+    for (const bool lost : {false, true}) {
+      const double of_kind = lost ? animals.lost : animals.observed;
+      const int recovered = facts.recovered_of(lost);
+      if (of_kind > 0.0 && !(lost && recovered == 0))
+        counts_.push_back({k, left, from(), recovered, 0, of_kind});
+    }
+  };
+  const auto sampled_first = [&](int i) {
+    const Stratum_facts& facts = facts_[static_cast<std::size_t>(i) - 1];
+    return facts.sampled ? facts.first : 0;
+  };
+  const std::size_t histories = cohorts_.count(job, sampled_first, counted_, add);
   const auto key = [](const Stratum_count& of) {
     return std::tuple(of.of_class, of.left, of.from, of.next, of.to);
   };
   std::sort(counts_.begin(), counts_.end(),
             [&](const Stratum_count& a, const Stratum_count& b) { return key(a) < key(b); });
-  auto to = counts_.begin();
-  for (auto each = counts_.begin(); each != counts_.end(); ++each) {
-    if (to != counts_.begin() && key(*(to - 1)) == key(*each))
-      (to - 1)->animals += each->animals;
-    else
-      *to++ = *each;
-  }
-  counts_.erase(to, counts_.end());
+  add_up_alike(counts_, [&](const Stratum_count& a, const Stratum_count& b) { return key(a) == key(b); });
   if (counts_.size() >= histories) counted_.clear();
 }
 

@@ -2,9 +2,8 @@
 // Animals that move between strata (Arnason 1973; Brownie et al. 1993; Schwarz et al. 1993; Lebreton et al.
 // 2009): a row of weights, one for each stratum, carried through the intervals.
 //
-//   interval c  the weight of stratum a is multiplied by survival S_a, then shared out by the row Psi(a, .)
-//   of
-//               transitions; what a row's other elements leave of 1 stays
+//   interval c  the weight of stratum a is multiplied by survival S_a, then shared out by the transitions
+//               Psi(a, .); what those to other strata leave of 1 stays
 //   occasion o  caught in b: only the weight of b is left, times p_b; not caught: each times 1 - p_b; not
 //               sampled: as it is
 //
@@ -18,6 +17,7 @@
 #include <string>
 #include <vector>
 
+#include "likelihood/blocks/cohort_classes.h"
 #include "likelihood/blocks/counted_parts.h"
 #include "likelihood/blocks/rates.h"
 #include "likelihood/cell/cell.h"
@@ -38,11 +38,6 @@ struct Stratum_facts : History_facts {
   /// The recovery that counts. Nothing does behind the interval of a last capture at which the animal was
   /// lost.
   int recovered_of(bool lost) const { return lost && recovered != lastlc ? 0 : recovered; }
-};
-
-/// Cohorts with the same real parameters from their first capture on.
-struct Stratum_class {
-  int group = 0, first = 0;  ///< the cohort that begins first
 };
 
 /// So many animals were caught in stratum `from` on occasion `left`, and next met on occasion `next`, there
@@ -75,19 +70,16 @@ class Stratum_records {
   /// Intervals in which animals are followed.
   int intervals() const { return recoveries_ ? noccas_ : noccas_ - 1; }
   bool recoveries() const { return recoveries_; }
-  /// Number (from 0) of the class of a cohort; -1 when some of its rates are not given or records do not
-  /// share their real parameters.
-  int class_of(int j, int first) const {
-    return class_at_.empty() ? -1 : class_at_[static_cast<std::size_t>((j - 1) * noccas_ + first - 1)];
-  }
-  const std::vector<Stratum_class>& classes() const { return classes_; }
+  /// Of all cohorts with animals; none where records do not share their real parameters.
+  const Cohort_classes& cohorts() const { return cohorts_; }
   const std::vector<Stratum_count>& counts() const { return counts_; }
   /// By record: 1 where the counts stand for it. Empty where its histories are fewer than the counts.
   const std::vector<char>& counted() const { return counted_; }
 
  private:
   Stratum_facts facts_of(History histry, unsigned char* codes) const;
-  void find_classes(const Job& job);
+  bool find_numbers(const Job& job, const Pim_table& pims, int j, int first, int from,
+                    std::vector<int>& found) const;
   void count_animals(const Job& job);
 
   int strata_, noccas_;
@@ -97,8 +89,7 @@ class Stratum_records {
   std::size_t stride_ = 0;
   std::vector<Stratum_facts> facts_;
   std::vector<unsigned char> codes_;
-  std::vector<int> class_at_;
-  std::vector<Stratum_class> classes_;
+  Cohort_classes cohorts_;
   std::vector<Stratum_count> counts_;
   std::vector<char> counted_;
 };
@@ -246,7 +237,7 @@ template <class Family, class Real>
 [[gnu::noinline]] void make_stratum_table(const Job& job, std::size_t k, const Reals<Real>& parm,
                                           Cell_work<Real>& work, Stratum_table<Real>& table) {
   const Stratum_records& records = prepared<Family>(work);
-  const Stratum_class& of = records.classes()[k];
+  const Cohort_class& of = records.cohorts().classes()[k];
   const int n = records.strata(), intervals = records.intervals(), noccas = records.noccas();
   const std::size_t strata = static_cast<std::size_t>(n), each = strata * (strata + 3);
   const auto keep = work.trace.keep();
@@ -284,7 +275,7 @@ template <class Family, class Real>
 Stratum_table<Real>& stratum_table(const Job& job, std::size_t k, const Reals<Real>& parm,
                                    Cell_work<Real>& work) {
   std::vector<Stratum_table<Real>>& tables = kept<Family>(work).tables;
-  if (k >= tables.size()) tables.resize(prepared<Family>(work).classes().size());
+  if (k >= tables.size()) tables.resize(prepared<Family>(work).cohorts().classes().size());
   Stratum_table<Real>& table = tables[k];
   if (table.made_for != parm.stamp()) make_stratum_table<Family>(job, k, parm, work, table);
   return table;
@@ -389,7 +380,7 @@ Real stratum_history(const Job& job, const Stratum_facts& facts, bool lost, int 
   if (lost) last = facts.lastlc - 1;
   const int recovered = facts.recovered_of(lost);
   if (recovered > 0) last = recovered;
-  const int k = parm.stamp() != 0 ? records.class_of(j, facts.first) : -1;
+  const int k = parm.stamp() != 0 ? records.cohorts().class_of(j, facts.first) : -1;
   if (k < 0) {
     const std::size_t strata = static_cast<std::size_t>(records.strata());
     const std::span<Real> room =
