@@ -22,10 +22,9 @@ double animals_caught(const Job& job, int g) {
   return animals;
 }
 
-Superpopulation superpopulation(Derived_frame& frame, std::span<const double> x, int g) {
+Superpopulation superpopulation(Derived_frame& frame, const Reals<double>& parm, int g) {
   const Job& job = frame.job;
   const int noccas = job.status.noccas;
-  const Reals<double> parm = frame.reals(x);
   Power_memo powers;
   const Interval_rates<double> rate(job, parm, powers);
   const int q_phi = findpar(job.data, "Phi"), q_pent = findpar(job.data, "pent"),
@@ -62,24 +61,27 @@ double gross_per_net(double phi) {
 
 void popan_gb(Derived_frame& frame, std::span<const double> x, int, View<double> values) {
   const Status_module& status = frame.job.status;
+  const Reals<double> parm = frame.reals(x);
   for (int g = 1; g <= status.ngrps; ++g) {
-    const Superpopulation group = superpopulation(frame, x, g);
+    const Superpopulation group = superpopulation(frame, parm, g);
     for (int o = 1; o <= status.noccas; ++o) values((g - 1) * status.noccas + o) = gross(group, o);
   }
 }
 
 void popan_nb(Derived_frame& frame, std::span<const double> x, int, View<double> values) {
   const Status_module& status = frame.job.status;
+  const Reals<double> parm = frame.reals(x);
   for (int g = 1; g <= status.ngrps; ++g) {
-    const Superpopulation group = superpopulation(frame, x, g);
+    const Superpopulation group = superpopulation(frame, parm, g);
     for (int o = 1; o <= status.noccas; ++o) values((g - 1) * status.noccas + o) = group.births(o);
   }
 }
 
 void popan_gn(Derived_frame& frame, std::span<const double> x, int, View<double> values) {
   const Status_module& status = frame.job.status;
+  const Reals<double> parm = frame.reals(x);
   for (int g = 1; g <= status.ngrps; ++g) {
-    const Superpopulation group = superpopulation(frame, x, g);
+    const Superpopulation group = superpopulation(frame, parm, g);
     values(g) = 0.0;
     for (int o = 1; o <= status.noccas; ++o) values(g) += gross(group, o);
   }
@@ -88,8 +90,9 @@ void popan_gn(Derived_frame& frame, std::span<const double> x, int, View<double>
 void popan_n(Derived_frame& frame, std::span<const double> x, int, View<double> values) {
   const Status_module& status = frame.job.status;
   const Capture_counts& counts = frame.capture_counts();
+  const Reals<double> parm = frame.reals(x);
   for (int g = 1; g <= status.ngrps; ++g) {
-    const Superpopulation group = superpopulation(frame, x, g);
+    const Superpopulation group = superpopulation(frame, parm, g);
     double n = group.births(1);
     for (int o = 1; o <= status.noccas; ++o) {
       if (o > 1) n = (n - counts.not_released(g, o - 1)) * group.phi(o - 1) + group.births(o);

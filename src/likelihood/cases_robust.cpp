@@ -54,17 +54,6 @@ struct Robust : Counts_sessions<Robust> {
     Matrix s, leaves, stays_away;
     int shift;
 
-    Rates(const Session_records& of, const Interval_rates<Real>& rates, std::span<const Real> pstar,
-          int first, const Matrix& survival, const Matrix& gamma_double_prime, const Matrix& gamma_prime)
-        : records(of),
-          rate(rates),
-          stars(pstar),
-          row(first),
-          s(survival),
-          leaves(gamma_double_prime),
-          stays_away(gamma_prime),
-          shift(missing_columns(gamma_prime, of.sessions())) {}
-
     int interval(int c) const { return records.session(c).last(); }
     Real survives(int c) const { return rate.survival(s(row, c), interval(c)); }
     Real stays(int c) const { return 1.0 - rate.within(leaves(row, c), interval(c)); }
@@ -77,9 +66,17 @@ struct Robust : Counts_sessions<Robust> {
                       const Reals<Real>& parm, Cell_work<Real>& work) {
     const auto s = work.matrix(Parameter::S, j), leaves = work.matrix(Parameter::Gamma_double_prime, j),
                stays_away = work.matrix(Parameter::Gamma_prime, j);
-    return joint_encounters<Real>(animal, Rates<Real, std::decay_t<decltype(s)>>(
-                                              prepared<Robust>(work), rates_of<Robust>(job, parm, work),
-                                              stars, animal.first, s, leaves, stays_away));
+    const Session_records& records = prepared<Robust>(work);
+    return joint_encounters<Real>(
+        animal, Rates<Real, std::decay_t<decltype(s)>>{{},
+                                                       records,
+                                                       rates_of<Robust>(job, parm, work),
+                                                       stars,
+                                                       animal.first,
+                                                       s,
+                                                       leaves,
+                                                       stays_away,
+                                                       missing_columns(stays_away, records.sessions())});
   }
 };
 
@@ -96,7 +93,11 @@ struct Robust : Counts_sessions<Robust> {
 // Rates stand in the row of the first session.
 struct Robust_barker : Counts_sessions<Robust_barker> {
   struct Prepared : Session_records {
-    explicit Prepared(const Job& job) : Session_records(job, false) {}
+    explicit Prepared(const Job& job) : Session_records(job, false) {
+      for (int i = 1; i <= job.data.encounters.size(); ++i)
+        all_known = all_known && unknown_to_barker(animal(facts(i), false)) == '0';
+    }
+    bool all_known = true;  ///< the reports of all records
   };
   template <class Real>
   using Kept = Session_kept<Real>;
@@ -108,16 +109,6 @@ struct Robust_barker : Counts_sessions<Robust_barker> {
     std::span<const Real> stars;
     Matrix available, available_again, stays_around;
     int shift;
-
-    Rates(const Base& reports, const Session_records& of, std::span<const Real> pstar, const Matrix& a_double,
-          const Matrix& a_single, const Matrix& fidelity)
-        : Base(reports),
-          records(of),
-          stars(pstar),
-          available(a_double),
-          available_again(a_single),
-          stays_around(fidelity),
-          shift(missing_columns(a_single, of.sessions())) {}
 
     int interval(int c) const { return records.session(c).last(); }
     Real survives(int c) const { return Base::survives(c, interval(c)); }
@@ -136,11 +127,13 @@ struct Robust_barker : Counts_sessions<Robust_barker> {
                       const Reals<Real>& parm, Cell_work<Real>& work) {
     const auto matrix = [&](Parameter parameter) { return work.matrix(parameter, j); };
     using Matrix = std::decay_t<decltype(matrix(Parameter::S))>;
+    const Session_records& records = prepared<Robust_barker>(work);
+    const Matrix again = matrix(Parameter::a_prime);
     return joint_encounters<Real>(
-        animal, Rates<Real, Matrix>(
+        animal, Rates<Real, Matrix>{
                     barker_rates(rates_of<Robust_barker>(job, parm, work), parm, animal.first, matrix),
-                    prepared<Robust_barker>(work), stars, matrix(Parameter::a_double_prime),
-                    matrix(Parameter::a_prime), matrix(Parameter::F)));
+                    records, stars, matrix(Parameter::a_double_prime), again, matrix(Parameter::F),
+                    missing_columns(again, records.sessions())});
   }
 };
 
@@ -217,10 +210,6 @@ struct Robust_growth : Counts_sessions<Robust_growth<from_sizes>> {
     std::span<const Real> stars;
     Matrix phi;
 
-    Rates(const Session_records& of, const Interval_rates<Real>& rates, std::span<const Real> pstar,
-          const Matrix& survival)
-        : records(of), rate(rates), stars(pstar), phi(survival) {}
-
     Real survives(int c) const { return rate.survival(phi(1, c), records.session(c).last()); }
     static Real stays(int) { return 1.0; }
     static Real returns(int) { return 0.0; }
@@ -235,7 +224,7 @@ struct Robust_growth : Counts_sessions<Robust_growth<from_sizes>> {
     const auto phi = work.matrix(Parameter::Phi, j);
     using Matrix = std::decay_t<decltype(phi)>;
     return caught_first(job, animal, stars, j, parm, work) *
-           joint_encounters<Real>(animal, Rates<Real, Matrix>(records, rate, stars, phi));
+           joint_encounters<Real>(animal, Rates<Real, Matrix>{{}, records, rate, stars, phi});
   }
 
  private:
@@ -245,26 +234,27 @@ struct Robust_growth : Counts_sessions<Robust_growth<from_sizes>> {
                            const Reals<Real>& parm, Cell_work<Real>& work) {
     const Prepared& records = prepared<Robust_growth>(work);
     const std::size_t first = static_cast<std::size_t>(animal.first) - 1;
-    const auto make = [&](std::span<Real> chances) {
+    const auto make = [&](std::span<const Real> pstar, std::span<Real> chances) {
       const auto phi = work.matrix(Parameter::Phi, j),
                  grows = work.matrix(from_sizes ? Parameter::Phi : parameter_of(records.growth), j);
       first_captures<Real>(
           Population<Real, std::decay_t<decltype(phi)>>{records, rates_of<Robust_growth>(job, parm, work),
-                                                        parm, work, stars, j, phi, grows},
+                                                        parm, work, pstar, j, phi, grows},
           chances);
     };
     const std::size_t sessions = static_cast<std::size_t>(records.sessions());
     if (animal.facts->sampling < 0 || parm.stamp() == 0) {
       const std::span<Real> chances = work.take(sessions);
-      make(chances);
+      make(stars, chances);
       return chances[first];
     }
     auto& entry = detail::entry_of(kept<Robust_growth>(work).entries, records.samplings(), job.status.ngrps,
                                    j, animal.facts->sampling);
     if (entry.made_for != parm.stamp()) {
       entry.value.resize(sessions);
+      // What is kept must not stand on the trace of one cell, as these p* may.
       const auto keep = work.trace.keep();
-      make(entry.value);
+      make(detail::stars_of<Robust_growth>(job, 1, animal, j, parm, work), entry.value);
       entry.made_for = parm.stamp();
     }
     return entry.value[first];
@@ -296,12 +286,14 @@ void robust(const Job& job, Ch_result<Real>& result, History histry, int i, int 
 template <class Real>
 void robust_barker(const Job& job, Ch_result<Real>& result, History histry, int i, int j, int lost,
                    const Reals<Real>& parm, Cell_work<Real>& work) {
-  const Session_facts& facts = session_facts<Robust_barker>(work, i, histry);
-  const Session_animal animal = prepared<Robust_barker>(work).animal(facts, lost != 0);
-  if (const char unknown = unknown_to_barker(animal); unknown != '0') {
-    work.fail(i, barker_fault_of(unknown));
-    result = Ch_result<Real>::floor();
-    return;
+  const Robust_barker::Prepared& records = prepared<Robust_barker>(work);
+  if (!records.all_known || records.find(i, histry) == nullptr) {
+    const Session_facts& facts = session_facts<Robust_barker>(work, i, histry);
+    if (const char unknown = unknown_to_barker(records.animal(facts, lost != 0)); unknown != '0') {
+      work.fail(i, barker_fault_of(unknown));
+      result = Ch_result<Real>::floor();
+      return;
+    }
   }
   result = session_cell<Robust_barker>(job, histry, i, j, lost, parm, work, no_result_text);
 }

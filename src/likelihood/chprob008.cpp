@@ -27,9 +27,6 @@ struct Rates : Barker_rates<Real, Matrix> {
   using Base = Barker_rates<Real, Matrix>;
   Matrix p, stays_inside, comes_back;
 
-  Rates(const Base& reports, const Matrix& capture, const Matrix& f, const Matrix& f_outside)
-      : Base(reports), p(capture), stays_inside(f), comes_back(f_outside) {}
-
   Real survives(int c) const { return Base::survives(c, c); }
   Real shows_alive(char event, int c) const { return Base::shows_alive(event, c, c); }
   Real shows_dead(char event, int c) const { return Base::shows_dead(event, c, c); }
@@ -51,9 +48,9 @@ void chprob008(const Job& job, Ch_result<Real>& result, History histry, int i, i
   }
   const auto matrix = [&](Parameter parameter) { return work.matrix(parameter, j); };
   using Matrix = std::decay_t<decltype(matrix(Parameter::S))>;
-  const Rates<Real, Matrix> rates(
+  const Rates<Real, Matrix> rates{
       barker_rates(rates_of<Open_study>(job, parm, work), parm, animal.first, matrix), matrix(Parameter::p),
-      matrix(Parameter::F), matrix(Parameter::F_prime));
+      matrix(Parameter::F), matrix(Parameter::F_prime)};
   result = Ch_result<Real>::from(joint_encounters<Real>(animal, rates));
 }
 

@@ -70,15 +70,14 @@ void func_derivatives(Job& job, std::span<const double> beta, int i, std::span<L
   for (std::size_t k = 0; k < rows.size(); ++k) rows[k] = work.rows[k].b;
 }
 
-void cell_probabilities(Job& job, std::span<const double> beta, Array2<double>& observed,
-                        Array2<double>& lost) {
+namespace {
+
+/// Calls visit(i, j, lost, result) for the observed cell of every record and group that can be read, and for
+/// the lost-on-capture cell where an animal was lost.
+template <class Visit>
+void for_each_cell(Job& job, std::span<const double> beta, const Visit& visit) {
   Likelihood_work& work = work_of(job);
   const int records = job.data.encounters.size(), groups = job.status.ngrps;
-  observed.free();
-  lost.free();
-  if (!allocate(job, "from memory allocation of CELLPR.", shaped(observed, records, groups),
-                shaped(lost, records, groups)))
-    error_of_absent_array(job, "CELLPR");
   Thread_area<double>& area = *work.plain[0];
   reals_of_record_1<double>(job, beta, area.reals);
   const Record_table table(job);
@@ -94,12 +93,12 @@ void cell_probabilities(Job& job, std::span<const double> beta, Array2<double>& 
       if (work.readable[place]) {
         area.cell.begin();
         job.model.chprobpointer(job, result, table.history(i), i, j, 0, parm, area.cell);
-        observed(i, j) = result.prob;
+        visit(i, j, false, result);
       }
       if (table.lost_of(i)[j - 1] > 0.0F) {
         area.cell.begin();
         job.model.chprobpointer(job, result, table.history(i), i, j, 1, parm, area.cell);
-        lost(i, j) = result.prob;
+        visit(i, j, true, result);
       }
     }
   }
@@ -108,6 +107,30 @@ void cell_probabilities(Job& job, std::span<const double> beta, Array2<double>& 
     area.cell.clear_fault();
     error(job, text);
   }
+}
+
+}  // namespace
+
+void cell_probabilities(Job& job, std::span<const double> beta, Array2<double>& observed,
+                        Array2<double>& lost) {
+  const int records = job.data.encounters.size(), groups = job.status.ngrps;
+  observed.free();
+  lost.free();
+  if (!allocate(job, "from memory allocation of CELLPR.", shaped(observed, records, groups),
+                shaped(lost, records, groups)))
+    error_of_absent_array(job, "CELLPR");
+  for_each_cell(job, beta, [&](int i, int j, bool of_lost, const Ch_result<double>& result) {
+    (of_lost ? lost : observed)(i, j) = result.prob;
+  });
+}
+
+bool rests_on_the_floor(Job& job, std::span<const double> beta) {
+  const double floor = floored_log(0.0);
+  bool found = false;
+  for_each_cell(job, beta, [&](int i, int j, bool of_lost, const Ch_result<double>& result) {
+    found = found || (result.lnprob == floor && (of_lost || job.data.encounters.observed(i, j) > 0.0F));
+  });
+  return found;
 }
 
 void cell_probabilities(Job& job) {

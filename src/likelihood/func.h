@@ -42,6 +42,10 @@ void cell_probabilities(Job& job, std::span<const double> beta, Array2<double>& 
 /// The same at `betast` into `cellpr` and `cellprlost`.
 void cell_probabilities(Job& job);
 
+/// Whether at `beta` some animal's history has a chance of which the logarithm is its floor: -2 log
+/// likelihood is then lower than it should be.
+bool rests_on_the_floor(Job& job, std::span<const double> beta);
+
 /// Closed layers of a full likelihood: the probability, at the reals of record 1, that an animal with the
 /// history of a record is caught at all in each of the sessions in which it was caught, by (record, group).
 /// Divided by it the record's cell is the probability given those captures. No memory for it is fatal.

@@ -13,7 +13,6 @@
 #include "model/levels.h"
 #include "model/structure/design.h"
 #include "numerics/floating_environment.h"
-#include "numerics/special.h"
 #include "optimizers/kink_search.h"
 
 namespace tarn {
@@ -228,20 +227,6 @@ int random_starts(const Job& job) {
                       : job.status.nmixtures > 1 ? random_starts_of_mixtures
                                                  : 0;
   return std::max(level_classes(job).size(), random_starts_of_other_kinds) + further;
-}
-
-/// Whether a history with a count has a chance there of which the logarithm is not taken: -2 log likelihood
-/// is then lower than it should be, and an end is none.
-bool rests_on_the_floor(Job& job, std::span<const double> x) {
-  const Encounter_store& encounters = job.data.encounters;
-  Array2<double> observed, lost;
-  cell_probabilities(job, x, observed, lost);
-  for (int i = 1; i <= encounters.size(); ++i)
-    for (int g = 1; g <= job.status.ngrps; ++g)
-      if ((encounters.observed(i, g) > 0.0F && !(observed(i, g) > minlog)) ||
-          (encounters.lost_on_capture(i, g) > 0.0F && !(lost(i, g) > minlog)))
-        return true;
-  return false;
 }
 
 /// An end on the floor is worse than any other. An end that has converged beats one that has not when it is

@@ -47,35 +47,35 @@ Session_records::Session_records(const Job& job, bool whole_study)
   if (records == 0) return;
   cells_ = encounters.history(1).cells();
   stride_ = 2 * static_cast<std::size_t>(job.status.noccas);
-  caught_.resize(records * n);
+  captures_of_sessions_.resize(records * n);
   records_.resize(records * n);
   facts_.reserve(records);
   for (std::size_t r = 0; r < records; ++r)
-    facts_.push_back(
-        facts_of(history(static_cast<int>(r) + 1), caught_.data() + r * n, records_.data() + r * n));
+    facts_.push_back(facts_of(history(static_cast<int>(r) + 1), captures_of_sessions_.data() + r * n,
+                              records_.data() + r * n));
   if (reals_depend_on_record(job.model)) return;
   find_patterns(job);
   find_sequences(job);
   count_animals(job);
 }
 
-Session_facts Session_records::facts_of(History histry, char* caught, char* records) const {
+Session_facts Session_records::facts_of(History histry, Session_captures* captures, char* records) const {
   Session_facts facts;
-  facts.caught = caught;
+  facts.captures = captures;
   facts.records = records;
   for (int s = 1; s <= sessions(); ++s) {
     const Primary_session& own = session(s);
-    caught[s - 1] = 0;
+    const Closed_stretch stretch = Closed_stretch::of(histry, own.before, own.length, s, 1, 1, false);
+    captures[s - 1] = {stretch.first, stretch.last};
     records[s - 1] = '0';
-    for (int o = own.before + 1; o <= own.last(); ++o) {
-      if (captured(histry.live(o))) caught[s - 1] = 1;
-      if (two_characters_ && histry.dead(o) != '0') records[s - 1] = histry.dead(o);
-    }
-    if (caught[s - 1] != 0) {
+    for (int o = own.before + 1; two_characters_ && o <= own.last(); ++o)
+      if (histry.dead(o) != '0') records[s - 1] = histry.dead(o);
+    const bool caught = stretch.first > 0;
+    if (caught) {
       if (facts.first == 0) facts.first = s;
       facts.last_caught = s;
     }
-    if (caught[s - 1] != 0 || records[s - 1] != '0') facts.last_met = s;
+    if (caught || records[s - 1] != '0') facts.last_met = s;
   }
   return facts;
 }
@@ -139,7 +139,7 @@ void Session_records::find_sequences(const Job& job) {
         text += '-';
         continue;
       }
-      text += own.caught[s - 1] != 0 ? '1' : '0';
+      text += own.captures[s - 1].first > 0 ? '1' : '0';
       text += own.records[s - 1];
       for (int o = session(s).before + 1; o <= session(s).last(); ++o)
         if (histry.live(o) == '.') {

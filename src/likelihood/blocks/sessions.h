@@ -33,12 +33,17 @@
 
 namespace tarn {
 
+/// First and last capture in a session, counted from its first occasion; 0 when there is none.
+struct Session_captures {
+  int first = 0, last = 0;
+};
+
 /// What an animal shows, by primary session. Session s at element s - 1.
 struct Session_facts {
   int first = 0, last_caught = 0;  ///< first and last session with a capture, 0: none
   int last_met = 0;                ///< last session with an encounter of any kind
-  const char* caught = nullptr;    ///< whether there is a capture
-  const char* records = nullptr;   ///< last second character that is not "0", else "0"
+  const Session_captures* captures = nullptr;
+  const char* records = nullptr;  ///< last second character that is not "0", else "0"
   /// Numbers of the patterns within sessions, from 0, and that of the last one with a capture for an animal
   /// that was removed there. nullptr where nothing is shared.
   const int* patterns = nullptr;
@@ -57,12 +62,18 @@ struct Session_animal {
         periods(sessions),
         lost(lost),
         facts(&facts) {}
-  bool caught(int s) const { return facts->caught[s - 1] != 0; }
+  bool caught(int s) const { return facts->captures[s - 1].first > 0; }
   char record(int s) const { return facts->records[s - 1]; }
 
   int first, last_met, last, periods;
   bool lost;
   const Session_facts* facts;
+};
+
+/// What the facts of a made-up history refer to.
+struct Session_room {
+  std::vector<Session_captures> captures;
+  std::string records;
 };
 
 /// Facts of all records, and what they share. No parameter changes it.
@@ -78,16 +89,16 @@ class Session_records {
     return own ? facts_.data() + record : nullptr;
   }
   /// The facts of any history; `room` holds what they refer to.
-  Session_facts made_up(History histry, std::string& room) const {
-    room.resize(2 * sessions_.size());
-    return facts_of(histry, room.data(), room.data() + sessions_.size());
+  Session_facts made_up(History histry, Session_room& room) const {
+    room.captures.resize(sessions_.size());
+    room.records.resize(sessions_.size());
+    return facts_of(histry, room.captures.data(), room.records.data());
   }
 
   int sessions() const { return static_cast<int>(sessions_.size()); }
   const Primary_session& session(int s) const { return sessions_[static_cast<std::size_t>(s) - 1]; }
-  /// Whether there is an interval behind the last session.
-  bool followed_to_the_end() const { return two_characters_; }
-  /// The animal of record facts.
+  /// The animal of these facts. Where live and dead encounters are joined there is an interval behind the
+  /// last session.
   Session_animal animal(const Session_facts& facts, bool lost) const {
     return {facts, lost, sessions(), two_characters_ ? sessions() : sessions() - 1};
   }
@@ -99,8 +110,16 @@ class Session_records {
   /// Session s of a history, as the closed layer takes it.
   Closed_stretch stretch(History histry, const Session_animal& animal, int s, int group) const {
     const Primary_session& own = session(s);
-    return Closed_stretch::of(histry, own.before, own.length, s, group, 1,
-                              animal.lost && s == animal.facts->last_caught);
+    const Session_captures& captures = animal.facts->captures[s - 1];
+    return {histry,
+            own.before,
+            own.length,
+            s,
+            group,
+            1,
+            captures.first,
+            captures.last,
+            animal.lost && s == animal.facts->last_caught};
   }
 
   /// A pattern within a session; its group is 1.
@@ -138,7 +157,7 @@ class Session_records {
   const std::vector<char>& counted() const { return counted_; }
 
  private:
-  Session_facts facts_of(History histry, char* caught, char* records) const;
+  Session_facts facts_of(History histry, Session_captures* captures, char* records) const;
   void find_patterns(const Job& job);
   void find_sequences(const Job& job);
   void count_animals(const Job& job);
@@ -149,7 +168,9 @@ class Session_records {
   const char* cells_ = nullptr;
   std::size_t stride_ = 0;
   std::vector<Session_facts> facts_;
-  std::vector<char> caught_, records_;  ///< records times sessions
+  // Records times sessions.
+  std::vector<Session_captures> captures_of_sessions_;
+  std::vector<char> records_;
   std::vector<int> pattern_numbers_, sequence_numbers_;
   std::vector<Closed_stretch> patterns_;
   std::size_t shared_patterns_ = 0, sequences_ = 0, samplings_ = 0;
@@ -175,7 +196,7 @@ struct Session_kept {
   std::vector<Stamped<std::vector<Real>>> entries;     ///< by group, sampling
   std::vector<double> least;                           ///< by session
   Session_facts made_up;
-  std::string made_up_room;
+  Session_room made_up_room;
 };
 
 namespace detail {
@@ -209,6 +230,18 @@ Closed_result<Real> pattern_result(const Job& job, int i, int number, int j, con
   return entry.value;
 }
 
+/// p* of session s at s - 1, of an animal of record i whose patterns are numbered. Until the next cell.
+template <class Family, class Real>
+std::span<Real> stars_of(const Job& job, int i, const Session_animal& animal, int j, const Reals<Real>& parm,
+                         Cell_work<Real>& work) {
+  const Session_records& records = prepared<Family>(work);
+  const std::span<Real> stars = work.take(static_cast<std::size_t>(records.sessions()));
+  for (int s = records.from(animal); s <= records.to(animal); ++s)
+    stars[static_cast<std::size_t>(s) - 1] =
+        pattern_result<Family>(job, i, records.pattern_of(animal, s), j, parm, work).pstar;
+  return stars;
+}
+
 /// What counts between the sessions of an animal of record i whose patterns are numbered; from the table
 /// where several records have it.
 template <class Family, class Real>
@@ -216,15 +249,8 @@ Real between_sessions(const Job& job, int i, const Session_animal& animal, int j
                       Cell_work<Real>& work) {
   const Session_records& records = prepared<Family>(work);
   const auto compute = [&] {
-    const std::span<Real> stars = work.take(static_cast<std::size_t>(records.sessions()));
-    {
-      // What a family keeps is made of them: they must not stand on the trace of one cell.
-      const auto keep = work.trace.keep();
-      for (int s = records.from(animal); s <= records.to(animal); ++s)
-        stars[static_cast<std::size_t>(s) - 1] =
-            pattern_result<Family>(job, i, records.pattern_of(animal, s), j, parm, work).pstar;
-    }
-    return Family::template between<Real>(job, animal, stars, j, parm, work);
+    return Family::template between<Real>(job, animal, stars_of<Family>(job, i, animal, j, parm, work), j,
+                                          parm, work);
   };
   const int sequence = animal.facts->sequence;
   if (sequence < 0) return compute();
