@@ -10,7 +10,8 @@ namespace {
 
 /// Full likelihoods: a cell is not the probability among animals that are in the records.
 bool counts_the_never_caught(Saturated form) {
-  return form == Saturated::closed_full || form == Saturated::session_full || form == Saturated::group_full;
+  return form == Saturated::closed_full || form == Saturated::session_full ||
+         form == Saturated::session_stratum_full || form == Saturated::group_full;
 }
 
 class Residuals {
