@@ -26,6 +26,7 @@ constexpr bool is_available(Saturated form) {
   switch (form) {
     case Saturated::release:
     case Saturated::release_stratum:
+    case Saturated::release_state:
     case Saturated::whole_group:
     case Saturated::none:
     case Saturated::interval:
