@@ -18,21 +18,27 @@ namespace {
 template <bool dead_too>
 struct Strata : Counts_strata<Strata<dead_too>> {
   struct Prepared : Stratum_records {
-    explicit Prepared(const Job& job) : Stratum_records(job, dead_too) {}
+    explicit Prepared(const Job& job) : Stratum_records(job, {.recoveries = dead_too}) {}
   };
   template <class Real>
   using Kept = Stratum_kept<Real>;
+
+  template <class Real>
+  static Real caught(const Job&, const Stratum_place& place, int c, int b, const Reals<Real>& parm,
+                     Cell_work<Real>& work) {
+    return parm[work.matrix(Parameter::p, b, 1, place.group)(place.row, c)];
+  }
 };
 
 template <class Family, class Real>
 Ch_result<Real> stratum_cell(const Job& job, History histry, int i, int j, int lost, const Reals<Real>& parm,
                              Cell_work<Real>& work) {
   const Stratum_facts& facts = stratum_facts<Family>(work, i, histry);
-  if (facts.first == 0 || facts.codes[facts.first - 1] == 0) {
+  if (facts.first == 0) {
     work.fail(i, no_result_text);
     return Ch_result<Real>::floor();
   }
-  return Ch_result<Real>::from(stratum_history<Family>(job, facts, lost != 0, j, parm, work));
+  return Ch_result<Real>::from(stratum_history<Family>(job, facts, histry, i, lost != 0, j, parm, work));
 }
 
 }  // namespace

@@ -76,6 +76,11 @@ struct Closed_stretch {
   }
 
   bool sampled(int o) const { return histry.live(before + o) != '.'; }
+  bool sampled_throughout() const {
+    for (int o = 1; o <= length; ++o)
+      if (!sampled(o)) return false;
+    return true;
+  }
   /// Whether a capture, if there is one, could be on one occasion only.
   bool sampled_once() const {
     int occasions = 0;

@@ -37,9 +37,10 @@ std::vector<int> places_of_shared(const std::vector<int>& uses, std::size_t& cou
 
 }  // namespace
 
-Session_records::Session_records(const Job& job, bool whole_study)
+Session_records::Session_records(const Job& job, bool whole_study, bool by_stratum)
     : whole_study_(whole_study),
       two_characters_(!datatype(job.status.dattyp).live),
+      signs_(by_stratum ? job.data.strata.substr(0, static_cast<std::size_t>(job.status.nstrta)) : ""),
       captures_(job, sessions_of(job)) {
   for_each_session(job, [&](int, const Primary_session& session) { sessions_.push_back(session); });
   const Encounter_store& encounters = job.data.encounters;
@@ -55,6 +56,7 @@ Session_records::Session_records(const Job& job, bool whole_study)
                               records_.data() + r * n));
   if (reals_depend_on_record(job.model)) return;
   find_patterns(job);
+  if (by_stratum) return;
   find_sequences(job);
   count_animals(job);
 }
@@ -66,7 +68,10 @@ Session_facts Session_records::facts_of(History histry, Session_captures* captur
   for (int s = 1; s <= sessions(); ++s) {
     const Primary_session& own = session(s);
     const Closed_stretch stretch = Closed_stretch::of(histry, own.before, own.length, s, 1, 1, false);
-    captures[s - 1] = {stretch.first, stretch.last};
+    const std::size_t stratum =
+        stretch.first > 0 ? signs_.find(histry.live(own.before + stretch.first)) : std::string::npos;
+    captures[s - 1] = {stretch.first, stretch.last,
+                       stratum == std::string::npos ? 1 : static_cast<int>(stratum) + 1};
     records[s - 1] = '0';
     for (int o = own.before + 1; two_characters_ && o <= own.last(); ++o)
       if (histry.dead(o) != '0') records[s - 1] = histry.dead(o);
@@ -170,16 +175,9 @@ void Session_records::count_animals(const Job& job) {
         if (!(count > 0.0F)) continue;  // no animal
         ++histories;
         sequence_counts_.push_back({i, g, lost, count});
-        const Session_animal one = animal(own, lost);
-        for (int s = own.first; s <= own.last_caught; ++s)
-          if (one.caught(s)) pattern_counts_.push_back({pattern_of(one, s), g, count});
       }
   }
-  const auto pattern_key = [](const Pattern_count& of) { return std::pair(of.pattern, of.group); };
-  std::sort(pattern_counts_.begin(), pattern_counts_.end(),
-            [&](const auto& a, const auto& b) { return pattern_key(a) < pattern_key(b); });
-  add_up_alike(pattern_counts_,
-               [&](const auto& a, const auto& b) { return pattern_key(a) == pattern_key(b); });
+  count_patterns(job, counted_);
   const auto sequence_key = [&](const Sequence_count& of) {
     return std::tuple(sequence_numbers_[static_cast<std::size_t>(of.record) - 1], of.group, of.lost);
   };
@@ -189,6 +187,27 @@ void Session_records::count_animals(const Job& job) {
                [&](const auto& a, const auto& b) { return sequence_key(a) == sequence_key(b); });
   // All parts stand on the trace at once, histories one after the other: few must serve many.
   if (2 * (pattern_counts_.size() + sequence_counts_.size()) >= histories) counted_.clear();
+}
+
+void Session_records::count_patterns(const Job& job, const std::vector<char>& marked) {
+  const Encounter_store& encounters = job.data.encounters;
+  pattern_counts_.clear();
+  for (int i = 1; i <= encounters.size(); ++i) {
+    if (marked.empty() || marked[static_cast<std::size_t>(i) - 1] == 0) continue;
+    const Session_facts& own = facts(i);
+    for (int g = 1; g <= job.status.ngrps; ++g)
+      for (const bool lost : {false, true}) {
+        const float count = lost ? encounters.lost_on_capture(i, g) : encounters.observed(i, g);
+        if (!(count > 0.0F)) continue;  // no animal
+        const Session_animal one = animal(own, lost);
+        for (int s = own.first; s <= own.last_caught; ++s)
+          if (one.caught(s)) pattern_counts_.push_back({pattern_of(one, s), g, count});
+      }
+  }
+  const auto key = [](const Pattern_count& of) { return std::pair(of.pattern, of.group); };
+  std::sort(pattern_counts_.begin(), pattern_counts_.end(),
+            [&](const auto& a, const auto& b) { return key(a) < key(b); });
+  add_up_alike(pattern_counts_, [&](const auto& a, const auto& b) { return key(a) == key(b); });
 }
 
 }  // namespace tarn

@@ -33,9 +33,10 @@
 
 namespace tarn {
 
-/// First and last capture in a session, counted from its first occasion; 0 when there is none.
+/// First and last capture in a session, counted from its first occasion; 0 when there is none. The stratum is
+/// that of the capture, 1 when there is none.
 struct Session_captures {
-  int first = 0, last = 0;
+  int first = 0, last = 0, stratum = 1;
 };
 
 /// What an animal shows, by primary session. Session s at element s - 1.
@@ -80,7 +81,9 @@ struct Session_room {
 class Session_records {
  public:
   /// @param whole_study  what counts between sessions begins with the study, not with the first capture
-  Session_records(const Job& job, bool whole_study);
+  /// @param by_stratum  what counts between sessions is told elsewhere: patterns are numbered, nothing is
+  /// counted
+  Session_records(const Job& job, bool whole_study, bool by_stratum = false);
 
   /// The facts of record i when `histry` is that record's own cells, else nullptr.
   const Session_facts* find(int i, History histry) const {
@@ -116,7 +119,7 @@ class Session_records {
             own.length,
             s,
             group,
-            1,
+            captures.stratum,
             captures.first,
             captures.last,
             animal.lost && s == animal.facts->last_caught};
@@ -147,6 +150,8 @@ class Session_records {
     double animals;
   };
   const std::vector<Pattern_count>& pattern_counts() const { return pattern_counts_; }
+  /// Counts the patterns within sessions of the records marked.
+  void count_patterns(const Job& job, const std::vector<char>& marked);
   const std::vector<Sequence_count>& sequence_counts() const { return sequence_counts_; }
   /// Facts and history of a record.
   const Session_facts& facts(int i) const { return facts_[static_cast<std::size_t>(i) - 1]; }
@@ -163,6 +168,7 @@ class Session_records {
   void count_animals(const Job& job);
 
   bool whole_study_, two_characters_;
+  std::string signs_;  ///< of strata
   std::vector<Primary_session> sessions_;
   Capture_counts captures_;
   const char* cells_ = nullptr;
@@ -276,6 +282,26 @@ const Session_facts& session_facts(Cell_work<Real>& work, int i, History histry)
   return room.made_up;
 }
 
+/// What a history shows within its sessions. The family's `Prepared` is a `Session_records`, its `Kept` a
+/// `Session_kept`.
+template <class Family, class Real>
+Real within_sessions(const Job& job, const Session_facts& facts, History histry, int i, int j, bool lost,
+                     const Reals<Real>& parm, Cell_work<Real>& work) {
+  const Session_records& records = prepared<Family>(work);
+  const Session_animal animal = records.animal(facts, lost);
+  const bool shared = facts.patterns != nullptr && parm.stamp() != 0;
+  Real within = 1.0;
+  for (int s = facts.first; s <= facts.last_caught; ++s) {
+    if (!animal.caught(s)) continue;
+    within = within *
+             (shared ? detail::pattern_result<Family>(job, i, records.pattern_of(animal, s), j, parm, work)
+                     : closmods(job, work, kept<Family>(work).closed, i,
+                                records.stretch(histry, animal, s, j), job.status.closedmodel, parm))
+                 .prob;
+  }
+  return within;
+}
+
 /// Probability of a history, as told above. The family has
 /// `between(job, animal, stars, j, parm, work)`: of what counts between sessions, p* of session s at s - 1;
 /// its `Prepared` is a `Session_records`, its `Kept` a `Session_kept`. A closed kind that is none is a fault
@@ -290,14 +316,10 @@ Ch_result<Real> session_history(const Job& job, const Session_facts& facts, Hist
   }
   const Session_records& records = prepared<Family>(work);
   const Session_animal animal = records.animal(facts, lost);
+  if (facts.patterns != nullptr && parm.stamp() != 0)
+    return Ch_result<Real>::from(within_sessions<Family>(job, facts, histry, i, j, lost, parm, work) *
+                                 detail::between_sessions<Family>(job, i, animal, j, parm, work));
   Real within = 1.0;
-  if (facts.patterns != nullptr && parm.stamp() != 0) {
-    for (int s = facts.first; s <= facts.last_caught; ++s)
-      if (animal.caught(s))
-        within = within *
-                 detail::pattern_result<Family>(job, i, records.pattern_of(animal, s), j, parm, work).prob;
-    return Ch_result<Real>::from(within * detail::between_sessions<Family>(job, i, animal, j, parm, work));
-  }
   const std::span<Real> stars = work.take(static_cast<std::size_t>(records.sessions()));
   for (int s = records.from(animal); s <= records.to(animal); ++s) {
     const Closed_result<Real> closed =
@@ -308,41 +330,51 @@ Ch_result<Real> session_history(const Job& job, const Session_facts& facts, Hist
   return Ch_result<Real>::from(within * Family::template between<Real>(job, animal, stars, j, parm, work));
 }
 
+/// The logarithms of the patterns counted, added to `logs`. False where some history may meet the floor of
+/// the logarithm, the range penalty or the penalty's kink, which see whole histories only.
+/// @param lowest  the least that the logarithms of one history can come to is added
+template <class Family, class Real>
+bool count_patterns(const Job& job, const Reals<Real>& parm, Cell_work<Real>& work,
+                    std::vector<Counted_log<Real>>& logs, double& lowest) {
+  const Session_records& records = prepared<Family>(work);
+  std::vector<double>& least = kept<Family>(work).least;
+  least.assign(static_cast<std::size_t>(records.sessions()) + 1, 0.0);
+  for (const Session_records::Pattern_count& shown : records.pattern_counts()) {
+    const Closed_stretch& stretch = records.pattern(shown.pattern);
+    const Closed_result<Real> closed =
+        detail::pattern_result<Family>(job, 1, shown.pattern, shown.group, parm, work);
+    if (!add_part(logs, shown.animals, closed.prob, stretch.sampled_once(),
+                  least[static_cast<std::size_t>(stretch.session)]))
+      return false;
+  }
+  for (const double log_of_part : least) lowest += log_of_part;
+  return true;
+}
+
 /// Families of primary sessions whose histories can be counted derive from this: see
 /// `Cell_routines::counted`.
 template <class Family>
 struct Counts_sessions {
   static std::vector<char> counted_records(const Session_records& records) { return records.counted(); }
 
-  /// The logarithms whose sum, count by count, is that of the histories counted. False where some history may
-  /// meet the floor of the logarithm, the range penalty or the penalty's kink, which see whole histories
-  /// only.
+  /// The logarithms whose sum, count by count, is that of the histories counted. False as of
+  /// `count_patterns`.
   template <class Real>
   static bool counted(const Job& job, const Reals<Real>& parm, Cell_work<Real>& work,
                       std::vector<Counted_log<Real>>& logs) {
     logs.clear();
     const Session_records& records = prepared<Family>(work);
-    std::vector<double>& least = kept<Family>(work).least;
-    least.assign(static_cast<std::size_t>(records.sessions()) + 1, 0.0);
-    for (const Session_records::Pattern_count& shown : records.pattern_counts()) {
-      const Closed_stretch& stretch = records.pattern(shown.pattern);
-      const Closed_result<Real> closed =
-          detail::pattern_result<Family>(job, 1, shown.pattern, shown.group, parm, work);
-      if (!add_part(logs, shown.animals, closed.prob, stretch.sampled_once(),
-                    least[static_cast<std::size_t>(stretch.session)]))
-        return false;
-    }
+    double lowest = 0.0, least = 0.0;
+    if (!count_patterns<Family>(job, parm, work, logs, lowest)) return false;
     for (const Session_records::Sequence_count& shown : records.sequence_counts()) {
       const Session_animal animal = records.animal(records.facts(shown.record), shown.lost);
       const Real between =
           detail::between_sessions<Family>(job, shown.record, animal, shown.group, parm, work);
       if (!add_part(logs, shown.animals, between,
-                    animal.last < animal.first && records.from(animal) == animal.first, least[0]))
+                    animal.last < animal.first && records.from(animal) == animal.first, least))
         return false;
     }
-    double lowest = 0.0;
-    for (const double log_of_part : least) lowest += log_of_part;
-    return clear_of_the_floor(lowest);
+    return clear_of_the_floor(lowest + least);
   }
 };
 

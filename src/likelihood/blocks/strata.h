@@ -1,11 +1,11 @@
 #pragma once
-// Animals that move between strata (Arnason 1973; Brownie et al. 1993; Schwarz et al. 1993; Lebreton et al.
-// 2009): a row of weights, one for each stratum, carried through the intervals.
+// Animals that move between strata and are known to be in one when they are caught (Arnason 1973; Brownie et
+// al. 1993; Schwarz et al. 1993; Lebreton et al. 2009): a row of weights, one for each stratum, carried
+// through the intervals between periods. A period is an occasion, or a primary session.
 //
-//   interval c  the weight of stratum a is multiplied by survival S_a, then shared out by the transitions
-//               Psi(a, .); what those to other strata leave of 1 stays
-//   occasion o  caught in b: only the weight of b is left, times p_b; not caught: each times 1 - p_b; not
-//               sampled: as it is
+//   interval c  survival, then transitions, as blocks/transitions.h tells
+//   period o    caught in b: only the weight of b is left, times the chance of a capture there; not caught:
+//               each times 1 less its own; not sampled: as it is
 //
 // Between two captures nothing counts but where and when they were made. Where histories share their real
 // parameters the chance of that is computed once for all of them, and so is that of never being met again.
@@ -17,42 +17,51 @@
 #include <string>
 #include <vector>
 
+#include "data/sessions.h"
 #include "likelihood/blocks/cohort_classes.h"
 #include "likelihood/blocks/counted_parts.h"
 #include "likelihood/blocks/rates.h"
+#include "likelihood/blocks/transitions.h"
 #include "likelihood/cell/cell.h"
-#include "likelihood/cell/history_facts.h"
 #include "model/structure/design.h"
 
 namespace tarn {
 
-/// What is left to a stratum whose other transitions leave nothing.
-inline constexpr double least_stay = 2.220446049250313e-16;
+/// What a family of strata follows.
+struct Stratum_study {
+  bool recoveries = false;   ///< second characters that are not "0"; an interval behind the last period
+  bool sessions = false;     ///< periods are primary sessions
+  bool whole_study = false;  ///< rates stand in row 1, and what is ahead of the first capture counts
+  bool starts = false;       ///< the first capture has a chance of its own
+};
 
-/// What a history of strata shows. Codes: 0 not caught, 1 to `nstrta` the stratum, above it not sampled.
-struct Stratum_facts : History_facts {
+/// What a history of strata shows, by period. Codes: 0 not caught, 1 to `nstrta` the stratum, above it not
+/// sampled.
+struct Stratum_facts {
+  int first = 0, last_caught = 0;        ///< first and last capture, 0: none
+  int last_sampled = 0;                  ///< of the study
   int recovered = 0;                     ///< interval in which it was found dead, 0: none
-  const unsigned char* codes = nullptr;  ///< of occasion o: element o - 1
-  bool sampled = true;                   ///< on all occasions from the first capture on
+  const unsigned char* codes = nullptr;  ///< of period o: element o - 1
+  /// Number of the set of occasions that were not sampled, among those that many records share: 0 for none of
+  /// them, -1 where few share it.
+  int sampling = 0;
 
   /// The recovery that counts. Nothing does behind the interval of a last capture at which the animal was
   /// lost.
-  int recovered_of(bool lost) const { return lost && recovered != lastlc ? 0 : recovered; }
+  int recovered_of(bool lost) const { return lost && recovered != last_caught ? 0 : recovered; }
 };
 
-/// So many animals were caught in stratum `from` on occasion `left`, and next met on occasion `next`, there
+/// So many animals were caught in stratum `from` in period `left`, and next met in period `next`, there
 /// caught in stratum `to`, or, with `to` 0, recovered in interval `next`, or, with `next` 0, not met again.
 struct Stratum_count {
-  int of_class = 0, left = 0, from = 0, next = 0, to = 0;
+  int of_class = 0, sampling = 0, left = 0, from = 0, next = 0, to = 0;
   double animals = 0.0;
 };
 
 /// Facts of all records, classes of cohorts, and counts.
 class Stratum_records {
  public:
-  /// @param recoveries  a second character that is not "0" is a recovery; there is an interval behind the
-  /// last occasion
-  Stratum_records(const Job& job, bool recoveries);
+  Stratum_records(const Job& job, const Stratum_study& study);
 
   const Stratum_facts* find(int i, History histry) const {
     const auto record = static_cast<std::size_t>(i) - 1;
@@ -61,58 +70,74 @@ class Stratum_records {
   }
   /// Facts of any history; `room` holds its codes.
   Stratum_facts made_up(History histry, std::vector<unsigned char>& room) const {
-    room.resize(static_cast<std::size_t>(histry.noccas()));
+    room.resize(static_cast<std::size_t>(periods()));
     return facts_of(histry, room.data());
   }
 
   int strata() const { return strata_; }
-  int noccas() const { return noccas_; }
+  int periods() const { return static_cast<int>(ends_.size()); }
   /// Intervals in which animals are followed.
-  int intervals() const { return recoveries_ ? noccas_ : noccas_ - 1; }
-  bool recoveries() const { return recoveries_; }
+  int intervals() const { return study_.recoveries ? periods() : periods() - 1; }
+  bool recoveries() const { return study_.recoveries; }
+  /// Row of the matrices for a first capture in this period.
+  int row(int first) const { return study_.whole_study ? 1 : first; }
+  bool by_session() const { return study_.sessions; }
+  /// Elements that the rows of one interval take.
+  std::size_t row_size() const { return static_cast<std::size_t>(strata_ * (strata_ + 3)); }
+  /// The last interval in which an animal released at its last capture is followed. Between sessions that is
+  /// the study's last, on occasions the one ahead of the last sampled.
+  int last_followed(const Stratum_facts& facts) const {
+    return study_.recoveries || study_.sessions ? intervals() : facts.last_sampled - 1;
+  }
+  /// Occasion behind which the interval behind a period stands.
+  int time_interval(int c) const { return ends_[static_cast<std::size_t>(c) - 1]; }
   /// Of all cohorts with animals; none where records do not share their real parameters.
   const Cohort_classes& cohorts() const { return cohorts_; }
+  /// A record with that sampling; 0 for the sampling of every occasion.
+  int example(int sampling) const { return examples_[static_cast<std::size_t>(sampling)]; }
+  std::size_t samplings() const { return examples_.size(); }
+  const Stratum_facts& facts(int i) const { return facts_[static_cast<std::size_t>(i) - 1]; }
+  History history(int i) const {
+    return {cells_ + static_cast<std::size_t>(i - 1) * stride_, static_cast<int>(stride_ / 2)};
+  }
   const std::vector<Stratum_count>& counts() const { return counts_; }
+  /// First captures: `from` in period `left`; of families in which they have a chance of their own.
+  const std::vector<Stratum_count>& first_counts() const { return first_counts_; }
   /// By record: 1 where the counts stand for it. Empty where its histories are fewer than the counts.
   const std::vector<char>& counted() const { return counted_; }
+  /// Histories that the counts stand for.
+  std::size_t counted_histories() const { return counted_histories_; }
 
  private:
   Stratum_facts facts_of(History histry, unsigned char* codes) const;
+  void find_samplings();
   bool find_numbers(const Job& job, const Pim_table& pims, int j, int first, int from,
                     std::vector<int>& found) const;
+  void find_numbers_within(const Job& job, const Pim_table& pims, int j, int from, std::vector<int>& found,
+                           Pim_report& report) const;
   void count_animals(const Job& job);
 
-  int strata_, noccas_;
-  bool recoveries_;
+  Stratum_study study_;
+  int strata_;
+  std::vector<int> ends_;  ///< last occasion of each period
   std::string signs_;
   const char* cells_ = nullptr;
   std::size_t stride_ = 0;
   std::vector<Stratum_facts> facts_;
   std::vector<unsigned char> codes_;
+  std::vector<int> examples_{0};
   Cohort_classes cohorts_;
-  std::vector<Stratum_count> counts_;
+  std::vector<Stratum_count> counts_, first_counts_;
   std::vector<char> counted_;
+  std::size_t counted_histories_ = 0;
 };
-
-/// Calls visit(parameter, a, b, extra) for every matrix of rates of the family, second and third index a and
-/// b; `extra` tells that it has a column for the interval behind the last occasion. Psi(a, a) is never read.
-template <class Visit>
-void for_each_stratum_matrix(int strata, bool recoveries, const Visit& visit) {
-  for (int a = 1; a <= strata; ++a) {
-    visit(Parameter::S, a, 1, recoveries);
-    visit(Parameter::p, a, 1, false);
-    if (recoveries) visit(Parameter::r, a, 1, true);
-    for (int b = 1; b <= strata; ++b)
-      if (b != a) visit(Parameter::Psi, a, b, false);
-  }
-}
 
 /// The rates of one interval: element a of an array is that of stratum a + 1.
 template <class Real>
 struct Interval_rows {
   std::span<Real> step;    ///< S_a Psi(a, b) at a strata + b
   std::span<Real> dies;    ///< 1 - S_a
-  std::span<Real> caught;  ///< p_b on the occasion at its end
+  std::span<Real> caught;  ///< in b in the period at its end
   std::span<Real> found;   ///< r_a, of families with recoveries
 };
 
@@ -125,83 +150,88 @@ struct Interval_reach {
   bool dies = true;   ///< it may die in it
 
   /// @param recovered  the recovery that counts, 0: none
-  static Interval_reach of(const Stratum_facts& facts, int c, int strata, int noccas, int recovered) {
+  static Interval_reach of(const Stratum_facts& facts, int c, int strata, int periods, int recovered) {
     const auto known = [&](int o) { return facts.codes[o - 1] <= strata ? int{facts.codes[o - 1]} : 0; };
-    const bool dies = recovered > 0 ? c == recovered : c >= facts.lastlc;
-    if (c == noccas || c == recovered) return {known(c), 0, false, false, dies};
+    const bool dies = recovered > 0 ? c == recovered : c >= facts.last_caught;
+    if (c == periods || c == recovered) return {known(c), 0, false, false, dies};
     return {known(c), known(c + 1), facts.codes[c] <= strata, true, dies};
   }
 };
 
+/// Where the rates of a history stand, or of all that are sampled as record i is.
+struct Stratum_place {
+  int row = 1, group = 1;
+  int i = 1;
+  History histry;
+};
+
 /// Fills the rows of interval c as far as the reach asks; the rest is 0. Gives twice the sum of what
-/// over-full rows of transitions leave, which is not positive; 0 where none is.
+/// over-full rows of transitions leave, which is not positive; 0 where none is. The family has `caught(job,
+/// place, c, b, parm, work)`: the chance of a capture in the period at the end of interval c, in stratum b.
 template <class Family, class Real>
-Real fill_interval(const Job& job, int c, int row, int j, const Interval_reach& reach,
+Real fill_interval(const Job& job, int c, const Stratum_place& place, const Interval_reach& reach,
                    const Reals<Real>& parm, Cell_work<Real>& work, const Interval_rows<Real>& rows) {
   const Stratum_records& records = prepared<Family>(work);
   const auto rate = rates_of<Family>(job, parm, work);
-  const int n = records.strata();
+  const int n = records.strata(), j = place.group;
   Real over = 0.0;
   for (int a = 1; a <= n; ++a) {
     const std::size_t at = static_cast<std::size_t>(a) - 1;
     const bool starts = reach.from == 0 || reach.from == a;
-    const Real s = starts ? rate.survival(work.matrix(Parameter::S, a, 1, j)(row, c), c) : Real(0.0);
+    const Real s =
+        starts ? rate.survival(work.matrix(Parameter::S, a, 1, j)(place.row, c), records.time_interval(c))
+               : Real(0.0);
     rows.dies[at] = 1.0 - s;
     rows.found[at] = starts && reach.dies && records.recoveries()
-                         ? parm[work.matrix(Parameter::r, a, 1, j)(row, c)]
+                         ? parm[work.matrix(Parameter::r, a, 1, j)(place.row, c)]
                          : Real(0.0);
     if (!reach.moves) continue;
     const bool ends = reach.met && (reach.to == 0 || reach.to == a);
-    rows.caught[at] = ends ? parm[work.matrix(Parameter::p, a, 1, j)(row, c)] : Real(0.0);
+    rows.caught[at] = ends ? Family::template caught<Real>(job, place, c, a, parm, work) : Real(0.0);
     Real* const step = rows.step.data() + at * static_cast<std::size_t>(n);
-    Real stays = 1.0;
-    for (int b = 1; b <= n; ++b) {
-      if (b == a) continue;
-      const auto psi = work.matrix(Parameter::Psi, a, b, j);
-      // A transition without a matrix does not happen.
-      const Real moves = psi.nrows > 0 ? parm[psi(row, c)] : Real(0.0);
-      stays = stays - moves;
-      step[b - 1] = s * moves;
-    }
-    // KEPT: a row that leaves nothing keeps a rounding unit, and sums to more than 1; it is charged in serial
-    // runs only, wherever the animal is. Looks wrong, is required.
-    if (vanishes(stays)) {
-      over += 2.0 * stays;
-      stays = least_stay;
-    }
-    step[a - 1] = s * stays;
+    over += fill_transitions(a, n, place.row, c, j, parm, work, step);
+    for (int b = 0; b < n; ++b) step[b] = s * step[b];
   }
   return over;
 }
 
-/// A class of cohorts under one set of reals.
+/// A class of cohorts with one sampling, under one set of reals.
 template <class Real>
 struct Stratum_table {
   std::uint64_t made_for = 0;  ///< stamp of the reals
   int made_from = 0;           ///< first interval
+  int made_to = 0;             ///< last interval
   std::vector<Real> rates;     ///< the rows of all intervals
   std::vector<Real> charged;   ///< of over-full rows, by interval
-  std::vector<Real> unmet;     ///< never met again after stratum a on occasion o: (o - 1) strata + a - 1
+  std::vector<Real> unmet;     ///< never met again after stratum a in period o: (o - 1) strata + a - 1
   bool in_range = false;       ///< all rates are inside 0 to 1, no row over-full
 
   /// What follows a capture, as far as it was asked for.
   struct Start {
     std::uint64_t made_for = 0;
-    int reached = 0;              ///< occasion up to which it is known
+    int reached = 0;              ///< period up to which it is known
     std::vector<Real> weights;    ///< of an animal not met up to there, by stratum
-    std::vector<Real> next;       ///< caught on occasion o in stratum b: (o - 1) strata + b - 1
+    std::vector<Real> next;       ///< caught in period o in stratum b: (o - 1) strata + b - 1
     std::vector<Real> recovered;  ///< in interval c, not met before: c - 1
   };
-  std::vector<Start> starts;  ///< by occasion and stratum
+  std::vector<Start> starts;  ///< by period and stratum
+  struct First {
+    std::uint64_t made_for = 0;
+    Real chance;
+  };
+  std::vector<First> firsts;  ///< of first captures, by period and stratum
 };
 
 /// What families of strata keep.
 template <class Real>
-struct Stratum_kept {
-  Power_memo powers;
-  Stratum_facts made_up;
+struct Stratum_tables {
+  Stratum_facts made_up_strata;
   std::vector<unsigned char> made_up_codes;
-  std::vector<Stratum_table<Real>> tables;  ///< by class
+  std::vector<Stratum_table<Real>> tables;  ///< by sampling, class
+};
+template <class Real>
+struct Stratum_kept : Stratum_tables<Real> {
+  Power_memo powers;
 };
 
 namespace detail {
@@ -215,49 +245,53 @@ Interval_rows<Real> rows_of(std::span<Real> all, int strata, int c, int first) {
           own.subspan(n * (n + 2), n)};
 }
 
-/// weights * step, into `next`.
-template <class Real>
-void carry(std::span<const Real> weights, std::span<const Real> step, std::span<Real> next) {
-  const std::size_t n = weights.size();
-  std::fill(next.begin(), next.end(), Real(0.0));
-  for (std::size_t a = 0; a < n; ++a) {
-    if (value_of(weights[a]) == 0.0) continue;
-    for (std::size_t b = 0; b < n; ++b) next[b] = next[b] + weights[a] * step[a * n + b];
-  }
-}
-
 template <class Real>
 bool inside_range(std::span<const Real> rates) {
   return std::all_of(rates.begin(), rates.end(),
                      [](const Real& rate) { return value_of(rate) >= 0.0 && value_of(rate) <= 1.0; });
 }
 
-/// Makes the table of class k.
+/// A record whose sampling is that of the table, or a history of which every occasion was sampled.
 template <class Family, class Real>
-[[gnu::noinline]] void make_stratum_table(const Job& job, std::size_t k, const Reals<Real>& parm,
-                                          Cell_work<Real>& work, Stratum_table<Real>& table) {
+Stratum_place place_of(int row, int group, int sampling, const Cell_work<Real>& work) {
+  const Stratum_records& records = prepared<Family>(work);
+  const int i = records.example(sampling);
+  return {row, group, std::max(i, 1), i > 0 ? records.history(i) : History()};
+}
+
+/// Makes the table of class k and a sampling.
+template <class Family, class Real>
+[[gnu::noinline]] void make_stratum_table(const Job& job, std::size_t k, int sampling,
+                                          const Reals<Real>& parm, Cell_work<Real>& work,
+                                          Stratum_table<Real>& table) {
   const Stratum_records& records = prepared<Family>(work);
   const Cohort_class& of = records.cohorts().classes()[k];
-  const int n = records.strata(), intervals = records.intervals(), noccas = records.noccas();
-  const std::size_t strata = static_cast<std::size_t>(n), each = strata * (strata + 3);
+  const Stratum_facts* example = sampling > 0 ? &records.facts(records.example(sampling)) : nullptr;
+  const int n = records.strata(), periods = records.periods();
+  const int last = example == nullptr ? records.intervals() : records.last_followed(*example);
+  const std::size_t strata = static_cast<std::size_t>(n), each = records.row_size();
+  const Stratum_place place = place_of<Family>(records.row(of.first), of.group, sampling, work);
   const auto keep = work.trace.keep();
   table.made_from = of.first;
-  table.rates.resize(each * static_cast<std::size_t>(std::max(intervals - of.first + 1, 0)));
-  table.charged.assign(static_cast<std::size_t>(intervals) + 1, Real(0.0));
-  table.unmet.assign(strata * static_cast<std::size_t>(noccas), Real(1.0));
-  table.starts.resize(strata * static_cast<std::size_t>(noccas));
+  table.made_to = last;
+  table.rates.resize(each * static_cast<std::size_t>(std::max(last - of.first + 1, 0)));
+  table.charged.assign(static_cast<std::size_t>(std::max(last, 0)) + 1, Real(0.0));
+  table.unmet.assign(strata * static_cast<std::size_t>(periods), Real(1.0));
+  table.starts.resize(strata * static_cast<std::size_t>(periods));
+  table.firsts.resize(strata * static_cast<std::size_t>(periods));
   table.in_range = true;
-  for (int c = intervals; c >= of.first; --c) {
+  for (int c = last; c >= of.first; --c) {
     const Interval_rows<Real> rows = rows_of<Real>(table.rates, n, c, of.first);
     Real& over = table.charged[static_cast<std::size_t>(c)];
-    over = fill_interval<Family>(job, c, of.first, of.group, {.moves = c < noccas}, parm, work, rows);
+    const bool sampled = example == nullptr || c == periods || example->codes[c] <= n;
+    over = fill_interval<Family>(job, c, place, {.met = sampled, .moves = c < periods}, parm, work, rows);
     table.in_range = table.in_range && value_of(over) == 0.0 && inside_range<Real>(rows.dies) &&
                      (!records.recoveries() || inside_range<Real>(rows.found)) &&
-                     (c == noccas || (inside_range<Real>(rows.caught) && inside_range<Real>(rows.step)));
+                     (c == periods || (inside_range<Real>(rows.caught) && inside_range<Real>(rows.step)));
     for (std::size_t a = 0; a < strata; ++a) {
       Real unseen = rows.dies[a];
       if (records.recoveries()) unseen = unseen * (1.0 - rows.found[a]);
-      if (c == noccas) {
+      if (c == periods) {
         unseen = unseen + (1.0 - rows.dies[a]);
       } else {
         for (std::size_t b = 0; b < strata; ++b)
@@ -272,16 +306,18 @@ template <class Family, class Real>
 }
 
 template <class Family, class Real>
-Stratum_table<Real>& stratum_table(const Job& job, std::size_t k, const Reals<Real>& parm,
+Stratum_table<Real>& stratum_table(const Job& job, std::size_t k, int sampling, const Reals<Real>& parm,
                                    Cell_work<Real>& work) {
-  std::vector<Stratum_table<Real>>& tables = kept<Family>(work).tables;
-  if (k >= tables.size()) tables.resize(prepared<Family>(work).cohorts().classes().size());
-  Stratum_table<Real>& table = tables[k];
-  if (table.made_for != parm.stamp()) make_stratum_table<Family>(job, k, parm, work, table);
+  const Stratum_records& records = prepared<Family>(work);
+  Stratum_tables<Real>& own = kept<Family>(work);
+  const std::size_t classes = records.cohorts().classes().size();
+  if (own.tables.empty()) own.tables.resize(classes * records.samplings());
+  Stratum_table<Real>& table = own.tables[static_cast<std::size_t>(sampling) * classes + k];
+  if (table.made_for != parm.stamp()) make_stratum_table<Family>(job, k, sampling, parm, work, table);
   return table;
 }
 
-/// The start from stratum `from` on occasion `left`, known up to occasion `to` at least, and with recoveries
+/// The start from stratum `from` in period `left`, known up to period `to` at least, and with recoveries
 /// through the interval behind it.
 template <class Real>
 const typename Stratum_table<Real>::Start& start_of(const Stratum_records& records,
@@ -304,8 +340,8 @@ const typename Stratum_table<Real>::Start& start_of(const Stratum_records& recor
     start.reached = left;
     start.weights.assign(strata, Real(0.0));
     start.weights[static_cast<std::size_t>(from) - 1] = 1.0;
-    start.next.resize(strata * static_cast<std::size_t>(records.noccas()));
-    start.recovered.resize(static_cast<std::size_t>(records.noccas()));
+    start.next.resize(strata * static_cast<std::size_t>(records.periods()));
+    start.recovered.resize(static_cast<std::size_t>(records.periods()));
     if (records.recoveries()) find(left);
   }
   for (; start.reached < to; ++start.reached) {
@@ -347,7 +383,7 @@ Real walk_strata(const Stratum_records& records, const Stratum_facts& facts, int
       const Real dies = weights[a] * own.dies[a];
       dead = dead + (records.recoveries() ? Real(dies * (1.0 - own.found[a])) : dies);
     }
-    if (c == records.noccas()) {
+    if (c == records.periods()) {
       for (std::size_t a = 0; a < strata; ++a) weights[a] = weights[a] * (1.0 - own.dies[a]);
       break;
     }
@@ -366,61 +402,138 @@ Real walk_strata(const Stratum_records& records, const Stratum_facts& facts, int
   return alive() + dead;
 }
 
+/// Chance of the first capture, of families that give it one. `from` is the stratum there.
+template <class Family>
+inline constexpr bool has_start = requires {
+  &Family::template starts<double>;
+};
+
+template <class Family, class Real>
+const Real& first_of(const Job& job, Stratum_table<Real>& table, const Stratum_place& place, int first,
+                     int from, const Reals<Real>& parm, Cell_work<Real>& work) {
+  const std::size_t strata = static_cast<std::size_t>(prepared<Family>(work).strata());
+  auto& own = table.firsts[static_cast<std::size_t>(first - 1) * strata + static_cast<std::size_t>(from) - 1];
+  if (own.made_for != table.made_for) {
+    const auto keep = work.trace.keep();
+    own.chance = Family::template starts<Real>(job, place, first, from, parm, work);
+    own.made_for = table.made_for;
+  }
+  return own.chance;
+}
+
 }  // namespace detail
 
-/// Probability of what follows the first capture of a history in group j, and in `work.penlty` the charge of
-/// over-full rows of transitions. The family's `Prepared` is a `Stratum_records`, its `Kept` a
-/// `Stratum_kept`.
+/// Probability of what a history shows between its periods from the first capture on, in group j; of families
+/// that have `starts(job, place, first, from, parm, work)` times that, the chance of the first capture. And
+/// in `work.penlty` the charge of over-full rows of transitions. The family's `Prepared` is a
+/// `Stratum_records`, its `Kept` a `Stratum_tables`.
 template <class Family, class Real>
-Real stratum_history(const Job& job, const Stratum_facts& facts, bool lost, int j, const Reals<Real>& parm,
-                     Cell_work<Real>& work) {
+Real stratum_history(const Job& job, const Stratum_facts& facts, History histry, int i, bool lost, int j,
+                     const Reals<Real>& parm, Cell_work<Real>& work) {
   const Stratum_records& records = prepared<Family>(work);
+  const int n = records.strata();
   // The last interval that is read.
-  int last = records.recoveries() ? records.noccas() : facts.lastsm - 1;
-  if (lost) last = facts.lastlc - 1;
+  int last = records.last_followed(facts);
+  if (lost) last = facts.last_caught - 1;
   const int recovered = facts.recovered_of(lost);
   if (recovered > 0) last = recovered;
   const int k = parm.stamp() != 0 ? records.cohorts().class_of(j, facts.first) : -1;
-  if (k < 0) {
-    const std::size_t strata = static_cast<std::size_t>(records.strata());
+  const int row = records.row(facts.first), start = facts.codes[facts.first - 1];
+  const Stratum_place own{row, j, i, histry};
+  Real chance = 1.0;
+  // Where every occasion is a period, rates do not hang on what was sampled.
+  if (k < 0 || (facts.sampling < 0 && records.by_session())) {
+    if constexpr (detail::has_start<Family>)
+      chance = Family::template starts<Real>(job, own, facts.first, start, parm, work);
     const std::span<Real> room =
-        work.take(strata * (strata + 3) * static_cast<std::size_t>(std::max(last - facts.first + 1, 0)));
+        work.take(records.row_size() * static_cast<std::size_t>(std::max(last - facts.first + 1, 0)));
+    const auto rows = [&](int c) { return detail::rows_of<Real>(room, n, c, facts.first); };
     Real over = 0.0;
     for (int c = facts.first; c <= last; ++c)
       over += fill_interval<Family>(
-          job, c, facts.first, j, Interval_reach::of(facts, c, records.strata(), records.noccas(), recovered),
-          parm, work, detail::rows_of<Real>(room, records.strata(), c, facts.first));
+          job, c, own, Interval_reach::of(facts, c, n, records.periods(), recovered), parm, work, rows(c));
     if (value_of(over) != 0.0) work.penlty[1] = over;
-    return detail::walk_strata<Real>(records, facts, last, recovered, work, [&](int c) {
-      return detail::rows_of<Real>(room, records.strata(), c, facts.first);
-    });
+    return chance * detail::walk_strata<Real>(records, facts, last, recovered, work, rows);
   }
-  Stratum_table<Real>& table = detail::stratum_table<Family>(job, static_cast<std::size_t>(k), parm, work);
+  const int sampling = std::max(facts.sampling, 0);
+  Stratum_table<Real>& table =
+      detail::stratum_table<Family>(job, static_cast<std::size_t>(k), sampling, parm, work);
   if (!table.in_range) {
     Real over = 0.0;
     for (int c = facts.first; c <= last; ++c) over += table.charged[static_cast<std::size_t>(c)];
     if (value_of(over) != 0.0) work.penlty[1] = over;
   }
-  if (!facts.sampled)
-    return detail::walk_strata<Real>(records, facts, last, recovered, work, [&](int c) {
-      return detail::rows_of<Real>(table.rates, records.strata(), c, table.made_from);
-    });
-  const std::size_t strata = static_cast<std::size_t>(records.strata());
-  Real prob = 1.0;
+  if (facts.sampling < 0) {
+    if constexpr (detail::has_start<Family>)
+      chance = Family::template starts<Real>(job, own, facts.first, start, parm, work);
+    return chance * detail::walk_strata<Real>(records, facts, last, recovered, work, [&](int c) {
+             return detail::rows_of<Real>(table.rates, n, c, table.made_from);
+           });
+  }
+  if constexpr (detail::has_start<Family>)
+    chance = detail::first_of<Family>(job, table, own, facts.first, start, parm, work);
+  const std::size_t strata = static_cast<std::size_t>(n);
   int left = facts.first;
-  for (int o = facts.first + 1; o <= facts.lastlc; ++o) {
+  for (int o = facts.first + 1; o <= facts.last_caught; ++o) {
     const int code = facts.codes[o - 1];
-    if (code == 0) continue;
-    prob = prob * detail::start_of(records, table, left, facts.codes[left - 1], o, work)
-                      .next[static_cast<std::size_t>(o - 1) * strata + static_cast<std::size_t>(code) - 1];
+    if (code == 0 || code > n) continue;
+    chance =
+        chance * detail::start_of(records, table, left, facts.codes[left - 1], o, work)
+                     .next[static_cast<std::size_t>(o - 1) * strata + static_cast<std::size_t>(code) - 1];
     left = o;
   }
   const int from = facts.codes[left - 1];
   if (recovered > 0)
-    return prob * detail::start_of(records, table, left, from, recovered, work)
-                      .recovered[static_cast<std::size_t>(recovered) - 1];
-  if (lost) return prob;
-  return prob * table.unmet[static_cast<std::size_t>(left - 1) * strata + static_cast<std::size_t>(from) - 1];
+    return chance * detail::start_of(records, table, left, from, recovered, work)
+                        .recovered[static_cast<std::size_t>(recovered) - 1];
+  if (lost) return chance;
+  return chance *
+         table.unmet[static_cast<std::size_t>(left - 1) * strata + static_cast<std::size_t>(from) - 1];
+}
+
+/// The logarithms of what histories of strata have in common between periods, added to `logs`. False where
+/// some history may meet the floor of the logarithm, the range penalty or the penalty's kink.
+/// @param lowest  the least that the logarithms of one history can come to is added
+template <class Family, class Real>
+bool count_strata(const Job& job, const Reals<Real>& parm, Cell_work<Real>& work,
+                  std::vector<Counted_log<Real>>& logs, double& lowest) {
+  const Stratum_records& records = prepared<Family>(work);
+  const std::size_t strata = static_cast<std::size_t>(records.strata());
+  double least = 0.0;
+  const auto table_of = [&](const Stratum_count& shown) -> Stratum_table<Real>& {
+    return detail::stratum_table<Family>(job, static_cast<std::size_t>(shown.of_class), shown.sampling, parm,
+                                         work);
+  };
+  for (const Stratum_count& shown : records.counts()) {
+    Stratum_table<Real>& table = table_of(shown);
+    if (!table.in_range) return false;
+    const std::size_t from = static_cast<std::size_t>(shown.from) - 1;
+    if (shown.next == 0) {
+      const Real& unmet = table.unmet[static_cast<std::size_t>(shown.left - 1) * strata + from];
+      if (!add_part(logs, shown.animals, unmet, shown.left > table.made_to, least)) return false;
+      continue;
+    }
+    const auto& start = detail::start_of(records, table, shown.left, shown.from, shown.next, work);
+    const Real& met = shown.to > 0 ? start.next[static_cast<std::size_t>(shown.next - 1) * strata +
+                                                static_cast<std::size_t>(shown.to) - 1]
+                                   : start.recovered[static_cast<std::size_t>(shown.next) - 1];
+    if (!add_part(logs, shown.animals, met, false, least)) return false;
+  }
+  // So many parts a history has at the most.
+  lowest += least * records.periods();
+  if constexpr (detail::has_start<Family>) {
+    least = 0.0;
+    for (const Stratum_count& shown : records.first_counts()) {
+      const Cohort_class& of = records.cohorts().classes()[static_cast<std::size_t>(shown.of_class)];
+      const Stratum_place place =
+          detail::place_of<Family>(records.row(of.first), of.group, shown.sampling, work);
+      const Real& chance =
+          detail::first_of<Family>(job, table_of(shown), place, shown.left, shown.from, parm, work);
+      if (!add_part(logs, shown.animals, chance, false, least)) return false;
+    }
+    lowest += least;
+  }
+  return true;
 }
 
 /// Families of strata whose histories can be counted derive from this: see `Cell_routines::counted`.
@@ -432,27 +545,8 @@ struct Counts_strata {
   static bool counted(const Job& job, const Reals<Real>& parm, Cell_work<Real>& work,
                       std::vector<Counted_log<Real>>& logs) {
     logs.clear();
-    const Stratum_records& records = prepared<Family>(work);
-    const std::size_t strata = static_cast<std::size_t>(records.strata());
-    double least = 0.0;
-    for (const Stratum_count& shown : records.counts()) {
-      Stratum_table<Real>& table =
-          detail::stratum_table<Family>(job, static_cast<std::size_t>(shown.of_class), parm, work);
-      if (!table.in_range) return false;
-      const std::size_t from = static_cast<std::size_t>(shown.from) - 1;
-      if (shown.next == 0) {
-        const Real& unmet = table.unmet[static_cast<std::size_t>(shown.left - 1) * strata + from];
-        if (!add_part(logs, shown.animals, unmet, shown.left > records.intervals(), least)) return false;
-        continue;
-      }
-      const auto& start = detail::start_of(records, table, shown.left, shown.from, shown.next, work);
-      const Real& met = shown.to > 0 ? start.next[static_cast<std::size_t>(shown.next - 1) * strata +
-                                                  static_cast<std::size_t>(shown.to) - 1]
-                                     : start.recovered[static_cast<std::size_t>(shown.next) - 1];
-      if (!add_part(logs, shown.animals, met, false, least)) return false;
-    }
-    // So many parts a history has at the most.
-    return clear_of_the_floor(least * records.noccas());
+    double lowest = 0.0;
+    return count_strata<Family>(job, parm, work, logs, lowest) && clear_of_the_floor(lowest);
   }
 };
 
@@ -461,9 +555,9 @@ template <class Family, class Real>
 const Stratum_facts& stratum_facts(Cell_work<Real>& work, int i, History histry) {
   const Stratum_records& records = prepared<Family>(work);
   if (const Stratum_facts* own = records.find(i, histry)) return *own;
-  Stratum_kept<Real>& room = kept<Family>(work);
-  room.made_up = records.made_up(histry, room.made_up_codes);
-  return room.made_up;
+  Stratum_tables<Real>& room = kept<Family>(work);
+  room.made_up_strata = records.made_up(histry, room.made_up_codes);
+  return room.made_up_strata;
 }
 
 }  // namespace tarn

@@ -1,0 +1,68 @@
+#pragma once
+// What an interval does to animals that live in strata (Arnason 1973; Brownie et al. 1993; Lebreton et al.
+// 2009): those of stratum a survive with S_a and are then shared out by the transitions Psi(a, .); what those
+// to other strata leave of 1 stays.
+
+#include <algorithm>
+#include <cstddef>
+#include <span>
+
+#include "likelihood/blocks/rates.h"
+#include "likelihood/cell/cell.h"
+
+namespace tarn {
+
+/// What is left of a row of chances whose others leave nothing.
+inline constexpr double least_rest = 2.220446049250313e-16;
+
+/// The last chance of a row, given what the others leave of 1. Gives twice that, which is not positive, where
+/// it is nothing, and else 0.
+template <class Real>
+Real rest_of_row(Real& rest) {
+  // KEPT: a row that leaves nothing keeps a rounding unit, and sums to more than 1; it is charged in serial
+  // runs only, wherever the animal is. Looks wrong, is required.
+  if (!vanishes(rest)) return 0.0;
+  const Real over = 2.0 * rest;
+  rest = least_rest;
+  return over;
+}
+
+/// The transitions from stratum a, in `row` and `column` of the matrices of Psi of group j, into
+/// psi[0 .. strata - 1]. Gives the charge of a row that is over-full.
+template <class Real>
+Real fill_transitions(int a, int strata, int row, int column, int j, const Reals<Real>& parm,
+                      Cell_work<Real>& work, Real* psi) {
+  Real stays = 1.0;
+  for (int b = 1; b <= strata; ++b) {
+    if (b == a) continue;
+    const auto matrix = work.matrix(Parameter::Psi, a, b, j);
+    // A transition without a matrix does not happen.
+    const Real moves = matrix.nrows > 0 ? parm[matrix(row, column)] : Real(0.0);
+    stays = stays - moves;
+    psi[b - 1] = moves;
+  }
+  const Real over = rest_of_row(stays);
+  psi[a - 1] = stays;
+  return over;
+}
+
+/// Calls visit(a, b) for every matrix of Psi that is read.
+template <class Visit>
+void for_each_transition(int strata, const Visit& visit) {
+  for (int a = 1; a <= strata; ++a)
+    for (int b = 1; b <= strata; ++b)
+      if (b != a) visit(a, b);
+}
+
+/// weights * matrix, into `next`; element (a, b) of the matrix at a * weights.size() + b.
+template <class Real>
+void carry(std::span<const Real> weights, std::span<const Real> matrix, std::span<Real> next) {
+  const std::size_t n = weights.size();
+  std::fill(next.begin(), next.end(), Real(0.0));
+  for (std::size_t a = 0; a < n; ++a) {
+    if (value_of(weights[a]) == 0.0) continue;
+    for (std::size_t b = 0; b < n; ++b) next[b] = next[b] + weights[a] * matrix[a * n + b];
+  }
+}
+
+}  // namespace tarn
