@@ -130,11 +130,14 @@ class Session_study {
     for (const auto& [key, number] : numbers_)
       if (std::get<0>(key) == name) reals[static_cast<std::size_t>(number) - 1] = value;
   }
-  /// A parameter of which some cells have the same place in both studies takes the other one's values there.
-  void copy(const Session_study& from) {
-    for (const auto& [key, number] : numbers_)
+  /// Cells that have the same place in both studies take the other one's values, group 1 those of group g.
+  void copy(const Session_study& from, int g = 1) {
+    for (const auto& [own, number] : numbers_) {
+      Cell_place key = own;
+      if (std::get<5>(key) == 1) std::get<5>(key) = g;
       if (const auto other = from.numbers_.find(key); other != from.numbers_.end())
         reals[static_cast<std::size_t>(number) - 1] = from.reals[static_cast<std::size_t>(other->second) - 1];
+    }
   }
   double interval(int s) { return static_cast<double>(model.job().data.timint(before(s) + length(s))); }
 

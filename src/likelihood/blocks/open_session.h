@@ -90,6 +90,39 @@ Real arrivals(std::span<Real> arrive, std::span<Real> absent) {
   return cut;
 }
 
+/// Shares of the animals of a place that arrive ahead of occasion j, at j - 1, and that have not yet done so;
+/// given is the charge of `arrivals`.
+template <class Real>
+Real arrivals_of(const Job& job, const Open_place& place, const Reals<Real>& parm, Cell_work<Real>& work,
+                 std::span<Real> arrive, std::span<Real> absent) {
+  const int n = place.length;
+  if (n > 1) {
+    const auto pent = work.matrix(Parameter::pent, place.stratum, place.session, place.group);
+    const bool first_is_left = job.model.pentfirst != 0;
+    const int rest = first_is_left ? 1 : n, shift = first_is_left && pent.ncols < n ? 1 : 0;
+    Real left = 1.0;
+    for (int j = 1; j <= n; ++j) {
+      if (j == rest) continue;
+      Real& share = arrive[static_cast<std::size_t>(j) - 1];
+      share = parm[pent(1, j - shift)];
+      left = left - share;
+    }
+    arrive[static_cast<std::size_t>(rest) - 1] = left;
+  } else {
+    arrive[0] = 1.0;
+  }
+  return arrivals<Real>(arrive, absent);
+}
+
+/// That charge alone; none where `pent` was not given.
+template <class Real>
+Real charge_of_arrivals(const Job& job, const Open_place& place, const Reals<Real>& parm,
+                        Cell_work<Real>& work) {
+  if (work.matrix(Parameter::pent, place.stratum, place.session, place.group).nrows == 0) return 0.0;
+  const std::size_t n = static_cast<std::size_t>(place.length);
+  return arrivals_of<Real>(job, place, parm, work, work.take(n), work.take(n));
+}
+
 /// The rates of a place, and the walk through it. Made by `open_session`.
 template <class Real, class Matrix>
 class Open_session {
@@ -109,13 +142,13 @@ class Open_session {
     absent_ = work.take(n);
     fresh_ = work.take(classes);
     known_ = work.take(classes);
-    if (n_ == 1 || traits.closed) {
+    if (traits.closed) {
       std::fill(arrive_.begin(), arrive_.end(), Real(0.0));
+      std::fill(absent_.begin(), absent_.end(), Real(0.0));
       arrive_[0] = 1.0;
     } else {
-      take_pent(job, place, work);
+      arrivals_of<Real>(job, place, parm, work, arrive_, absent_);
     }
-    cut_ = arrivals<Real>(arrive_, absent_);
     if (!traits.participation) return;
     const Real& alpha = parm[matrix_of(work, Parameter::alpha, place)(1, 1)];
     for (std::span<Real> shares : {arrive_, absent_})
@@ -147,9 +180,6 @@ class Open_session {
             value_of(unseen) > 0.0 ? unseen : Real(0.0)};
   }
 
-  /// What the arrivals are charged, 0 or negative.
-  const Real& cut() const { return cut_; }
-
  private:
   using Plain = std::decay_t<decltype(plain(std::declval<const Real&>()))>;
 
@@ -170,19 +200,6 @@ class Open_session {
     return std::min(most, n_);
   }
   int class_of(int j) const { return std::min(j, classes_); }
-
-  void take_pent(const Job& job, const Open_place& place, Cell_work<Real>& work) {
-    const auto pent = matrix_of(work, Parameter::pent, place);
-    const bool first_is_left = job.model.pentfirst != 0;
-    const int rest = first_is_left ? 1 : n_, shift = first_is_left && pent.ncols < n_ ? 1 : 0;
-    Real left = 1.0;
-    for (int j = 1; j <= n_; ++j) {
-      if (j == rest) continue;
-      arrive_[static_cast<std::size_t>(j) - 1] = (*parm_)[pent(1, j - shift)];
-      left = left - arrive_[static_cast<std::size_t>(j) - 1];
-    }
-    arrive_[static_cast<std::size_t>(rest) - 1] = left;
-  }
 
   template <class Shown>
   int last_sampled(const Shown& shown) const {
@@ -285,7 +302,6 @@ class Open_session {
   Matrix p_, c_, phi_, delta_;
   std::span<Real> arrive_, absent_;  ///< by occasion
   Real idle_ = 0.0;                  ///< takes no part
-  Real cut_ = 0.0;
   // Of the walk in hand.
   std::span<Real> fresh_, known_;  ///< present, not caught yet and caught before, by class of arrival
   Real not_arrived_ = 0.0, gone_ = 0.0, gone_met_ = 0.0;

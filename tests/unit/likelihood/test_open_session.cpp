@@ -64,7 +64,9 @@ class Session_of {
     });
   }
   double cut(int a, int s) {
-    return at(a, s, [](auto& session) { return session.cut(); });
+    work_.begin();
+    return charge_of_arrivals<double>(study_.model.job(), {a, s, 1, study_.length(s)},
+                                      Reals<double>(study_.reals.data()), work_);
   }
 
  private:
