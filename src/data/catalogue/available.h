@@ -36,10 +36,10 @@ constexpr bool is_available(Saturated form) {
     case Saturated::session:
     case Saturated::session_full:
     case Saturated::group_full:
-      return true;
-    case Saturated::group_stratum:
     case Saturated::session_stratum:
     case Saturated::session_stratum_full:
+      return true;
+    case Saturated::group_stratum:
       return false;
   }
   return false;
@@ -56,8 +56,8 @@ constexpr bool is_available(Derived_sections sections) {
     case Derived_sections::population_and_growth:
     case Derived_sections::growth:
     case Derived_sections::popan:
-      return true;
     case Derived_sections::strata_population:
+      return true;
     case Derived_sections::occupancy:
     case Derived_sections::occupancy_detection:
     case Derived_sections::occupancy_gamma:
