@@ -14,6 +14,7 @@
 
 #include "likelihood/blocks/open_session.h"
 #include "likelihood/blocks/session_strata.h"
+#include "likelihood/chprob.h"
 
 namespace tarn {
 namespace {
@@ -55,14 +56,16 @@ using Open_strata = Session_strata<Open_layer, start>;
 template <class Real>
 void chprob032(const Job& job, Ch_result<Real>& result, History histry, int i, int j, int lost,
                const Reals<Real>& parm, Cell_work<Real>& work) {
-  result = strata_and_sessions<Open_strata<First_stratum::given>>(job, histry, i, j, lost != 0, parm, work);
+  result = strata_and_sessions<Open_strata<First_stratum::given>>(job, histry, i, j, lost != 0, parm, work,
+                                                                  no_result_text);
 }
 
 /// The stratum of the first capture has its chance, too: Omega of that session, weighted by p*.
 template <class Real>
 void chprob119(const Job& job, Ch_result<Real>& result, History histry, int i, int j, int lost,
                const Reals<Real>& parm, Cell_work<Real>& work) {
-  result = strata_and_sessions<Open_strata<First_stratum::omega>>(job, histry, i, j, lost != 0, parm, work);
+  result = strata_and_sessions<Open_strata<First_stratum::omega>>(job, histry, i, j, lost != 0, parm, work,
+                                                                  no_result_text);
 }
 
 /// The session of the first capture has its chance, given the stratum there: strata grow by the factor S /
@@ -70,8 +73,8 @@ void chprob119(const Job& job, Ch_result<Real>& result, History histry, int i, i
 template <class Real>
 void open_pradel_strata(const Job& job, Ch_result<Real>& result, History histry, int i, int j, int lost,
                         const Reals<Real>& parm, Cell_work<Real>& work) {
-  result =
-      strata_and_sessions<Open_strata<First_stratum::seniority>>(job, histry, i, j, lost != 0, parm, work);
+  result = strata_and_sessions<Open_strata<First_stratum::seniority>>(job, histry, i, j, lost != 0, parm,
+                                                                      work, no_result_text);
 }
 
 TARN_CELL_ROUTINE(chprob032, Open_strata<First_stratum::given>)

@@ -13,6 +13,7 @@
 // s in the matrices (b, s).
 
 #include "likelihood/blocks/session_strata.h"
+#include "likelihood/chprob.h"
 
 namespace tarn {
 namespace {
@@ -34,7 +35,7 @@ template <class Family, class Real>
 Ch_result<Real> closed_sessions(const Job& job, History histry, int i, int j, bool lost,
                                 const Reals<Real>& parm, Cell_work<Real>& work) {
   if (is_closed_kind(job.status.closedmodel))
-    return strata_and_sessions<Family>(job, histry, i, j, lost, parm, work);
+    return strata_and_sessions<Family>(job, histry, i, j, lost, parm, work, no_result_text);
   work.fail(i, invalid_closedmodel_text);
   return Ch_result<Real>::floor();
 }

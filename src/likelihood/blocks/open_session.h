@@ -22,6 +22,7 @@
 #include <span>
 #include <type_traits>
 
+#include "data/catalogue/datatype.h"
 #include "likelihood/blocks/closed_session.h"
 #include "likelihood/cell/cell.h"
 
@@ -35,6 +36,16 @@ struct Open_traits {
   bool recognition = false;    ///< Delta
   bool by_arrival = false;     ///< rates of the present by their occasion of arrival
 };
+
+/// Of a data type, from its parameters.
+inline Open_traits open_traits(const Datatype& type) {
+  const auto has = [&type](std::string_view name) { return names_hold(type.own, name); };
+  return {.closed = !has("pent"),
+          .participation = has("alpha"),
+          .recapture = has("c"),
+          .recognition = has("Delta"),
+          .by_arrival = type.cell == Cell::chprob184};
+}
 
 /// A stratum or state in a session of so many occasions.
 struct Open_place {

@@ -9,10 +9,15 @@
 //          times the chance of the sequence of sessions and strata, a session being an occasion on which an
 //          animal is caught with p*
 
+#include <algorithm>
+#include <cstddef>
+#include <span>
+#include <string_view>
+#include <vector>
+
 #include "likelihood/blocks/sessions.h"
 #include "likelihood/blocks/state_shares.h"
 #include "likelihood/blocks/strata.h"
-#include "likelihood/chprob.h"
 
 namespace tarn {
 
@@ -189,13 +194,14 @@ struct Session_strata {
   }
 };
 
-/// The result of a history of such a family.
+/// The result of a history of such a family; one without a capture is a fault of history i with this text.
 template <class Family, class Real>
 Ch_result<Real> strata_and_sessions(const Job& job, History histry, int i, int j, bool lost,
-                                    const Reals<Real>& parm, Cell_work<Real>& work) {
+                                    const Reals<Real>& parm, Cell_work<Real>& work,
+                                    std::string_view text_of_none) {
   const Session_facts& within = session_facts<Family>(work, i, histry);
   if (within.first == 0) {
-    work.fail(i, no_result_text);
+    work.fail(i, text_of_none);
     return Ch_result<Real>::floor();
   }
   const Stratum_facts& between = stratum_facts<Family>(work, i, histry);

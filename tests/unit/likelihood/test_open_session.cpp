@@ -17,30 +17,14 @@
 namespace tarn {
 namespace {
 
-/// What the families make of the session: those of 121, 32, 126, 142 and 184.
-Open_traits traits_of(int type) {
-  switch (type) {
-    case 121:
-      return {.closed = true, .recognition = true};
-    case 126:
-      return {.recognition = true};
-    case 142:
-      return {.participation = true, .recapture = true, .recognition = true};
-    case 184:
-      return {.participation = true, .recapture = true, .recognition = true, .by_arrival = true};
-    default:
-      return {};
-  }
-}
-
 /// A session of a study's job in a work area of its own.
 class Session_of {
   template <class Use>
   auto at(int a, int s, const Use& use) {
     work_.begin();
     const Reals<double> parm(study_.reals.data());
-    auto session =
-        open_session(study_.model.job(), traits_of(study_.type()), {a, s, 1, study_.length(s)}, parm, work_);
+    auto session = open_session(study_.model.job(), open_traits(datatype(study_.type())),
+                                {a, s, 1, study_.length(s)}, parm, work_);
     return use(session);
   }
 
