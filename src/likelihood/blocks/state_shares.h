@@ -1,6 +1,11 @@
 #pragma once
 // The state of an animal that is met for the first time.
 
+#include <algorithm>
+#include <cstddef>
+#include <span>
+
+#include "likelihood/blocks/transitions.h"
 #include "likelihood/cell/cell.h"
 
 namespace tarn {
@@ -18,6 +23,31 @@ Real state_share(Parameter parameter, int state, int states, int column, int gro
   Real rest = 1.0;
   for (int a = 1; a < states; ++a) rest = rest - share(a);
   return rest;
+}
+
+/// Whether the deck tells the shares of the states among animals that are met first; of one state they are
+/// told by themselves.
+template <class Real>
+bool release_shares_given(int states, int group, Cell_work<Real>& work) {
+  for (int a = 1; a < states; ++a)
+    if (work.matrix(Parameter::pi, a, 1, group).nrows > 0) return true;
+  return states == 1;
+}
+
+/// These shares for a first capture on occasion `first`, in row 1 and that column or the last of `pi` (a, 1),
+/// into shares[a - 1]; the last takes what the others leave. Gives the charge of shares that leave nothing.
+template <class Real>
+Real release_shares(int first, int group, const Reals<Real>& parm, Cell_work<Real>& work,
+                    std::span<Real> shares) {
+  Real rest = 1.0;
+  for (std::size_t a = 1; a < shares.size(); ++a) {
+    const auto matrix = work.matrix(Parameter::pi, static_cast<int>(a), 1, group);
+    shares[a - 1] = parm[matrix(1, std::min(first, std::max(matrix.ncols, 1)))];
+    rest = rest - shares[a - 1];
+  }
+  const Real over = rest_of_row(rest);
+  shares.back() = rest;
+  return over;
 }
 
 /// Chance that an animal caught for the first time in session s is of stratum `from`: the share Omega of the

@@ -52,6 +52,7 @@ class Checked_pim {
   Row row(int r) const& { return {*this, r}; }
   Row row(int r) const&& = delete;  // a row refers to its matrix
   int operator()(int r, int c) const { return look_up(r, c); }
+  int first_column(int r) const { return matrix_.first_column(r); }
   int nrows = 0, ncols = 0;  ///< 0 when the matrix is outside the bounds of `pim2` or was not given
 
  private:

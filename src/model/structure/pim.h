@@ -26,6 +26,8 @@ struct Pim_view {
   /// The row that a look-up of row r reads: a SQUARE matrix with fewer rows is read at its last one. A row of
   /// a triangle starts in its own column, so a triangle is never clamped.
   int row_read(int r) const { return square ? std::min(r, nrows) : r; }
+  /// The first column of row r.
+  int first_column(int r) const { return square ? 1 : r; }
   /// row(r)[c] is the number of the real parameter in row r, column c.
   const int* row(int r) const { return before + static_cast<std::ptrdiff_t>(row_read(r) - 1) * ncols; }
   int operator()(int r, int c) const { return row(r)[c]; }
