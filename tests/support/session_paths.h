@@ -42,7 +42,8 @@ inline Session_rates session_rates(Session_study& study, int a, int s, int g = 1
   if (study.has("alpha")) rates.alpha = study.rate("alpha", a, s, 1, 1, g);
   for (int j = 1; j <= n; ++j) {
     rates.delta.push_back(study.has("Delta") ? study.rate("Delta", a, s, 1, j, g) : 1.0);
-    rates.right.push_back(study.has_matrix("Delta", states + a, s, g)
+    rates.right.push_back(states == 1 ? 1.0
+                          : study.has_matrix("Delta", states + a, s, g)
                               ? study.rate("Delta", states + a, s, 1, j, g)
                               : 1.0 / states);
   }
