@@ -167,8 +167,17 @@ void check_known_fate(Job& job, int n, History cells, std::string_view typed) {
   }
 }
 
+/// True for the lower-case code of a state where events have their own signs: the sign of a recovery.
+bool lower_case_code(const Job& job, const Datatype& row, char c) {
+  return row.strata_tail == Strata_tail::barker_events && second_sign(job, row, c) == Sign::lower;
+}
+
 void check_signs(Job& job, int n, const Datatype& row, History cells, std::string_view typed) {
   const bool barker = row.check == Cell_check::barker_strata;
+  const int first = first1(cells);
+  if (first > 0 && stratum_position(job, row, cells.live(first)) == 0 &&
+      lower_case_code(job, row, cells.live(first)))
+    record_fault(job, n, not_a_release, typed);
   for (int o = 1; o <= cells.noccas(); ++o) {
     const char live = cells.live(o), dead = cells.dead(o);
     const int position = stratum_position(job, row, live);
@@ -277,6 +286,18 @@ int stratum_limit(const Job& job, const Datatype& row) {
       return 2 * status.nstrta + status.neventsp;
   }
   return status.nstrta;
+}
+
+Second_signs second_signs(const Job& job, const Datatype& row) {
+  Second_signs found;
+  const std::string_view strata = job.data.strata;
+  for (std::size_t k = 0; k < strata.size(); ++k) {
+    if (strata[k] == ' ' || strata.find(strata[k]) < k) continue;
+    const Sign sign = second_sign(job, row, strata[k]);
+    if (sign == Sign::state || sign == Sign::resighting) ++found.resightings;
+    if (sign == Sign::lower || sign == Sign::recovery) ++found.recoveries;
+  }
+  return found;
 }
 
 bool is_recovery(const Job& job, const Datatype& row, char code) {

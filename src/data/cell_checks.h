@@ -48,6 +48,12 @@ int stratum_position(const Job& job, const Datatype& row, char code);
 /// Highest position with which a history may start.
 int stratum_limit(const Job& job, const Datatype& row);
 
+/// Signs that the second characters of a multi-state Barker family may be beside "0".
+struct Second_signs {
+  int resightings = 0, recoveries = 0;
+};
+Second_signs second_signs(const Job& job, const Datatype& row);
+
 /// True when the second character of a cell tells of a dead animal.
 bool is_recovery(const Job& job, const Datatype& row, char code);
 

@@ -1,6 +1,7 @@
 #include "data/strata.h"
 
 #include <algorithm>
+#include <vector>
 
 #include "job/services/array.h"
 #include "job/services/fault.h"
@@ -13,15 +14,48 @@ namespace {
 /// First word behind the keyword and an "=".
 int first_value(Job& job) { return job.status.lstwrd > 1 && word(job, 2) == "=" ? 3 : 2; }
 
+std::string lower_case(std::string text) {
+  cvtlcas(text);
+  return text;
+}
+
+/// The lists of signs in which every one must differ from the others. A sign may serve several lists of
+/// events.
+std::vector<std::string> lists_of_signs(const Status_module& status, const Datatype& row,
+                                        const std::string& codes) {
+  if (row.strata_tail == Strata_tail::uncertain_lower) return {codes + "U"};
+  if (row.strata_tail != Strata_tail::barker_events) return {codes};
+  const std::string states = codes.substr(0, static_cast<std::size_t>(std::max(status.nstrta, 0)));
+  std::vector<std::string> lists;
+  std::size_t from = states.size();
+  for (const int events : {status.neventsp, status.neventslr, status.neventsbr}) {
+    lists.push_back(states + codes.substr(std::min(from, codes.size()), static_cast<std::size_t>(events)));
+    from += static_cast<std::size_t>(events);
+  }
+  return lists;
+}
+
+void check_codes(Job& job, const Datatype& row, const std::string& codes) {
+  if (const std::size_t taken = codes.find_first_of("0."); taken != std::string::npos)
+    error(job, "The stratum code \"" + codes.substr(taken, 1) + "\" tells of no capture or of no sampling.");
+  for (const std::string& list : lists_of_signs(job.status, row, codes))
+    for (std::size_t k = 1; k < list.size(); ++k)
+      if (list.find(list[k]) < k)
+        error(job,
+              "The stratum code \"" + list.substr(k, 1) + "\" stands for more than one stratum or event.");
+  if (row.check != Cell_check::barker_strata) return;
+  for (const char code : codes.substr(0, static_cast<std::size_t>(std::max(job.status.nstrta, 0))))
+    if (lower_case({code}) == std::string{code})
+      warn(job,
+           "The stratum code \"" + std::string{code} +
+               "\" has no lower-case letter of its own: a recovery in that stratum reads as a resighting.");
+}
+
 }  // namespace
 
 std::string strata_of(const Datatype& row, std::string_view codes, int nstrta) {
   std::string signs(codes);
   const std::string states(codes.substr(0, static_cast<std::size_t>(std::max(nstrta, 0))));
-  const auto lower = [](std::string text) {
-    cvtlcas(text);
-    return text;
-  };
   switch (row.strata_tail) {
     case Strata_tail::zero_dot:
       return signs + "0.";
@@ -30,12 +64,12 @@ std::string strata_of(const Datatype& row, std::string_view codes, int nstrta) {
     case Strata_tail::zero_first:
       return "0" + signs + ".";
     case Strata_tail::lower:
-      return signs + lower(signs) + "0.";
+      return signs + lower_case(signs) + "0.";
     case Strata_tail::uncertain_lower:
       signs += 'U';
-      return signs + lower(signs) + "0.";
+      return signs + lower_case(signs) + "0.";
     case Strata_tail::barker_events:
-      return states + lower(states) + signs.substr(states.size()) + "0.";
+      return states + lower_case(states) + signs.substr(states.size()) + "0.";
     case Strata_tail::dead:
       return signs.find('1') == std::string::npos ? signs + "0.1" : signs + "0.";
   }
@@ -52,6 +86,7 @@ void read_strata(Job& job) {
   const std::size_t room = strata.size();
   std::string signs = strata_of(datatype(status.dattyp), codes, status.nstrta);
   if (signs.size() > room) error(job, "Number of strata codes and signs exceeds 96.");
+  check_codes(job, datatype(status.dattyp), codes);
   signs.resize(room, ' ');
   strata = signs;
 }

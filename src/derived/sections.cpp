@@ -7,12 +7,14 @@
 #include "derived/popan.h"
 #include "derived/population.h"
 #include "derived/rates.h"
+#include "derived/state_abundance.h"
 
 namespace tarn {
 namespace {
 
 constexpr std::array<std::string_view, 1> by_group{"group"};
 constexpr std::array<std::string_view, 3> by_stratum_and_session{"group", "stratum", "session"};
+constexpr std::array<std::string_view, 3> by_state_and_occasion{"group", "stratum", "occasion"};
 constexpr std::array<std::string_view, 2> by_session{"group", "session"}, by_occasion{"group", "occasion"};
 
 List<List<int>> groups(const Job& job) {
@@ -39,6 +41,13 @@ List<List<int>> strata_and_sessions(const Job& job) {
   return rows;
 }
 List<List<int>> occasions(const Job& job) { return groups_and(job, job.status.noccas); }
+List<List<int>> states_and_occasions(const Job& job) {
+  List<List<int>> rows;
+  for (int g = 1; g <= job.status.ngrps; ++g)
+    for (int a = 1; a <= job.status.nstrta; ++a)
+      for (int o = 1; o <= job.status.noccas; ++o) rows.push_back({g, a, o});
+  return rows;
+}
 List<List<int>> intervals(const Job& job) { return groups_and(job, growth_intervals(job)); }
 
 constexpr Section survival_over_study{.title = "Survival Estimates of ",
@@ -147,6 +156,26 @@ constexpr Section gross_population{.title = "Population Estimates of ",
                                    .interval = Interval::log,
                                    .routine = popan_gn};
 
+constexpr Section total_abundance{.title = "Total Abundance Estimates of ",
+                                  .quantity = Derived_quantity::total_abundance,
+                                  .letter = 'E',
+                                  .label_names = by_group,
+                                  .rows = groups,
+                                  .interval = Interval::plain,
+                                  .routine = msjspstar};
+constexpr Section abundance_of(std::string_view title, Interval interval, Derived_routine routine) {
+  return {.title = title,
+          .quantity = Derived_quantity::abundance,
+          .letter = 'O',
+          .label_names = by_state_and_occasion,
+          .rows = states_and_occasions,
+          .interval = interval,
+          .routine = routine};
+}
+constexpr Section abundance = abundance_of("Abundance Estimates of ", Interval::log, msjsnstar),
+                  births_by_state =
+                      abundance_of("Gross Birth+Immigration Estimates of ", Interval::plain, msjsgress);
+
 constexpr Section density_by_group{.title = "Density Estimates of ",
                                    .quantity = Derived_quantity::density_by_group,
                                    .letter = 'J',
@@ -173,6 +202,8 @@ constexpr std::array<const Section*, 3> of_conditional_sessions_and_growth{
 constexpr std::array<const Section*, 2> of_growth{&growth_by_occasion, &log_growth_by_occasion};
 constexpr std::array<const Section*, 4> of_popan{&gross_births, &net_births, &gross_population,
                                                  &population_by_occasion};
+
+constexpr std::array<const Section*, 3> of_states{&total_abundance, &abundance, &births_by_state};
 
 }  // namespace
 
@@ -211,6 +242,8 @@ std::span<const Section* const> derived_sections(const Datatype& type) {
       return of_popan;
     case Derived_sections::density:
       return of_density;
+    case Derived_sections::state_abundance:
+      return of_states;
     case Derived_sections::none:
     case Derived_sections::occupancy:
     case Derived_sections::occupancy_detection:
@@ -225,7 +258,6 @@ std::span<const Section* const> derived_sections(const Datatype& type) {
     case Derived_sections::transition_products:
     case Derived_sections::relaxed_closure:
     case Derived_sections::multi_occupancy:
-    case Derived_sections::state_abundance:
       break;
   }
   return {};

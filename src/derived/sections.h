@@ -27,7 +27,9 @@ enum class Derived_quantity {
   gross_births,
   net_births,
   gross_population,
-  population_by_occasion
+  population_by_occasion,
+  total_abundance,
+  abundance
 };
 
 /// Numbers in front of each value's row, in the order of `label_names`, groups outermost: one list per value.

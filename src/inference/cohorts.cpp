@@ -6,8 +6,9 @@
 #include <limits>
 #include <map>
 
-#include "data/catalogue/available.h"
+#include "data/cell_checks.h"
 #include "data/sessions.h"
+#include "model/structure/pim.h"
 
 namespace tarn {
 namespace {
@@ -52,6 +53,38 @@ double histories_in_strata(const Datatype& row, int n, int first, int K) {
   return histories;
 }
 
+/// What a job says of all cohorts.
+struct Cohort_rules {
+  const Datatype& row;
+  List<Primary_session> sessions;
+  int strata, strata_of_captures;
+  int uncertain;        ///< signs of captures that leave the stratum open
+  double captures;      ///< signs that a capture may leave
+  Second_signs second;  ///< and those of an interval
+  bool states_told;     ///< the states of animals at a release have shares
+
+  explicit Cohort_rules(const Job& job)
+      : row(datatype(job.status.dattyp)),
+        sessions(row.sessions ? primary_sessions(job) : List<Primary_session>()),
+        strata(job.status.nstrta),
+        strata_of_captures(tarn::strata_of_captures(job)),
+        uncertain(uncertain_signs(job)),
+        captures(stratum_limit(job, row) -
+                 (row.stratum_limit == Stratum_limit::doubled_and_events ? strata : 0)),
+        second(row.check == Cell_check::barker_strata ? second_signs(job, row) : Second_signs()),
+        states_told(strata == 1 || has_matrix(job, "pi")) {}
+};
+
+/// Histories that can follow a capture on occasion `first` of K, whatever its sign. With resightings and
+/// recoveries a recovery ends the history, in whatever interval.
+double histories_of_signs(const Cohort_rules& rules, int first, int K) {
+  if (rules.row.live) return std::pow(rules.captures + 1.0, K - first);
+  const double alive = rules.second.resightings + 1.0, dead = rules.second.recoveries;
+  double histories = alive + dead;
+  for (int o = K - 1; o >= first; --o) histories = dead + alive * (rules.captures + 1.0) * histories;
+  return histories;
+}
+
 /// Histories that start with a capture in session f, in a given stratum or in any; captures of one session
 /// are all in one stratum, or leave it open, each by one of so many signs. Of live and dead encounters a
 /// session has one code: a recovery ends the history, nothing or a resighting leaves every pattern of the
@@ -76,11 +109,14 @@ struct Cohort_key {
   double possible;
 };
 
-Cohort_key cohort_key(const Job& job, const Datatype& row, const List<Primary_session>& sessions,
-                      History history) {
+Cohort_key cohort_key(const Cohort_rules& rules, History history) {
+  const Datatype& row = rules.row;
+  const List<Primary_session>& sessions = rules.sessions;
   const int K = history.noccas();
   switch (row.saturated) {
     case Saturated::whole_group:
+      if (row.nstarstate) return {{0, 0}, std::pow(rules.captures + 1.0, K) - 1.0};
+      return {{0, 0}, live_histories(K) - 1.0};
     case Saturated::closed_full:
     case Saturated::group_full:
       return {{0, 0}, live_histories(K) - 1.0};
@@ -103,9 +139,9 @@ Cohort_key cohort_key(const Job& job, const Datatype& row, const List<Primary_se
       const int first = first1(history);
       int f = 1;
       while (f < sessions.size() && sessions(f).last() < first) ++f;
-      return {{f, by_stratum && first > 0 ? history.live(first) : 0},
-              histories_from_session(row, sessions, f, strata_of_captures(job), uncertain_signs(job),
-                                     by_stratum)};
+      return {
+          {f, by_stratum && first > 0 ? history.live(first) : 0},
+          histories_from_session(row, sessions, f, rules.strata_of_captures, rules.uncertain, by_stratum)};
     }
     case Saturated::none:
     case Saturated::release:
@@ -116,13 +152,20 @@ Cohort_key cohort_key(const Job& job, const Datatype& row, const List<Primary_se
     case Saturated::release_stratum: {
       const int first = first1(history);
       return {{first, first > 0 ? history.live(first) : '0'},
-              histories_in_strata(row, job.status.nstrta, first, K)};
+              histories_in_strata(row, rules.strata, first, K)};
+    }
+    case Saturated::release_state: {
+      const int first = first1(history);
+      const double later = histories_of_signs(rules, first, K);
+      // With shares of the states at a release its sign is part of what is told.
+      if (rules.states_told) return {{first, 0}, rules.captures * later};
+      return {{first, first > 0 ? history.live(first) : '0'}, later};
     }
     case Saturated::group_stratum: {
       const int first = first1(history);
       double histories = 0.0;
       for (int f = 1; f <= sessions.size(); ++f)
-        histories += histories_from_session(row, sessions, f, strata_of_captures(job), 0, true);
+        histories += histories_from_session(row, sessions, f, rules.strata_of_captures, 0, true);
       return {{0, first > 0 ? history.live(first) : 0}, histories};
     }
   }
@@ -145,12 +188,11 @@ std::pair<int, int> first_brood(History history) {
 
 Cohorts::Cohorts(const Job& job) {
   const Encounter_store& encounters = job.data.encounters;
-  const Datatype& row = datatype(job.status.dattyp);
-  const List<Primary_session> sessions = row.sessions ? primary_sessions(job) : List<Primary_session>();
+  const Cohort_rules rules(job);
   std::map<std::pair<int, int>, int> numbers;
   cohort_.reserve(encounters.size());
   for (int i = 1; i <= encounters.size(); ++i) {
-    const Cohort_key own = cohort_key(job, row, sessions, encounters.history(i));
+    const Cohort_key own = cohort_key(rules, encounters.history(i));
     const auto [place, is_new] = numbers.emplace(own.key, possible_.size() + 1);
     if (is_new) possible_.push_back(own.possible);
     cohort_.push_back(place->second);

@@ -26,6 +26,7 @@ constexpr bool is_available(Saturated form) {
   switch (form) {
     case Saturated::release:
     case Saturated::release_stratum:
+    case Saturated::release_state:
     case Saturated::whole_group:
     case Saturated::none:
     case Saturated::interval:
@@ -55,6 +56,7 @@ constexpr bool is_available(Derived_sections sections) {
     case Derived_sections::population_and_growth:
     case Derived_sections::growth:
     case Derived_sections::popan:
+    case Derived_sections::state_abundance:
     case Derived_sections::strata_population:
     case Derived_sections::open_robust:
     case Derived_sections::open_robust_seasons:
@@ -72,7 +74,6 @@ constexpr bool is_available(Derived_sections sections) {
     case Derived_sections::transition_products:
     case Derived_sections::relaxed_closure:
     case Derived_sections::multi_occupancy:
-    case Derived_sections::state_abundance:
       return false;
   }
   return false;

@@ -139,6 +139,7 @@ enum class Closed_form : int {
 enum class Saturated : int {
   release,          ///< group x first capture
   release_stratum,  ///< group x first capture x stratum there
+  release_state,    ///< group x first capture, and x sign there where no matrix tells states at a release
   last_capture,     ///< group x last live capture
   whole_group,      ///< group
   group_stratum,    ///< group x stratum of the first capture

@@ -87,11 +87,16 @@ bool Stratum_records::find_numbers(const Job& job, const Pim_table& pims, int j,
       found.push_back(0);  // does not happen
       return;
     }
+    if (study_.whole_study && parameter == Parameter::p) {
+      // There may be no column for the first occasion.
+      for (int c = 1; c <= std::max(rates.ncols, 1); ++c) found.push_back(rates(1, c));
+      return;
+    }
     for (int c = from; c <= last; ++c) found.push_back(rates(row(first), c));
   };
   for (int a = 1; a <= strata_; ++a) {
     add(Parameter::S, a, 1, intervals());
-    if (!study_.sessions) add(Parameter::p, a, 1, study_.whole_study ? periods() : periods() - 1);
+    if (!study_.sessions) add(Parameter::p, a, 1, periods() - 1);
     if (study_.recoveries) add(Parameter::r, a, 1, intervals());
   }
   for_each_transition(strata_, [&](int a, int b) { add(Parameter::Psi, a, b, periods() - 1); });

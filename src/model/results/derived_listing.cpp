@@ -60,6 +60,15 @@ constexpr std::array<Template<>, 3> occasion_population_heading{
     group_confidence, "(1x,'Grp. Occ.     N-hat         Standard Error',6x,'Lower',11x,'Upper')",
     group_ruler};
 
+constexpr std::array<Template<>, 3> total_abundance_heading{
+    "(44x,'95% Confidence Interval')",
+    "(1x,'Grp.      N*-hat        Standard Error',6x,'Lower',11x,'Upper')",
+    "(1x,5('-'),4(2x,'--------------'))"};
+constexpr std::array<Template<>, 3> abundance_heading{
+    "(53x,'95% Confidence Interval')",
+    "(1x,'Grp. Str. Occ.    Abundance      Standard Error',6x,'Lower',11x,'Upper')",
+    "(1x,14('-'),4(2x,'--------------'))"};
+
 constexpr Row_template group_row{"(7x,i3,4(2x,a14))"}, pair_row{"(1x,i3,3x,i3,3x,a14,3(2x,a14))"},
     strata_row{"(1x,i3,2x,i3,2x,i3,3x,a14,3(2x,a14))"};
 
@@ -87,6 +96,10 @@ Section_layout layout_of(Derived_quantity quantity) {
       return {net_births_heading, 3, pair_row};
     case Derived_quantity::population_by_occasion:
       return {occasion_population_heading, 3, pair_row};
+    case Derived_quantity::total_abundance:
+      return {total_abundance_heading, 3, "(1x,i3,4x,a14,3(2x,a14))"};
+    case Derived_quantity::abundance:
+      return {abundance_heading, 3, strata_row};
     case Derived_quantity::density_by_group:
       break;
   }

@@ -257,6 +257,13 @@ int findpar(const Data_module& data, std::string_view name) {
   return 0;
 }
 
+bool has_matrix(const Job& job, std::string_view name) {
+  bool any = false;
+  if (const int q = findpar(job.data, name); q > 0)
+    for_each_matrix_of(job, q, [&any](const Pim_place&, const Pim& pim) { any = any || pim.given(); });
+  return any;
+}
+
 Pim_shape pim_shape(std::string_view word) {
   for (const Pim_shape shape : {Pim_shape::square, Pim_shape::triang, Pim_shape::striang})
     if (word == name_of(shape)) return shape;

@@ -75,6 +75,9 @@ void for_each_cell(A_pim& pim, const Visit& visit) {
 /// Position of `name` (its first 10 characters) in `parameterlist`, case and all; 0 when it is not there.
 int findpar(const Data_module& data, std::string_view name);
 
+/// Whether there is a matrix of parameter `name`, whatever its indices and its group.
+bool has_matrix(const Job& job, std::string_view name);
+
 /// The shape that an option word of a GROUP statement tells; `none` for any other word.
 Pim_shape pim_shape(std::string_view word);
 

@@ -186,7 +186,14 @@ TEST(Cell_checks, strata_of_barker_families) {
   EXPECT_EQ(events("prB0"), "History number 1 Live recaptures after a dead recovery: prB0");
   EXPECT_EQ(events("ApB0"), "History number 1 Incorrect stratum transition \"Ap\" in history: ApB0");
   EXPECT_EQ(events("q0B0"), "History number 1 Incorrect stratum identifier \"q\" in history: q0B0");
-  EXPECT_EQ(events("a0B0"), "History number 1 Incorrect stratum identifier \"a\" in history: a0B0");
+  EXPECT_EQ(events("a0B0"), "History number 1 Initial encounter was not a release: a0B0");
+  EXPECT_EQ(events("00b0"), "History number 1 Initial encounter was not a release: 00b0");
+  EXPECT_EQ(events("A0b0"), "History number 1 Incorrect stratum identifier \"b\" in history: A0b0");
+  // A lower-case letter may be the sign of a capture, too.
+  EXPECT_EQ(
+      Data_job("occasions=2 groups=1 hist=9 strata=2 etype=MSUNCBARKER eventsp=1", "strata=A B a; a0a0 1;")
+          .fault,
+      "");
 }
 
 struct Kinds {

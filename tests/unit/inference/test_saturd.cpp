@@ -8,10 +8,13 @@
 #include <map>
 #include <set>
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include "data/catalogue/available.h"
+#include "data/strata.h"
 #include "inference/cohorts.h"
+#include "model/structure/pim.h"
 #include "numerics/special.h"
 #include "support/model_builder.h"
 
@@ -233,6 +236,64 @@ TEST(Cohorts, of_strata) {
     EXPECT_EQ(cohorts.lost(cohorts.cohort_of(1), 1), 1.0);
     EXPECT_EQ(cohorts.possible_histories(cohorts.cohort_of(1)), possible);
     EXPECT_EQ(cohorts.possible_histories(cohorts.cohort_of(4)), type == 9 ? 3.0 : 7.0);
+  }
+}
+
+/// A job of states and events, with matrices of the states at a release or without.
+Model_builder of_states(int type, const std::string& events, bool pi) {
+  Model_builder m(type, 3);
+  Status_module& status = m.job().status;
+  status.nstrta = 2;
+  status.liveeh = datatype(type).live ? 1 : 0;
+  status.nevents = static_cast<int>(events.size());
+  if (type == 179 || type == 180)
+    status.neventsp = status.nevents - 2, status.neventslr = status.neventsbr = 1;
+  m.job().data.strata = strata_of(datatype(type), "AB" + events, 2);
+  set_index_bounds(m.job());
+  if (pi) m.pim(findpar(m.job().data, "pi"), 1, "SQUARE", 1, 1, [](int, int) { return 1; });
+  return m;
+}
+
+// Of 115 and 143 histories that can follow a release with two occasions to go, and of three capture signs
+// more than of the states alone.
+TEST(Cohorts, of_states_that_a_capture_may_not_tell) {
+  for (const auto& [type, events, signs, one, two] :
+       {std::tuple(178, "xy", 4.0, 5.0, 25.0), std::tuple(176, "", 3.0, 115.0, 3.0 + 4.0 * 4.0 * 115.0),
+        std::tuple(179, "xyvk", 4.0, 143.0, 3.0 + 4.0 * 5.0 * 143.0),
+        std::tuple(180, "xyvk", 4.0, 143.0, 3.0 + 4.0 * 5.0 * 143.0)})
+    for (const bool pi : {true, false}) {
+      Model_builder m = of_states(type, events, pi);
+      const std::string other = type == 176 ? "U" : "x";
+      for (const std::string& live : std::vector<std::string>{"A00", other + "00", "AB0", "0B0", "0A0"}) {
+        std::string cells;
+        for (const char c : live) cells += {c, '0'};
+        record_of_pairs(m, cells, 2.0F);
+      }
+      const Cohorts cohorts(m.job());
+      ASSERT_EQ(cohorts.count(), pi ? 2 : 4) << type;
+      EXPECT_EQ(cohorts.cohort_of(1), cohorts.cohort_of(3)) << type;
+      EXPECT_EQ(cohorts.observed(cohorts.cohort_of(1), 1), pi ? 6.0 : 4.0) << type;
+      EXPECT_EQ(cohorts.possible_histories(cohorts.cohort_of(1)), pi ? signs * two : two) << type;
+      EXPECT_EQ(cohorts.possible_histories(cohorts.cohort_of(4)), pi ? signs * one : one) << type;
+      EXPECT_EQ(saturd(m.job()).cohorts, pi ? 2 : 4) << type;
+    }
+}
+
+// A sign of two lists is the first that it can be.
+TEST(Cohorts, signs_that_serve_twice_are_counted_once) {
+  Model_builder m = of_states(179, "xxx", true);
+  record_of_pairs(m, "0000A0", 1.0F);
+  // Captures A, B, x; behind the last occasion A, B, x, a, b, nothing.
+  EXPECT_EQ(Cohorts(m.job()).possible_histories(1), 3.0 * 6.0);
+}
+
+TEST(Cohorts, of_populations_of_several_states) {
+  for (const auto& [type, events, possible] : {std::tuple(183, "", 26.0), std::tuple(185, "xy", 124.0)}) {
+    Model_builder m = of_states(type, events, true);
+    for (const char* cells : {"A00000", "0000B0", "A0B0A0"}) record_of_pairs(m, cells, 1.0F);
+    const Cohorts cohorts(m.job());
+    ASSERT_EQ(cohorts.count(), 1) << type;
+    EXPECT_EQ(cohorts.possible_histories(1), possible) << type;
   }
 }
 

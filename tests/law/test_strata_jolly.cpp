@@ -1,0 +1,182 @@
+// Laws of populations whose animals enter in one of several states (data types 183 and 185): sums, agreement
+// with an enumeration of what may have happened, reductions, worked numbers.
+
+#include <gtest/gtest.h>
+
+#include <map>
+#include <string>
+#include <vector>
+
+#include "support/hidden_study.h"
+
+namespace tarn {
+namespace {
+
+/// All that an animal of the population may go through, one way after the other, those never caught among
+/// them.
+class Entered {
+ public:
+  Entered(Hidden_study& study, Dots dots, int g = 1) : study_(study), g_(g), dots_(std::move(dots)) {
+    for (int o = 1; o <= study.noccas(); ++o)
+      for (int a = 1; a <= study.strata(); ++a)
+        there(o, a, study.enters_at(o, g) * study.starts_in(a, o, g), dots_.empty(study));
+  }
+  const Hidden_records_made& records() const { return made_; }
+  std::string unseen() const { return dots_.empty(study_); }
+  double pstar() const { return 1.0 - made_.at(unseen()); }
+
+ private:
+  /// In state a on occasion o, ahead of what may be shown there.
+  void there(int o, int a, double share, const std::string& cells) {
+    if (dots_.at(o)) return behind(o, a, share, cells);
+    const double p = study_.caught(a, 1, o, g_);
+    behind(o, a, share * (1.0 - p), cells);
+    for (const auto& [sign, chance] : study_.captured(a, 1, o, g_)) {
+      std::string met = cells;
+      met[study_.at(o)] = sign;
+      behind(o, a, share * p * chance, met);
+    }
+  }
+  void behind(int o, int a, double share, const std::string& cells) {
+    if (o == study_.noccas()) return made_.add(cells, share);
+    const double s = study_.survival(a, 1, o, g_);
+    made_.add(cells, share * (1.0 - s));
+    for (int b = 1; b <= study_.strata(); ++b)
+      there(o + 1, b, share * s * study_.moves(a, b, 1, o, g_), cells);
+  }
+
+  Hidden_study& study_;
+  int g_;
+  Dots dots_;
+  Hidden_records_made made_;
+};
+
+struct Case {
+  std::string name;
+  Hidden_layout layout;
+  bool last_left = false;  ///< the last share of entrants has no parameter
+};
+void PrintTo(const Case& c, std::ostream* out) { *out << c.name << " " << c.layout.type; }
+
+class Strata_jolly_laws : public testing::TestWithParam<Case> {};
+
+TEST_P(Strata_jolly_laws, histories_are_those_of_animals_followed_one_by_one) {
+  Hidden_layout layout = GetParam().layout;
+  for (const bool unequal : {false, true}) {
+    if (unequal) layout.lengths = {0.5F, 2.5F, 3.0F};
+    Hidden_study study(layout);
+    study.model.job().model.pentfirst = GetParam().last_left ? 0 : 1;
+    study.draw(1);
+    // Every pattern of dots has histories of its own, all of them in one data set.
+    const std::vector<std::string> patterns{"", "__._", "_..", ".", "__.."};
+    std::vector<std::size_t> pattern_of;
+    const std::vector<float> some(static_cast<std::size_t>(layout.groups), 2.0F),
+        one(static_cast<std::size_t>(layout.groups), 1.0F);
+    for (std::size_t k = 0; k < patterns.size(); ++k) {
+      const Entered all(study, patterns[k]);
+      for (const auto& [cells, share] : all.records().shares()) {
+        if (cells == all.unseen()) continue;
+        study.record(cells, some, one);
+        pattern_of.push_back(k);
+      }
+    }
+    study.model.finish();
+    for (const unsigned seed : {2U, 3U}) {
+      study.draw(seed);
+      for (int g = 1; g <= layout.groups; ++g) {
+        const std::vector<double> observed = study.probabilities(false, g),
+                                  lost = study.probabilities(true, g);
+        for (std::size_t k = 0; k < patterns.size(); ++k) {
+          const Entered all(study, patterns[k], g);
+          double sum = 0.0;
+          for (std::size_t i = 0; i < observed.size(); ++i) {
+            if (pattern_of[i] != k) continue;
+            sum += observed[i];
+            // Some hundred sums of products over a chance of about a half.
+            EXPECT_NEAR(observed[i], all.records().at(study.histories[i]) / all.pstar(), 1e-14)
+                << study.histories[i];
+            EXPECT_NEAR(lost[i], all.records().removed(study.histories[i], 1) / all.pstar(), 1e-14)
+                << study.histories[i];
+          }
+          EXPECT_NEAR(sum, 1.0, 1e-12) << patterns[k];
+        }
+      }
+      const double by_tables = study.model.func(study.reals);
+      study.model.force_histories();
+      EXPECT_NEAR(study.model.func(study.reals), by_tables, 1e-13 * std::abs(by_tables));
+      study.model.set_threads(1);
+    }
+  }
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    layouts, Strata_jolly_laws,
+    testing::Values(
+        Case{"one state", {.type = 183, .noccas = 4, .states = "A"}},
+        Case{"two states", {.type = 183, .noccas = 4}},
+        Case{"two states, two groups", {.type = 183, .noccas = 3, .groups = 2}},
+        Case{"three states", {.type = 183, .noccas = 3, .states = "XYZ"}},
+        Case{"the last entrants left over", {.type = 183, .noccas = 4}, true},
+        Case{"p without the first occasion", {.type = 183, .noccas = 3, .p_less = 1}},
+        Case{"one state", {.type = 185, .noccas = 3, .states = "A", .captures = "xy"}},
+        Case{"two states, one event", {.type = 185, .noccas = 4, .captures = "u"}},
+        Case{"two states, two events, two groups", {.type = 185, .noccas = 3, .captures = "xy", .groups = 2}},
+        Case{"events alone, the matrices turned",
+             {.type = 185, .noccas = 3, .captures = "xyz", .turned = true, .certain = false}},
+        Case{"p and Delta without the first occasion",
+             {.type = 185, .noccas = 3, .captures = "xy", .delta_less = 1, .p_less = 1}},
+        Case{"the last entrants left over", {.type = 185, .noccas = 3, .captures = "xy"}, true},
+        Case{"three states, two events", {.type = 185, .noccas = 3, .states = "XYZ", .captures = "ab"}}));
+
+Hidden_study worked(int type) {
+  Hidden_study study(type == 183
+                         ? Hidden_layout{.type = 183, .noccas = 3}
+                         : Hidden_layout{.type = 185, .noccas = 3, .captures = "xy", .certain = false});
+  study.set("S", 1, 1, 0.8);
+  study.set("S", 2, 1, 0.7);
+  study.set("Psi", 1, 2, 0.3);
+  study.set("Psi", 2, 1, 0.2);
+  study.set_columns("p", 1, 1, {0.5, 0.6, 0.45});
+  study.set_columns("p", 2, 1, {0.4, 0.3, 0.35});
+  study.set_columns("pent", 1, 1, {0.3, 0.2});
+  study.set_columns("pi", 1, 1, {0.6, 0.5, 0.3});
+  if (type == 185) {
+    study.set("Delta", 1, 3, 0.8);
+    study.set("Delta", 2, 3, 0.3);
+  }
+  return study;
+}
+
+void expect_worked(int type, const std::map<std::string, double>& expected) {
+  Hidden_study study = worked(type);
+  for (const auto& [cells, prob] : expected) study.record(cells, {1.0F});
+  study.model.finish();
+  const std::vector<double> got = study.probabilities();
+  for (std::size_t i = 0; i < got.size(); ++i)
+    EXPECT_NEAR(got[i], expected.at(study.histories[i]), 1e-10) << study.histories[i];
+}
+
+TEST(Strata_jolly_worked, states_known) {
+  expect_worked(183,
+                {{"00A", 0.1036622534}, {"00B", 0.1505849464}, {"0A0", 0.1632518299}, {"0AA", 0.0619570198},
+                 {"0AB", 0.0206523399}, {"0B0", 0.0919632604}, {"0BA", 0.0078187387}, {"0BB", 0.0243249650},
+                 {"A00", 0.1159762915}, {"A0A", 0.0164279977}, {"A0B", 0.0126812614}, {"AA0", 0.0546776464},
+                 {"AAA", 0.0207511549}, {"AAB", 0.0069170516}, {"AB0", 0.0130753451}, {"ABA", 0.0011116690},
+                 {"ABB", 0.0034585258}, {"B00", 0.0820394741}, {"B0A", 0.0050725045}, {"B0B", 0.0106573833},
+                 {"BA0", 0.0072903529}, {"BAA", 0.0027668207}, {"BAB", 0.0009222736}, {"BB0", 0.0162715405},
+                 {"BBA", 0.0013834103}, {"BBB", 0.0043039432}, {"A.B", 0.0309577148}});
+}
+
+TEST(Strata_jolly_worked, events) {
+  expect_worked(185, {{"x00", 0.1173928754},
+                      {"0x0", 0.1581904420},
+                      {"00y", 0.1261419131},
+                      {"xy0", 0.0199250614},
+                      {"x0x", 0.0157339868},
+                      {"0xy", 0.0270558005},
+                      {"yyx", 0.0025404025},
+                      {"yxy", 0.0029595429}});
+}
+
+}  // namespace
+}  // namespace tarn
