@@ -6,7 +6,6 @@
 #include <limits>
 #include <map>
 
-#include "data/catalogue/available.h"
 #include "data/cell_checks.h"
 #include "data/sessions.h"
 #include "model/structure/pim.h"
@@ -58,7 +57,8 @@ double histories_in_strata(const Datatype& row, int n, int first, int K) {
 struct Cohort_rules {
   const Datatype& row;
   List<Primary_session> sessions;
-  int strata, strata_of_captures, uncertain_signs;
+  int strata, strata_of_captures;
+  int uncertain;        ///< signs of captures that leave the stratum open
   double captures;      ///< signs that a capture may leave
   Second_signs second;  ///< and those of an interval
   bool states_told;     ///< the states of animals at a release have shares
@@ -68,7 +68,7 @@ struct Cohort_rules {
         sessions(row.sessions ? primary_sessions(job) : List<Primary_session>()),
         strata(job.status.nstrta),
         strata_of_captures(tarn::strata_of_captures(job)),
-        uncertain_signs(tarn::uncertain_signs(job)),
+        uncertain(uncertain_signs(job)),
         captures(stratum_limit(job, row) -
                  (row.stratum_limit == Stratum_limit::doubled_and_events ? strata : 0)),
         second(row.check == Cell_check::barker_strata ? second_signs(job, row) : Second_signs()),
@@ -139,9 +139,9 @@ Cohort_key cohort_key(const Cohort_rules& rules, History history) {
       const int first = first1(history);
       int f = 1;
       while (f < sessions.size() && sessions(f).last() < first) ++f;
-      return {{f, by_stratum && first > 0 ? history.live(first) : 0},
-              histories_from_session(row, sessions, f, rules.strata_of_captures, rules.uncertain_signs,
-                                     by_stratum)};
+      return {
+          {f, by_stratum && first > 0 ? history.live(first) : 0},
+          histories_from_session(row, sessions, f, rules.strata_of_captures, rules.uncertain, by_stratum)};
     }
     case Saturated::none:
     case Saturated::release:

@@ -29,7 +29,7 @@ struct Open_layer {
                                     const Reals<Real>& parm, Cell_work<Real>& work, Closed_kept<Real>&) {
     auto session =
         open_session(job, {}, {stretch.stratum, stretch.session, stretch.group, stretch.length}, parm, work);
-    const Real pstar = session.stars([&](int o) { return stretch.sampled(o); }).caught;
+    const Real pstar = session.caught([&](int o) { return stretch.sampled(o); });
     if (stretch.first == 0) return {0.0, pstar};
     if (vanishes(pstar)) return {minlog, pstar};
     // The quotient of two equal chances, which rounding would charge for.

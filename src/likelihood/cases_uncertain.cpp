@@ -140,22 +140,14 @@ struct Uncertain_states : Counts_hidden<Uncertain_states> {
     return session.records.position(session.sign(j)) - n == a ? right : Real((1.0 - right) / (n - 1));
   }
 
-  template <class Real>
-  static Open_stars<Real> stars_of(const Job& job, const Session& session, int a, const Reals<Real>& parm,
-                                   Cell_work<Real>& work) {
-    return open_session(job, session.records.traits, session.of_state(a), parm, work).stars([&](int j) {
-      return session.sampled(j);
-    });
-  }
-
   /// Chance pi_a / p*(a) that an animal caught first in a session is of state a, per capture of one.
   template <class Real>
-  static Real share_per_capture(const Session& session, int a, const Open_stars<Real>& stars,
-                                const Reals<Real>& parm, Cell_work<Real>& work) {
-    if (!(value_of(stars.caught) > 0.0)) return 0.0;
+  static Real share_per_capture(const Session& session, int a, const Real& caught, const Reals<Real>& parm,
+                                Cell_work<Real>& work) {
+    if (!(value_of(caught) > 0.0)) return 0.0;
     return state_share(Parameter::pi, a, session.records.states(), session.s, session.place.group, parm,
                        work) /
-           stars.caught;
+           caught;
   }
 
   /// Of the state that a capture tells.
@@ -163,8 +155,11 @@ struct Uncertain_states : Counts_hidden<Uncertain_states> {
   static Real recognised_weight(const Job& job, const Session& session, const Reals<Real>& parm,
                                 Cell_work<Real>& work) {
     const int a = session.known;
-    return share_per_capture(session, a, stars_of(job, session, a, parm, work), parm, work) *
-           chance_of(job, session, a, parm, work);
+    const Real caught =
+        open_session(job, session.records.traits, session.of_state(a), parm, work).caught([&](int j) {
+          return session.sampled(j);
+        });
+    return share_per_capture(session, a, caught, parm, work) * chance_of(job, session, a, parm, work);
   }
 
   /// Of all states. An animal that was removed might have been recognised later: of these pi tells the state.
@@ -176,8 +171,11 @@ struct Uncertain_states : Counts_hidden<Uncertain_states> {
     Real unseen = 0.0, all = 0.0;
     for (int a = 1; a <= n; ++a) {
       const std::size_t at = static_cast<std::size_t>(a) - 1;
-      const Open_stars<Real> stars = stars_of(job, session, a, parm, work);
-      const Real per_capture = share_per_capture(session, a, stars, parm, work);
+      const Open_stars<Real> stars =
+          open_session(job, session.records.traits, session.of_state(a), parm, work).stars([&](int o) {
+            return session.sampled(o);
+          });
+      const Real per_capture = share_per_capture(session, a, stars.caught, parm, work);
       const Real omega = state_share(Parameter::Omega, a, n, session.s, session.place.group, parm, work);
       const Real never = chance_of(job, session, a, parm, work, Open_shown::quiet);
       unseen = unseen + per_capture * stars.unseen;

@@ -12,59 +12,6 @@
 namespace tarn {
 namespace {
 
-/// Probability of a record, its first capture in stratum m, of an animal that is followed to session `last`.
-class Open_lives : public Session_lives {
- public:
-  explicit Open_lives(Session_study& study) : Session_lives(study), study_(study) {}
-
-  int stratum(const std::string& record) const {
-    return static_cast<int>(study_.codes().find(record[record.find_first_not_of("0.")])) + 1;
-  }
-  double chance(const std::string& record, bool lost = false) const {
-    const int fs = first_session(record), m = stratum(record);
-    const int row = study_.type() == 103 ? 1 : fs;
-    // What was not sampled is told by the record as it stands.
-    const std::string shown = lost ? up_to_last_capture(record) : record;
-    const double later = after(shown, fs, m, row, lost ? last_session(record) : study_.sessions());
-    return start(record, fs, m) * within(shown, fs, m) / star(record, fs, m) * later;
-  }
-  /// Of the first capture's stratum, of 103 of its session.
-  double start(const std::string& record, int fs, int m) const {
-    double own = 0.0, all = 0.0;
-    if (study_.type() == 119)
-      for (int a = 1; a <= study_.strata(); ++a) {
-        const double weight = share("Omega", a, fs) * star(record, fs, a);
-        all += weight;
-        if (a == m) own = weight;
-      }
-    if (study_.type() == 103)
-      for (int s = 1; s <= study_.sessions(); ++s) {
-        double size = 1.0;
-        for (int k = 1; k < s; ++k) size *= survival(k, m, 1) / seniority(k, m);
-        const double weight = size * unmet(record, s, m) * star(record, s, m);
-        all += weight;
-        if (s == fs) own = weight;
-      }
-    return study_.type() == 32 ? 1.0 : own / all;
-  }
-  double star(const std::string& record, int s, int a) const { return 1.0 - misses(record, s, a).first; }
-
- private:
-  double seniority(int s, int a) const {
-    return std::pow(study_.rate("Gamma", a, 1, 1, s), study_.interval(s));
-  }
-  /// Of an animal in stratum a in session s: not caught before.
-  double unmet(const std::string& record, int s, int a) const {
-    if (s == 1) return 1.0;
-    double before = 0.0;
-    for (int k = 1; k <= study_.strata(); ++k)
-      before += moves(s - 1, a, k, 1) * (1.0 - star(record, s - 1, k)) * unmet(record, s - 1, k);
-    return 1.0 - seniority(s - 1, a) + seniority(s - 1, a) * before;
-  }
-
-  Session_study& study_;
-};
-
 struct Case {
   int type;
   std::string codes;
@@ -72,12 +19,6 @@ struct Case {
 };
 void PrintTo(const Case& c, std::ostream* out) {
   *out << c.type << " " << c.codes << " " << c.lengths.size();
-}
-
-std::vector<std::string> kinds(const std::string& codes) {
-  std::vector<std::string> all;
-  for (const char c : codes) all.emplace_back(1, c);
-  return all;
 }
 
 class Open_strata_laws : public testing::TestWithParam<Case> {};
@@ -92,7 +33,7 @@ TEST_P(Open_strata_laws, histories_are_those_of_animals_followed_one_by_one) {
     for (const std::string& dots : {std::string(), std::string("_.__."), std::string("__.__"),
                                     std::string("..___"), std::string("___..")}) {
       Session_study study(type, lengths, codes, options);
-      for (const std::string& cells : all_records(lengths, kinds(codes), dots))
+      for (const std::string& cells : all_records(lengths, kinds_of_signs(type, codes), dots))
         if (!never_caught(cells)) study.record(cells, 2.0F, 1.0F);
       study.draw(1);
       study.model.finish();
@@ -212,7 +153,7 @@ TEST(Open_strata_worked, seniority) {
 void expect_same(Session_study& study, Session_study& other, const std::function<void()>& set) {
   std::vector<int> lengths;
   for (int s = 1; s <= study.sessions(); ++s) lengths.push_back(study.length(s));
-  for (const std::string& cells : all_records(lengths, kinds(study.codes()), {}))
+  for (const std::string& cells : all_records(lengths, kinds_of_signs(study.type(), study.codes()), {}))
     if (!never_caught(cells)) study.record(cells, 1.0F, 1.0F), other.record(cells, 1.0F, 1.0F);
   study.draw(5), other.draw(6);
   other.copy(study);

@@ -12,63 +12,6 @@
 namespace tarn {
 namespace {
 
-class Uncertain_lives : public Session_lives {
- public:
-  explicit Uncertain_lives(Session_study& study) : Session_lives(study), study_(study) {}
-
-  /// State that a session's captures tell, 0: none.
-  int known(const std::string& record, int s) const {
-    const std::string cells = cells_of(record, s);
-    for (int a = 1; a <= study_.strata(); ++a)
-      if (cells.find(study_.codes()[static_cast<std::size_t>(a) - 1]) != std::string::npos) return a;
-    return 0;
-  }
-  double caught(const std::string& record, int s, int a) const { return 1.0 - misses(record, s, a).first; }
-  double unseen(const std::string& record, int s, int a) const {
-    const auto [never, quiet] = misses(record, s, a);
-    return quiet - never;
-  }
-  /// Chance that an animal caught first in session s is not recognised there.
-  double open_class(const std::string& record, int s) const {
-    double sum = 0.0;
-    for (int k = 1; k <= study_.strata(); ++k)
-      sum += share("pi", k, s) * unseen(record, s, k) / caught(record, s, k);
-    return sum;
-  }
-
-  /// Weight of state a behind the first session.
-  double start(const std::string& record, int s, int a) const {
-    if (const int m = known(record, s); m > 0)
-      return a == m ? share("pi", m, s) / caught(record, s, m) * within(record, s, m) : 0.0;
-    double all = 0.0;
-    for (int k = 1; k <= study_.strata(); ++k) all += share("Omega", k, s) * unseen(record, s, k);
-    return open_class(record, s) * share("Omega", a, s) * within(record, s, a) / all;
-  }
-  double chance(const std::string& record) const {
-    const int fs = first_session(record);
-    double sum = 0.0;
-    for (int a = 1; a <= study_.strata(); ++a)
-      if (const double weight = start(record, fs, a); weight > 0.0)
-        sum += weight * after(record, fs, a, fs, study_.sessions());
-    return sum;
-  }
-
- private:
-  Session_study& study_;
-};
-
-/// Signs that a session may show beside "0", by state.
-std::vector<std::string> kinds(int type, const std::string& codes) {
-  std::string open = "u";
-  if (type == 122) {
-    open.clear();
-    for (const char c : codes) open += static_cast<char>(c - 'A' + 'a');
-  }
-  std::vector<std::string> all;
-  for (const char c : codes) all.push_back(c + open);
-  return all;
-}
-
 struct Case {
   int type;
   std::string codes;
@@ -86,7 +29,7 @@ TEST_P(Uncertain_laws, histories_are_those_of_animals_followed_one_by_one) {
   for (const std::string& dots :
        {std::string(), std::string("_._._"), std::string("__..."), std::string(".___.")}) {
     Session_study study(type, lengths, codes, options);
-    for (const std::string& cells : all_records(lengths, kinds(type, codes), dots))
+    for (const std::string& cells : all_records(lengths, kinds_of_signs(type, codes), dots))
       if (!never_caught(cells)) study.record(cells, 2.0F, 1.0F);
     study.draw(1);
     study.model.finish();
@@ -372,7 +315,7 @@ TEST(Uncertain_reductions, nobody_comes_or_leaves) {
 /// A guess that is always right tells the state as a certain code does; pooled guesses are no guess.
 TEST(Uncertain_reductions, guesses) {
   Session_study study(122, {2, 1}, "AB");
-  for (const std::string& cells : all_records({2, 1}, kinds(122, "AB"), {}))
+  for (const std::string& cells : all_records({2, 1}, kinds_of_signs(122, "AB"), {}))
     if (!never_caught(cells)) study.record(cells);
   study.draw(8);
   study.model.finish();

@@ -124,4 +124,114 @@ class Session_lives {
   int g_;
 };
 
+/// Strata that every capture shows: types 32, 119 and 103.
+class Open_lives : public Session_lives {
+ public:
+  explicit Open_lives(Session_study& study) : Session_lives(study), study_(study) {}
+
+  int stratum(const std::string& record) const {
+    return static_cast<int>(study_.codes().find(record[record.find_first_not_of("0.")])) + 1;
+  }
+  double chance(const std::string& record, bool lost = false) const {
+    const int fs = first_session(record), m = stratum(record);
+    const int row = study_.type() == 103 ? 1 : fs;
+    // What was not sampled is told by the record as it stands.
+    const std::string shown = lost ? up_to_last_capture(record) : record;
+    const double later = after(shown, fs, m, row, lost ? last_session(record) : study_.sessions());
+    return start(record, fs, m) * within(shown, fs, m) / star(record, fs, m) * later;
+  }
+  /// Of the first capture's stratum, of 103 of its session.
+  double start(const std::string& record, int fs, int m) const {
+    double own = 0.0, all = 0.0;
+    if (study_.type() == 119)
+      for (int a = 1; a <= study_.strata(); ++a) {
+        const double weight = share("Omega", a, fs) * star(record, fs, a);
+        all += weight;
+        if (a == m) own = weight;
+      }
+    if (study_.type() == 103)
+      for (int s = 1; s <= study_.sessions(); ++s) {
+        double size = 1.0;
+        for (int k = 1; k < s; ++k) size *= survival(k, m, 1) / seniority(k, m);
+        const double weight = size * unmet(record, s, m) * star(record, s, m);
+        all += weight;
+        if (s == fs) own = weight;
+      }
+    return study_.type() == 32 ? 1.0 : own / all;
+  }
+  double star(const std::string& record, int s, int a) const { return 1.0 - misses(record, s, a).first; }
+
+ private:
+  double seniority(int s, int a) const {
+    return std::pow(study_.rate("Gamma", a, 1, 1, s), study_.interval(s));
+  }
+  /// Of an animal in stratum a in session s: not caught before.
+  double unmet(const std::string& record, int s, int a) const {
+    if (s == 1) return 1.0;
+    double before = 0.0;
+    for (int k = 1; k <= study_.strata(); ++k)
+      before += moves(s - 1, a, k, 1) * (1.0 - star(record, s - 1, k)) * unmet(record, s - 1, k);
+    return 1.0 - seniority(s - 1, a) + seniority(s - 1, a) * before;
+  }
+
+  Session_study& study_;
+};
+
+/// States that a capture may leave open: types 121, 122, 126, 142 and 184.
+class Uncertain_lives : public Session_lives {
+ public:
+  explicit Uncertain_lives(Session_study& study) : Session_lives(study), study_(study) {}
+
+  /// State that a session's captures tell, 0: none.
+  int known(const std::string& record, int s) const {
+    const std::string cells = cells_of(record, s);
+    for (int a = 1; a <= study_.strata(); ++a)
+      if (cells.find(study_.codes()[static_cast<std::size_t>(a) - 1]) != std::string::npos) return a;
+    return 0;
+  }
+  double caught(const std::string& record, int s, int a) const { return 1.0 - misses(record, s, a).first; }
+  double unseen(const std::string& record, int s, int a) const {
+    const auto [never, quiet] = misses(record, s, a);
+    return quiet - never;
+  }
+  /// Chance that an animal caught first in session s is not recognised there.
+  double open_class(const std::string& record, int s) const {
+    double sum = 0.0;
+    for (int k = 1; k <= study_.strata(); ++k)
+      sum += share("pi", k, s) * unseen(record, s, k) / caught(record, s, k);
+    return sum;
+  }
+
+  /// Weight of state a behind the first session.
+  double start(const std::string& record, int s, int a) const {
+    if (const int m = known(record, s); m > 0)
+      return a == m ? share("pi", m, s) / caught(record, s, m) * within(record, s, m) : 0.0;
+    double all = 0.0;
+    for (int k = 1; k <= study_.strata(); ++k) all += share("Omega", k, s) * unseen(record, s, k);
+    return open_class(record, s) * share("Omega", a, s) * within(record, s, a) / all;
+  }
+  double chance(const std::string& record) const {
+    const int fs = first_session(record);
+    double sum = 0.0;
+    for (int a = 1; a <= study_.strata(); ++a)
+      if (const double weight = start(record, fs, a); weight > 0.0)
+        sum += weight * after(record, fs, a, fs, study_.sessions());
+    return sum;
+  }
+
+ private:
+  Session_study& study_;
+};
+
+/// Signs that a session may show beside "0", by state.
+inline std::vector<std::string> kinds_of_signs(int type, const std::string& codes) {
+  std::string open;
+  if (datatype(type).strata_tail == Strata_tail::uncertain) open = "u";
+  if (datatype(type).strata_tail == Strata_tail::lower)
+    for (const char c : codes) open += static_cast<char>(c - 'A' + 'a');
+  std::vector<std::string> all;
+  for (const char c : codes) all.push_back(c + open);
+  return all;
+}
+
 }  // namespace tarn

@@ -176,7 +176,17 @@ class Open_session {
     return total_never() + total_met();
   }
 
-  /// Of the occasions that `sampled(j)` names.
+  /// Chance of at least one capture on the occasions that `sampled(j)` names.
+  template <class Sampled>
+  Real caught(const Sampled& sampled) {
+    const auto shown = [&](int j) { return sampled(j) ? Open_shown::missed : Open_shown::unsampled; };
+    const int last = last_sampled(shown);
+    if (last == 0) return 0.0;
+    walk(last, shown);
+    return detail::caught_at_all(total_never(), [&] { return first_captures_; });
+  }
+
+  /// All chances of these occasions.
   template <class Sampled>
   Open_stars<Real> stars(const Sampled& sampled) {
     const auto shown = [&](int j) { return sampled(j) ? Open_shown::quiet : Open_shown::unsampled; };
@@ -256,6 +266,8 @@ class Open_session {
     const bool again = met && (r < j || classes_ < j);
     const Real* const p = never ? &parm[p_(r, j)] : nullptr;
     const Real* const c = again ? &parm[c_(r, traits_.recapture ? j - 1 : j)] : nullptr;
+    if (never && (what == Open_shown::missed || what == Open_shown::quiet))
+      first_captures_ += plain(fresh) * plain(*p);
     if (what == Open_shown::missed) {
       if (never) fresh = fresh * (1.0 - *p);
       if (again) known = known * (1.0 - *c);
@@ -263,7 +275,6 @@ class Open_session {
     }
     const Real* const delta = traits_.recognition ? &parm[delta_(1, j)] : nullptr;
     if (what == Open_shown::quiet) {
-      if (never) first_captures_ += plain(fresh) * plain(*p);
       if (delta != nullptr) {
         if (never) first_recognitions_ += plain(fresh) * plain(*p) * plain(*delta);
         if (again) {

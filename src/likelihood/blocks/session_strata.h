@@ -165,8 +165,11 @@ struct Session_strata {
     const std::span<Real> unmet = work.take(strata), missed = work.take(strata), psi = work.take(strata);
     std::fill(unmet.begin(), unmet.end(), Real(1.0));
     Real size = 1.0, own = 0.0, all = 0.0;
+    // In the last session the stratum in hand alone counts.
+    const auto counts = [&](int a, int s) { return a == from || s < records.periods(); };
     for (int s = 1; s <= records.periods(); ++s) {
       for (int a = 1; a <= n; ++a) {
+        if (!counts(a, s)) continue;
         const std::size_t at = static_cast<std::size_t>(a) - 1;
         const Real caught = star(job, place, s, a, parm, work);
         missed[at] = unmet[at] * (1.0 - caught);
@@ -178,6 +181,7 @@ struct Session_strata {
       if (s == records.periods()) break;
       const int behind = records.time_interval(s);
       for (int a = 1; a <= n; ++a) {
+        if (!counts(a, s + 1)) continue;
         const Real senior = rate.survival(work.matrix(Parameter::Gamma, a, 1, j)(1, s), behind);
         fill_transitions(a, n, 1, s, j, parm, work, psi.data());
         Real before = 0.0;
