@@ -135,7 +135,8 @@ constexpr Section abundance_of(std::string_view title, Interval interval, Derive
           .routine = routine};
 }
 constexpr Section abundance = abundance_of("Abundance Estimates of ", Interval::log, msjsnstar),
-                  births_by_state = abundance_of("Gross Birth+Immigration Estimates of ", Interval::plain, msjsgress);
+                  births_by_state =
+                      abundance_of("Gross Birth+Immigration Estimates of ", Interval::plain, msjsgress);
 
 constexpr Section density_by_group{.title = "Density Estimates of ",
                                    .quantity = Derived_quantity::density_by_group,
