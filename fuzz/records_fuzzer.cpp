@@ -112,18 +112,16 @@ std::string estimation(const Head& head, const std::vector<int>& sessions) {
     int number = 0;
     for (const std::string& name : tarn::parmlist(head.type)) {
       const int mixtures = head.more.starts_with("mixtures") ? 2 : 1;
-      int session = 0;
       for (const tarn::Matrix_size& size : tarn::matrix_sizes(head.type, name, sessions, mixtures)) {
-        ++session;
         if (size.rows < 1 || size.columns < 1) continue;
         text += "group=" + std::to_string(g) + ' ' + name;
-        if (tarn::has_matrix_by_session(head.type, name)) text += " Session " + std::to_string(session);
         if (const std::string codes = tarn::strata_codes(head.type); !codes.empty()) {
           const auto code = [&codes](int k) {
             return std::string(1, codes[static_cast<std::size_t>(k) - 1]);
           };
           text += ' ' + code(size.second) + (name == "Psi" ? " to " + code(size.third) : " :");
         }
+        if (tarn::has_matrix_by_session(head.type, name)) text += " Session " + std::to_string(size.third);
         text += " rows=" + std::to_string(size.rows) + " cols=" + std::to_string(size.columns) +
                 (size.by_cohort ? " triang;\n" : " square;\n");
         if (size.by_cohort) ++number;

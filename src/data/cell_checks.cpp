@@ -56,6 +56,10 @@ int first_encounter(History cells) {
 
 std::string quoted(std::string_view text) { return "\"" + std::string(text) + "\""; }
 
+std::string incorrect_stratum(char code) {
+  return " Incorrect stratum identifier " + quoted({&code, 1}) + " in history:";
+}
+
 void check_dead_recoveries(Job& job, int n, const Datatype& row, History cells, std::string_view typed) {
   const int first = first_encounter(cells);
   if (first > 0 && !captured(cells.live(first))) record_fault(job, n, not_a_release, typed);
@@ -109,6 +113,49 @@ void check_each_session_sampled(Job& job, int n, History cells) {
   });
 }
 
+/// The words for a record with two strata in one session; empty in families whose animals may change within
+/// one, or whose cells tell of none. A code that leaves the stratum open does not count: with it families of
+/// uncertain states take the second words.
+std::string_view words_of_two_codes(const Datatype& row) {
+  switch (row.cell) {
+    case Cell::robust_multistate:
+    case Cell::robust_omega:
+    case Cell::chprob032:
+    case Cell::chprob119:
+    case Cell::ordpdms:
+      return "Multiple strata within one primary session: ";
+    case Cell::chprob121:
+    case Cell::rdms2misclass:
+    case Cell::chprob126:
+    case Cell::chprob142:
+    case Cell::chprob184:
+      return "Multiple known states within one primary session: ";
+    default:
+      return {};
+  }
+}
+
+/// In every session the codes of strata are one and the same; the first `nstrta` signs are these. Those
+/// behind them up to the limit of a first cell leave the stratum open; all others are none.
+void check_one_stratum_a_session(Job& job, int n, const Datatype& row, History cells,
+                                 std::string_view words) {
+  for_each_session(job, [&](int, const Primary_session& session) {
+    char known = '0';
+    for (int o = session.before + 1; o <= session.last(); ++o) {
+      const char live = cells.live(o);
+      if (!captured(live)) continue;
+      const int position = stratum_position(job, row, live);
+      if (position < 1 || position > stratum_limit(job, row))
+        record_fault(job, n, incorrect_stratum(live), cells.as_typed(row.live));
+      if (position > job.status.nstrta) continue;
+      if (known == '0') known = live;
+      if (live == known) continue;
+      put_record_number(job, n);
+      error(job, std::string(words) + quoted({&known, 1}) + " and " + quoted({&live, 1}) + ".");
+    }
+  });
+}
+
 void check_known_fate(Job& job, int n, History cells, std::string_view typed) {
   bool died = false;
   for (int o = 1; o <= cells.noccas(); ++o) {
@@ -136,7 +183,7 @@ void check_signs(Job& job, int n, const Datatype& row, History cells, std::strin
     const int position = stratum_position(job, row, live);
     const int limit = barker ? stratum_limit(job, row) : job.status.nstrta;
     if (captured(live) && (position < 1 || position > limit))
-      record_fault(job, n, " Incorrect stratum identifier " + quoted({&live, 1}) + " in history:", typed);
+      record_fault(job, n, incorrect_stratum(live), typed);
     if (barker && dead != '0' && second_sign(job, row, dead) == Sign::none)
       record_fault(
           job, n,
@@ -309,11 +356,14 @@ void check_cells(Job& job, int n, const Datatype& row, History cells, std::strin
 }
 
 bool has_session_checks(const Datatype& row) {
-  return row.check == Cell_check::robust_barker || row.cell == Cell::robust_pradel_n;
+  return row.check == Cell_check::robust_barker || row.cell == Cell::robust_pradel_n ||
+         !words_of_two_codes(row).empty();
 }
 
 void check_sessions(Job& job, int n, const Datatype& row, History cells) {
   if (row.cell == Cell::robust_pradel_n) check_each_session_sampled(job, n, cells);
+  if (const std::string_view words = words_of_two_codes(row); !words.empty())
+    check_one_stratum_a_session(job, n, row, cells, words);
   if (row.check != Cell_check::robust_barker) return;
   const List<int> session = sessions_of(job);
   const auto session_of = [&session](int o) { return session(o); };

@@ -30,8 +30,8 @@ void check_cells(Job& job, int n, const Datatype& row, History cells, std::strin
 /// Whether records of the family are checked by primary session.
 bool has_session_checks(const Datatype& row);
 
-/// The checks by primary session: of live and dead encounters, and that every session was sampled where
-/// growth is the ratio of sizes.
+/// The checks by primary session: of live and dead encounters; that every session was sampled where growth is
+/// the ratio of sizes; that no animal is in two strata in one session, where strata change between sessions.
 void check_sessions(Job& job, int n, const Datatype& row, History cells);
 
 /// Warns of intervals between occasions that leave a robust design without an interval between sessions,

@@ -2,6 +2,7 @@
 // Occasions in primary sessions: one ends at the last occasion, and wherever the interval behind an occasion
 // is above 0.
 
+#include "data/catalogue/encounter.h"
 #include "job/job.h"
 #include "numerics/list.h"
 
@@ -24,6 +25,13 @@ void for_each_session(const Job& job, const Visit& visit) {
     before = o;
   }
 }
+
+/// Strata that captures tell apart: 1 where cells are written with signs of the data type's own.
+int strata_of_captures(const Job& job);
+
+/// Stratum, from 1, in which an animal was caught in a session, that of its first capture there; 1 when it
+/// was not caught, or by a code that is none of them.
+int stratum_in(const Job& job, History history, const Primary_session& session);
 
 /// The primary sessions of the study. May throw std::bad_alloc.
 List<Primary_session> primary_sessions(const Job& job);

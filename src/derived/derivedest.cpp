@@ -62,7 +62,8 @@ Limits limits_of(Interval interval, double est, double se, double minimum) {
 /// What tells captures of a session apart that are not alike.
 std::string key_of(const Closed_stretch& stretch, int first) {
   std::string key;
-  for (const int number : {stretch.session, stretch.group, first}) key += std::to_string(number) + ' ';
+  for (const int number : {stretch.session, stretch.group, stretch.stratum, first})
+    key += std::to_string(number) + ' ';
   for (int o = 1; o <= stretch.length; ++o) key += stretch.sampled(o) ? '0' : '.';
   return key;
 }
@@ -72,6 +73,7 @@ std::string key_of(const Closed_stretch& stretch, int first) {
 Derived_frame::Derived_frame(Job& job_in, bool dry)
     : job(job_in),
       sessions(closed_sessions(job_in)),
+      strata(strata_of_captures(job_in)),
       by_record(job_in.model.likelihood->by_record),
       cell(job_in, job_in.model.likelihood->setting),
       dry_(dry) {
@@ -137,7 +139,7 @@ const List<Capture_class>& Derived_frame::capture_classes(bool by_first) {
         stretch.group = g;
         int place = classes_.size() + 1;
         if (!by_record) place = place_of.try_emplace(key_of(stretch, first), place).first->second;
-        if (place > classes_.size()) classes_.push_back({i, s, g, first, 0.0});
+        if (place > classes_.size()) classes_.push_back({i, s, g, stretch.stratum, first, 0.0});
         classes_(place).animals += animals;
       }
     }
@@ -147,7 +149,7 @@ const List<Capture_class>& Derived_frame::capture_classes(bool by_first) {
 
 Closed_stretch Derived_frame::stretch_of(History histry, int session, int group) const {
   const Primary_session& of = sessions(session);
-  return Closed_stretch::of(histry, of.before, of.length, session, group, 1, false);
+  return Closed_stretch::of(histry, of.before, of.length, session, group, stratum_in(job, histry, of), false);
 }
 
 const Capture_counts& Derived_frame::capture_counts() {

@@ -23,7 +23,7 @@ struct Section;
 /// parameters do not depend on the record, those of one record otherwise.
 struct Capture_class {
   int record = 0;  ///< one of theirs
-  int session = 0, group = 0;
+  int session = 0, group = 0, stratum = 1;
   int first = 0;         ///< first capture, from the session's first occasion; 0 when no routine asks for it
   double animals = 0.0;  ///< observed and lost
 };
@@ -46,19 +46,23 @@ class Derived_frame {
   /// Number of the real parameter in (row, column) of the matrix of parameter q; fatal when there is none.
   int number(int q, int a, int b, int g, int row, int column);
 
-  /// The animals caught in each session, grouped by group, unsampled occasions of the session and, with
-  /// `by_first`, first capture there; in the order of their records. Made at the first call.
+  /// The animals caught in each session, grouped by group, stratum, unsampled occasions of the session and,
+  /// with `by_first`, first capture there; in the order of their records. Made at the first call.
   const List<Capture_class>& capture_classes(bool by_first);
   /// Animals caught and not released again, by occasion. Made at the first call.
   const Capture_counts& capture_counts();
 
   /// A session's part of a history.
   Closed_stretch stretch_of(History histry, int session, int group) const;
-  /// Place of (group, session) among values by group and session.
-  int place(int group, int session) const { return (group - 1) * sessions.size() + session; }
+  /// Place of (group, stratum, session) among values by group, within it by stratum, where captures have
+  /// one, and by session.
+  int place(int group, int stratum, int session) const {
+    return ((group - 1) * strata + stratum - 1) * sessions.size() + session;
+  }
 
   Job& job;
   const List<Primary_session> sessions;  ///< in which the population is closed; without sessions the study
+  const int strata;                      ///< that captures tell apart
   const bool by_record;                  ///< real parameters depend on the record
   Cell_work<double> cell;                ///< for the blocks of the likelihood
   Closed_kept<double> closed;            ///< for `closmods`

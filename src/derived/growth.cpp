@@ -56,7 +56,8 @@ void lambda_n_derived(Derived_frame& frame, std::span<const double> x, int, View
   population(frame, x, 0, size);
   for (int g = 1; g <= job.status.ngrps; ++g)
     for (int s = 1; s < sessions; ++s)
-      values((g - 1) * (sessions - 1) + s) = quotient(size(frame.place(g, s + 1)), size(frame.place(g, s)));
+      values((g - 1) * (sessions - 1) + s) =
+          quotient(size(frame.place(g, 1, s + 1)), size(frame.place(g, 1, s)));
 }
 
 void lambda_derived(Derived_frame& frame, std::span<const double> x, int flag, View<double> values) {

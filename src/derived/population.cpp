@@ -26,12 +26,13 @@ int alpha_of(const Job& job) { return findpar(job.data, "alpha"); }
 /// Chance of being read rightly at the first capture of a class.
 double read_rightly(Derived_frame& frame, Reals<double> parm, int alpha, const Capture_class& alike) {
   if (alpha == 0) return 1.0;
-  const int columns = frame.job.model.pim2(alpha, 1, alike.session, alike.group).ncols;
-  return parm[frame.number(alpha, 1, alike.session, alike.group, 1, std::min(alike.first, columns))];
+  const int columns = frame.job.model.pim2(alpha, alike.stratum, alike.session, alike.group).ncols;
+  return parm[frame.number(alpha, alike.stratum, alike.session, alike.group, 1,
+                           std::min(alike.first, columns))];
 }
 
-/// Animals caught on two occasions or more of a session, into the minima of groups and sessions. A mark that
-/// was read wrongly is met once, so these are animals for certain.
+/// Animals caught on two occasions or more of a session, into the minima of groups, strata and sessions. A
+/// mark that was read wrongly is met once, so these are animals for certain.
 void count_caught_twice(Derived_frame& frame) {
   const Encounter_store& encounters = frame.job.data.encounters;
   for (int i = 1; i <= encounters.size(); ++i)
@@ -39,7 +40,7 @@ void count_caught_twice(Derived_frame& frame) {
       const Closed_stretch stretch = frame.stretch_of(encounters.history(i), s, 1);
       if (stretch.first == stretch.last) continue;
       for (int g = 1; g <= frame.job.status.ngrps; ++g)
-        frame.minimum(frame.place(g, s)) +=
+        frame.minimum(frame.place(g, stretch.stratum, s)) +=
             static_cast<double>(encounters.observed(i, g)) + encounters.lost_on_capture(i, g);
     }
 }
@@ -67,20 +68,21 @@ void population_full(Derived_frame& frame, std::span<const double> x, int flag, 
   List<double> rightly(values.size(), 0.0);
   if (alpha > 0) {
     for (const Capture_class& alike : frame.capture_classes(true))
-      rightly(frame.place(alike.group, alike.session)) +=
+      rightly(frame.place(alike.group, alike.stratum, alike.session)) +=
           alike.animals * read_rightly(frame, parm, alpha, alike);
     if (flag == 1) count_caught_twice(frame);
   }
   for (int g = 1; g <= job.status.ngrps; ++g)
-    for (int s = 1; s <= frame.sessions.size(); ++s) {
-      const int at = frame.place(g, s);
-      const double caught =
-          static_cast<double>(job.data.u(s, g, 1)) + static_cast<double>(job.data.ul(s, g, 1));
-      const double known = alpha > 0 ? rightly(at) : caught;
-      const double share = caught > 0.0 ? known / caught : 1.0;
-      values(at) = known + share * parm[frame.number(f0, 1, s, g, 1, 1)];
-      if (flag == 1 && alpha == 0) frame.minimum(at) = caught;
-    }
+    for (int k = 1; k <= frame.strata; ++k)
+      for (int s = 1; s <= frame.sessions.size(); ++s) {
+        const int at = frame.place(g, k, s);
+        const double caught =
+            static_cast<double>(job.data.u(s, g, k)) + static_cast<double>(job.data.ul(s, g, k));
+        const double known = alpha > 0 ? rightly(at) : caught;
+        const double share = caught > 0.0 ? known / caught : 1.0;
+        values(at) = known + share * parm[frame.number(f0, k, s, g, 1, 1)];
+        if (flag == 1 && alpha == 0) frame.minimum(at) = caught;
+      }
 }
 
 void huggins_pstar(Derived_frame& frame, std::span<const double> x, int flag, View<double> values) {
@@ -88,7 +90,7 @@ void huggins_pstar(Derived_frame& frame, std::span<const double> x, int flag, Vi
   std::fill(values.begin(), values.end(), 0.0);
   if (flag == 1 && alpha > 0) count_caught_twice(frame);
   for_each_caught(frame, x, alpha > 0, [&](const Capture_class& alike, Reals<double> parm, double pstar) {
-    const int at = frame.place(alike.group, alike.session);
+    const int at = frame.place(alike.group, alike.stratum, alike.session);
     const double rightly = alike.animals * read_rightly(frame, parm, alpha, alike);
     values(at) += rightly / pstar;
     if (flag != 1) return;

@@ -12,6 +12,7 @@ namespace tarn {
 namespace {
 
 constexpr std::array<std::string_view, 1> by_group{"group"};
+constexpr std::array<std::string_view, 3> by_stratum_and_session{"group", "stratum", "session"};
 constexpr std::array<std::string_view, 3> by_state_and_occasion{"group", "stratum", "occasion"};
 constexpr std::array<std::string_view, 2> by_session{"group", "session"}, by_occasion{"group", "occasion"};
 
@@ -30,6 +31,14 @@ List<List<int>> groups_and(const Job& job, int count) {
 }
 
 List<List<int>> sessions(const Job& job) { return groups_and(job, primary_sessions(job).size()); }
+List<List<int>> strata_and_sessions(const Job& job) {
+  List<List<int>> rows;
+  const int count = primary_sessions(job).size();
+  for (int g = 1; g <= job.status.ngrps; ++g)
+    for (int a = 1; a <= strata_of_captures(job); ++a)
+      for (int s = 1; s <= count; ++s) rows.push_back({g, a, s});
+  return rows;
+}
 List<List<int>> occasions(const Job& job) { return groups_and(job, job.status.noccas); }
 List<List<int>> states_and_occasions(const Job& job) {
   List<List<int>> rows;
@@ -70,6 +79,17 @@ constexpr Section session_population_of(Derived_routine routine) {
 }
 constexpr Section full_session_population = session_population_of(population_full),
                   conditional_session_population = session_population_of(huggins_pstar);
+
+constexpr Section strata_population_of(Derived_routine routine) {
+  Section section = population_of(routine);
+  section.quantity = Derived_quantity::population_by_stratum;
+  section.letter = 'O';
+  section.label_names = by_stratum_and_session;
+  section.rows = strata_and_sessions;
+  return section;
+}
+constexpr Section full_strata_population = strata_population_of(population_full),
+                  conditional_strata_population = strata_population_of(huggins_pstar);
 
 constexpr Section growth_between(std::span<const std::string_view> label_names) {
   return {.title = "Lambda Estimates of ",
@@ -153,6 +173,8 @@ constexpr std::array<const Section*, 1> of_conditional_population{&conditional_p
 constexpr std::array<const Section*, 1> of_density{&density_by_group};
 constexpr std::array<const Section*, 1> of_full_sessions{&full_session_population};
 constexpr std::array<const Section*, 1> of_conditional_sessions{&conditional_session_population};
+constexpr std::array<const Section*, 1> of_full_strata{&full_strata_population};
+constexpr std::array<const Section*, 1> of_conditional_strata{&conditional_strata_population};
 constexpr std::array<const Section*, 3> of_full_sessions_and_growth{
     &full_session_population, &growth_by_session, &log_growth_by_session};
 constexpr std::array<const Section*, 3> of_conditional_sessions_and_growth{
@@ -184,6 +206,9 @@ std::span<const Section* const> derived_sections(const Datatype& type) {
     case Derived_sections::session_population:
       if (full) return of_full_sessions;
       return of_conditional_sessions;
+    case Derived_sections::strata_population:
+      if (full) return of_full_strata;
+      return of_conditional_strata;
     case Derived_sections::population_and_growth:
       if (full) return of_full_sessions_and_growth;
       return of_conditional_sessions_and_growth;
@@ -196,7 +221,6 @@ std::span<const Section* const> derived_sections(const Datatype& type) {
     case Derived_sections::state_abundance:
       return of_states;
     case Derived_sections::none:
-    case Derived_sections::strata_population:
     case Derived_sections::occupancy:
     case Derived_sections::occupancy_detection:
     case Derived_sections::occupancy_gamma:

@@ -19,6 +19,7 @@ enum class Derived_quantity {
   survival_over_study,
   population_by_group,
   population_by_session,
+  population_by_stratum,
   density_by_group,
   growth,
   log_growth,

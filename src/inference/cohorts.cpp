@@ -58,7 +58,7 @@ double histories_in_strata(const Datatype& row, int n, int first, int K) {
 struct Cohort_rules {
   const Datatype& row;
   List<Primary_session> sessions;
-  int strata;
+  int strata, strata_of_captures;
   double captures;      ///< signs that a capture may leave
   Second_signs second;  ///< and those of an interval
   bool states_told;     ///< the states of animals at a release have shares
@@ -67,6 +67,7 @@ struct Cohort_rules {
       : row(datatype(job.status.dattyp)),
         sessions(row.sessions ? primary_sessions(job) : List<Primary_session>()),
         strata(job.status.nstrta),
+        strata_of_captures(tarn::strata_of_captures(job)),
         captures(stratum_limit(job, row) -
                  (row.stratum_limit == Stratum_limit::doubled_and_events ? strata : 0)),
         second(row.check == Cell_check::barker_strata ? second_signs(job, row) : Second_signs()),
@@ -83,14 +84,18 @@ double histories_of_signs(const Cohort_rules& rules, int first, int K) {
   return histories;
 }
 
-/// Histories that start with a capture in session f. Of live and dead encounters a session has one code: a
-/// recovery ends the history, nothing or a resighting leaves every pattern of the next session open.
-double histories_from_session(const Datatype& row, const List<Primary_session>& sessions, int f) {
+/// Histories that start with a capture in session f, in a given stratum or in any; captures of one session
+/// are all in one stratum. Of live and dead encounters a session has one code: a recovery ends the history,
+/// nothing or a resighting leaves every pattern of the next session open.
+double histories_from_session(const Datatype& row, const List<Primary_session>& sessions, int f, int strata,
+                              bool stratum_given) {
   const bool codes = row.check == Cell_check::robust_barker;
   double later = 1.0;  // what can follow from the next session on
   for (int s = sessions.size(); s >= f; --s) {
-    const double patterns = live_histories(sessions(s).length);
-    later = (s == f ? patterns - 1.0 : patterns) * (codes ? 1.0 + 2.0 * later : later);
+    const double with_capture = live_histories(sessions(s).length) - 1.0;
+    double patterns = with_capture * strata + 1.0;
+    if (s == f) patterns = stratum_given ? with_capture : with_capture * strata;
+    later = patterns * (codes ? 1.0 + 2.0 * later : later);
   }
   return later;
 }
@@ -123,11 +128,16 @@ Cohort_key cohort_key(const Cohort_rules& rules, History history) {
       return {{last, 0}, live_histories(last - 1)};
     }
     case Saturated::session:
-    case Saturated::session_full: {
+    case Saturated::session_full:
+    case Saturated::session_stratum:
+    case Saturated::session_stratum_full: {
+      const bool by_stratum =
+          row.saturated == Saturated::session_stratum || row.saturated == Saturated::session_stratum_full;
       const int first = first1(history);
       int f = 1;
       while (f < sessions.size() && sessions(f).last() < first) ++f;
-      return {{f, 0}, histories_from_session(row, sessions, f)};
+      return {{f, by_stratum && first > 0 ? history.live(first) : 0},
+              histories_from_session(row, sessions, f, rules.strata_of_captures, by_stratum)};
     }
     case Saturated::none:
     case Saturated::release:
@@ -148,8 +158,6 @@ Cohort_key cohort_key(const Cohort_rules& rules, History history) {
       return {{first, first > 0 ? history.live(first) : '0'}, later};
     }
     case Saturated::group_stratum:
-    case Saturated::session_stratum:
-    case Saturated::session_stratum_full:
       break;
   }
   // No model of these is set up; what would be computed is no number.

@@ -10,7 +10,8 @@ namespace {
 
 /// Full likelihoods: a cell is not the probability among animals that are in the records.
 bool counts_the_never_caught(Saturated form) {
-  return form == Saturated::closed_full || form == Saturated::session_full || form == Saturated::group_full;
+  return form == Saturated::closed_full || form == Saturated::session_full ||
+         form == Saturated::session_stratum_full || form == Saturated::group_full;
 }
 
 class Residuals {
@@ -68,14 +69,6 @@ class Residuals {
     return false;
   }
 
-  std::string history_text(int i) const {
-    const History history = job_.data.encounters.history(i);
-    if (job_.status.liveeh == 0) return std::string(history.text());
-    std::string text;
-    for (int o = 1; o <= history.noccas(); ++o) text += history.live(o);
-    return text;
-  }
-
   void record(Kind& kind, int i) {
     const int k = cohorts_.cohort_of(i);
     const Encounter_store& encounters = job_.data.encounters;
@@ -86,7 +79,7 @@ class Residuals {
       kind.seen(g, k) += prob;
       add_cell(static_cast<double>(counts(g)), prob * total(kind, k, g));
     }
-    if (line_) line_(history_text(i), row_);
+    if (line_) line_(encounters.history(i).as_typed(job_.status.liveeh != 0), row_);
   }
 
   /// The cell of the cohort's histories that no animal showed.

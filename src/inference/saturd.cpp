@@ -136,8 +136,8 @@ class Cell_counts_by_set {
   std::map<int, double> totals_;
 };
 
-/// What a history shows of the sessions: in each a capture, none, or no sampling, and the code of the dead
-/// columns, which is the last one.
+/// What a history shows of the sessions: in each the code of a capture, none, or no sampling, and the code of
+/// the dead columns, which is the last one.
 std::string primary_pattern(History history, const List<Primary_session>& sessions) {
   std::string pattern;
   for (const Primary_session& session : sessions) {
@@ -145,7 +145,7 @@ std::string primary_pattern(History history, const List<Primary_session>& sessio
     for (int o = session.before + 1; o <= session.last(); ++o) {
       const char cell = history.live(o);
       if (captured(cell))
-        live = '1';
+        live = cell;
       else if (cell == '0' && live == '.')
         live = '0';
       if (history.dead(o) != '0') dead = history.dead(o);
@@ -169,13 +169,15 @@ std::string captures_within(History history, const Primary_session& session) {
 
 /// Full likelihoods of several closed sessions: the chain between sessions and the captures within each of
 /// them are told apart, and each session has the supremum of its term over the number never caught there,
-/// which for M animals caught is lgamma(M + 1).
+/// which for M animals caught is lgamma(M + 1); of strata every one by itself.
 Cell_sum cells_of_full_sessions(const Job& job, const Cohorts& cohorts) {
   const Encounter_store& encounters = job.data.encounters;
   const List<Primary_session> sessions = primary_sessions(job);
+  const int strata = strata_of_captures(job);
   Cell_sum sum;
   for (int g = 1; g <= job.status.ngrps; ++g) {
-    Cell_counts_by_set released, lost;  // set 0 - s: within session s
+    Cell_counts_by_set released, lost;  // sets below 0: within a session, by stratum
+    const auto within = [strata](int s, int stratum) { return -((s - 1) * strata + stratum); };
     for (int i = 1; i <= encounters.size(); ++i) {
       const History history = encounters.history(i);
       const Animals animals = animals_of(encounters, i, g);
@@ -185,11 +187,14 @@ Cell_sum cells_of_full_sessions(const Job& job, const Cohorts& cohorts) {
       };
       add(cohorts.cohort_of(i), primary_pattern(history, sessions));
       for (int s = 1; s <= sessions.size(); ++s)
-        if (const std::string cells = captures_within(history, sessions(s)); !cells.empty()) add(-s, cells);
+        if (const std::string cells = captures_within(history, sessions(s)); !cells.empty())
+          add(within(s, stratum_in(job, history, sessions(s))), cells);
     }
     released.add_to(sum);
     lost.add_to(sum);
-    for (int s = 1; s <= sessions.size(); ++s) sum.sum += lgamma(released.total(-s) + lost.total(-s) + 1.0);
+    for (int s = 1; s <= sessions.size(); ++s)
+      for (int k = 1; k <= strata; ++k)
+        sum.sum += lgamma(released.total(within(s, k)) + lost.total(within(s, k)) + 1.0);
   }
   return sum;
 }
@@ -245,8 +250,9 @@ Saturated_model saturd(const Job& job) {
   if (row.saturated == Saturated::interval) return saturated_fates(job);
 
   const Cohorts cohorts(job);
-  const bool full_sessions =
-      row.saturated == Saturated::session_full || row.saturated == Saturated::group_full;
+  const bool full_sessions = row.saturated == Saturated::session_full ||
+                             row.saturated == Saturated::session_stratum_full ||
+                             row.saturated == Saturated::group_full;
   Cell_sum sum = full_sessions ? cells_of_full_sessions(job, cohorts) : cells_of_histories(job, cohorts);
   if (row.saturated == Saturated::popan) add_first_captures(job, cohorts, sum);
   Saturated_model model;

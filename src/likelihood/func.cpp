@@ -156,8 +156,8 @@ void probabilities_of_capture(Job& job, std::span<const double> beta, Array2<dou
       if (!work.readable[place]) continue;
       area.cell.begin();
       for (int s = 1; s <= sessions.size(); ++s) {
-        const auto stretch =
-            Closed_stretch::of(table.history(i), sessions(s).before, sessions(s).length, s, j, 1, false);
+        const auto stretch = Closed_stretch::of(table.history(i), sessions(s).before, sessions(s).length, s,
+                                                j, stratum_in(job, table.history(i), sessions(s)), false);
         if (stretch.first == 0) continue;
         met(i, j) *= closmods(job, area.cell, kept, i, stretch, job.status.closedmodel, parm).pstar;
       }

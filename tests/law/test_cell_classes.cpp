@@ -86,7 +86,7 @@ struct Session_part {
     for (int o = 1; o <= session.length; ++o) {
       const char live = history.live(session.before + o);
       if (live != '.') ++sampled, last_sampled = o;
-      if (live != '1') continue;
+      if (!captured(live)) continue;
       if (first == 0) first = o;
       last = o;
     }
@@ -109,7 +109,8 @@ bool is_looked_up_in_vain(const Job& job, History history, int lost, const Place
     if (part.last_sampled > 0 && first_sampled == 0) first_sampled = s;
     if (part.last_sampled > 0) last_sampled = s;
   }
-  const bool conditional_on_first = row.cell == Cell::robust || row.cell == Cell::robust_barker;
+  const bool conditional_on_first =
+      row.cell == Cell::robust || row.cell == Cell::robust_barker || row.cell == Cell::robust_multistate;
   if (!has_matrix_by_session(row.number, real.name)) {
     // Whether an animal lives on, and where, if nothing is sampled any more.
     const bool of_encounters = row.cell == Cell::robust_barker &&

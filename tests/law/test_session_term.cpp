@@ -16,6 +16,7 @@ std::vector<int> types_with_session_terms() {
   std::vector<int> types;
   for (const int type : types_with_a_routine()) {
     const Closed_form form = datatype(type).closed_form;
+    if (!strata_codes(type).empty()) continue;  // there are terms by stratum
     if (form == Closed_form::B || form == Closed_form::C) types.push_back(type);
   }
   return types;

@@ -158,11 +158,21 @@ inline std::string open_cells(int type, int noccas, Draws& draws) {
 inline std::string closed_cells(int type, int noccas, Draws& draws) {
   std::string cells(2 * static_cast<std::size_t>(noccas), '0');
   const auto live = [&](int o) -> char& { return cells[2 * static_cast<std::size_t>(o) - 2]; };
-  // Nothing tells the size of a population in a session in which nothing was sampled.
-  const bool dots = datatype(type).alphabet.find('.') != std::string_view::npos &&
+  // Nothing tells the size of a population in a session in which nothing was sampled. Codes of strata go with
+  // a dot.
+  const std::string_view alphabet = datatype(type).alphabet;
+  const bool dots = (alphabet.empty() || alphabet.find('.') != std::string_view::npos) &&
                     datatype(type).cell != Cell::robust_pradel_n;
   for (int o = 1; o <= noccas; ++o) live(o) = draws.chance(0.4) ? '1' : dots && draws.chance(0.1) ? '.' : '0';
   if (cells.find('1') == std::string::npos) live(draws.whole(1, noccas)) = '1';
+  if (const std::string codes = strata_codes(type); !codes.empty()) {
+    std::size_t o = 0;
+    for (const int length : session_lengths(type, noccas)) {
+      const char code = codes[static_cast<std::size_t>(draws.whole(1, static_cast<int>(codes.size()))) - 1];
+      for (const std::size_t end = o + static_cast<std::size_t>(length); o < end; ++o)
+        if (cells[2 * o] == '1') cells[2 * o] = code;
+    }
+  }
   if (datatype(type).cell != Cell::robust_barker) return cells;
   // Resightings from the session of the first capture on, dead from that of the last one on.
   int o = 0;
@@ -179,16 +189,21 @@ inline std::string closed_cells(int type, int noccas, Draws& draws) {
   return cells;
 }
 
-/// Where a record counts in `u` and `ul`: at the occasion of its first capture, in a closed layer in every
-/// session in which something was caught.
-inline std::vector<int> counted_at(int type, History history, const std::vector<int>& lengths) {
-  if (datatype(type).closed == Closed::none) return {std::max(first1(history), 1)};
-  std::vector<int> sessions;
+/// Where a record counts in `u` and `ul`, and in which layer: at the occasion of its first capture, in a
+/// closed layer in every session in which something was caught, and there by stratum.
+inline std::vector<std::pair<int, int>> counted_at(int type, History history,
+                                                   const std::vector<int>& lengths) {
+  if (datatype(type).closed == Closed::none) return {{std::max(first1(history), 1), 1}};
+  const std::string codes = strata_codes(type).empty() ? "1" : strata_codes(type);
+  std::vector<std::pair<int, int>> sessions;
   int o = 0;
   for (std::size_t s = 0; s < lengths.size(); ++s) {
-    bool caught = false;
-    for (const int end = o + lengths[s]; o < end;) caught |= history.live(++o) == '1';
-    if (caught) sessions.push_back(static_cast<int>(s) + 1);
+    std::size_t stratum = std::string::npos;
+    for (const int end = o + lengths[s]; o < end;)
+      if (const std::size_t place = codes.find(history.live(++o)); place != std::string::npos)
+        stratum = place;
+    if (stratum != std::string::npos)
+      sessions.push_back({static_cast<int>(s) + 1, static_cast<int>(stratum) + 1});
   }
   return sessions;
 }
@@ -237,8 +252,8 @@ inline Model_builder unfinished_model(int type, const std::vector<Animal>& anima
   if (datatype(type).nodes != Nodes::none) gausquadpar(job);
   Array1<double>&located = job.data.nlocations, &inside = job.data.ninside;
   const int count = static_cast<int>(animals.size());
-  bool made = job.data.u.allocate(options.noccas, options.groups, 1) &&
-              job.data.ul.allocate(options.noccas, options.groups, 1);
+  bool made = job.data.u.allocate(options.noccas, options.groups, job.status.nstrta) &&
+              job.data.ul.allocate(options.noccas, options.groups, job.status.nstrta);
   if (datatype(type).density) made = made && located.allocate(count) && inside.allocate(count);
   if (!made) throw std::bad_alloc();
   for (const Animal& animal : animals) {
@@ -248,10 +263,10 @@ inline Model_builder unfinished_model(int type, const std::vector<Animal>& anima
     std::copy(animal.lost.begin(), animal.lost.end(), store.lost_on_capture(i).begin());
     std::copy(animal.covariates.begin(), animal.covariates.end(), store.ind_covariates(i).begin());
     job.status.nhist = store.size();
-    for (const int counted : fitted_models_detail::counted_at(type, store.history(i), lengths))
+    for (const auto& [at, layer] : fitted_models_detail::counted_at(type, store.history(i), lengths))
       for (int g = 1; g <= options.groups; ++g) {
-        job.data.u(counted, g, 1) += animal.observed[static_cast<std::size_t>(g) - 1];
-        job.data.ul(counted, g, 1) += animal.lost[static_cast<std::size_t>(g) - 1];
+        job.data.u(at, g, layer) += animal.observed[static_cast<std::size_t>(g) - 1];
+        job.data.ul(at, g, layer) += animal.lost[static_cast<std::size_t>(g) - 1];
       }
     if (located.present()) {
       located(i) = animal.located;

@@ -141,6 +141,19 @@ inline const std::vector<Family_note>& fitted_types() {
 - `S`, `r` (a death is reported, in the stratum at the beginning of the interval): K columns. `p`, `Psi`: K - 1 columns. All as for
   `MULTISTRATA`.
 )"},
+      {{33, 34, 35, 36, 37, 38, 61, 62, 63, 64, 65, 66, 147},
+       R"(- cell: the code of the stratum in which the animal was caught (STRATA), the same in all of a session, `0` not caught,
+  `.` not sampled. Sessions as for `ROBUST`.
+- `S`, `Psi` as for `MULTISTRATA`: one column an interval between sessions, between which animals move. Rows: the session of
+  the first capture, or one row.
+- the closed layer as for `ROBUST`, a matrix for each stratum and session: `p A : Session 2`. `f0` needs the LOG link.
+)"},
+      {{104, 105, 106},
+       R"(- as for `HCRDMS`, and the stratum of a first capture tells of the shares of the strata.
+- `Omega`: the share of a stratum among the animals that a session meets for the first time, whether it catches them or not;
+  one column a session, one row, a matrix for each stratum but the last, which has what they leave of 1. The link MLOGIT,
+  one set for each session, keeps the others below 1.
+)"},
       {{5, 12},
        R"(- cell: `1` caught, `0` not caught, with Huggins' form `.` not sampled.
 - `p`: K columns. `c` (caught again): K - 1 columns, column o - 1 is occasion o. One row. `f0`, the number never caught: one
@@ -177,11 +190,11 @@ inline std::vector<int> types_with_a_routine() {
   return types;
 }
 
-/// Those of them that the laws look at that take long. Of the robust designs, which join one of four ways
+/// Those of them that the laws look at that take long. Of the robust designs, which join one of six ways
 /// between sessions with one of thirteen closed kinds, these: every way and every kind is among them.
 inline std::vector<int> types_for_long_laws() {
-  static const std::vector<int> robust{7,  13, 40, 58, 59, 146, 18,  46,  162, 67,
-                                       75, 81, 85, 86, 96, 102, 149, 163, 168, 169};
+  static const std::vector<int> robust{7,  13,  40,  58,  59,  146, 18, 46, 162, 67, 75,  81,  85, 86,
+                                       96, 102, 149, 163, 168, 169, 33, 36, 37,  63, 104, 106, 147};
   std::vector<int> types;
   for (const int type : types_with_a_routine())
     if (!datatype(type).sessions || std::find(robust.begin(), robust.end(), type) != robust.end())

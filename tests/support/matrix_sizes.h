@@ -18,10 +18,16 @@ struct Matrix_size {
   int second = 1, third = 1;
 };
 
+/// Whether animals move between strata and their sessions are closed.
+inline bool is_robust_strata(int type) {
+  const Cell cell = datatype(type).cell;
+  return cell == Cell::robust_multistate || cell == Cell::robust_omega;
+}
+
 /// Codes of the strata of the tests' data sets; empty for a type without any.
 inline std::string strata_codes(int type) {
   const Cell cell = datatype(type).cell;
-  return cell == Cell::chprob009 || cell == Cell::mslivedead ? "AB" : "";
+  return cell == Cell::chprob009 || cell == Cell::mslivedead || is_robust_strata(type) ? "AB" : "";
 }
 
 /// Occasions of each primary session in the tests' data sets: one and two by turns. One session of all where
@@ -57,8 +63,10 @@ inline Matrix_size matrix_size(int type, const std::string& name, const std::vec
   const bool barker = row.cell == Cell::robust_barker;
   if (row.sessions) {
     const int n = static_cast<int>(lengths.size());
+    if (name == "Omega") return {false, 1, n};
+    const bool by_cohort = barker || row.cell == Cell::robust || is_robust_strata(type);
     if (barker && (name == "S" || name == "r" || name == "R" || name == "R'")) return {true, n, n};
-    return {barker || row.cell == Cell::robust, barker || row.cell == Cell::robust ? n - 1 : 1, n - 1};
+    return {by_cohort, by_cohort ? n - 1 : 1, n - 1};
   }
   static const std::vector<int> without_cohorts{11, 14, 15, 16, 17, 19, 31};
   if (std::find(without_cohorts.begin(), without_cohorts.end(), type) != without_cohorts.end())
@@ -76,20 +84,32 @@ inline Matrix_size matrix_size(int type, const std::string& name, int noccas, in
   return matrix_size(type, name, session_lengths(type, noccas), mixtures);
 }
 
-/// The matrices of a parameter: by session, by stratum, by pair of strata, or one for all.
+/// The matrices of a parameter: by stratum and session, by session, by stratum, by pair of strata, or one for
+/// all.
 inline std::vector<Matrix_size> matrix_sizes(int type, const std::string& name,
                                              const std::vector<int>& lengths, int mixtures) {
   std::vector<Matrix_size> sizes;
   if (const int strata = static_cast<int>(strata_codes(type).size()); strata > 0) {
+    if (has_matrix_by_session(type, name)) {
+      for (int a = 1; a <= strata; ++a)
+        for (std::size_t s = 0; s < lengths.size(); ++s) {
+          sizes.push_back(matrix_size(type, name, std::vector<int>{lengths[s]}, mixtures));
+          sizes.back().second = a;
+          sizes.back().third = static_cast<int>(s) + 1;
+        }
+      return sizes;
+    }
     Matrix_size size = matrix_size(type, name, lengths, mixtures);
-    for (size.second = 1; size.second <= strata; ++size.second)
+    // The share of the last stratum is what the others leave.
+    const int last = name == "Omega" ? strata - 1 : strata;
+    for (size.second = 1; size.second <= last; ++size.second)
       for (size.third = 1; size.third <= (name == "Psi" ? strata : 1); ++size.third)
         if (name != "Psi" || size.third != size.second) sizes.push_back(size);
     return sizes;
   }
   if (!has_matrix_by_session(type, name)) return {matrix_size(type, name, lengths, mixtures)};
   for (const int length : lengths) {
-    sizes.push_back(matrix_size(type, name, length, mixtures));
+    sizes.push_back(matrix_size(type, name, std::vector<int>{length}, mixtures));
     sizes.back().third = static_cast<int>(sizes.size());
   }
   return sizes;

@@ -87,9 +87,7 @@ class Model_builder {
       model.maxprimoccas = std::max(model.maxprimoccas, lengths[s]);
     }
     if (o != status.noccas) throw std::invalid_argument("sessions do not make up the occasions");
-    model.pim2index3upbd = status.nprimy;
-    model.pim2 = {};
-    model.pim2.allocate(data.numparmnames, 1, 1, 1, status.nprimy, status.ngrps);
+    make_room_for_matrices();
   }
 
   /// Strata of these codes. To be called ahead of the first matrix: there is one for each of them, or for
@@ -97,12 +95,9 @@ class Model_builder {
   void strata(const std::string& codes) {
     Status_module& status = job().status;
     Data_module& data = job().data;
-    Model_arrays& model = job().model;
     status.nstrta = status.nstrtaplus = static_cast<int>(codes.size());
     data.strata = codes + "0.";
-    model.pim2index2upbd = model.pim2index3upbd = status.nstrta;
-    model.pim2 = {};
-    model.pim2.allocate(data.numparmnames, 1, status.nstrta, 1, status.nstrta, status.ngrps);
+    make_room_for_matrices();
   }
 
   /// Matrix of parameter q, group g, of one session (or second stratum) and one stratum where there are
@@ -272,6 +267,15 @@ class Model_builder {
   Objective_value value;
 
  private:
+  void make_room_for_matrices() {
+    const Status_module& status = job().status;
+    Model_arrays& model = job().model;
+    model.pim2index2upbd = std::max(status.nstrta, 1);
+    model.pim2index3upbd = std::max(status.nprimy, model.pim2index2upbd);
+    model.pim2 = {};
+    model.pim2.allocate(job().data.numparmnames, 1, model.pim2index2upbd, 1, model.pim2index3upbd,
+                        status.ngrps);
+  }
   static void present(bool made) {
     if (!made) throw std::bad_alloc();
   }

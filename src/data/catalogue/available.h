@@ -37,10 +37,10 @@ constexpr bool is_available(Saturated form) {
     case Saturated::session:
     case Saturated::session_full:
     case Saturated::group_full:
-      return true;
-    case Saturated::group_stratum:
     case Saturated::session_stratum:
     case Saturated::session_stratum_full:
+      return true;
+    case Saturated::group_stratum:
       return false;
   }
   return false;
@@ -58,8 +58,8 @@ constexpr bool is_available(Derived_sections sections) {
     case Derived_sections::growth:
     case Derived_sections::popan:
     case Derived_sections::state_abundance:
-      return true;
     case Derived_sections::strata_population:
+      return true;
     case Derived_sections::occupancy:
     case Derived_sections::occupancy_detection:
     case Derived_sections::occupancy_gamma:

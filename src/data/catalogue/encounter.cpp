@@ -26,6 +26,13 @@ std::size_t hash_of(std::string_view cells) {
 
 }  // namespace
 
+std::string History::as_typed(bool live_form) const {
+  if (!live_form) return std::string(text());
+  std::string typed;
+  for (int o = 1; o <= noccas_; ++o) typed += live(o);
+  return typed;
+}
+
 int first1(History h) {
   for (int o = 1; o <= h.noccas(); ++o)
     if (captured(h.live(o))) return o;

@@ -21,6 +21,8 @@ class History {
   int noccas() const { return noccas_; }
   const char* cells() const { return cells_; }
   std::string_view text() const { return {cells_, 2 * static_cast<std::size_t>(noccas_)}; }
+  /// As a deck writes it: first characters alone in the live form.
+  std::string as_typed(bool live_form) const;
 
  private:
   const char* cells_ = nullptr;
