@@ -146,7 +146,7 @@ inline const std::vector<Family_note>& fitted_types() {
   `.` not sampled. Sessions as for `ROBUST`.
 - `S`, `Psi` as for `MULTISTRATA`: one column an interval between sessions, between which animals move. Rows: the session of
   the first capture, or one row.
-- the closed layer as for `ROBUST`, a matrix for each stratum and session: `p A : Session 2`. `f0` needs the LOG link.
+- the closed layer as for `ROBUST`, a matrix for each stratum and session: `p A : Session 2`.
 )"},
       {{104, 105, 106},
        R"(- as for `HCRDMS`, and the stratum of a first capture tells of the shares of the strata.
