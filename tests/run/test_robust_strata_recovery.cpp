@@ -302,6 +302,44 @@ TEST_P(Robust_strata_recovery, rates_shares_and_sizes) {
     }
 }
 
+// The deviance of a full likelihood where nothing else is left: in each stratum and session the number
+// caught, of those that were there, is a binomial, and no chance makes its value certain. A deviance is
+// sensitive to single animals, so counts are quarters of which all sums are exact in 32 bits.
+TEST_P(Robust_strata_recovery, deviance_of_sizes) {
+  const Design& d = GetParam();
+  if (Closed_kind::of(d.type).conditional) return;
+  Counts counts(d, 1e6);
+  double squares = 0.0;
+  for (std::vector<double>& caught : counts.caught) std::fill(caught.begin(), caught.end(), 0.0);
+  for (auto& [history, animals] : counts.records) {
+    const double count = std::round(4.0 * animals) / 4.0;
+    squares += (count - animals) * (count - animals) / animals;
+    animals = count;
+    std::size_t at = 0;
+    for (std::size_t s = 0; s < d.length.size(); ++s) {
+      const auto n = static_cast<std::size_t>(d.length[s]);
+      const std::size_t met = history.find_first_not_of('0', at);
+      if (met < at + n) counts.caught[codes.find(history[met])][s] += count;
+      at += n;
+    }
+  }
+  std::erase_if(counts.records, [](const auto& record) { return record.second <= 0.0; });
+  const Deck_result result = run_deck(data_of(d, counts.records) + model_of(d, counts).text());
+  ASSERT_EQ(result.stop, "NORMAL EXIT") << result.listing;
+  double sizes = 0.0;
+  for (std::size_t a = 0; a < d.strata(); ++a)
+    for (std::size_t s = 0; s < d.length.size(); ++s) {
+      const double caught = counts.caught[a][s], share = counts.within[a][s].pstar;
+      const double never = caught * (1.0 - share) / share;
+      ASSERT_LT(caught, 4194304.0);  // 2^24 quarters
+      sizes -= 2.0 * (std::lgamma(caught + never + 1.0) - std::lgamma(caught + 1.0) -
+                      std::lgamma(never + 1.0) + caught * std::log(share) + never * std::log(1.0 - share));
+    }
+  // What rounding of the counts leaves is within twice its squares; lgamma of 1e7 has digits to 1e-7.
+  EXPECT_NEAR(result.number(" DEVIANCE {recovered} ="), sizes, 2.0 * squares + 1e-3);
+  EXPECT_GT(sizes, 10.0 * squares);
+}
+
 Captures by_session(double shift) {
   return {{1.0}, {{0.3 + shift}, {0.5 - shift}, {0.4 + shift}}, {{0.45 - shift}, {0.35}, {0.6 - shift}}};
 }

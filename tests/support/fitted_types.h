@@ -150,9 +150,9 @@ inline const std::vector<Family_note>& fitted_types() {
 )"},
       {{104, 105, 106},
        R"(- as for `HCRDMS`, and the stratum of a first capture tells of the shares of the strata.
-- `Omega`: the share of a stratum among the animals that a session meets for the first time, whether it catches them or not;
-  one column a session, one row, a matrix for each stratum but the last, which has what they leave of 1. The link MLOGIT,
-  one set for each session, keeps the others below 1.
+- `Omega`: the share of a stratum among the animals that are there in a session and were never caught before; one column a
+  session, one row, a matrix for each stratum but the last, which has what they leave of 1. The link MLOGIT, one set for
+  each session, keeps the others below 1.
 )"},
       {{5, 12},
        R"(- cell: `1` caught, `0` not caught, with Huggins' form `.` not sampled.
