@@ -117,7 +117,9 @@ std::string estimation(const Head& head, const std::vector<int>& sessions) {
         text += "group=" + std::to_string(g) + ' ' + name;
         if (const std::string codes = tarn::strata_codes(head.type); !codes.empty()) {
           const auto code = [&codes](int k) {
-            return std::string(1, codes[static_cast<std::size_t>(k) - 1]);
+            const std::size_t n = codes.size(), at = static_cast<std::size_t>(k) - 1;
+            // Behind the codes stand those of guesses.
+            return std::string(1, at < n ? codes[at] : static_cast<char>(codes[at - n] - 'A' + 'a'));
           };
           text += ' ' + code(size.second) + (name == "Psi" ? " to " + code(size.third) : " :");
         }

@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "data/catalogue/datatype.h"
+#include "data/strata.h"
 #include "likelihood/func.h"
 #include "likelihood/likelihood_point.h"
 #include "likelihood/likelihood_work.h"
@@ -96,7 +97,10 @@ class Model_builder {
     Status_module& status = job().status;
     Data_module& data = job().data;
     status.nstrta = status.nstrtaplus = static_cast<int>(codes.size());
-    data.strata = codes + "0.";
+    const Datatype& row = datatype(status.dattyp);
+    data.strata = row.strata_tail == Strata_tail::uncertain || row.strata_tail == Strata_tail::lower
+                      ? strata_of(row, codes, status.nstrta)
+                      : codes + "0.";
     make_room_for_matrices();
   }
 
@@ -270,8 +274,9 @@ class Model_builder {
   void make_room_for_matrices() {
     const Status_module& status = job().status;
     Model_arrays& model = job().model;
-    model.pim2index2upbd = std::max(status.nstrta, 1);
-    model.pim2index3upbd = std::max(status.nprimy, model.pim2index2upbd);
+    const int strata = std::max(status.nstrta, 1);
+    model.pim2index2upbd = datatype(status.dattyp).pim_bounds == Pim_bounds::doubled ? 2 * strata : strata;
+    model.pim2index3upbd = std::max(status.nprimy, strata);
     model.pim2 = {};
     model.pim2.allocate(job().data.numparmnames, 1, model.pim2index2upbd, 1, model.pim2index3upbd,
                         status.ngrps);
