@@ -18,7 +18,7 @@ struct Ever_there {
 Ever_there ever_there(Derived_frame& frame, std::span<const double> x) {
   const Job& job = frame.job;
   Ever_there made{List<double>(job.status.ngrps, 0.0), List<double>(job.status.ngrps, 0.0)};
-  std::vector<double> weights(static_cast<std::size_t>(job.status.noccas * job.status.nstrta));
+  std::vector<double> room(Unseen<double>::size_of(job));
   Power_memo powers;
   Reals<double> parm;
   int record = 0;
@@ -29,7 +29,7 @@ Ever_there ever_there(Derived_frame& frame, std::span<const double> x) {
     frame.cell.begin();
     const double pstar = follow_unseen<double>(
                              job, alike.group, [&](int o) { return history.live(o) != '.'; },
-                             Interval_rates<double>(job, parm, powers), parm, frame.cell, weights)
+                             Interval_rates<double>(job, parm, powers), parm, frame.cell, room)
                              .pstar;
     const double at_least = pstar > minlog ? pstar : minlog;
     made.animals(alike.group) += alike.animals / at_least;
@@ -67,9 +67,7 @@ class Population_of_states {
     }
     return entries_(o) * share;
   }
-  double survival(int c, int a) {
-    return rate_.survival(frame_.number(position("S"), a, 1, g_, 1, c), c);
-  }
+  double survival(int c, int a) { return rate_.survival(frame_.number(position("S"), a, 1, g_, 1, c), c); }
   /// Shares of all animals that are there on every occasion, in each state.
   List<List<double>> present() {
     List<List<double>> shares;
@@ -138,10 +136,9 @@ void msjspstar(Derived_frame& frame, std::span<const double> x, int flag, View<d
 }
 
 void msjsnstar(Derived_frame& frame, std::span<const double> x, int flag, View<double> values) {
-  of_all_that_were_there(frame, x, flag, values,
-                         [](Population_of_states&, const List<List<double>>& present, int o, int a) {
-                           return present(o)(a);
-                         });
+  of_all_that_were_there(
+      frame, x, flag, values,
+      [](Population_of_states&, const List<List<double>>& present, int o, int a) { return present(o)(a); });
 }
 
 void msjsgress(Derived_frame& frame, std::span<const double> x, int flag, View<double> values) {

@@ -16,6 +16,7 @@
 #include "likelihood/blocks/hidden.h"
 #include "likelihood/blocks/state_shares.h"
 #include "likelihood/chprob.h"
+#include "model/structure/pim.h"
 
 namespace tarn {
 namespace {
@@ -23,7 +24,7 @@ namespace {
 struct Hidden_markov : Counts_hidden<Hidden_markov> {
   struct Prepared : Hidden_records {
     explicit Prepared(const Job& job)
-        : Hidden_records(job, {}),
+        : Hidden_records(job, {.certain_start = job.status.nstrta > 1 && !has_matrix(job, "pi")}),
           codes(job.data.strata.substr(0, static_cast<std::size_t>(job.status.nstrta + job.status.nevents))) {
     }
     /// Place of a sign in the alphabet, from 1.
@@ -39,22 +40,8 @@ struct Hidden_markov : Counts_hidden<Hidden_markov> {
                      Cell_work<Real>& work, std::span<Real> v) {
     const Prepared& records = prepared<Hidden_markov>(work);
     const int sign = records.position(place.histry.live(first));
-    if (!release_shares_given(records.states(), place.group, work)) {
-      std::fill(v.begin(), v.end(), Real(0.0));
-      if (sign <= records.states())
-        v[static_cast<std::size_t>(sign) - 1] = 1.0;
-      else
-        work.fail(place.i, no_shares_text);
-      return 0.0;
-    }
-    Real over = release_shares(first, place.group, parm, work, v);
-    for (int a = 1; a <= records.states(); ++a) {
-      const Classified<Real> seen = classify(job, place, a, sign, first, parm, work);
-      Real& weight = v[static_cast<std::size_t>(a) - 1];
-      weight = weight * seen.chance;
-      over += seen.over;
-    }
-    return over;
+    return release_weights(place.i, sign <= records.states() ? sign : 0, first, place.group, parm, work, v,
+                           [&](int a) { return classify(job, place, a, sign, first, parm, work); });
   }
 
   template <class Real>
@@ -84,9 +71,6 @@ struct Hidden_markov : Counts_hidden<Hidden_markov> {
     }
     return over;
   }
-
-  static constexpr std::string_view no_shares_text =
-      "An animal is met first under an event, and no pi tells the state that it may have been in.";
 
  private:
   template <class Real>

@@ -1,5 +1,5 @@
-// Populations whose animals enter in one of several states (Schwarz and Arnason 1996; Dupuis and Schwarz 2007),
-// given that they are caught at all. No cohorts: every rate stands in row 1.
+// Populations whose animals enter in one of several states (Schwarz and Arnason 1996; Dupuis and Schwarz
+// 2007), given that they are caught at all. No cohorts: every rate stands in row 1.
 //
 //   states      not there yet, alive in one of the states, dead
 //   occasion o  enters ahead of it with pent(o), then in state a with pi_a(o); alive in a: the code of a with
@@ -9,36 +9,35 @@
 //   the whole   over p*, the chance of a capture on the occasions that were sampled
 //   an animal lost on capture is followed to its last capture only, p* is that of one never lost
 
+#include "likelihood/blocks/classification.h"
 #include "likelihood/blocks/entrants.h"
-#include "likelihood/blocks/sessions.h"
+#include "likelihood/blocks/hidden.h"
+#include "likelihood/blocks/samplings.h"
 #include "likelihood/blocks/strata.h"
 #include "likelihood/chprob.h"
 
 namespace tarn {
 namespace {
 
-/// What is kept of animals not caught yet, under one set of reals.
+/// The chance of a capture on occasion o.
 template <class Real>
-struct Unseen_kept {
-  std::vector<Real> weights;
-  Unseen<Real> unseen;
-};
+const Real& caught_on(const Job& job, int o, int a, int group, const Reals<Real>& parm,
+                      Cell_work<Real>& work) {
+  const auto p = work.matrix(Parameter::p, a, 1, group);
+  return parm[p(1, column_of_occasion(o, job.status.noccas, p.ncols))];
+}
 
 struct Strata_population : Counts_strata<Strata_population> {
   struct Prepared : Stratum_records {
     explicit Prepared(const Job& job) : Stratum_records(job, {.whole_study = true, .starts = true}) {}
   };
   template <class Real>
-  struct Kept : Stratum_kept<Real> {
-    std::vector<Stamped<Unseen_kept<Real>>> unseen;  ///< by group, sampling
-    const Unseen<Real>* of_record = nullptr;         ///< of the record in hand, where it alone is sampled so
-  };
+  struct Kept : Stratum_kept<Real>, Unseen_kept<Real> {};
 
   template <class Real>
   static Real caught(const Job& job, const Stratum_place& place, int c, int b, const Reals<Real>& parm,
                      Cell_work<Real>& work) {
-    const auto p = work.matrix(Parameter::p, b, 1, place.group);
-    return parm[p(1, column_of_occasion(c + 1, job.status.noccas, p.ncols))];
+    return caught_on(job, c + 1, b, place.group, parm, work);
   }
 
   /// Chance of a first capture in stratum `from`.
@@ -47,39 +46,33 @@ struct Strata_population : Counts_strata<Strata_population> {
                      Cell_work<Real>& work) {
     const Unseen<Real> ahead = unseen(job, place, parm, work);
     if (vanishes(ahead.pstar)) return minlog;
-    const std::size_t at = static_cast<std::size_t>((first - 1) * job.status.nstrta + from) - 1;
-    const auto p = work.matrix(Parameter::p, from, 1, place.group);
-    return ahead.weights[at] * parm[p(1, column_of_occasion(first, job.status.noccas, p.ncols))] / ahead.pstar;
+    return ahead.there(first, from) * caught_on(job, first, from, place.group, parm, work) / ahead.pstar;
   }
 
-  /// Animals not caught yet in a study sampled as that of the place.
   template <class Real>
   static Unseen<Real> unseen(const Job& job, const Stratum_place& place, const Reals<Real>& parm,
                              Cell_work<Real>& work) {
     const Stratum_records& records = prepared<Strata_population>(work);
-    const History histry = place.histry;
-    const bool throughout = histry.noccas() == 0;
-    const Stratum_facts* const facts = throughout ? nullptr : records.find(place.i, histry);
-    const int sampling = throughout ? 0 : facts != nullptr ? facts->sampling : -1;
-    const std::size_t size = static_cast<std::size_t>(job.status.noccas * job.status.nstrta);
-    const auto compute = [&](std::span<Real> weights) {
-      return follow_unseen<Real>(
-          job, place.group, [&](int o) { return throughout || histry.live(o) != '.'; },
-          rates_of<Strata_population>(job, parm, work), parm, work, weights);
-    };
-    auto& own = kept<Strata_population>(work);
-    if (parm.stamp() == 0 || sampling < 0)
-      return own.of_record != nullptr ? *own.of_record : compute(work.take(size));
-    auto& entry = detail::entry_of(own.unseen, records.samplings(), job.status.ngrps, place.group, sampling);
-    if (entry.made_for != parm.stamp()) {
-      const auto keep = work.trace.keep();
-      entry.value.weights.resize(size);
-      entry.value.unseen = compute(entry.value.weights);
-      entry.made_for = parm.stamp();
+    int sampling = 0;
+    if (place.histry.noccas() > 0) {
+      const Stratum_facts* const facts = records.find(place.i, place.histry);
+      sampling = facts != nullptr ? facts->sampling : -1;
     }
-    return entry.value.unseen;
+    return unseen_animals<Strata_population>(job, place.group, place.histry, sampling, records.samplings(),
+                                             parm, work);
   }
 };
+
+/// Calls compute(unseen) with what is told of the animals not caught yet, and has it at hand for that time.
+template <class Family, class Real, class Compute>
+Ch_result<Real> given_unseen(const Unseen<Real>& ahead, Cell_work<Real>& work, const Compute& compute) {
+  if (vanishes(ahead.pstar)) return Ch_result<Real>::from(minlog);
+  Unseen_kept<Real>& own = kept<Family>(work);
+  own.of_record = &ahead;
+  const Real prob = compute();
+  own.of_record = nullptr;
+  return Ch_result<Real>::from(prob);
+}
 
 }  // namespace
 
@@ -92,17 +85,123 @@ void chprob183(const Job& job, Ch_result<Real>& result, History histry, int i, i
     result = Ch_result<Real>::floor();
     return;
   }
-  const Unseen<Real>*& of_record = kept<Strata_population>(work).of_record;
-  of_record = nullptr;
   const Unseen<Real> ahead = Strata_population::unseen(job, {1, j, i, histry}, parm, work);
-  of_record = &ahead;
-  const Real prob = stratum_history<Strata_population>(job, facts, histry, i, lost != 0, j, parm, work);
-  of_record = nullptr;
-  // All transitions up to the last occasion sampled have been read.
-  work.penlty[1] = ahead.charged;
-  result = Ch_result<Real>::from(vanishes(ahead.pstar) ? Real(minlog) : prob);
+  result = given_unseen<Strata_population>(ahead, work, [&] {
+    return stratum_history<Strata_population>(job, facts, histry, i, lost != 0, j, parm, work);
+  });
+  if (const Real& charged = ahead.charged(facts.first); value_of(charged) != 0.0)
+    work.penlty[1] = work.penlty[1] + charged;
 }
 
 TARN_CELL_ROUTINE(chprob183, Strata_population)
+
+// A capture may not tell the state (Pradel 2005): Delta(a, .) gives the sign under which one of state a is
+// recorded, codes of the states and of events, as in the hidden Markov model.
+//
+//   occasion o  alive in a: sign q with p_a(o) Delta(a, q)(o)
+
+namespace {
+
+struct Hidden_population : Counts_hidden<Hidden_population> {
+  struct Prepared : Hidden_records {
+    explicit Prepared(const Job& job)
+        : Hidden_records(job, {.whole_study = true}),
+          codes(job.data.strata.substr(0, static_cast<std::size_t>(job.status.nstrta + job.status.nevents))) {
+      for (int i = 1; i <= job.data.encounters.size(); ++i)
+        samplings.add(i, text_of_sampling(job.data.encounters.history(i), 1), 1);
+      samplings.number_them();
+    }
+    std::string codes;
+    Samplings samplings;
+  };
+  template <class Real>
+  struct Kept : Hidden_kept<Real>, Unseen_kept<Real> {};
+
+  /// What was there and not caught before, and is caught now.
+  template <class Real>
+  static Real starts(const Job& job, const Hidden_place& place, int first, const Reals<Real>& parm,
+                     Cell_work<Real>& work, std::span<Real> v) {
+    const Unseen<Real> ahead = unseen(job, place, parm, work);
+    Real over = ahead.charged(first);
+    for (int a = 1; a <= static_cast<int>(v.size()); ++a) {
+      const Classified<Real> seen = recorded(job, place, a, first, parm, work);
+      // Without a chance to be caught the floor stands for all histories.
+      v[static_cast<std::size_t>(a) - 1] =
+          vanishes(ahead.pstar)
+              ? Real(0.0)
+              : Real(ahead.there(first, a) * caught_on(job, first, a, place.group, parm, work) * seen.chance /
+                     ahead.pstar);
+      over += seen.over;
+    }
+    return over;
+  }
+
+  template <class Real>
+  static Real moves(const Job& job, const Hidden_place& place, int c, const Reals<Real>& parm,
+                    Cell_work<Real>& work, const Hidden_interval<Real>& interval) {
+    return survive_and_move<Hidden_population>(job, place, c, c, parm, work, interval);
+  }
+
+  template <class Real>
+  static Real shown(const Job& job, const Hidden_place& place, int c, const Reals<Real>& parm,
+                    Cell_work<Real>& work, Hidden_shown<Real>& shown) {
+    const char sign = place.histry.live(c + 1);
+    if (sign == '.') return 0.0;
+    shown.met = captured(sign);
+    Real over = 0.0;
+    for (int a = 1; a <= job.status.nstrta; ++a) {
+      const Real& p = caught_on(job, c + 1, a, place.group, parm, work);
+      Real& after = shown.after[static_cast<std::size_t>(a) - 1];
+      if (!shown.met) {
+        after = 1.0 - p;
+        continue;
+      }
+      const Classified<Real> seen = recorded(job, place, a, c + 1, parm, work);
+      after = p * seen.chance;
+      over += seen.over;
+    }
+    return over;
+  }
+
+  template <class Real>
+  static Unseen<Real> unseen(const Job& job, const Hidden_place& place, const Reals<Real>& parm,
+                             Cell_work<Real>& work) {
+    const Prepared& records = prepared<Hidden_population>(work);
+    const int sampling = records.find(place.i, place.histry) != nullptr ? records.samplings.of(place.i) : -1;
+    return unseen_animals<Hidden_population>(job, place.group, place.histry, sampling,
+                                             records.samplings.examples().size(), parm, work);
+  }
+
+ private:
+  /// How one of state a is recorded on an occasion.
+  template <class Real>
+  static Classified<Real> recorded(const Job& job, const Hidden_place& place, int a, int o,
+                                   const Reals<Real>& parm, Cell_work<Real>& work) {
+    const std::string& codes = prepared<Hidden_population>(work).codes;
+    return classified<Real>(
+        {Parameter::Delta, 1, place.group, o, job.status.noccas}, a,
+        static_cast<int>(codes.find(place.histry.live(o))) + 1, static_cast<int>(codes.size()),
+        [](int k) { return k; }, parm, work);
+  }
+};
+
+}  // namespace
+
+template <class Real>
+void chprob185(const Job& job, Ch_result<Real>& result, History histry, int i, int j, int lost,
+               const Reals<Real>& parm, Cell_work<Real>& work) {
+  const Hidden_facts& facts = hidden_facts<Hidden_population>(work, i, histry);
+  if (facts.first == 0) {
+    work.fail(i, no_result_text);
+    result = Ch_result<Real>::floor();
+    return;
+  }
+  const Unseen<Real> ahead = Hidden_population::unseen(job, {1, j, i, histry}, parm, work);
+  result = given_unseen<Hidden_population>(ahead, work, [&] {
+    return hidden_history<Hidden_population>(job, facts, histry, i, lost != 0, j, parm, work);
+  });
+}
+
+TARN_CELL_ROUTINE(chprob185, Hidden_population)
 
 }  // namespace tarn

@@ -18,7 +18,14 @@ struct Classified {
 struct Classification {
   Parameter parameter = Parameter::Delta;
   int row = 1, group = 1;
-  int occasion = 1, occasions = 1;  ///< columns count back from the last occasion
+  int occasion = 1;   ///< or interval
+  int occasions = 0;  ///< columns count back from the last one of so many; 0: they count from the first
+
+  template <class Matrix>
+  int column(const Matrix& matrix) const {
+    if (occasions == 0) return occasion;
+    return std::max(occasion - (occasions - matrix.ncols), matrix.first_column(row));
+  }
 };
 
 /// Chance of sign number `chosen` of `signs` (from 1) for an animal of state a; `position(k)` is the place of
@@ -34,8 +41,7 @@ Classified<Real> classified(const Classification& at, int a, int chosen, int sig
     const auto direct = work.matrix(at.parameter, a, q, at.group);
     const auto matrix = direct.nrows > 0 ? direct : work.matrix(at.parameter, q, a, at.group);
     if (matrix.nrows == 0) continue;
-    const int column = std::max(at.occasion - (at.occasions - matrix.ncols), matrix.first_column(at.row));
-    const Real& chance = parm[matrix(at.row, column)];
+    const Real& chance = parm[matrix(at.row, at.column(matrix))];
     rest = rest - chance;
     if (k == chosen) found.chance = chance;
   }

@@ -27,23 +27,31 @@ Real rest_of_row(Real& rest) {
   return over;
 }
 
-/// The transitions from stratum a, in `row` and `column` of the matrices of Psi of group j, into
-/// psi[0 .. strata - 1]. Gives the charge of a row that is over-full.
-template <class Real>
-Real fill_transitions(int a, int strata, int row, int column, int j, const Reals<Real>& parm,
+/// The transitions from stratum a into psi[0 .. strata - 1]; number(matrix) is that of the real parameter in
+/// a matrix of Psi of group j. Gives the charge of a row that is over-full.
+template <class Real, class Number>
+Real fill_transitions(int a, int strata, int j, const Number& number, const Reals<Real>& parm,
                       Cell_work<Real>& work, Real* psi) {
   Real stays = 1.0;
   for (int b = 1; b <= strata; ++b) {
     if (b == a) continue;
     const auto matrix = work.matrix(Parameter::Psi, a, b, j);
     // A transition without a matrix does not happen.
-    const Real moves = matrix.nrows > 0 ? parm[matrix(row, column)] : Real(0.0);
+    const Real moves = matrix.nrows > 0 ? parm[number(matrix)] : Real(0.0);
     stays = stays - moves;
     psi[b - 1] = moves;
   }
   const Real over = rest_of_row(stays);
   psi[a - 1] = stays;
   return over;
+}
+
+/// The same, all in `row` and `column` of their matrices.
+template <class Real>
+Real fill_transitions(int a, int strata, int row, int column, int j, const Reals<Real>& parm,
+                      Cell_work<Real>& work, Real* psi) {
+  return fill_transitions(
+      a, strata, j, [=](const auto& matrix) { return matrix(row, column); }, parm, work, psi);
 }
 
 /// Calls visit(a, b) for every matrix of Psi that is read.

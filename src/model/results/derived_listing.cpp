@@ -61,8 +61,7 @@ constexpr std::array<Template<>, 3> occasion_population_heading{
     group_ruler};
 
 constexpr std::array<Template<>, 3> total_abundance_heading{
-    "(44x,'95% Confidence Interval')",
-    "(1x,'Grp.      N*-hat        Standard Error',6x,'Lower',11x,'Upper')",
+    "(44x,'95% Confidence Interval')", "(1x,'Grp.      N*-hat        Standard Error',6x,'Lower',11x,'Upper')",
     "(1x,5('-'),4(2x,'--------------'))"};
 constexpr std::array<Template<>, 3> abundance_heading{
     "(53x,'95% Confidence Interval')",
