@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "data/catalogue/datatype.h"
+#include "data/strata.h"
 #include "likelihood/func.h"
 #include "likelihood/likelihood_point.h"
 #include "likelihood/likelihood_work.h"
@@ -90,13 +91,19 @@ class Model_builder {
     make_room_for_matrices();
   }
 
-  /// Strata of these codes. To be called ahead of the first matrix: there is one for each of them, or for
-  /// each pair.
-  void strata(const std::string& codes) {
+  /// Strata of these codes, and events of captures, of resightings and of recoveries. To be called ahead of
+  /// the first matrix: there is one for each stratum, or for each pair of signs.
+  void strata(const std::string& codes, const std::string& captures = {}, const std::string& resightings = {},
+              const std::string& recoveries = {}) {
     Status_module& status = job().status;
-    Data_module& data = job().data;
-    status.nstrta = status.nstrtaplus = static_cast<int>(codes.size());
-    data.strata = codes + "0.";
+    const auto size = [](const std::string& signs) { return static_cast<int>(signs.size()); };
+    status.nstrta = status.nstrtaplus = size(codes);
+    status.neventsp = size(captures);
+    status.neventslr = size(resightings);
+    status.neventsbr = size(recoveries);
+    status.nevents = status.neventsp + status.neventslr + status.neventsbr;
+    job().data.strata =
+        strata_of(datatype(status.dattyp), codes + captures + resightings + recoveries, status.nstrta);
     make_room_for_matrices();
   }
 
@@ -271,6 +278,7 @@ class Model_builder {
     const Status_module& status = job().status;
     Model_arrays& model = job().model;
     model.pim2index2upbd = std::max(status.nstrta, 1);
+    if (status.nevents > 0) model.pim2index2upbd = 2 * status.nstrta + status.nevents;
     model.pim2index3upbd = std::max(status.nprimy, model.pim2index2upbd);
     model.pim2 = {};
     model.pim2.allocate(job().data.numparmnames, 1, model.pim2index2upbd, 1, model.pim2index3upbd,
