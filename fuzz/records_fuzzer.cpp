@@ -116,9 +116,12 @@ std::string estimation(const Head& head, const std::vector<int>& sessions) {
       for (const tarn::Matrix_size& size : tarn::matrix_sizes(head.type, name, sessions, mixtures)) {
         if (size.rows < 1 || size.columns < 1) continue;
         text += "group=" + std::to_string(g) + ' ' + name;
-        if (const std::string codes = tarn::strata_codes(head.type); !codes.empty() && name != "pent") {
+        if (const std::string codes = tarn::strata_codes(head.type);
+            !codes.empty() && !(name == "pent" && tarn::has_states(head.type))) {
           const auto code = [&codes](int k) {
-            return std::string(1, codes[static_cast<std::size_t>(k) - 1]);
+            const std::size_t n = codes.size(), at = static_cast<std::size_t>(k) - 1;
+            // Behind the codes stand those of guesses.
+            return std::string(1, at < n ? codes[at] : static_cast<char>(codes[at - n] - 'A' + 'a'));
           };
           text += ' ' + code(size.second) +
                   (name == "Psi"                              ? " to " + code(size.third)

@@ -11,15 +11,25 @@ int strata_of_captures(const Job& job) {
   return datatype(job.status.dattyp).alphabet.empty() ? std::max(job.status.nstrta, 1) : 1;
 }
 
-int stratum_in(const Job& job, History history, const Primary_session& session) {
+int uncertain_signs(const Job& job) {
+  const Datatype& row = datatype(job.status.dattyp);
+  if (row.strata_tail == Strata_tail::uncertain) return 1;
+  return row.strata_tail == Strata_tail::lower ? job.status.nstrta : 0;
+}
+
+int known_stratum_in(const Job& job, History history, const Primary_session& session) {
   const std::string_view strata(job.data.strata);
   const std::string_view codes = strata.substr(0, static_cast<std::size_t>(strata_of_captures(job)));
   for (int o = session.before + 1; o <= session.last(); ++o) {
     if (!captured(history.live(o))) continue;
     const std::size_t place = codes.find(history.live(o));
-    return place == std::string_view::npos ? 1 : static_cast<int>(place) + 1;
+    if (place != std::string_view::npos) return static_cast<int>(place) + 1;
   }
-  return 1;
+  return 0;
+}
+
+int stratum_in(const Job& job, History history, const Primary_session& session) {
+  return std::max(known_stratum_in(job, history, session), 1);
 }
 
 List<Primary_session> primary_sessions(const Job& job) {

@@ -29,8 +29,13 @@ void for_each_session(const Job& job, const Visit& visit) {
 /// Strata that captures tell apart: 1 where cells are written with signs of the data type's own.
 int strata_of_captures(const Job& job);
 
-/// Stratum, from 1, in which an animal was caught in a session, that of its first capture there; 1 when it
-/// was not caught, or by a code that is none of them.
+/// Signs of a capture that leave its stratum open.
+int uncertain_signs(const Job& job);
+
+/// Stratum, from 1, that the captures of a session tell for certain; 0 when none does.
+int known_stratum_in(const Job& job, History history, const Primary_session& session);
+
+/// The same; 1 when none does.
 int stratum_in(const Job& job, History history, const Primary_session& session);
 
 /// The primary sessions of the study. May throw std::bad_alloc.

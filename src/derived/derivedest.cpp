@@ -132,6 +132,9 @@ const List<Capture_class>& Derived_frame::capture_classes(bool by_first) {
     for (int s = 1; s <= sessions.size(); ++s) {
       Closed_stretch stretch = stretch_of(encounters.history(i), s, 1);
       if (stretch.first == 0) continue;
+      // Who was caught in an unknown stratum counts in none.
+      if (uncertain_signs(job) > 0 && known_stratum_in(job, encounters.history(i), sessions(s)) == 0)
+        continue;
       const int first = by_first ? stretch.first : 0;
       for (int g = 1; g <= job.status.ngrps; ++g) {
         const double animals = static_cast<double>(observed(g)) + static_cast<double>(lost(g));

@@ -3,6 +3,7 @@
 #include <array>
 
 #include "derived/growth.h"
+#include "derived/open_sessions.h"
 #include "derived/popan.h"
 #include "derived/population.h"
 #include "derived/rates.h"
@@ -91,6 +92,23 @@ constexpr Section strata_population_of(Derived_routine routine) {
 constexpr Section full_strata_population = strata_population_of(population_full),
                   conditional_strata_population = strata_population_of(huggins_pstar);
 
+constexpr Section open_session_section(std::string_view title, Derived_quantity quantity,
+                                       Derived_routine routine) {
+  Section section = strata_population_of(routine);
+  section.title = title;
+  section.quantity = quantity;
+  section.interval = Interval::plain;
+  section.inflated = false;
+  return section;
+}
+constexpr Section open_population = open_session_section("Population Estimates of ",
+                                                         Derived_quantity::population_by_stratum, openrd_n),
+                  residency = open_session_section("Method 1 Residency Time Estimates of ",
+                                                   Derived_quantity::residency_time, openrd_rt1),
+                  residency_of_individuals =
+                      open_session_section("Method 1 Residency Time of Individuals Estimates of ",
+                                           Derived_quantity::residency_time, openrdseas_rt1a);
+
 constexpr Section growth_between(std::span<const std::string_view> label_names) {
   return {.title = "Lambda Estimates of ",
           .quantity = Derived_quantity::growth,
@@ -175,6 +193,8 @@ constexpr std::array<const Section*, 1> of_full_sessions{&full_session_populatio
 constexpr std::array<const Section*, 1> of_conditional_sessions{&conditional_session_population};
 constexpr std::array<const Section*, 1> of_full_strata{&full_strata_population};
 constexpr std::array<const Section*, 1> of_conditional_strata{&conditional_strata_population};
+constexpr std::array<const Section*, 2> of_open_sessions{&open_population, &residency};
+constexpr std::array<const Section*, 2> of_open_seasons{&open_population, &residency_of_individuals};
 constexpr std::array<const Section*, 3> of_full_sessions_and_growth{
     &full_session_population, &growth_by_session, &log_growth_by_session};
 constexpr std::array<const Section*, 3> of_conditional_sessions_and_growth{
@@ -209,6 +229,10 @@ std::span<const Section* const> derived_sections(const Datatype& type) {
     case Derived_sections::strata_population:
       if (full) return of_full_strata;
       return of_conditional_strata;
+    case Derived_sections::open_robust:
+      return of_open_sessions;
+    case Derived_sections::open_robust_seasons:
+      return of_open_seasons;
     case Derived_sections::population_and_growth:
       if (full) return of_full_sessions_and_growth;
       return of_conditional_sessions_and_growth;
@@ -226,8 +250,6 @@ std::span<const Section* const> derived_sections(const Datatype& type) {
     case Derived_sections::occupancy_gamma:
     case Derived_sections::occupancy_epsilon:
     case Derived_sections::occupancy_psi:
-    case Derived_sections::open_robust:
-    case Derived_sections::open_robust_seasons:
     case Derived_sections::two_species:
     case Derived_sections::two_species_sessions:
     case Derived_sections::logit_normal:

@@ -20,6 +20,7 @@ enum class Derived_quantity {
   population_by_group,
   population_by_session,
   population_by_stratum,
+  residency_time,
   density_by_group,
   growth,
   log_growth,

@@ -6,7 +6,6 @@
 #include <limits>
 #include <map>
 
-#include "data/catalogue/available.h"
 #include "data/cell_checks.h"
 #include "data/sessions.h"
 #include "model/structure/pim.h"
@@ -59,6 +58,7 @@ struct Cohort_rules {
   const Datatype& row;
   List<Primary_session> sessions;
   int strata, strata_of_captures;
+  int uncertain;        ///< signs of captures that leave the stratum open
   double captures;      ///< signs that a capture may leave
   Second_signs second;  ///< and those of an interval
   bool states_told;     ///< the states of animals at a release have shares
@@ -68,6 +68,7 @@ struct Cohort_rules {
         sessions(row.sessions ? primary_sessions(job) : List<Primary_session>()),
         strata(job.status.nstrta),
         strata_of_captures(tarn::strata_of_captures(job)),
+        uncertain(uncertain_signs(job)),
         captures(stratum_limit(job, row) -
                  (row.stratum_limit == Stratum_limit::doubled_and_events ? strata : 0)),
         second(row.check == Cell_check::barker_strata ? second_signs(job, row) : Second_signs()),
@@ -85,16 +86,18 @@ double histories_of_signs(const Cohort_rules& rules, int first, int K) {
 }
 
 /// Histories that start with a capture in session f, in a given stratum or in any; captures of one session
-/// are all in one stratum. Of live and dead encounters a session has one code: a recovery ends the history,
-/// nothing or a resighting leaves every pattern of the next session open.
+/// are all in one stratum, or leave it open, each by one of so many signs. Of live and dead encounters a
+/// session has one code: a recovery ends the history, nothing or a resighting leaves every pattern of the
+/// next session open.
 double histories_from_session(const Datatype& row, const List<Primary_session>& sessions, int f, int strata,
-                              bool stratum_given) {
+                              int uncertain, bool stratum_given) {
   const bool codes = row.check == Cell_check::robust_barker;
   double later = 1.0;  // what can follow from the next session on
   for (int s = sessions.size(); s >= f; --s) {
-    const double with_capture = live_histories(sessions(s).length) - 1.0;
-    double patterns = with_capture * strata + 1.0;
-    if (s == f) patterns = stratum_given ? with_capture : with_capture * strata;
+    const int length = sessions(s).length;
+    const double open = std::pow(1.0 + uncertain, length), known = std::pow(2.0 + uncertain, length) - open;
+    double patterns = known * strata + open;
+    if (s == f) patterns = stratum_given ? known : patterns - 1.0;
     later = patterns * (codes ? 1.0 + 2.0 * later : later);
   }
   return later;
@@ -136,8 +139,9 @@ Cohort_key cohort_key(const Cohort_rules& rules, History history) {
       const int first = first1(history);
       int f = 1;
       while (f < sessions.size() && sessions(f).last() < first) ++f;
-      return {{f, by_stratum && first > 0 ? history.live(first) : 0},
-              histories_from_session(row, sessions, f, rules.strata_of_captures, by_stratum)};
+      return {
+          {f, by_stratum && first > 0 ? history.live(first) : 0},
+          histories_from_session(row, sessions, f, rules.strata_of_captures, rules.uncertain, by_stratum)};
     }
     case Saturated::none:
     case Saturated::release:
@@ -157,11 +161,15 @@ Cohort_key cohort_key(const Cohort_rules& rules, History history) {
       if (rules.states_told) return {{first, 0}, rules.captures * later};
       return {{first, first > 0 ? history.live(first) : '0'}, later};
     }
-    case Saturated::group_stratum:
-      break;
+    case Saturated::group_stratum: {
+      const int first = first1(history);
+      double histories = 0.0;
+      for (int f = 1; f <= sessions.size(); ++f)
+        histories += histories_from_session(row, sessions, f, rules.strata_of_captures, 0, true);
+      return {{0, first > 0 ? history.live(first) : 0}, histories};
+    }
   }
-  // No model of these is set up; what would be computed is no number.
-  assert(!is_available(row.saturated));
+  assert(false);
   return {{0, 0}, std::numeric_limits<double>::quiet_NaN()};
 }
 

@@ -22,9 +22,9 @@ Animals animals_of(const Encounter_store& encounters, int i, int g);
 std::pair<int, int> first_brood(History history);
 
 /// The cohorts of a data set, within which the probabilities of all histories sum to 1: by first or last
-/// capture, by primary session of the first capture and its stratum, by the count of young at the start, or
-/// the whole group, as the data type has it. Animals released and animals lost on capture stand in cohorts of
-/// their own.
+/// capture, by primary session of the first capture, by its stratum, by both, by the count of young at the
+/// start, or the whole group, as the data type has it. Animals released and animals lost on capture stand in
+/// cohorts of their own.
 class Cohorts {
  public:
   explicit Cohorts(const Job& job);

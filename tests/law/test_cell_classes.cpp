@@ -62,17 +62,16 @@ void for_each_cell(Job& job, Visit visit) {
     }
 }
 
-/// The matrix that a real parameter stands in, its session and its column there.
+/// The matrix that a real parameter stands in, its stratum, its session and its column there.
 struct Place {
   std::string name;
-  int session = 1, column = 0;
-  int stratum = 1;
+  int stratum = 1, session = 1, column = 0;
 };
 std::vector<Place> places(Job& job) {
   std::vector<Place> by_number(static_cast<std::size_t>(job.model.nlogit));
   for_each_matrix(job, [&](const Pim_place& place, const Pim& pim) {
     for_each_cell(pim, [&](int, int c, int number) {
-      by_number[static_cast<std::size_t>(number) - 1] = {pim.parname, place.b, c, place.a};
+      by_number[static_cast<std::size_t>(number) - 1] = {pim.parname, place.a, place.b, c};
     });
   });
   return by_number;
@@ -110,6 +109,16 @@ bool is_looked_up_in_vain(const Job& job, History history, int lost, const Place
     if (part.last_sampled > 0 && first_sampled == 0) first_sampled = s;
     if (part.last_sampled > 0) last_sampled = s;
   }
+  const auto stratum_shown = [&](int s) { return known_stratum_in(job, history, sessions(s)); };
+  // What animals do that are in another state than this one.
+  if (is_uncertain(row.number) && real.name == "S" && stratum_shown(real.column) > 0 &&
+      stratum_shown(real.column) != real.stratum)
+    return true;
+  // Captures in other strata than that of the last session that was sampled, which nobody could have missed.
+  if (row.cell == Cell::ordpdms && has_matrix_by_session(row.number, real.name) &&
+      real.session == last_sampled && stratum_shown(last_sampled) > 0 &&
+      stratum_shown(last_sampled) != real.stratum)
+    return true;
   const bool conditional_on_first =
       row.cell == Cell::robust || row.cell == Cell::robust_barker || row.cell == Cell::robust_multistate;
   if (!has_matrix_by_session(row.number, real.name)) {

@@ -86,7 +86,7 @@ TEST_P(Counted_families, give_objective_and_derivatives_of_the_histories) {
 // One of each routine, closed kinds of every sort among them.
 INSTANTIATE_TEST_SUITE_P(types, Counted_families,
                          testing::Values(9, 14, 15, 16, 17, 19, 21, 31, 7, 13, 41, 56, 146, 43, 18, 67, 80,
-                                         93, 102, 148, 163, 164),
+                                         93, 102, 148, 163, 164, 32, 119, 103, 121, 122, 126, 142, 184),
                          name_of_type);
 
 }  // namespace

@@ -192,6 +192,15 @@ inline std::string open_cells(int type, int noccas, Draws& draws) {
   return cells;
 }
 
+/// A capture in a state, which may leave it open.
+inline char sign_of(int type, char code, Draws& draws) {
+  if (draws.chance(0.5)) return code;
+  if (datatype(type).strata_tail == Strata_tail::uncertain) return 'u';
+  const std::string codes = strata_codes(type);
+  const char guess = codes[static_cast<std::size_t>(draws.whole(1, static_cast<int>(codes.size()))) - 1];
+  return static_cast<char>(guess - 'A' + 'a');
+}
+
 /// Cells of one animal of a closed type, caught at least once.
 inline std::string closed_cells(int type, int noccas, Draws& draws) {
   std::string cells(2 * static_cast<std::size_t>(noccas), '0');
@@ -208,7 +217,7 @@ inline std::string closed_cells(int type, int noccas, Draws& draws) {
     for (const int length : session_lengths(type, noccas)) {
       const char code = codes[static_cast<std::size_t>(draws.whole(1, static_cast<int>(codes.size()))) - 1];
       for (const std::size_t end = o + static_cast<std::size_t>(length); o < end; ++o)
-        if (cells[2 * o] == '1') cells[2 * o] = code;
+        if (cells[2 * o] == '1') cells[2 * o] = is_uncertain(type) ? sign_of(type, code, draws) : code;
     }
   }
   if (datatype(type).cell != Cell::robust_barker) return cells;
@@ -260,7 +269,7 @@ inline std::vector<Animal> draw_animals(int type, int count, const Fitted_option
   std::vector<Animal> animals;
   for (int i = 0; i < count; ++i) {
     Animal animal;
-    animal.cells = datatype(type).closed != Closed::none
+    animal.cells = datatype(type).closed != Closed::none || is_by_stratum_within(type)
                        ? fitted_models_detail::closed_cells(type, options.noccas, draws)
                        : fitted_models_detail::open_cells(type, options.noccas, draws);
     for (int g = 0; g < options.groups; ++g) {

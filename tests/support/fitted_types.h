@@ -194,6 +194,47 @@ inline const std::vector<Family_note>& fitted_types() {
        R"(- cell: as for `HIDMARKOV`, zeros ahead of the first capture as for `MSJOLLYSEBER`.
 - `S`, `p`, `Psi`, `pent`, `pi`: as for `MSJOLLYSEBER`. `Delta`: as for `HIDMARKOV`, K columns. One row.
 )"},
+      {{32},
+       R"(- cell and sessions as for `HCRDMS`. Animals arrive in a session and leave it: the population is open there, too.
+- `S`, `Psi` as for `HCRDMS`. `pent`, `Phi`, `p`: one row, a matrix for each stratum and session: `p A : Session 2`. `p`: one
+  column an occasion of the session. `pent` (arrives ahead of an occasion) and `Phi` (stays to the next): one column
+  less. Of `pent` the first occasion is what the others leave of 1, or with PENTLAST the last one; the link MLOGIT, one set
+  for each stratum and session, keeps the others below 1. A session of one occasion has neither `pent` nor `Phi`. The last `p`
+  and the last `Phi` of a session enter as their product only where no animal arrives at its end.
+)"},
+      {{119},
+       R"(- as for `ORDMS`, with `Omega` as for `CRDMSOHUG`.
+)"},
+      {{103},
+       R"(- as for `ORDMS`; the session of a first capture tells how the animals of a stratum grow in number.
+- `Gamma` (of the animals in a stratum, those that were in the population one session before): one column an interval between
+  sessions, a matrix for each stratum. `S`, `Psi`, `Gamma`: one row.
+)"},
+      {{121},
+       R"(- cell: the code of the state in which the animal was caught (STRATA), `u` caught and the state not recognised, `0` not
+  caught, `.` not sampled. Sessions as for `ROBUST`; no animal changes its state in one, so the codes of a session are one and
+  the same.
+- `S`, `Psi` as for `HCRDMS`. `pi` (the state of an animal caught for the first time) and `Omega` (the same among animals that are
+  there, of those not recognised): one column a session, one row, a matrix for each state but the last, which has what they
+  leave of 1. `p`, `Delta` (a captured animal is recognised): one column an occasion of the session, one row, a matrix for
+  each state and session.
+)"},
+      {{122},
+       R"(- as for `RDMSMISCLASS`, but in the place of `u` stands a guess, the code in lower case.
+- `Delta` with the lower-case code (`Delta a : Session 2`): the chance that a guess at an animal of that state is right; without
+  these matrices a guess tells nothing.
+)"},
+      {{126},
+       R"(- as for `RDMSMISCLASS`, with `pent` and `Phi` as for `ORDMS`.
+)"},
+      {{142},
+       R"(- as for `RDMSOPENMISCLASS`. `alpha` (takes part in the session): one cell. `c` (caught again in the session): one column less
+  than `p`, column o - 1 is occasion o; a matrix for each state and session.
+)"},
+      {{184},
+       R"(- as for `RDMSOPENMCSEAS`. `p`, `c` and `Phi`: rows by the occasion of arrival in the session, or fewer, of which the last
+  serves all behind it.
+)"},
       {{5, 12},
        R"(- cell: `1` caught, `0` not caught, with Huggins' form `.` not sampled.
 - `p`: K columns. `c` (caught again): K - 1 columns, column o - 1 is occasion o. One row. `f0`, the number never caught: one
@@ -233,8 +274,9 @@ inline std::vector<int> types_with_a_routine() {
 /// Those of them that the laws look at that take long. Of the robust designs, which join one of six ways
 /// between sessions with one of thirteen closed kinds, these: every way and every kind is among them.
 inline std::vector<int> types_for_long_laws() {
-  static const std::vector<int> robust{7,  13,  40,  58,  59,  146, 18, 46, 162, 67, 75,  81,  85, 86,
-                                       96, 102, 149, 163, 168, 169, 33, 36, 37,  63, 104, 106, 147};
+  static const std::vector<int> robust{7,   13,  40,  58,  59,  146, 18,  46,  162, 67,  75, 81,
+                                       85,  86,  96,  102, 149, 163, 168, 169, 33,  36,  37, 63,
+                                       104, 106, 147, 32,  119, 103, 121, 122, 126, 142, 184};
   std::vector<int> types;
   for (const int type : types_with_a_routine())
     if (!datatype(type).sessions || std::find(robust.begin(), robust.end(), type) != robust.end())

@@ -29,12 +29,24 @@ inline bool has_states(int type) {
   return type == 176 || (type >= 178 && type <= 180) || type == 183 || type == 185;
 }
 
+/// Whether its sessions are told by state, the state is not always recognised.
+inline bool is_uncertain(int type) {
+  const Datatype& row = datatype(type);
+  return row.sessions && (row.strata_tail == Strata_tail::uncertain || row.strata_tail == Strata_tail::lower);
+}
+
+/// The same, or strata between which animals move, which enter and leave sessions.
+inline bool is_by_stratum_within(int type) {
+  const Cell cell = datatype(type).cell;
+  return cell == Cell::chprob032 || cell == Cell::chprob119 || cell == Cell::ordpdms || is_uncertain(type);
+}
+
 /// Codes of the strata of the tests' data sets; empty for a type without any.
 inline std::string strata_codes(int type) {
   const Cell cell = datatype(type).cell;
-  return cell == Cell::chprob009 || cell == Cell::mslivedead || is_robust_strata(type) || has_states(type)
-             ? "AB"
-             : "";
+  const bool strata = cell == Cell::chprob009 || cell == Cell::mslivedead || is_robust_strata(type) ||
+                      is_by_stratum_within(type) || has_states(type);
+  return strata ? "AB" : "";
 }
 
 /// Codes of the events of captures, of resightings and of recoveries, one of each where the type has such.
@@ -79,6 +91,8 @@ inline std::vector<int> session_lengths(int type, int noccas) {
 /// Whether the type's cells have a matrix of the parameter for each session.
 inline bool has_matrix_by_session(int type, const std::string& name) {
   const Datatype& row = datatype(type);
+  if (is_by_stratum_within(type))
+    return name != "S" && name != "Psi" && name != "Gamma" && name != "pi" && name != "Omega";
   return row.sessions && names_hold(closed_parameters(row.closed), name);
 }
 
@@ -96,11 +110,19 @@ inline Matrix_size matrix_size(int type, const std::string& name, const std::vec
     if (name == "alpha" || name == "sigmap") return {false, 1, noccas};
     return {};
   }
+  if (has_matrix_by_session(type, name)) {
+    const bool by_step = name == "pent" || name == "Phi" || name == "c";
+    const bool by_arrival = row.cell == Cell::chprob184 && (name == "p" || name == "Phi" || name == "c");
+    const int columns = name == "alpha" ? 1 : by_step ? noccas - 1 : noccas;
+    return {by_arrival, by_arrival ? columns : 1, columns};
+  }
   const bool barker = row.cell == Cell::robust_barker;
   if (row.sessions) {
     const int n = static_cast<int>(lengths.size());
-    if (name == "Omega") return {false, 1, n};
-    const bool by_cohort = barker || row.cell == Cell::robust || is_robust_strata(type);
+    if (name == "Omega" || name == "pi") return {false, 1, n};
+    const bool whole_study = row.cell == Cell::ordpdms;
+    const bool by_cohort = barker || row.cell == Cell::robust || is_robust_strata(type) ||
+                           (is_by_stratum_within(type) && !whole_study);
     if (barker && (name == "S" || name == "r" || name == "R" || name == "R'")) return {true, n, n};
     return {by_cohort, by_cohort ? n - 1 : 1, n - 1};
   }
@@ -135,7 +157,9 @@ inline std::vector<Matrix_size> matrix_sizes(int type, const std::string& name,
   std::vector<Matrix_size> sizes;
   if (const int strata = static_cast<int>(strata_codes(type).size()); strata > 0) {
     if (has_matrix_by_session(type, name)) {
-      for (int a = 1; a <= strata; ++a)
+      // Of guesses there is a second set.
+      const bool doubled = name == "Delta" && datatype(type).pim_bounds == Pim_bounds::doubled;
+      for (int a = 1; a <= (doubled ? 2 * strata : strata); ++a)
         for (std::size_t s = 0; s < lengths.size(); ++s) {
           sizes.push_back(matrix_size(type, name, std::vector<int>{lengths[s]}, mixtures));
           sizes.back().second = a;
@@ -144,7 +168,7 @@ inline std::vector<Matrix_size> matrix_sizes(int type, const std::string& name,
       return sizes;
     }
     Matrix_size size = matrix_size(type, name, lengths, mixtures);
-    if (name == "pent") return {size};
+    if (name == "pent" && has_states(type)) return {size};
     // With one event its chance is what the own code leaves.
     if (is_classification(type, name)) {
       for (size.second = size.third = 1; size.second <= strata; size.third = ++size.second)
@@ -152,7 +176,7 @@ inline std::vector<Matrix_size> matrix_sizes(int type, const std::string& name,
       return sizes;
     }
     // The share of the last stratum is what the others leave.
-    const int last = name == "Omega" || (name == "pi" && has_states(type)) ? strata - 1 : strata;
+    const int last = name == "Omega" || name == "pi" ? strata - 1 : strata;
     for (size.second = 1; size.second <= last; ++size.second)
       for (size.third = 1; size.third <= (name == "Psi" ? strata : 1); ++size.third)
         if (name != "Psi" || size.third != size.second) sizes.push_back(size);

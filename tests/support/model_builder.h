@@ -277,9 +277,12 @@ class Model_builder {
   void make_room_for_matrices() {
     const Status_module& status = job().status;
     Model_arrays& model = job().model;
-    model.pim2index2upbd = std::max(status.nstrta, 1);
-    if (status.nevents > 0) model.pim2index2upbd = 2 * status.nstrta + status.nevents;
-    model.pim2index3upbd = std::max(status.nprimy, model.pim2index2upbd);
+    const int strata = std::max(status.nstrta, 1);
+    const bool doubled = datatype(status.dattyp).pim_bounds == Pim_bounds::doubled;
+    model.pim2index2upbd = doubled ? 2 * strata : strata;
+    model.pim2index3upbd = std::max(status.nprimy, strata);
+    // Signs have indices of their own.
+    if (status.nevents > 0) model.pim2index2upbd = model.pim2index3upbd = 2 * strata + status.nevents;
     model.pim2 = {};
     model.pim2.allocate(job().data.numparmnames, 1, model.pim2index2upbd, 1, model.pim2index3upbd,
                         status.ngrps);

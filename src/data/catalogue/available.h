@@ -39,9 +39,8 @@ constexpr bool is_available(Saturated form) {
     case Saturated::group_full:
     case Saturated::session_stratum:
     case Saturated::session_stratum_full:
-      return true;
     case Saturated::group_stratum:
-      return false;
+      return true;
   }
   return false;
 }
@@ -59,14 +58,14 @@ constexpr bool is_available(Derived_sections sections) {
     case Derived_sections::popan:
     case Derived_sections::state_abundance:
     case Derived_sections::strata_population:
+    case Derived_sections::open_robust:
+    case Derived_sections::open_robust_seasons:
       return true;
     case Derived_sections::occupancy:
     case Derived_sections::occupancy_detection:
     case Derived_sections::occupancy_gamma:
     case Derived_sections::occupancy_epsilon:
     case Derived_sections::occupancy_psi:
-    case Derived_sections::open_robust:
-    case Derived_sections::open_robust_seasons:
     case Derived_sections::two_species:
     case Derived_sections::two_species_sessions:
     case Derived_sections::logit_normal:

@@ -170,6 +170,7 @@ struct Hidden_start_table {
 template <class Real>
 struct Hidden_tail_table {
   std::uint64_t made_for = 0;
+  bool over_full = false;  ///< a row in it
   std::vector<Base_of<Real>> values, adjoints;
 };
 
@@ -328,10 +329,10 @@ const Hidden_start_table<Real>& start_table(const Job& job, int k, int number, c
   return table;
 }
 
-/// Chances of a tail, which is number `number` from 0; -1 is the end, behind which everything is certain.
+/// A tail, which is number `number` from 0; -1 is the end, behind which everything is certain.
 template <class Family, class Real>
-const Base_of<Real>* tail_values(const Job& job, int k, int number, const Reals<Real>& parm,
-                                 Cell_work<Real>& work) {
+const Hidden_tail_table<Real>& tail_table(const Job& job, int k, int number, const Reals<Real>& parm,
+                                          Cell_work<Real>& work) {
   using T = Base_of<Real>;
   const Hidden_records& records = prepared<Family>(work);
   auto& own = kept<Family>(work);
@@ -341,16 +342,20 @@ const Base_of<Real>* tail_values(const Job& job, int k, int number, const Reals<
   const std::size_t each = records.tails().size() + 1;
   const std::size_t place = number < 0 ? each - 1 : static_cast<std::size_t>(number);
   auto& table = own.tails[static_cast<std::size_t>(k) * each + place];
-  if (table.made_for == parm.stamp()) return table.values.data();
+  if (table.made_for == parm.stamp()) return table;
+  table.over_full = false;
   table.values.assign(n, T(1.0));
   table.adjoints.assign(n, T(0.0));
   if (number >= 0) {
     const Hidden_tail& tail = records.tails()[place];
-    const T* const next = tail_values<Family>(job, k, tail.next, parm, work);
+    const auto& behind = tail_table<Family>(job, k, tail.next, parm, work);
+    const T* const next = behind.values.data();
     const auto& shown = shown_table<Family>(job, k, tail.shown, parm, work);
+    const auto& interval = interval_table<Family>(job, k, tail.c, parm, work);
     const T* const before = shown.numbers.values();
     const T *const after = before + n, *const dies = after + n;
-    const T* const matrix = interval_table<Family>(job, k, tail.c, parm, work).numbers.values();
+    const T* const matrix = interval.numbers.values();
+    table.over_full = behind.over_full || value_of(shown.over) != 0.0 || value_of(interval.over) != 0.0;
     for (std::size_t a = 0; a < n; ++a) {
       T lives = shown.moves ? 0.0 : 1.0;
       for (std::size_t b = 0; shown.moves && b < n; ++b)
@@ -359,7 +364,7 @@ const Base_of<Real>* tail_values(const Job& job, int k, int number, const Reals<
     }
   }
   table.made_for = parm.stamp();
-  return table.values.data();
+  return table;
 }
 
 /// The walk over sorted histories of one evaluation.
@@ -393,7 +398,12 @@ class Sorted_walk {
     while (depth_ < leaf.count) forward(records_.steps_of(leaf)[depth_]);
     const auto& last = own_.walk.steps[static_cast<std::size_t>(depth_)];
     T sum = last.z;
-    tail_ = leaf.ends ? nullptr : tail_values<Family>(job_, class_, leaf.tail, parm_, work_);
+    tail_ = nullptr;
+    if (!leaf.ends) {
+      const auto& tail = tail_table<Family>(job_, class_, leaf.tail, parm_, work_);
+      tail_ = tail.values.data();
+      over_full_ = over_full_ || tail.over_full;
+    }
     for (const unsigned char a : *last.states)
       sum = sum + (tail_ == nullptr ? last.v[a] : last.v[a] * tail_[a]);
     return sum;
@@ -544,7 +554,7 @@ class Sorted_walk {
                                static_cast<std::size_t>(number)];
       if (table.made_for != parm_.stamp()) continue;
       const Hidden_tail& tail = records_.tails()[static_cast<std::size_t>(number)];
-      const T* const next = tail_values<Family>(job_, k, tail.next, parm_, work_);
+      const T* const next = tail_table<Family>(job_, k, tail.next, parm_, work_).values.data();
       T* const by_next = tail_adjoints(tail.next);
       auto& shown = own_.shown[static_cast<std::size_t>(k) * records_.shown().size() +
                                static_cast<std::size_t>(tail.shown)];

@@ -167,6 +167,11 @@ void Hidden_records::find_leaves(const Job& job) {
           std::string text =
               std::to_string(facts.first) + ' ' + cells_text(histry, facts.first, last_counted);
           if (study_.whole_study) text += ' ' + text_of_sampling(histry, 1);
+          // Of a removed animal also what was sampled behind its last capture.
+          if (study_.sessions)
+            text += cut && facts.first == facts.last_caught
+                        ? ' ' + cells_text(histry, facts.first, job.status.noccas)
+                        : "";
           leaf.start = Numbers::of(numbers.starts, text, starts_,
                                    {facts.first, i, cut && facts.first == facts.last_caught});
           leaf.steps = steps_.size();

@@ -215,7 +215,17 @@ Stamped<Value>& entry_of(std::vector<Stamped<Value>>& table, std::size_t size, i
   return table[size * (static_cast<std::size_t>(group) - 1) + static_cast<std::size_t>(number)];
 }
 
-/// What the closed layer gives of a pattern, from the table where several records show it.
+/// What a session's layer gives of a stretch: the closed one, or what the family has in its place.
+template <class Family, class Real>
+Closed_result<Real> layer_result(const Job& job, int i, const Closed_stretch& stretch,
+                                 const Reals<Real>& parm, Cell_work<Real>& work) {
+  if constexpr (requires { &Family::template layer<Real>; })
+    return Family::template layer<Real>(job, i, stretch, parm, work);
+  else
+    return closmods(job, work, kept<Family>(work).closed, i, stretch, job.status.closedmodel, parm);
+}
+
+/// The same of a pattern, from the table where several records show it.
 template <class Family, class Real>
 Closed_result<Real> pattern_result(const Job& job, int i, int number, int j, const Reals<Real>& parm,
                                    Cell_work<Real>& work) {
@@ -224,7 +234,7 @@ Closed_result<Real> pattern_result(const Job& job, int i, int number, int j, con
   const auto compute = [&] {
     Closed_stretch stretch = records.pattern(number);
     stretch.group = j;
-    return closmods(job, work, own.closed, i, stretch, job.status.closedmodel, parm);
+    return layer_result<Family>(job, i, stretch, parm, work);
   };
   if (static_cast<std::size_t>(number) >= records.shared_patterns()) return compute();
   auto& entry = entry_of(own.patterns, records.shared_patterns(), job.status.ngrps, j, number);
@@ -293,11 +303,11 @@ Real within_sessions(const Job& job, const Session_facts& facts, History histry,
   Real within = 1.0;
   for (int s = facts.first; s <= facts.last_caught; ++s) {
     if (!animal.caught(s)) continue;
-    within = within *
-             (shared ? detail::pattern_result<Family>(job, i, records.pattern_of(animal, s), j, parm, work)
-                     : closmods(job, work, kept<Family>(work).closed, i,
-                                records.stretch(histry, animal, s, j), job.status.closedmodel, parm))
-                 .prob;
+    within =
+        within *
+        (shared ? detail::pattern_result<Family>(job, i, records.pattern_of(animal, s), j, parm, work)
+                : detail::layer_result<Family>(job, i, records.stretch(histry, animal, s, j), parm, work))
+            .prob;
   }
   return within;
 }
@@ -323,7 +333,7 @@ Ch_result<Real> session_history(const Job& job, const Session_facts& facts, Hist
   const std::span<Real> stars = work.take(static_cast<std::size_t>(records.sessions()));
   for (int s = records.from(animal); s <= records.to(animal); ++s) {
     const Closed_result<Real> closed =
-        closmods(job, work, kept<Family>(work).closed, i, records.stretch(histry, animal, s, j), kind, parm);
+        detail::layer_result<Family>(job, i, records.stretch(histry, animal, s, j), parm, work);
     if (animal.caught(s)) within = within * closed.prob;
     stars[static_cast<std::size_t>(s) - 1] = closed.pstar;
   }

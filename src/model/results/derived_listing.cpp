@@ -36,10 +36,14 @@ constexpr std::array<Template<>, 3> density_heading{
 constexpr std::array<Template<>, 3> session_population_heading{
     group_confidence, "(1x,'Grp. Sess.     N-hat        Standard Error',6x,'Lower',11x,'Upper')",
     group_ruler};
+constexpr Template<> strata_confidence{"(53x,'95% Confidence Interval')"},
+    strata_ruler{"(1x,14('-'),4(2x,'--------------'))"};
 constexpr std::array<Template<>, 3> strata_population_heading{
-    "(53x,'95% Confidence Interval')",
-    "(1x,'Grp. Str. Ses.    N-hat          Standard Error',5x,'Lower',11x,'Upper')",
-    "(1x,14('-'),4(2x,'--------------'))"};
+    strata_confidence, "(1x,'Grp. Str. Ses.    N-hat          Standard Error',5x,'Lower',11x,'Upper')",
+    strata_ruler};
+constexpr std::array<Template<>, 3> residency_heading{
+    strata_confidence, "(1x,'Grp. Str. Ses.    Res. Time(1)   Standard Error',5x,'Lower',11x,'Upper')",
+    strata_ruler};
 constexpr std::array<Template<>, 3> growth_heading{
     group_confidence, "(1x,'Grp. Occ.   Lambda-hat      Standard Error',6x,'Lower',11x,'Upper')",
     group_ruler};
@@ -79,6 +83,8 @@ Section_layout layout_of(Derived_quantity quantity) {
       return {session_population_heading, 3, pair_row};
     case Derived_quantity::population_by_stratum:
       return {strata_population_heading, 3, strata_row};
+    case Derived_quantity::residency_time:
+      return {residency_heading, 3, strata_row};
     case Derived_quantity::growth:
       return {growth_heading, 3, pair_row};
     case Derived_quantity::log_growth:

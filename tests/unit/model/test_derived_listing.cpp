@@ -26,8 +26,11 @@ class Derived_listing : public testing::Test {
 Derived_values made_values(const Section& section, int count) {
   Derived_values values;
   values.section = &section;
-  for (int i = 1; i <= count; ++i)
-    values.rows.push_back(section.label_names.size() == 2 ? List<int>{1, i} : List<int>{i});
+  for (int i = 1; i <= count; ++i) {
+    List<int> labels(static_cast<int>(section.label_names.size()), 1);
+    labels.back() = i;
+    values.rows.push_back(labels);
+  }
   for (Array1<double>* column : {&values.parmest, &values.parmse, &values.parmlci, &values.parmuci})
     EXPECT_TRUE(column->allocate(count));
   for (int i = 1; i <= count; ++i) {
@@ -155,13 +158,32 @@ TEST_F(Derived_listing, a_section_never_overflows_its_page) {
   }
 }
 
+TEST_F(Derived_listing, layout_by_group_stratum_and_session) {
+  for (const int dattyp : {33, 34, 38, 61, 147}) {
+    m.test.clear();
+    report_section(job(), made_values(only_section(dattyp), 2));
+    const std::vector<std::string> expected{
+        "",
+        "",
+        "                          Population Estimates of {M}",
+        "                                                     95% Confidence Interval",
+        " Grp. Str. Ses.    N-hat          Standard Error     Lower           Upper",
+        " --------------  --------------  --------------  --------------  --------------",
+        "   1    1    1    0.5040000       0.0625000       0.4000000       0.6000000    ",
+        "   1    1    2    1.0080000       0.1250000       0.8000000       1.2000000    "};
+    EXPECT_EQ(m.test.listing_lines(), expected);
+  }
+}
+
 TEST_F(Derived_listing, rulers_are_as_wide_as_the_code_of_their_letter) {
   for (int dattyp = 1; dattyp <= max_dattyp; ++dattyp)
     for (const Section* section : derived_sections(datatype(dattyp))) {
       m.test.clear();
       report_section(job(), made_values(*section, 0));
       EXPECT_EQ(static_cast<int>(m.test.listing_lines().back().size()), section->letter);
-      EXPECT_EQ(section->letter, section->quantity == Derived_quantity::survival_over_study ? 'B' : 'J');
+      EXPECT_EQ(section->letter, section->quantity == Derived_quantity::survival_over_study     ? 'B'
+                                 : section->quantity == Derived_quantity::population_by_stratum ? 'O'
+                                                                                                : 'J');
     }
 }
 
