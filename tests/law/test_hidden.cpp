@@ -236,8 +236,8 @@ TEST(Hidden_reductions, a_full_row_of_signs_is_not_charged) {
   EXPECT_NEAR(study.probabilities(true)[1], 2.220446049250313e-16, 1e-30);
 }
 
-// KEPT: the rule of over-full rows holds for rows of signs and for shares at a release, too.
-TEST(Kept, over_full_rows_of_signs_and_of_shares_are_charged_in_serial_runs) {
+// The rule of over-full rows holds for rows of signs and for shares at a release, too.
+TEST(Hidden_charges, over_full_rows_of_signs_and_of_shares_are_charged_in_serial_runs) {
   for (const bool shares : {false, true}) {
     Hidden_study study(
         {.noccas = 2, .states = "ABC", .captures = "xyz", .by_cohort = false, .certain = false});

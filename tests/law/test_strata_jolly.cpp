@@ -254,9 +254,9 @@ TEST(Strata_jolly_reductions, who_cannot_be_caught_has_the_floor) {
   }
 }
 
-// KEPT: a row of transitions that leaves nothing is charged in serial runs, those ahead of the first capture
+// A row of transitions that leaves nothing is charged in serial runs, those ahead of the first capture
 // too.
-TEST(Kept, over_full_rows_ahead_of_a_first_capture_are_charged_in_serial_runs) {
+TEST(Strata_jolly_charges, over_full_rows_ahead_of_a_first_capture_are_charged_in_serial_runs) {
   for (const int type : {183, 185}) {
     Hidden_study study({.type = type, .noccas = 3, .states = "ABC", .captures = type == 185 ? "x" : ""});
     study.draw(26);

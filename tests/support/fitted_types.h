@@ -146,13 +146,13 @@ inline const std::vector<Family_note>& fitted_types() {
   `.` not sampled. Sessions as for `ROBUST`.
 - `S`, `Psi` as for `MULTISTRATA`: one column an interval between sessions, between which animals move. Rows: the session of
   the first capture, or one row.
-- the closed layer as for `ROBUST`, a matrix for each stratum and session: `p A : Session 2`. `f0` needs the LOG link.
+- the closed layer as for `ROBUST`, a matrix for each stratum and session: `p A : Session 2`.
 )"},
       {{104, 105, 106},
        R"(- as for `HCRDMS`, and the stratum of a first capture tells of the shares of the strata.
-- `Omega`: the share of a stratum among the animals that a session meets for the first time, whether it catches them or not;
-  one column a session, one row, a matrix for each stratum but the last, which has what they leave of 1. The link MLOGIT,
-  one set for each session, keeps the others below 1.
+- `Omega`: the share of a stratum among the animals that are there in a session and were never caught before; one column a
+  session, one row, a matrix for each stratum but the last, which has what they leave of 1. The link MLOGIT, one set for
+  each session, keeps the others below 1.
 )"},
       {{178},
        R"(- cell: a sign of STRATA, whose first `STRATA=` codes name the states, the `EVENTS=` codes behind them events that leave the
