@@ -23,6 +23,7 @@
 #include <string>
 
 #include "likelihood/blocks/hidden.h"
+#include "likelihood/blocks/open_matrix.h"
 #include "likelihood/blocks/open_session.h"
 #include "likelihood/blocks/state_shares.h"
 #include "likelihood/chprob.h"
@@ -57,7 +58,7 @@ struct Uncertain_states : Counts_hidden<Uncertain_states> {
       v[static_cast<std::size_t>(session.known) - 1] = recognised_weight(job, session, parm, work);
     else
       unrecognised_weights(job, session, parm, work, v);
-    return charge(job, place.group, first, parm, work);
+    return charge(job, place, first, parm, work);
   }
 
   template <class Real>
@@ -65,7 +66,7 @@ struct Uncertain_states : Counts_hidden<Uncertain_states> {
                     Cell_work<Real>& work, const Hidden_interval<Real>& interval) {
     const int behind = prepared<Uncertain_states>(work).last_occasion(c);
     return survive_and_move<Uncertain_states>(job, place, c, behind, parm, work, interval) +
-           charge(job, place.group, c + 1, parm, work);
+           charge(job, place, c + 1, parm, work);
   }
 
   template <class Real>
@@ -190,12 +191,19 @@ struct Uncertain_states : Counts_hidden<Uncertain_states> {
       v[at] = later[at] + (some ? Real(unseen / all * v[at]) : Real(0.0));
   }
 
+  /// What the rates within a session are charged, in all states. Such as make no sense are a fault.
   template <class Real>
-  static Real charge(const Job& job, int group, int s, const Reals<Real>& parm, Cell_work<Real>& work) {
+  static Real charge(const Job& job, const Hidden_place& place, int s, const Reals<Real>& parm,
+                     Cell_work<Real>& work) {
     const Prepared& records = prepared<Uncertain_states>(work);
+    if (records.traits.closed) return 0.0;
+    Open_place within{1, s, place.group, records.length(s)};
+    // In the dry run rates have no values.
+    if constexpr (!std::is_same_v<Real, Reach>)
+      check_open_matrices(job, records.traits, within, records.states(), place.i, parm, work);
     Real sum = 0.0;
-    for (int a = 1; a <= records.states() && !records.traits.closed; ++a)
-      sum += charge_of_arrivals(job, {a, s, group, records.length(s)}, parm, work);
+    for (int& a = within.stratum; a <= records.states(); ++a)
+      sum += charge_of_arrivals(job, within, parm, work);
     return sum;
   }
 };

@@ -74,7 +74,10 @@ History_sum<Real> sum_of_histories(Job& job, Likelihood_work& work, Cell_routine
   areas[0]->begin(values, job.model.nlogit);
   const bool counted = add_counted(shared, work, areas[0]->current(), *areas[0], total);
   if constexpr (Thread_area<Real>::traced) areas[0]->end_block(shared, work.passes<T>().blocks.back());
-  if (counted && work.counts_all) return total;
+  if (counted && work.counts_all) {
+    if (areas[0]->cell.fault_history() != 0) end_with_fault(job, areas, areas[0]->cell);
+    return total;
+  }
   int used;
   if constexpr (Thread_area<Real>::traced) {
     // Derivatives are added up in blocks that do not depend on the number of threads.

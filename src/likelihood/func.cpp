@@ -102,11 +102,7 @@ void for_each_cell(Job& job, std::span<const double> beta, const Visit& visit) {
       }
     }
   }
-  if (area.cell.fault_history() != 0) {
-    const std::string text(area.cell.fault_text());
-    area.cell.clear_fault();
-    error(job, text);
-  }
+  if (area.cell.fault_history() != 0) end_with_fault(job, work.plain, area.cell);
 }
 
 }  // namespace

@@ -10,6 +10,8 @@
 #include <string>
 
 #include "job/services/fault.h"
+#include "job/services/report.h"
+#include "job/services/template.h"
 #include "likelihood/likelihood_work.h"
 
 namespace tarn {
@@ -63,6 +65,21 @@ int on_threads(int count, Team& team, Thread_areas<Real>& areas, const Work& par
   return used;
 }
 
+/// The fatal end with the fault of a cell, which no work area holds afterwards.
+template <class Real>
+[[noreturn]] void end_with_fault(Job& job, Thread_areas<Real>& areas, const Cell_work<Real>& cell) {
+  const std::string text(cell.fault_text());
+  const std::vector<std::string> lines = cell.fault_lines();
+  for (auto& area : areas) area->cell.clear_fault();
+  // The first lines tell what is shown, and stand on one page.
+  constexpr std::size_t together = 3;
+  for (std::size_t k = 0; k < lines.size(); ++k) {
+    if (k == 0 || k >= together) linchk(job, k == 0 ? static_cast<int>(std::min(together, lines.size())) : 1);
+    put(job, listing, "(a)", lines[k]);
+  }
+  error(job, text);
+}
+
 /// Joins the threads' floating-point flags to the main thread's; want of memory is thrown on, and the fault
 /// of the lowest history is fatal.
 template <class Real>
@@ -79,11 +96,7 @@ void end_of_histories(Job& job, Thread_areas<Real>& areas, int used) {
   }
   if (flags != 0) std::feraiseexcept(flags);
   if (out_of_memory) throw std::bad_alloc();
-  if (fault != nullptr) {
-    const std::string text(fault->fault_text());
-    for (auto& area : areas) area->cell.clear_fault();
-    error(job, text);
-  }
+  if (fault != nullptr) end_with_fault(job, areas, *fault);
 }
 
 }  // namespace tarn

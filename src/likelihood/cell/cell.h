@@ -7,6 +7,7 @@
 #include <cstring>
 #include <memory>
 #include <span>
+#include <string>
 #include <string_view>
 #include <type_traits>
 #include <utility>
@@ -149,15 +150,18 @@ class Cell_work {
 
   /// Records that history i must stop the run with `text` (cut at 255 characters); the first of a history
   /// stands, and the lowest history number. The cell then returns `Ch_result::floor()`.
-  void fail(int i, std::string_view text) {
+  /// @param lines  what the listing shows ahead of it
+  void fail(int i, std::string_view text, std::vector<std::string> lines = {}) {
     if (fault_history_ != 0 && fault_history_ <= i) return;
     fault_history_ = i;
     fault_length_ = text.size() < fault_.size() ? text.size() : fault_.size();
     std::memcpy(fault_.data(), text.data(), fault_length_);
+    fault_lines_ = std::move(lines);
   }
   /// History of the fault, 0 when there is none.
   int fault_history() const { return fault_history_; }
   std::string_view fault_text() const { return {fault_.data(), fault_length_}; }
+  const std::vector<std::string>& fault_lines() const { return fault_lines_; }
   void clear_fault() { fault_history_ = 0; }
 
   /// Penalties of the cell in hand, 0 or negative. Element 0 is the range penalty and what a routine adds to
@@ -186,6 +190,7 @@ class Cell_work {
   int fault_history_ = 0;
   std::size_t fault_length_ = 0;
   std::array<char, 255> fault_{};
+  std::vector<std::string> fault_lines_;
 };
 
 // A family says what its routines prepare and keep:
