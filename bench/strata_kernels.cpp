@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <random>
 #include <string>
 #include <vector>
 
@@ -189,6 +190,81 @@ void known_ready_matrices(benchmark::State& state) { loop(state, false, false); 
 void known_built_matrices(benchmark::State& state) { loop(state, false, true); }
 void hidden_ready_matrices(benchmark::State& state) { loop(state, true, false); }
 void hidden_built_matrices(benchmark::State& state) { loop(state, true, true); }
+
+/// Open sessions with uncertain states: animals of `strata` states, 6 sessions of so many occasions, all
+/// rates by state. The order of the matrices of a session is 4 strata + 1 (142), or, with rates by arrival,
+/// (2 + 2 occasions) strata + 1 (184).
+void uncertain(benchmark::State& state, int type) {
+  constexpr int sessions = 6, caught_animals = 2000;
+  const int n = static_cast<int>(state.range(0)), length = static_cast<int>(state.range(1));
+  Model_builder model(type, sessions * length);
+  Job& job = model.job();
+  model.sessions(std::vector<int>(sessions, length));
+  model.strata(letters.substr(0, static_cast<std::size_t>(n)));
+  std::mt19937_64 source(11);
+  const auto chance = [&] { return static_cast<double>(source() >> 11) * 0x1p-53; };
+  for (int k = 0; k < caught_animals; ++k) {
+    std::string history;
+    int a = k % n;
+    bool alive = true;
+    for (int s = 0; s < sessions; ++s) {
+      for (int o = 0; o < length; ++o)
+        history += !alive || chance() < 0.6 ? '0'
+                   : chance() < 0.4         ? 'u'
+                                            : letters[static_cast<std::size_t>(a)];
+      alive = alive && chance() < 0.8;
+      if (chance() < 0.3) a = (a + 1) % n;
+    }
+    if (history.find_first_not_of('0') != std::string::npos) model.record(history, {1.0F});
+  }
+  std::vector<double> beta;
+  const auto matrix = [&](const char* name, int a, int b, int rows, int columns, double value) {
+    beta.push_back(value);
+    const int number = static_cast<int>(beta.size());
+    model.pim(
+        findpar(job.data, name), 1, "SQUARE", rows, columns, [number](int, int) { return number; }, b, a);
+  };
+  const int by_arrival = type == 184 ? length : 1;
+  for (int a = 1; a <= n; ++a) {
+    matrix("S", a, 1, 1, sessions - 1, 0.8);
+    for (int b = 1; b <= n; ++b)
+      if (b != a) matrix("Psi", a, b, 1, sessions - 1, 0.4 / n);
+    if (a < n) matrix("pi", a, 1, 1, sessions, 1.0 / n);
+    if (a < n) matrix("Omega", a, 1, 1, sessions, 1.0 / n);
+    for (int s = 1; s <= sessions; ++s) {
+      matrix("p", a, s, by_arrival, length, 0.4);
+      matrix("Delta", a, s, 1, length, 0.6);
+      matrix("alpha", a, s, 1, 1, 0.9);
+      matrix("pent", a, s, 1, length - 1, 1.0 / length);
+      matrix("Phi", a, s, by_arrival, length - 1, 0.9);
+      matrix("c", a, s, by_arrival, length - 1, 0.5);
+    }
+  }
+  job.model.nlink = Link::identity;
+  model.finish();
+  bool other = false;
+  for (auto _ : state) {
+    beta[0] = (other = !other) ? 0.8 : 0.81;
+    benchmark::DoNotOptimize(model.func(beta));
+  }
+  state.counters["ndim"] = type == 184 ? (2 + 2 * length) * n + 1 : 4 * n + 1;
+}
+void uncertain_seasons(benchmark::State& state) { uncertain(state, 142); }
+void uncertain_ages(benchmark::State& state) { uncertain(state, 184); }
+BENCHMARK(uncertain_seasons)
+    ->Args({2, 3})
+    ->Args({2, 6})
+    ->Args({4, 3})
+    ->Args({4, 6})
+    ->Args({8, 6})
+    ->Unit(benchmark::kMicrosecond);
+BENCHMARK(uncertain_ages)
+    ->Args({2, 3})
+    ->Args({2, 6})
+    ->Args({4, 3})
+    ->Args({4, 6})
+    ->Args({8, 6})
+    ->Unit(benchmark::kMicrosecond);
 
 BENCHMARK(known)->Arg(2)->Arg(3)->Arg(5)->Arg(8)->Arg(12)->Unit(benchmark::kMicrosecond);
 BENCHMARK(known_history_by_history)->Arg(5)->Unit(benchmark::kMicrosecond);
