@@ -6,7 +6,8 @@
 
 Live recaptures are the two-state chain of Cormack (1964), fitted by scipy with gradients from complex steps and
 information from differences of those gradients; Jolly-Seber with lambda adds binomials (Burnham 1991). Other open
-populations and the robust designs are in open_decks.py, those of strata in strata_decks.py. Known fates, nests, recoveries and densities have closed forms
+populations and the robust designs are in open_decks.py, those of strata in strata_decks.py,
+those of open sessions and uncertain states in session_decks.py. Known fates, nests, recoveries and densities have closed forms
 or a multinomial. Data are read from the decks, models are not. Needs python3-numpy and python3-scipy.
 
 The tolerances in the .expect files: 1e-6 for estimates, since a search ends when no step is above 1e-7; for -2 log
@@ -21,6 +22,7 @@ from scipy.optimize import fsolve
 from scipy.special import loggamma
 
 import open_decks
+import session_decks
 import strata_decks
 from second_fits import Fit, beta_table, cell, expit, folder, gradient, interval, logit, rate_interval, records
 
@@ -368,6 +370,7 @@ def deck_values():
     yield from jolly_seber()
     yield from open_decks.deck_values()
     yield from strata_decks.deck_values()
+    yield from session_decks.deck_values()
 
 
 def closed_forms():
