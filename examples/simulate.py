@@ -1,13 +1,15 @@
 #!/usr/bin/env python3
 """Makes the example decks: animals marked and met again on a few occasions, drawn from a seeded generator.
 
-    examples/simulate.py        writes the eleven decks beside this program
+    examples/simulate.py        writes the fourteen decks beside this program
 """
 
 import math
 import random
 from collections import Counter
 from pathlib import Path
+
+import simulate_states
 
 here = Path(__file__).resolve().parent
 
@@ -619,3 +621,5 @@ if __name__ == "__main__":
     entries()
     growth()
     emigration()
+    for example in (simulate_states.breeding, simulate_states.disease, simulate_states.calves):
+        write(*example())

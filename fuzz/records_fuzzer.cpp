@@ -75,7 +75,6 @@ Head head_of(std::string_view& input) {
   const std::string_view layer = tarn::closed_parameters(row.closed);
   if (tarn::names_hold(layer, "pi")) head.more = "mixtures=2";
   if (row.nodes != tarn::Nodes::none) head.more = "nodes=15";
-  if (!tarn::strata_codes(head.type).empty()) head.more = "strata=2";
   return head;
 }
 
@@ -100,7 +99,9 @@ std::string data_procedure(const Head& head) {
   std::string text = "proc chmatrix occasions=" + std::to_string(head.occasions) +
                      " groups=" + std::to_string(head.groups) + " hist=99";
   if (head.covariates > 0) text += " icovar=" + std::to_string(head.covariates);
-  return text + ' ' + std::string(head.more) + " etype=" + std::string(head.keyword) + ";\n";
+  const std::string codes = tarn::options_of_codes(head.type);
+  return text + ' ' + (codes.empty() ? std::string(head.more) : codes) +
+         " etype=" + std::string(head.keyword) + ";\n";
 }
 
 /// A model with a number for each parameter, session and row of its matrix; with covariates the first one has
@@ -115,13 +116,17 @@ std::string estimation(const Head& head, const std::vector<int>& sessions) {
       for (const tarn::Matrix_size& size : tarn::matrix_sizes(head.type, name, sessions, mixtures)) {
         if (size.rows < 1 || size.columns < 1) continue;
         text += "group=" + std::to_string(g) + ' ' + name;
-        if (const std::string codes = tarn::strata_codes(head.type); !codes.empty()) {
+        if (const std::string codes = tarn::strata_codes(head.type);
+            !codes.empty() && !(name == "pent" && tarn::has_states(head.type))) {
           const auto code = [&codes](int k) {
             const std::size_t n = codes.size(), at = static_cast<std::size_t>(k) - 1;
             // Behind the codes stand those of guesses.
             return std::string(1, at < n ? codes[at] : static_cast<char>(codes[at - n] - 'A' + 'a'));
           };
-          text += ' ' + code(size.second) + (name == "Psi" ? " to " + code(size.third) : " :");
+          text += ' ' + code(size.second) +
+                  (name == "Psi"                              ? " to " + code(size.third)
+                   : tarn::is_classification(head.type, name) ? "|" + code(size.third)
+                                                              : " :");
         }
         if (tarn::has_matrix_by_session(head.type, name)) text += " Session " + std::to_string(size.third);
         text += " rows=" + std::to_string(size.rows) + " cols=" + std::to_string(size.columns) +
@@ -157,7 +162,11 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t siz
   std::string deck = data_procedure(head);
   const auto hold = [&upper](const char* word) { return upper.find(word) != std::string::npos; };
   if (head.covariates > 0 && !hold("ICOVARIATES")) deck += "icovariates=weight;\n";
-  if (!tarn::strata_codes(head.type).empty() && !hold("STRATA")) deck += "strata=A B;\n";
+  if (const std::string codes = tarn::strata_codes(head.type); !codes.empty() && !hold("STRATA")) {
+    deck += "strata=";
+    for (const char code : codes + tarn::event_codes(head.type).all()) deck += {code, ' '};
+    deck += ";\n";
+  }
   deck += statements + '\n';
   const std::string model = hold("PROC") ? "" : estimation(head, session_lengths(head, upper));
   tarn::run_bounded(deck, model + "\nproc stop;\n");

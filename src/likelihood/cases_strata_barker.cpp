@@ -101,69 +101,89 @@ struct Strata_barker : Counts_hidden<Strata_barker<events, moves_first>> {
   template <class Real>
   static Real shown(const Job& job, const Hidden_place& place, int c, const Reals<Real>& parm,
                     Cell_work<Real>& work, Hidden_shown<Real>& shown) {
-    const Prepared& records = prepared<Strata_barker>(work);
-    const int n = records.states();
-    const bool last = c == job.status.noccas;
-    const char sign = place.histry.dead(c), ahead = last ? '.' : place.histry.live(c + 1);
-    const bool ends = is_recovery(job, datatype(job.status.dattyp), sign);
-    shown.quiet = sign == '0';
+    const bool last = c == job.status.noccas,
+               ends = is_recovery(job, datatype(job.status.dattyp), place.histry.dead(c));
+    shown.quiet = place.histry.dead(c) == '0';
     shown.moves = moves_first || !(last || ends);
-    shown.met = !ends && captured(ahead);
+    shown.met = !last && !ends && captured(place.histry.live(c + 1));
+    // Of one of state a during the interval: it lives on and shows this, or dies unreported.
+    const std::span<Real> lives = moves_first ? shown.after : shown.before, dies = work.take(lives.size());
     Real over = 0.0;
-    // Of state a during the interval: what is shown, and the animal lives on, or dies unreported.
-    const std::span<Real> lives = moves_first ? shown.after : shown.before,
-                          dies = work.take(static_cast<std::size_t>(n));
-    const auto rate = rates_of<Strata_barker>(job, parm, work);
-    const auto number = [&](Parameter parameter, int a) {
-      return work.matrix(parameter, a, 1, place.group)(place.row, c);
-    };
-    for (int a = 1; a <= n; ++a) {
+    for (int a = 1; a <= static_cast<int>(lives.size()); ++a) {
       const std::size_t at = static_cast<std::size_t>(a) - 1;
-      const Real s = rate.survival(number(Parameter::S, a), c);
-      const Real& r = parm[number(Parameter::r, a)];
       dies[at] = 0.0;
-      if (ends) {
-        const auto found = of_interval(Parameter::b, place, a, records.recoveries.told(sign), c,
-                                       records.recoveries, parm, work);
-        lives[at] = (1.0 - s) * r * found.chance;
-        over += found.over;
-        continue;
-      }
-      const Real seen = rate.within(number(Parameter::R, a), c),
-                 seen_before = rate.within(number(Parameter::R_prime, a), c);
-      // M holds survival where animals move behind it.
-      const Real alive = moves_first || last ? s : Real(1.0);
-      if (shown.quiet) {
-        lives[at] = alive * (1.0 - seen);
-        dies[at] = (1.0 - s) * (1.0 - r) * (1.0 - seen_before);
-      } else {
-        const Told told = records.resightings.told(sign);
-        const auto survivor = of_interval(Parameter::rho, place, a, told, c, records.resightings, parm, work),
-                   other =
-                       of_interval(Parameter::rho_prime, place, a, told, c, records.resightings, parm, work);
-        lives[at] = alive * seen * survivor.chance;
-        dies[at] = (1.0 - s) * (1.0 - r) * seen_before * other.chance;
-        over += survivor.over + other.over;
-      }
+      over += ends ? found_dead(job, place, c, a, parm, work, lives[at])
+                   : in_interval(job, place, c, a, shown.met, parm, work, lives[at], dies[at]);
     }
-    died(place, c, n, dies, parm, work, shown.dies);
-    if (ends || ahead == '.') return over;
-    const Told told = records.captures.told(ahead);
-    for (int a = 1; a <= n; ++a) {
-      Real& after = shown.after[static_cast<std::size_t>(a) - 1];
-      const Real& p = parm[number(Parameter::p, a)];
-      if (!shown.met) {
-        after = after * (1.0 - p);
-        continue;
-      }
-      const auto seen = captured_as(job, place, a, told, c + 1, parm, work);
-      after = after * (p * seen.chance);
-      over += seen.over;
-    }
+    died(place, c, dies, parm, work, shown.dies);
+    if (!last && !ends) over += at_the_end(job, place, c, parm, work, shown);
     return over;
   }
 
  private:
+  template <class Real>
+  static Real found_dead(const Job& job, const Hidden_place& place, int c, int a, const Reals<Real>& parm,
+                         Cell_work<Real>& work, Real& found) {
+    const Sign_list& signs = prepared<Strata_barker>(work).recoveries;
+    const auto as =
+        of_interval(Parameter::b, place, a, signs.told(place.histry.dead(c)), c, signs, parm, work);
+    const auto rate = rates_of<Strata_barker>(job, parm, work);
+    const Real s = rate.survival(work.matrix(Parameter::S, a, 1, place.group)(place.row, c), c);
+    found = (1.0 - s) * parm[work.matrix(Parameter::r, a, 1, place.group)(place.row, c)] * as.chance;
+    return as.over;
+  }
+
+  /// What interval c shows of one of state a that lives on, and of one that dies and is not reported; a
+  /// capture at its end tells that it did not.
+  template <class Real>
+  static Real in_interval(const Job& job, const Hidden_place& place, int c, int a, bool met,
+                          const Reals<Real>& parm, Cell_work<Real>& work, Real& lives, Real& dies) {
+    const Sign_list& signs = prepared<Strata_barker>(work).resightings;
+    const char sign = place.histry.dead(c);
+    const bool quiet = sign == '0';
+    const auto rate = rates_of<Strata_barker>(job, parm, work);
+    const auto number = [&](Parameter parameter) {
+      return work.matrix(parameter, a, 1, place.group)(place.row, c);
+    };
+    Real over = 0.0;
+    const auto shows = [&](Parameter seen, Parameter classification) -> Real {
+      const Real chance = rate.within(number(seen), c);
+      if (quiet) return 1.0 - chance;
+      const auto as = of_interval(classification, place, a, signs.told(sign), c, signs, parm, work);
+      over += as.over;
+      return chance * as.chance;
+    };
+    const Real s = rate.survival(number(Parameter::S), c);
+    lives = shows(Parameter::R, Parameter::rho);
+    // M holds survival where animals move behind it.
+    if (moves_first || c == job.status.noccas) lives = s * lives;
+    if (!met)
+      dies = (1.0 - s) * (1.0 - parm[number(Parameter::r)]) * shows(Parameter::R_prime, Parameter::rho_prime);
+    return over;
+  }
+
+  /// What the occasion at the end of interval c shows, into `after`.
+  template <class Real>
+  static Real at_the_end(const Job& job, const Hidden_place& place, int c, const Reals<Real>& parm,
+                         Cell_work<Real>& work, Hidden_shown<Real>& shown) {
+    const char sign = place.histry.live(c + 1);
+    if (sign == '.') return 0.0;
+    const Told told = prepared<Strata_barker>(work).captures.told(sign);
+    Real over = 0.0;
+    for (int a = 1; a <= static_cast<int>(shown.after.size()); ++a) {
+      Real& after = shown.after[static_cast<std::size_t>(a) - 1];
+      const Real& p = parm[work.matrix(Parameter::p, a, 1, place.group)(place.row, c)];
+      if (!shown.met) {
+        after = after * (1.0 - p);
+        continue;
+      }
+      const auto as = captured_as(job, place, a, told, c + 1, parm, work);
+      after = after * (p * as.chance);
+      over += as.over;
+    }
+    return over;
+  }
+
   /// The transitions of interval c; the last column serves an interval that has none.
   template <class Real>
   static Real transitions(const Hidden_place& place, int c, int a, int n, const Reals<Real>& parm,
@@ -178,10 +198,11 @@ struct Strata_barker : Counts_hidden<Strata_barker<events, moves_first>> {
 
   /// By state at the beginning of the interval, from those by state in it.
   template <class Real>
-  static void died(const Hidden_place& place, int c, int n, std::span<Real> in, const Reals<Real>& parm,
+  static void died(const Hidden_place& place, int c, std::span<Real> in, const Reals<Real>& parm,
                    Cell_work<Real>& work, std::span<Real> before) {
     if constexpr (moves_first) {
       const std::span<Real> psi = work.take(in.size());
+      const int n = static_cast<int>(in.size());
       for (int a = 1; a <= n; ++a) {
         transitions(place, c, a, n, parm, work, psi.data());
         Real sum = 0.0;

@@ -66,6 +66,9 @@ class Likelihood_point {
   /// way.
   void gradient(std::span<double> g);
 
+  /// What penalties that count in serial runs only come to at x.
+  double serial_penalty(std::span<const double> x);
+
  private:
   class Class_sums;
 

@@ -134,6 +134,9 @@ Searches_end fit(Job& job, const Search_vectors& vectors, bool report) {
   if (report && ended.starts.ended_at_start)
     warn(job, "The search for " + model.modnam + " ended where it began.");
   if (!report) return ended;
+  if (job.status.num_threads > 1 && point.serial_penalty(vectors.x) != 0.0)
+    warn(job, "The fit of " + model.modnam +
+                  " ended where chances that share 1 sum to more, which THREADS=1 charges for.");
 
   linchk(job, 3);
   // KEPT: the count is that of iterations, though the line says function evaluations. Looks wrong, is

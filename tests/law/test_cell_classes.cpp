@@ -148,12 +148,43 @@ bool is_looked_up_in_vain(const Job& job, History history, int lost, const Place
   return real.name == "alpha" && part.first == open;
 }
 
+/// The same of animals whose state a sign may tell: there those of the other states have the factor 0.
+bool is_of_a_state_excluded(int type, History history, const Place& real) {
+  const auto state = [](char sign) {
+    return sign == 'A' || sign == 'a' ? 1 : sign == 'B' || sign == 'b' ? 2 : 0;
+  };
+  const auto excluded = [&](int known) { return known != 0 && known != real.stratum; };
+  const bool two_characters = !datatype(type).live;
+  if (real.name == "pi" || real.name == "pent") return false;
+  if (real.name == "p" || real.name == "Delta") {
+    const int o = real.name == "p" && type != 183 && type != 185 ? real.column + 1 : real.column;
+    if (history.live(o) == '.' || excluded(state(history.live(o)))) return true;
+    // Of type 180 that state is the one of the interval behind it, of the others, that of the interval ahead
+    // of which it is found.
+    const int c = type == 180 ? o - 1 : o;
+    return two_characters && c >= 1 && c <= history.noccas() && excluded(state(history.dead(c)));
+  }
+  const int c = real.column;
+  // What was met later was not dead.
+  if (real.name == "r" || real.name == "R'" || real.name == "rho'") {
+    for (int o = c + 1; o <= history.noccas(); ++o)
+      if (captured(history.live(o)) || history.dead(o) != '0') return true;
+  }
+  const bool later = type == 180 && real.name != "Psi";
+  const char ahead = later ? (c < history.noccas() ? history.live(c + 1) : '0') : history.live(c);
+  if (excluded(state(ahead))) return true;
+  if (two_characters && !(type == 180 && real.name == "Psi") && excluded(state(history.dead(c)))) return true;
+  // The state in which it was resighted ahead of the interval.
+  return type == 180 && real.name == "Psi" && c > 1 && excluded(state(history.dead(c - 1)));
+}
+
 /// Real parameters that a routine looks up for a history, although they cancel or have the factor 0.
 bool is_looked_up_in_vain(const Job& job, int i, int lost, const Place& real) {
   const int type = job.status.dattyp;
   const History history = job.data.encounters.history(i);
   const Datatype& row = datatype(type);
   if (row.sessions) return is_looked_up_in_vain(job, history, lost, real);
+  if (has_states(type)) return is_of_a_state_excluded(type, history, real);
   if (type == 1) return real.name == "p" && history.live(real.column + 1) == '.';
   if (type == 19) return real.name == "p" && history.live(real.column) == '.';
   // A harvest is certain to be in the only interval that is left, whatever else animals die of.

@@ -43,7 +43,8 @@ class Counted_families : public testing::TestWithParam<int> {
             const std::string& name = job.data.parameterlist(q);
             real = name == "f0" || name == "N" ? 4.0 : draws.between(0.2, 0.45);
             if (name == "Lambda") real += 0.6;
-            const bool chance = name == "p" || name == "S" || name == "Phi" || name == "Gamma";
+            const bool chance = name == "p" || name == "S" || name == "Phi" || name == "Gamma" ||
+                                name == "Psi" || name == "Omega";
             if (point == Point::below_the_floor && name == "p") real = 1e-160;
             if (point == Point::outside && chance) real = draws.between(-0.4, 1.4);
             if (point == Point::at_an_end && chance) real = draws.chance(0.5) ? 1.0 : 0.0;
@@ -86,7 +87,8 @@ TEST_P(Counted_families, give_objective_and_derivatives_of_the_histories) {
 // One of each routine, closed kinds of every sort among them.
 INSTANTIATE_TEST_SUITE_P(types, Counted_families,
                          testing::Values(9, 14, 15, 16, 17, 19, 21, 31, 7, 13, 41, 56, 146, 43, 18, 67, 80,
-                                         93, 102, 148, 163, 164, 32, 119, 103, 121, 122, 126, 142, 184),
+                                         93, 102, 148, 163, 164, 33, 34, 37, 63, 66, 104, 106, 147, 32, 119,
+                                         103, 121, 122, 126, 142, 184),
                          name_of_type);
 
 }  // namespace

@@ -82,6 +82,44 @@ inline std::string open_cells(int type, int noccas, Draws& draws) {
           break;
         }
       break;
+    case 178:
+    case 183:
+    case 185:
+    case 176:
+    case 179:
+    case 180: {
+      const std::string states = strata_codes(type);
+      const Event_codes events = event_codes(type);
+      const std::string open = type == 176 ? "U" : events.captures,
+                        alive = type == 176 ? "U" : events.resightings,
+                        dead_signs = type == 176 ? "u" : events.recoveries;
+      const auto sign = [&](const std::string& known, const std::string& other) {
+        const std::string all = known + other;
+        return all[static_cast<std::size_t>(draws.whole(0, static_cast<int>(all.size()) - 1))];
+      };
+      live(first) = sign(states, open);
+      int last = first;
+      for (int o = first + 1; o <= noccas; ++o) {
+        live(o) = draws.chance(0.4) ? sign(states, open) : draws.chance(0.15) ? '.' : '0';
+        if (live(o) != '0' && live(o) != '.') last = o;
+      }
+      if (datatype(type).live) break;
+      // The state of an interval is that of the occasion ahead of it, or behind it, where that is told.
+      const auto possible = [&](int o) {
+        const int at = type == 180 ? o + 1 : o;
+        const bool known = at <= noccas && states.find(live(at)) != std::string::npos;
+        return known ? std::string(1, live(at)) : states;
+      };
+      for (int o = first; o <= noccas; ++o) {
+        if (draws.chance(0.3)) dead(o) = sign(possible(o), alive);
+        if (o < last || !draws.chance(0.2)) continue;
+        std::string lower = possible(o);
+        for (char& c : lower) c = static_cast<char>(c - 'A' + 'a');
+        dead(o) = sign(lower, dead_signs);
+        break;
+      }
+      break;
+    }
     case 1:
     case 19:
       for (int o = first + 1; o <= noccas; ++o)
@@ -255,8 +293,11 @@ inline Model_builder unfinished_model(int type, const std::vector<Animal>& anima
   Job& job = m.job();
   const std::vector<int> lengths = session_lengths(type, options.noccas);
   if (datatype(type).sessions) m.sessions(lengths, options.between);
-  if (!strata_codes(type).empty()) m.strata(strata_codes(type));
-  job.status.nmixtures = findpar(job.data, "pi") > 0 ? 2 : 1;
+  const Event_codes events = event_codes(type);
+  if (!strata_codes(type).empty())
+    m.strata(strata_codes(type), events.captures, events.resightings, events.recoveries);
+  if (has_states(type)) job.status.liveeh = datatype(type).live ? 1 : 0;
+  job.status.nmixtures = findpar(job.data, "pi") > 0 && !has_states(type) ? 2 : 1;
   job.data.order = 9;
   if (datatype(type).nodes != Nodes::none) gausquadpar(job);
   Array1<double>&located = job.data.nlocations, &inside = job.data.ninside;
@@ -295,6 +336,9 @@ inline Model_builder unfinished_model(int type, const std::vector<Animal>& anima
             [&](int, int) {
               ++number;
               if (rate && !options.identity) m.link(number, Link::log);
+              // Shares of one population.
+              if (has_states(type) && name == "pent" && !options.identity)
+                m.set_member(number, Link::mlogit, g);
               return number;
             },
             size.third, size.second);

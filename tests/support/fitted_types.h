@@ -146,13 +146,53 @@ inline const std::vector<Family_note>& fitted_types() {
   `.` not sampled. Sessions as for `ROBUST`.
 - `S`, `Psi` as for `MULTISTRATA`: one column an interval between sessions, between which animals move. Rows: the session of
   the first capture, or one row.
-- the closed layer as for `ROBUST`, a matrix for each stratum and session: `p A : Session 2`. `f0` needs the LOG link.
+- the closed layer as for `ROBUST`, a matrix for each stratum and session: `p A : Session 2`.
 )"},
       {{104, 105, 106},
        R"(- as for `HCRDMS`, and the stratum of a first capture tells of the shares of the strata.
-- `Omega`: the share of a stratum among the animals that a session meets for the first time, whether it catches them or not;
-  one column a session, one row, a matrix for each stratum but the last, which has what they leave of 1. The link MLOGIT,
-  one set for each session, keeps the others below 1.
+- `Omega`: the share of a stratum among the animals that are there in a session and were never caught before; one column a
+  session, one row, a matrix for each stratum but the last, which has what they leave of 1. The link MLOGIT, one set for
+  each session, keeps the others below 1.
+)"},
+      {{178},
+       R"(- cell: a sign of STRATA, whose first `STRATA=` codes name the states, the `EVENTS=` codes behind them events that leave the
+  state open; `0` not caught, `.` not sampled.
+- `S`, `p`, `Psi`: as for `MULTISTRATA`.
+- `Delta`, how a capture is recorded: `Delta A|A` a state's own code, `Delta A|x` (or `x|A`) the event x of an animal in state A;
+  the last event has what the others leave of 1, and a sign without a matrix is not given. K columns, column o is occasion o, or
+  K - 1 without the first. Rows: the occasion of the first capture.
+- `pi`, the state at the first capture: `pi A :` for all states but the last. One row, a column for each occasion; the last serves
+  those behind it. Then the first sign counts with its `Delta`. Without any `pi` histories start with the code of a state, and that
+  is taken for certain.
+)"},
+      {{176},
+       R"(- cell: first character the code of a state, caught in it, `U` caught, state not recognised, `0` not caught, `.` not sampled.
+  Second character, of the interval that follows: capital letters as in the first resighted alive; the state in lower case or `u`
+  found dead; `0` nothing.
+- `S`, `r` (a death is reported), `R` (resighted alive), `R'` (resighted before it died unreported): K columns, a matrix for each
+  state. `p`, `Psi`: K - 1 columns. All by the state at the beginning of the interval, `p` by that at its end. Rows: the occasion of the
+  first capture.
+- `Delta`, `rho`, `rho'`, `b`: the state is recognised at a capture, at a resighting that the animal survives or does not, at a
+  recovery: `Delta A :`. K columns, of `Delta` the first may be left out.
+- `pi`: as for `HIDMARKOV`.
+)"},
+      {{179, 180},
+       R"(- cell: as for `MSBARKER`, with events in place of `U` and `u`: STRATA names the states, then the `EVENTSP=` events of captures,
+  the `EVENTSLR=` of resightings, the `EVENTSBR=` of recoveries. A sign may serve in several of these lists.
+- `S`, `r`, `R`, `R'`, `p`, `Psi`, `pi`: as for `MSBARKER`. In `MSUNC2BARKER` animals move at the beginning of an interval, so that all
+  but `Psi` go by the state at its end; `Psi` may have a column K, else its last one serves the interval behind the last occasion.
+- `Delta`, `rho`, `rho'`, `b`: `Delta A|A` the own code, `Delta A|x` the event x; the last event of the list has what the others
+  leave. With a single event `Delta A :` tells the own code as well.
+)"},
+      {{183},
+       R"(- cell: as for `MULTISTRATA`. Zeros ahead of the first capture count: the animal was not yet there, or missed.
+- `S`, `p`, `Psi`: as for `MULTISTRATA`, `p` with K columns, column o is occasion o. One row.
+- `pent`: as for `POPAN`. `pi`, the state of entrants: `pi A :` for all states but the last, K columns. With all by time `p` of the first
+  occasion cannot be told from `pent` and `pi`, nor `p` of the last from what comes before it.
+)"},
+      {{185},
+       R"(- cell: as for `HIDMARKOV`, zeros ahead of the first capture as for `MSJOLLYSEBER`.
+- `S`, `p`, `Psi`, `pent`, `pi`: as for `MSJOLLYSEBER`. `Delta`: as for `HIDMARKOV`, K columns. One row.
 )"},
       {{32},
        R"(- cell and sessions as for `HCRDMS`. Animals arrive in a session and leave it: the population is open there, too.

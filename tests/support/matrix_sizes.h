@@ -24,6 +24,11 @@ inline bool is_robust_strata(int type) {
   return cell == Cell::robust_multistate || cell == Cell::robust_omega;
 }
 
+/// Whether a capture need not tell the state of an animal, or animals enter a population in one of several.
+inline bool has_states(int type) {
+  return type == 176 || (type >= 178 && type <= 180) || type == 183 || type == 185;
+}
+
 /// Whether its sessions are told by state, the state is not always recognised.
 inline bool is_uncertain(int type) {
   const Datatype& row = datatype(type);
@@ -40,8 +45,37 @@ inline bool is_by_stratum_within(int type) {
 inline std::string strata_codes(int type) {
   const Cell cell = datatype(type).cell;
   const bool strata = cell == Cell::chprob009 || cell == Cell::mslivedead || is_robust_strata(type) ||
-                      is_by_stratum_within(type);
+                      is_by_stratum_within(type) || has_states(type);
   return strata ? "AB" : "";
+}
+
+/// Codes of the events of captures, of resightings and of recoveries, one of each where the type has such.
+struct Event_codes {
+  std::string captures{}, resightings{}, recoveries{};
+  std::string all() const { return captures + resightings + recoveries; }
+};
+inline Event_codes event_codes(int type) {
+  if (type == 178 || type == 185) return {"x"};
+  if (type == 179 || type == 180) return {"x", "v", "k"};
+  return {};
+}
+
+/// Whether a parameter has a matrix for pairs of a state and a sign.
+inline bool is_classification(int type, const std::string& name) {
+  return !event_codes(type).all().empty() &&
+         (name == "Delta" || name == "rho" || name == "rho'" || name == "b");
+}
+
+/// Options of the data procedure beside those that every type has.
+inline std::string options_of_codes(int type) {
+  const std::string strata = strata_codes(type);
+  if (strata.empty()) return {};
+  std::string text = "strata=" + std::to_string(strata.size());
+  const Event_codes events = event_codes(type);
+  if (events.all().empty()) return text;
+  text += " events=" + std::to_string(events.all().size());
+  if (!events.resightings.empty()) text += " eventslr=1 eventsbr=1 eventsp=1";
+  return text;
 }
 
 /// Occasions of each primary session in the tests' data sets: one and two by turns. One session of all where
@@ -92,6 +126,14 @@ inline Matrix_size matrix_size(int type, const std::string& name, const std::vec
     if (barker && (name == "S" || name == "r" || name == "R" || name == "R'")) return {true, n, n};
     return {by_cohort, by_cohort ? n - 1 : 1, n - 1};
   }
+  if (has_states(type)) {
+    if (name == "pi") return {false, 1, noccas};
+    if (name == "pent") return {false, 1, noccas - 1};
+    const bool enters = type == 183 || type == 185, every = name == "Delta" || (enters && name == "p");
+    const bool between = row.live || name == "p" || name == "Psi";
+    const int n = between && !every ? noccas - 1 : noccas;
+    return {!enters, enters ? 1 : n, n};
+  }
   static const std::vector<int> without_cohorts{11, 14, 15, 16, 17, 19, 31};
   if (std::find(without_cohorts.begin(), without_cohorts.end(), type) != without_cohorts.end())
     return {false, 1, name == "N" ? 1 : name == "p" ? noccas : noccas - 1};
@@ -126,6 +168,13 @@ inline std::vector<Matrix_size> matrix_sizes(int type, const std::string& name,
       return sizes;
     }
     Matrix_size size = matrix_size(type, name, lengths, mixtures);
+    if (name == "pent" && has_states(type)) return {size};
+    // With one event its chance is what the own code leaves.
+    if (is_classification(type, name)) {
+      for (size.second = size.third = 1; size.second <= strata; size.third = ++size.second)
+        sizes.push_back(size);
+      return sizes;
+    }
     // The share of the last stratum is what the others leave.
     const int last = name == "Omega" || name == "pi" ? strata - 1 : strata;
     for (size.second = 1; size.second <= last; ++size.second)

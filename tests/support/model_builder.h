@@ -91,16 +91,19 @@ class Model_builder {
     make_room_for_matrices();
   }
 
-  /// Strata of these codes. To be called ahead of the first matrix: there is one for each of them, or for
-  /// each pair.
-  void strata(const std::string& codes) {
+  /// Strata of these codes, and events of captures, of resightings and of recoveries. To be called ahead of
+  /// the first matrix: there is one for each stratum, or for each pair of signs.
+  void strata(const std::string& codes, const std::string& captures = {}, const std::string& resightings = {},
+              const std::string& recoveries = {}) {
     Status_module& status = job().status;
-    Data_module& data = job().data;
-    status.nstrta = status.nstrtaplus = static_cast<int>(codes.size());
-    const Datatype& row = datatype(status.dattyp);
-    data.strata = row.strata_tail == Strata_tail::uncertain || row.strata_tail == Strata_tail::lower
-                      ? strata_of(row, codes, status.nstrta)
-                      : codes + "0.";
+    const auto size = [](const std::string& signs) { return static_cast<int>(signs.size()); };
+    status.nstrta = status.nstrtaplus = size(codes);
+    status.neventsp = size(captures);
+    status.neventslr = size(resightings);
+    status.neventsbr = size(recoveries);
+    status.nevents = status.neventsp + status.neventslr + status.neventsbr;
+    job().data.strata =
+        strata_of(datatype(status.dattyp), codes + captures + resightings + recoveries, status.nstrta);
     make_room_for_matrices();
   }
 
@@ -275,8 +278,11 @@ class Model_builder {
     const Status_module& status = job().status;
     Model_arrays& model = job().model;
     const int strata = std::max(status.nstrta, 1);
-    model.pim2index2upbd = datatype(status.dattyp).pim_bounds == Pim_bounds::doubled ? 2 * strata : strata;
+    const bool doubled = datatype(status.dattyp).pim_bounds == Pim_bounds::doubled;
+    model.pim2index2upbd = doubled ? 2 * strata : strata;
     model.pim2index3upbd = std::max(status.nprimy, strata);
+    // Signs have indices of their own.
+    if (status.nevents > 0) model.pim2index2upbd = model.pim2index3upbd = 2 * strata + status.nevents;
     model.pim2 = {};
     model.pim2.allocate(job().data.numparmnames, 1, model.pim2index2upbd, 1, model.pim2index3upbd,
                         status.ngrps);

@@ -9,7 +9,11 @@
 #include "job/services/fault.h"
 #include "job/services/report.h"
 #include "job/services/template.h"
+#include "likelihood/blocks/transitions.h"
 #include "likelihood/func.h"
+#include "likelihood/likelihood_work.h"
+#include "model/structure/links.h"
+#include "model/structure/pim.h"
 #include "numerics/list.h"
 #include "numerics/special.h"
 
@@ -70,6 +74,41 @@ void write_cells(Job& job, std::span<const double> x, bool initial) {
     }
 }
 
+/// Row r of the matrices of Psi of a group is read as row r - 1 is.
+bool reads_as_before(const Job& job, int g, int r) {
+  const int psi = findpar(job.data, "Psi");
+  for (int a = 1; a <= job.status.nstrta; ++a)
+    for (int b = 1; b <= job.status.nstrta; ++b) {
+      const Pim_view matrix = pim(job, psi, a, b, g);
+      if (matrix.given() && matrix.row_read(r) != matrix.row_read(r - 1)) return false;
+    }
+  return true;
+}
+
+/// The transitions of every interval by group and row of the matrices: live states, then the dead.
+void write_transitions(Job& job, std::span<const double> x) {
+  Real_work<double> reals;
+  prepare(job, reals);
+  tranlg<double>(job, 1, x, reals, 1, 0, nullptr);
+  Cell_work<double> cell(job, job.model.likelihood->setting);
+  const int n = job.status.nstrta;
+  std::vector<double> psi(static_cast<std::size_t>(n) + 1);
+  for (int g = 1; g <= job.status.ngrps; ++g)
+    for (int r = 1; r < job.status.noccas && (r == 1 || !reads_as_before(job, g, r)); ++r)
+      for (int c = r; c < job.status.noccas; ++c) {
+        linchk(job, n + 2);
+        put(job, listing, "(1x,a)", "PSIMATRIX");
+        for (int a = 1; a <= n + 1; ++a) {
+          psi.assign(psi.size(), 0.0);
+          if (a <= n)
+            fill_transitions(a, n, r, c, g, reals.reals(), cell, psi.data());
+          else
+            psi.back() = 1.0;
+          put(job, listing, "(8x,*(f8.6,2x))", psi);
+        }
+      }
+}
+
 }  // namespace
 
 void debug_before_fit(Job& job, std::span<const double> start) {
@@ -85,6 +124,7 @@ void debug_before_fit(Job& job, std::span<const double> start) {
     for (int c = 1; c <= model.ncovs; ++c) row(c) = values(r, c);
     put_block(job, formatted("(1x,a,i3,':',200(20f4.0/))", "Row", r, row));
   }
+  if (datatype(job.status.dattyp).cell == Cell::chprob178) write_transitions(job, start);
   write_cells(job, start, true);
 }
 
