@@ -40,7 +40,8 @@ struct Hidden_markov : Counts_hidden<Hidden_markov> {
                      Cell_work<Real>& work, std::span<Real> v) {
     const Prepared& records = prepared<Hidden_markov>(work);
     const int sign = records.position(place.histry.live(first));
-    return release_weights(place.i, sign <= records.states() ? sign : 0, first, place.group, parm, work, v,
+    return release_weights(job, place.i, place.histry, sign <= records.states() ? sign : 0, first,
+                           place.group, parm, work, v,
                            [&](int a) { return classify(job, place, a, sign, first, parm, work); });
   }
 

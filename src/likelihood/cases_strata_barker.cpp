@@ -77,7 +77,7 @@ struct Strata_barker : Counts_hidden<Strata_barker<events, moves_first>> {
   static Real starts(const Job& job, const Hidden_place& place, int first, const Reals<Real>& parm,
                      Cell_work<Real>& work, std::span<Real> v) {
     const Told sign = prepared<Strata_barker>(work).captures.told(place.histry.live(first));
-    return release_weights(place.i, sign.state, first, place.group, parm, work, v,
+    return release_weights(job, place.i, place.histry, sign.state, first, place.group, parm, work, v,
                            [&](int a) { return captured_as(job, place, a, sign, first, parm, work); });
   }
 

@@ -354,7 +354,8 @@ TEST(Hidden_faults, an_event_that_no_share_explains) {
   study.model.finish();
   const std::string end = stop_text([&] { study.model.func(study.reals); });
   EXPECT_FALSE(end.empty());
-  EXPECT_NE(study.model.test.listing().find("An animal is met first under an event"), std::string::npos);
+  EXPECT_NE(study.model.test.listing().find("The encounter history \"x0\" begins with an event"),
+            std::string::npos);
 }
 
 }  // namespace

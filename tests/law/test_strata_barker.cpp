@@ -457,7 +457,8 @@ TEST(Strata_barker_faults, a_release_that_no_share_explains) {
   study.draw(15);
   study.model.finish();
   EXPECT_FALSE(stop_text([&] { study.model.func(study.reals); }).empty());
-  EXPECT_NE(study.model.test.listing().find("An animal is met first under an event"), std::string::npos);
+  EXPECT_NE(study.model.test.listing().find("The encounter history \"U000\" begins with an event"),
+            std::string::npos);
 }
 
 }  // namespace

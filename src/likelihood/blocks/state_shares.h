@@ -4,7 +4,7 @@
 #include <algorithm>
 #include <cstddef>
 #include <span>
-#include <string_view>
+#include <string>
 
 #include "likelihood/blocks/transitions.h"
 #include "likelihood/cell/cell.h"
@@ -51,22 +51,22 @@ Real release_shares(int first, int group, const Reals<Real>& parm, Cell_work<Rea
   return over;
 }
 
-inline constexpr std::string_view no_shares_text =
-    "An animal is met first under an event, and no pi tells the state that it may have been in.";
-
-/// Weights of the states of record i, first met on occasion `first`, into v[a - 1]: their shares times the
-/// chance of the sign of that capture. Without shares it is in the state of its code, and a fault if it shows
-/// none. Gives the charge of rows that are over-full.
+/// Weights of the states of an animal first met on occasion `first`, into v[a - 1]: their shares times the
+/// chance of the sign of that capture. Without shares it is in the state of its code, and a fault of record i
+/// if it shows none. Gives the charge of rows that are over-full.
 /// @param code  the state whose code it shows, 0 for an event
 /// @param recorded  recorded(a): `Classified` for the sign, of one of state a
 template <class Real, class Recorded>
-Real release_weights(int i, int code, int first, int group, const Reals<Real>& parm, Cell_work<Real>& work,
-                     std::span<Real> v, const Recorded& recorded) {
+Real release_weights(const Job& job, int i, History histry, int code, int first, int group,
+                     const Reals<Real>& parm, Cell_work<Real>& work, std::span<Real> v,
+                     const Recorded& recorded) {
   const int states = static_cast<int>(v.size());
   if (!release_shares_given(states, group, work)) {
     std::fill(v.begin(), v.end(), Real(0.0));
     if (code == 0)
-      work.fail(i, no_shares_text);
+      work.fail(i,
+                "The encounter history \"" + histry.as_typed(job.status.liveeh != 0) +
+                    "\" begins with an event, and no pi tells the state that the animal may have been in.");
     else
       v[static_cast<std::size_t>(code) - 1] = 1.0;
     return 0.0;
