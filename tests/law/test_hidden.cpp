@@ -3,6 +3,8 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <cmath>
 #include <map>
 #include <string>
 #include <vector>
@@ -178,6 +180,181 @@ TEST(Hidden_worked, without_pi_a_code_tells_the_state) {
   study.model.finish();
   EXPECT_NEAR(study.probabilities()[0], 0.0325158400, 1e-10);
   EXPECT_NEAR(study.probabilities()[1], 0.0885248000, 1e-10);
+}
+
+/// Everything that can be shown from each first occasion on, under the signs `signs`.
+std::vector<std::string> all_histories(int noccas, const std::string& signs) {
+  std::vector<std::string> made{""};
+  for (int o = 1; o <= noccas; ++o) {
+    std::vector<std::string> longer;
+    for (const std::string& history : made)
+      for (const char sign : "0" + signs) longer.push_back(history + sign);
+    made = longer;
+  }
+  made.erase(made.begin());  // nothing shown
+  return made;
+}
+
+/// Rates of one study into the matrices of the same name, indices and cells of another.
+void copy_rates(Hidden_study& from, Hidden_study& to, const std::vector<std::string>& names) {
+  for (const std::string& name : names)
+    for (int a = 1; a <= from.strata(); ++a)
+      for (int b = 1; b <= from.strata(); ++b)
+        for (int f = 1; f < from.noccas(); ++f)
+          for (int c = f; (name != "Psi" ? b == 1 : b != a) && c < from.noccas(); ++c)
+            to.real(name, a, b, f, c) = from.real(name, a, b, f, c);
+}
+
+TEST(Hidden_reductions, codes_that_are_always_given_are_strata) {
+  Hidden_study study({.noccas = 4, .captures = "x", .pi = false}), strata({.type = 9, .noccas = 4});
+  study.draw(3);
+  for (const std::string& cells : all_histories(4, "AB")) {
+    study.record(cells, {1.0F}, {1.0F});
+    strata.record(cells, {1.0F}, {1.0F});
+  }
+  copy_rates(study, strata, {"S", "p", "Psi"});
+  for (int a = 1; a <= 2; ++a) study.set("Delta", a, a, 1.0);
+  study.model.finish();
+  strata.model.finish();
+  for (const bool lost : {false, true}) {
+    const std::vector<double> got = study.probabilities(lost), expected = strata.probabilities(lost);
+    for (std::size_t i = 0; i < got.size(); ++i)
+      EXPECT_NEAR(got[i], expected[i], 1e-15) << study.histories[i];
+  }
+}
+
+// What the event keeps of a row is a rounding unit, which nobody is charged for.
+TEST(Hidden_reductions, a_full_row_of_signs_is_not_charged) {
+  Hidden_study study({.noccas = 2, .captures = "x", .by_cohort = false});
+  study.draw(3);
+  for (int a = 1; a <= 2; ++a) study.set("Delta", a, a, 1.0);
+  study.record("A0", {1.0F});
+  study.record("x0", {0.0F}, {1.0F});
+  study.model.finish();
+  study.model.func(study.reals);
+  EXPECT_EQ(study.model.value.sumpen, 0.0);
+  EXPECT_NEAR(study.probabilities(true)[1], 2.220446049250313e-16, 1e-30);
+}
+
+// The rule of over-full rows holds for rows of signs and for shares at a release, too.
+TEST(Hidden_charges, over_full_rows_of_signs_and_of_shares_are_charged_in_serial_runs) {
+  for (const bool shares : {false, true}) {
+    Hidden_study study(
+        {.noccas = 2, .states = "ABC", .captures = "xyz", .by_cohort = false, .certain = false});
+    study.draw(3);
+    const int x = 4, y = 5;
+    if (shares) {
+      study.set("pi", 1, 1, 0.7);
+      study.set("pi", 2, 1, 0.5);
+    } else {
+      study.set("Delta", 2, x, 0.7);
+      study.set("Delta", 2, y, 0.5);
+    }
+    study.record("0z", {0.0F}, {1.0F});
+    study.model.finish();
+    double expected = 0.0;
+    for (int a = 1; a <= 3; ++a) {
+      const double share = shares && a == 3 ? 2.220446049250313e-16 : study.starts_in(a, 2),
+                   sign = !shares && a == 2 ? 2.220446049250313e-16 : study.captured(a, 2, 2).at('z');
+      expected += share * sign;
+    }
+    EXPECT_NEAR(study.probabilities(true)[0], expected, 1e-15);
+    study.model.func(study.reals);
+    EXPECT_NEAR(study.model.value.sumpen, 0.8 + 2e6 * std::max(expected - 1.0, 0.0), 1e-9);
+    study.model.force_threads(2);
+    study.model.func(study.reals);
+    EXPECT_NEAR(study.model.value.sumpen, 2e6 * std::max(expected - 1.0, 0.0), 1e-9);
+  }
+}
+
+TEST(Hidden_reductions, one_event_and_equal_rates_are_live_recaptures) {
+  Hidden_study study({.noccas = 4, .captures = "u", .certain = false}),
+      live({.type = 1, .noccas = 4, .states = "1"});
+  study.draw(4);
+  for (int f = 1; f < 4; ++f)
+    for (int c = f; c < 4; ++c) {
+      for (const char* name : {"S", "p"}) study.real(name, 2, 1, f, c) = study.real(name, 1, 1, f, c);
+      live.real("Phi", 1, 1, f, c) = study.real("S", 1, 1, f, c);
+      live.real("p", 1, 1, f, c) = study.real("p", 1, 1, f, c);
+    }
+  for (const std::string& cells : all_histories(4, "u")) {
+    study.record(cells, {1.0F});
+    std::string met = cells;
+    std::replace(met.begin(), met.end(), 'u', '1');
+    live.record(met, {1.0F});
+  }
+  study.model.finish();
+  live.model.finish();
+  const std::vector<double> got = study.probabilities(), expected = live.probabilities();
+  for (std::size_t i = 0; i < got.size(); ++i) EXPECT_NEAR(got[i], expected[i], 1e-15) << study.histories[i];
+}
+
+TEST(Hidden_reductions, one_state_shares_captures_out_to_the_signs) {
+  Hidden_study study({.noccas = 3, .states = "A", .captures = "xy"}),
+      live({.type = 1, .noccas = 3, .states = "1"});
+  study.draw(5);
+  for (int f = 1; f < 3; ++f)
+    for (int c = f; c < 3; ++c) {
+      live.real("Phi", 1, 1, f, c) = study.real("S", 1, 1, f, c);
+      live.real("p", 1, 1, f, c) = study.real("p", 1, 1, f, c);
+    }
+  for (const std::string& cells : all_histories(3, "1")) live.record(cells, {1.0F});
+  for (const std::string& cells : all_histories(3, "Axy")) study.record(cells, {1.0F});
+  study.model.finish();
+  live.model.finish();
+  std::map<std::string, double> sums;
+  const std::vector<double> got = study.probabilities(), expected = live.probabilities();
+  for (std::size_t i = 0; i < got.size(); ++i) {
+    std::string pattern = study.histories[i];
+    for (char& sign : pattern) sign = sign == '0' ? '0' : '1';
+    sums[pattern] += got[i];
+  }
+  for (std::size_t i = 0; i < expected.size(); ++i)
+    EXPECT_NEAR(sums.at(live.histories[i]), expected[i], 1e-14);
+}
+
+TEST(Hidden_reductions, events_change_places_with_their_matrices) {
+  const Hidden_layout layout{.noccas = 3, .captures = "xyz", .by_cohort = false};
+  Hidden_study study(layout), other(layout);
+  study.draw(6);
+  other.draw(6);
+  for (int a = 1; a <= 2; ++a)
+    for (int o = 1; o <= 3; ++o) std::swap(other.real("Delta", a, 3, 1, o), other.real("Delta", a, 4, 1, o));
+  for (const std::string& cells : all_histories(3, "ABxyz")) {
+    study.record(cells, {1.0F});
+    std::string swapped = cells;
+    for (char& sign : swapped) sign = sign == 'x' ? 'y' : sign == 'y' ? 'x' : sign;
+    other.record(swapped, {1.0F});
+  }
+  study.model.finish();
+  other.model.finish();
+  const std::vector<double> got = study.probabilities(), expected = other.probabilities();
+  for (std::size_t i = 0; i < got.size(); ++i) EXPECT_NEAR(got[i], expected[i], 1e-15) << study.histories[i];
+}
+
+/// A sign of which there is no matrix is not given.
+TEST(Hidden_reductions, a_missing_sign_is_none) {
+  Hidden_study study({.noccas = 2, .captures = "xy"}), without({.noccas = 2, .captures = "xy"});
+  without.model.job().model.pim2(findpar(without.model.job().data, "Delta"), 2, 3, 1) = {};
+  for (Hidden_study* each : {&study, &without})
+    for (const char* cells : {"A0", "xy", "By", "yx", "x0"}) each->record(cells, {1.0F}, {1.0F});
+  study.draw(7);
+  without.draw(7);
+  study.set("Delta", 2, 3, 0.0);
+  study.model.finish();
+  without.model.finish();
+  EXPECT_EQ(study.probabilities(), without.probabilities());
+}
+
+TEST(Hidden_faults, an_event_that_no_share_explains) {
+  Hidden_study study({.noccas = 2, .captures = "x", .pi = false});
+  study.record("A0", {1.0F});
+  study.record("x0", {1.0F});
+  study.draw(8);
+  study.model.finish();
+  const std::string end = stop_text([&] { study.model.func(study.reals); });
+  EXPECT_FALSE(end.empty());
+  EXPECT_NE(study.model.test.listing().find("An animal is met first under an event"), std::string::npos);
 }
 
 }  // namespace

@@ -320,5 +320,145 @@ TEST(Strata_barker_worked, a_release_of_an_event_weighs_states) {
   }
 }
 
+/// Every rate of a parameter, whatever its row, from a study with the same rows and columns.
+void copy_rates(Hidden_study& from, const std::string& name, Hidden_study& to, const std::string& its_name,
+                int a, int columns) {
+  for (int f = 1; f <= columns; ++f)
+    for (int c = f; c <= columns; ++c) to.real(its_name, a, 1, f, c) = from.real(name, a, 1, f, c);
+}
+
+TEST(Strata_barker_reductions, one_state_is_barkers_model_without_emigration) {
+  for (const int type : {176, 179, 180}) {
+    Hidden_study study({.type = type, .noccas = 3, .states = "A", .lengths = {0.5F, 2.0F}});
+    Hidden_study barker({.type = 8, .noccas = 3, .states = "1", .lengths = {0.5F, 2.0F}});
+    study.draw(11);
+    for (const char* name : {"S", "r", "R", "R'"}) copy_rates(study, name, barker, name, 1, 3);
+    copy_rates(study, "p", barker, "p", 1, 2);
+    barker.set("F", 1, 1, 1.0);
+    barker.set("F'", 1, 1, 0.3);
+    if (type == 176)
+      for (const char* name : {"Delta", "rho", "rho'", "b"}) study.set(name, 1, 1, 1.0);
+    for (const char* cells :
+         {"A00000", "A00a00", "AAAA0a", "00A00A", "0A0000", "A0A0A0", "AA0A0A", "00A0Aa", "A0000a"}) {
+      if (cells[0] == '0' && cells[1] == 'A') continue;
+      std::string met = cells;
+      for (std::size_t k = 0; k < met.size(); ++k)
+        if (met[k] == 'A')
+          met[k] = k % 2 == 0 ? '1' : '2';
+        else if (met[k] == 'a')
+          met[k] = '1';
+      study.record(cells, {1.0F}, {1.0F});
+      barker.record(met, {1.0F}, {1.0F});
+    }
+    study.model.finish();
+    barker.model.finish();
+    for (const bool lost : {false, true}) {
+      const std::vector<double> got = study.probabilities(lost), expected = barker.probabilities(lost);
+      for (std::size_t i = 0; i < got.size(); ++i)
+        if (!lost || !found_dead(study, study.histories[i])) {
+          EXPECT_NEAR(got[i], expected[i], 1e-15) << type << " " << study.histories[i];
+        }
+    }
+  }
+}
+
+TEST(Strata_barker_reductions, without_resightings_states_are_strata_with_recoveries) {
+  for (const int type : {176, 179}) {
+    Hidden_study study({.type = type, .noccas = 3, .pi = false}), strata({.type = 21, .noccas = 3});
+    study.draw(12);
+    for (int a = 1; a <= 2; ++a) {
+      for (const char* name : {"R", "R'"}) study.set(name, a, 1, 0.0);
+      if (type == 176)
+        for (const char* name : {"Delta", "rho", "rho'", "b"}) study.set(name, a, 1, 1.0);
+      for (const char* name : {"S", "r"}) copy_rates(study, name, strata, name, a, 3);
+      copy_rates(study, "p", strata, "p", a, 2);
+      for (int f = 1; f < 3; ++f)
+        for (int c = f; c < 3; ++c) strata.real("Psi", a, 3 - a, f, c) = study.real("Psi", a, 3 - a, f, c);
+    }
+    std::vector<double> both;
+    for (const char* live : {"A00", "A0B", "AB0", "BBA", "00B", "0A0"})
+      for (const char* code : {"", "a", "b"}) {
+        std::string cells, met;
+        for (int o = 0; o < 3; ++o) {
+          const bool here = o == 2 && code[0] != '\0';
+          cells += {live[o], here ? code[0] : '0'};
+          met += {live[o], here ? '1' : '0'};
+        }
+        study.record(cells, {1.0F});
+        strata.record(met, {1.0F});
+      }
+    study.model.finish();
+    strata.model.finish();
+    const std::vector<double> got = study.probabilities(), expected = strata.probabilities();
+    for (std::size_t i = 0; i < got.size(); i += 3) {
+      EXPECT_NEAR(got[i], expected[i], 1e-15) << study.histories[i];
+      // The recovery tells the state, of which the other type knows nothing.
+      EXPECT_NEAR(got[i + 1] + got[i + 2], expected[i + 1], 1e-15) << study.histories[i];
+    }
+  }
+}
+
+TEST(Strata_barker_reductions, an_event_a_list_is_a_state_not_recognised) {
+  const std::vector<std::string> records{"U00000", "A0UUU0", "AAU0Bu", "UU00Ub", "B000A0", "UAA00a"};
+  Hidden_study one({.type = 176, .noccas = 3}),
+      events({.type = 179, .noccas = 3, .captures = "x", .resightings = "v", .recoveries = "k"});
+  one.draw(13);
+  for (int a = 1; a <= 2; ++a) {
+    for (const char* name : {"S", "r", "R", "R'"}) copy_rates(one, name, events, name, a, 3);
+    copy_rates(one, "p", events, "p", a, 2);
+    for (int f = 1; f < 3; ++f)
+      for (int c = f; c < 3; ++c) events.real("Psi", a, 3 - a, f, c) = one.real("Psi", a, 3 - a, f, c);
+    for (const char* name : {"Delta", "rho", "rho'", "b"})
+      for (int f = 1; f <= 3; ++f)
+        for (int c = f; c <= 3; ++c) events.real(name, a, a, f, c) = one.real(name, a, 1, f, c);
+  }
+  for (int o = 1; o <= 3; ++o) events.real("pi", 1, 1, 1, o) = one.real("pi", 1, 1, 1, o);
+  for (const std::string& cells : records) {
+    std::string other = cells;
+    for (std::size_t k = 0; k < other.size(); ++k)
+      if (other[k] == 'U')
+        other[k] = k % 2 == 0 ? 'x' : 'v';
+      else if (other[k] == 'u')
+        other[k] = 'k';
+    one.record(cells, {1.0F});
+    events.record(other, {1.0F});
+  }
+  one.model.finish();
+  events.model.finish();
+  const std::vector<double> got = one.probabilities(), expected = events.probabilities();
+  for (std::size_t i = 0; i < got.size(); ++i) EXPECT_NEAR(got[i], expected[i], 1e-15) << one.histories[i];
+}
+
+TEST(Strata_barker_reductions, who_never_moves_does_not_care_when) {
+  const Hidden_layout layout{
+      .type = 179, .noccas = 3, .captures = "x", .resightings = "v", .recoveries = "k"};
+  Hidden_layout first = layout;
+  first.type = 180;
+  Hidden_study behind(layout), ahead(first);
+  for (Hidden_study* each : {&behind, &ahead}) {
+    each->draw(14);
+    each->set("Psi", 1, 2, 0.0);
+    each->set("Psi", 2, 1, 0.0);
+    for (const char* cells : {"x00000", "A0xvxk", "BvB000", "00x0Bb", "xAx00a"})
+      each->record(cells, {1.0F}, {1.0F});
+    each->model.finish();
+  }
+  for (const bool lost : {false, true}) {
+    const std::vector<double> got = behind.probabilities(lost), expected = ahead.probabilities(lost);
+    for (std::size_t i = 0; i < got.size(); ++i)
+      EXPECT_NEAR(got[i], expected[i], 1e-15) << behind.histories[i];
+  }
+}
+
+TEST(Strata_barker_faults, a_release_that_no_share_explains) {
+  Hidden_study study({.type = 176, .noccas = 2, .pi = false});
+  study.record("A000", {1.0F});
+  study.record("U000", {1.0F});
+  study.draw(15);
+  study.model.finish();
+  EXPECT_FALSE(stop_text([&] { study.model.func(study.reals); }).empty());
+  EXPECT_NE(study.model.test.listing().find("An animal is met first under an event"), std::string::npos);
+}
+
 }  // namespace
 }  // namespace tarn

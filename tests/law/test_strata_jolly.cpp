@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 
+#include <cmath>
 #include <map>
 #include <string>
 #include <vector>
@@ -176,6 +177,99 @@ TEST(Strata_jolly_worked, events) {
                       {"0xy", 0.0270558005},
                       {"yyx", 0.0025404025},
                       {"yxy", 0.0029595429}});
+}
+
+TEST(Strata_jolly_reductions, codes_that_are_always_given_are_states_known) {
+  Hidden_study known({.type = 183, .noccas = 3}), hidden({.type = 185, .noccas = 3, .captures = "x"});
+  known.draw(21);
+  hidden.draw(22);
+  for (int a = 1; a <= 2; ++a) {
+    hidden.set("Delta", a, a, 1.0);
+    for (int c = 1; c <= 3; ++c) {
+      hidden.real("p", a, 1, 1, c) = known.real("p", a, 1, 1, c);
+      if (a == 1) hidden.real("pi", 1, 1, 1, c) = known.real("pi", 1, 1, 1, c);
+      if (c == 3) continue;
+      hidden.real("S", a, 1, 1, c) = known.real("S", a, 1, 1, c);
+      hidden.real("Psi", a, 3 - a, 1, c) = known.real("Psi", a, 3 - a, 1, c);
+      if (a == 1) hidden.real("pent", 1, 1, 1, c) = known.real("pent", 1, 1, 1, c);
+    }
+  }
+  for (const char* cells : {"A00", "0B0", "00A", "ABA", "A.B", "0BB", "..A"})
+    for (Hidden_study* each : {&known, &hidden}) each->record(cells, {1.0F}, {1.0F});
+  known.model.finish();
+  hidden.model.finish();
+  for (const bool lost : {false, true}) {
+    const std::vector<double> got = hidden.probabilities(lost), expected = known.probabilities(lost);
+    for (std::size_t i = 0; i < got.size(); ++i)
+      EXPECT_NEAR(got[i], expected[i], 1e-14) << known.histories[i];
+  }
+}
+
+// Who was there from the start is followed from a capture on as strata are.
+TEST(Strata_jolly_reductions, behind_a_first_capture_nothing_tells_of_entries) {
+  Hidden_study population({.type = 183, .noccas = 3}), strata({.type = 9, .noccas = 3, .by_cohort = false});
+  population.draw(23);
+  for (int c = 1; c <= 2; ++c) {
+    population.real("pent", 1, 1, 1, c) = 0.0;
+    for (int a = 1; a <= 2; ++a) {
+      strata.real("S", a, 1, 1, c) = population.real("S", a, 1, 1, c);
+      strata.real("p", a, 1, 1, c) = population.real("p", a, 1, 1, c + 1);
+      strata.real("Psi", a, 3 - a, 1, c) = population.real("Psi", a, 3 - a, 1, c);
+    }
+  }
+  for (const char* cells : {"A00", "AA0", "A0B", "ABA", "0A0", "0AB"})
+    for (Hidden_study* each : {&population, &strata}) each->record(cells, {1.0F});
+  population.model.finish();
+  strata.model.finish();
+  const std::vector<double> got = population.probabilities(), expected = strata.probabilities();
+  for (const auto& [i, k] : {std::pair(1U, 0U), std::pair(2U, 0U), std::pair(3U, 0U), std::pair(5U, 4U)})
+    EXPECT_NEAR(got[i] / got[k], expected[i] / expected[k], 1e-13) << population.histories[i];
+}
+
+// All are caught who are there: first captures on occasion 1 come in the shares of the entries.
+TEST(Strata_jolly_reductions, certain_captures_show_the_entries) {
+  Hidden_study study({.type = 183, .noccas = 3});
+  study.draw(24);
+  study.set("p", 1, 1, 1.0);
+  study.set("p", 2, 1, 1.0);
+  for (const char* cells : {"A00", "AA0", "AB0", "AAA", "AAB", "ABA", "ABB"}) study.record(cells, {1.0F});
+  study.model.finish();
+  double sum = 0.0;
+  for (const double prob : study.probabilities()) sum += prob;
+  EXPECT_NEAR(sum, study.enters_at(1) * study.starts_in(1, 1), 1e-14);
+}
+
+// Nothing can be caught: the floor stands for the chance.
+TEST(Strata_jolly_reductions, who_cannot_be_caught_has_the_floor) {
+  for (const int type : {183, 185}) {
+    Hidden_study study({.type = type, .noccas = 3, .captures = type == 185 ? "x" : ""});
+    study.draw(25);
+    study.set("p", 1, 1, 0.0);
+    study.set("p", 2, 1, 0.0);
+    study.record("A00", {1.0F});
+    study.record("0B.", {1.0F});
+    study.model.finish();
+    for (const double prob : study.probabilities()) EXPECT_EQ(prob, minlog) << type;
+    EXPECT_NEAR(study.model.func(study.reals), -4.0 * std::log(minlog), 1e-9) << type;
+  }
+}
+
+// A row of transitions that leaves nothing is charged in serial runs, those ahead of the first capture
+// too.
+TEST(Strata_jolly_charges, over_full_rows_ahead_of_a_first_capture_are_charged_in_serial_runs) {
+  for (const int type : {183, 185}) {
+    Hidden_study study({.type = type, .noccas = 3, .states = "ABC", .captures = type == 185 ? "x" : ""});
+    study.draw(26);
+    study.real("Psi", 1, 2, 1, 1) = 0.7;
+    study.real("Psi", 1, 3, 1, 1) = 0.5;
+    study.record("00A", {1.0F});
+    study.model.finish();
+    study.model.func(study.reals);
+    EXPECT_NEAR(study.model.value.sumpen, 0.8, 1e-12) << type;
+    study.model.force_threads(2);
+    study.model.func(study.reals);
+    EXPECT_EQ(study.model.value.sumpen, 0.0) << type;
+  }
 }
 
 }  // namespace
