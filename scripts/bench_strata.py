@@ -3,7 +3,7 @@
 import math
 from collections import Counter
 
-from bench_studies import Study, in_sessions, numbered, poisson, records
+from bench_studies import Study, poisson, records
 
 codes = "AB"
 survival = {"A": 0.8, "B": 0.7}
@@ -224,10 +224,10 @@ class Recognised(Open_sessions):
     shares of the states among those without a mark are the same in all sessions."""
 
     known = {"A": 0.7, "B": 0.6}
-    takes_part, again = {"A": 0.85, "B": 0.75}, {"A": 0.6, "B": 0.5}
+    takes_part = {"A": 0.85, "B": 0.75}
 
-    def __init__(self, keyword, lengths, size, form, trap_effect=False):
-        self.form, self.trap_effect = form, trap_effect
+    def __init__(self, keyword, lengths, size, form):
+        self.form = form
         super().__init__(keyword, lengths, size, shares=True)
         k = len(lengths)
         met = {a: self.chance_to_be_met(a, lengths[0]) for a in codes}
@@ -245,8 +245,8 @@ class Recognised(Open_sessions):
             self.add_in_sessions(f"Delta {a} :", self.lengths, self.known[a])
             if self.form == "season":
                 self.add_in_sessions(f"alpha {a} :", [1] * len(self.lengths), self.takes_part[a])
-                like = None if self.trap_effect else f"p {a}"
-                self.add_in_sessions(f"c {a} :", [n - 1 for n in self.lengths], self.again[a], like=like)
+                # Apart from p, which then only first captures tell, it can hardly be told from alpha.
+                self.add_in_sessions(f"c {a} :", [n - 1 for n in self.lengths], self.p[a], like=f"p {a}")
 
     def add_stays(self, a):
         self.add_in_sessions(f"Phi {a} :", [n - 1 for n in self.lengths], self.stay[a])
@@ -261,11 +261,9 @@ class Recognised(Open_sessions):
         if self.form == "season" and rng.random() >= self.takes_part[stratum]:
             return "0" * length, 0
         there = range(length) if self.form == "closed" else self.days(rng, stratum, length)
-        cells, caught = "", False
+        cells = ""
         for j in range(length):
-            rate = self.again[stratum] if caught and self.trap_effect else self.p[stratum]
-            hit = j in there and rng.random() < rate
-            caught = caught or hit
+            hit = j in there and rng.random() < self.p[stratum]
             cells += (stratum if rng.random() < self.known[stratum] else "u") if hit else "0"
         return cells, len(there)
 
@@ -474,7 +472,6 @@ strata_studies = {
     "119 ORDMSSTATE": Open_sessions("ORDMSSTATE", fours, 200, shares=True),
     "122 RDMS2MISCLASS": Assigned("RDMS2MISCLASS", threes, 150),
     "142 RDMSOPENMCSEAS": Recognised("RDMSOPENMCSEAS", [4] * 6, 300, "season"),
-    "142 RDMSOPENMCSEAS c apart": Recognised("RDMSOPENMCSEAS", [4] * 6, 1500, "season", trap_effect=True),
     "176 MSBARKER": Joint_encounters(),
     "178 HIDMARKOV": Events(True),
     "178 HIDMARKOV events only": Events(False, size=800),
