@@ -329,6 +329,9 @@ void check_cells(Job& job, int n, const Datatype& row, History cells, std::strin
   const auto each_occasion = [](int occasion) { return occasion; };
   switch (row.check) {
     case Cell_check::none:
+      // Codes of EVENTS= are signs, but no strata.
+      if (row.cell == Cell::chprob009 || row.cell == Cell::chprob183) check_signs(job, n, row, cells, typed);
+      return;
     case Cell_check::robust_barker:
       return;
     case Cell_check::dead_recoveries:
