@@ -129,4 +129,30 @@ std::vector<Session_record> session_captures(const Session_design& design) {
   return records;
 }
 
+std::vector<std::string> strata_captures(const Strata_design& design) {
+  Source source(design.seed);
+  std::vector<std::string> all;
+  for (int k = 0; k < design.animals; ++k) {
+    std::string history(static_cast<std::size_t>(design.occasions), '0');
+    int a = k % design.strata;
+    const auto sign = [&] {
+      return design.hidden && source.uniform() < design.uncertain(a) ? 'u' : static_cast<char>('A' + a);
+    };
+    const int first = k % (design.occasions - 1);
+    history[static_cast<std::size_t>(first)] = sign();
+    for (int o = first + 1; o < design.occasions; ++o) {
+      if (source.uniform() >= design.survival(a)) break;
+      double left = source.uniform();
+      for (int b = 0; b < design.strata; ++b)
+        if (b != a && (left -= design.moves(a, b)) < 0.0) {
+          a = b;
+          break;
+        }
+      if (source.uniform() < design.capture(a, o)) history[static_cast<std::size_t>(o)] = sign();
+    }
+    all.push_back(history);
+  }
+  return all;
+}
+
 }  // namespace tarn::bench

@@ -78,4 +78,24 @@ struct Session_record {
 /// One record a distinct history.
 std::vector<Session_record> session_captures(const Session_design& design);
 
+/// Animals that live in strata A, B, ...: released in turn on all occasions but the last, and in turn in all
+/// strata; of stratum a they survive an interval with S(a), move to b with Psi(a, b), and are caught on
+/// occasion o + 1 with p(a, o). With `hidden` a capture leaves "u" with a chance of the stratum, else its
+/// letter.
+struct Strata_design {
+  int strata = 5, occasions = 20;
+  int animals = 10000;
+  bool hidden = false;
+  std::uint64_t seed = 7;
+
+  // Strata and occasions from 0.
+  static double survival(int a) { return 0.75 + 0.02 * (a % 5); }
+  static double capture(int a, int o) { return 0.3 + 0.03 * (a % 4) + 0.02 * (o % 3); }
+  double moves(int a, int b) const { return 0.4 / strata * (1.0 + 0.2 * ((a + b) % 3)); }
+  static double uncertain(int a) { return 0.2 + 0.05 * (a % 3); }
+};
+
+/// One history an animal, as they were released.
+std::vector<std::string> strata_captures(const Strata_design& design);
+
 }  // namespace tarn::bench

@@ -3,6 +3,7 @@
 //   make_deck closed [OPTION=VALUE ...]    conditional likelihood of a closed population, {p c}
 //   make_deck robust [OPTION=VALUE ...]    sessions with temporary emigration, {S Gamma'' Gamma' p c}
 //   make_deck popan  [OPTION=VALUE ...]    an open population that animals enter, {Phi p pent N}
+//   make_deck strata [OPTION=VALUE ...]    animals that move between strata, {S p Psi}
 //
 //   occasions=20  animals=1000  seed=1
 //   slope=0           of survival (live) or capture (closed) in a covariate of the animal; with one every
@@ -10,6 +11,10 @@
 //                     a record, without one histories are folded
 // robust and popan (occasions of a session, sessions; popan has sessions of one occasion):
 //   sessions=10  leaves=0.2  stays_away=0.5
+// strata only:
+//   strata=3
+//   hidden=0          1: a capture may leave the state open, {S p Psi pi Delta}
+//   by_time=1         0: S, p and Psi by stratum alone
 // live recaptures only:
 //   groups=1
 //   phi_periods=0     survival has a beta for each of so many periods of like length, 0: for each interval
@@ -44,6 +49,7 @@ using tarn::bench::Live_design;
 using tarn::bench::Live_record;
 using tarn::bench::Session_design;
 using tarn::bench::Session_record;
+using tarn::bench::Strata_design;
 
 /// The options by name, with their defaults; what is no option or no number is refused.
 class Options {
@@ -263,6 +269,65 @@ int popan(const Options& options) {
   return 0;
 }
 
+/// S, p and Psi by stratum, and by time, Psi by multinomial logit; of hidden states pi and Delta.
+int strata(const Options& options) {
+  const Strata_design design{.strata = options.count("strata"),
+                             .occasions = options.count("occasions"),
+                             .animals = options.count("animals"),
+                             .hidden = options.number("hidden") != 0.0,
+                             .seed = static_cast<std::uint64_t>(options.number("seed"))};
+  const int n = design.strata, between = design.occasions - 1;
+  if (n < 1 || n > 26 || between < 1 || design.animals < 1) {
+    std::cerr << "make_deck: 1 to 26 strata, two occasions and one animal are the least\n";
+    return 1;
+  }
+  std::map<std::string, int> folded;
+  for (const std::string& history : tarn::bench::strata_captures(design)) ++folded[history];
+  std::cout << "proc title " << design.animals
+            << " animals in strata;\nproc chmatrix occasions=" << design.occasions
+            << " groups=1 etype=" << (design.hidden ? "HIDMARKOV events=1" : "MULTISTRATA") << " strata=" << n
+            << " hist=" << folded.size() << " nohist;\nstrata=";
+  for (int a = 0; a < n; ++a) std::cout << ' ' << static_cast<char>('A' + a);
+  std::cout << (design.hidden ? " u;\n" : ";\n");
+  for (const auto& [history, animals] : folded) std::cout << history << ' ' << animals << ";\n";
+  const bool by_time = options.number("by_time") != 0.0;
+  std::cout << "proc estimate link=PARM-SPECIFIC;\nmodel={"
+            << (by_time ? "by stratum and time" : "by stratum") << "};\n";
+  int next = 1, sets = 0;
+  std::vector<std::string> links;
+  const auto matrix = [&](const std::string& name, bool many, int columns) {
+    std::cout << "group=1 " << name << " rows=1 cols=" << columns << " square "
+              << (many ? "time=" : "constant=") << next << ";\n";
+    next += many ? columns : 1;
+  };
+  const auto logits = [&] { links.resize(static_cast<std::size_t>(next) - 1, "LOGIT"); };
+  const auto letter = [](int a) { return std::string(1, static_cast<char>('A' + a)); };
+  for (const char* name : {"S ", "p "})
+    for (int a = 0; a < n; ++a) matrix(name + letter(a) + " :", by_time, between);
+  logits();
+  for (int a = 0; a < n; ++a) {
+    for (int b = 0; b < n; ++b) {
+      if (b == a) continue;
+      matrix("Psi " + letter(a) + " to " + letter(b), by_time, between);
+      for (int c = 1; c <= (by_time ? between : 1); ++c)
+        links.push_back("MLOGIT(" + std::to_string(sets + c) + ")");
+    }
+    sets += by_time ? between : 1;
+  }
+  for (int a = 0; design.hidden && a < n; ++a) {
+    matrix("Delta " + letter(a) + "|" + letter(a), false, design.occasions);
+    logits();
+  }
+  for (int a = 0; design.hidden && a + 1 < n; ++a) {
+    matrix("pi " + letter(a) + " :", false, design.occasions);
+    links.push_back("MLOGIT(" + std::to_string(sets + 1) + ")");
+  }
+  std::cout << "design matrix constraints=" << next - 1 << " covariates=" << next - 1
+            << " identity;\nlinks;\n";
+  for (const std::string& link : links) std::cout << link << ";\n";
+  return 0;
+}
+
 }  // namespace
 
 int main(int count, char** arguments) {
@@ -280,12 +345,13 @@ int main(int count, char** arguments) {
                      {"survival", 1.2},
                      {"capture", 0.34}});
   const std::map<std::string_view, int (*)(const Options&)> kinds{
-      {"live", live}, {"closed", closed}, {"robust", robust}, {"popan", popan}};
+      {"live", live}, {"closed", closed}, {"robust", robust}, {"popan", popan}, {"strata", strata}};
+  if (kind == "strata") defaults.insert({{"strata", 3}, {"hidden", 0}, {"by_time", 1}});
   if (kind == "robust" || kind == "popan")
     defaults.insert({{"sessions", 10}, {"leaves", 0.2}, {"stays_away", 0.5}});
   const auto chosen = kinds.find(kind);
   if (chosen == kinds.end()) {
-    std::cerr << "make_deck live|closed|robust|popan [OPTION=VALUE ...]\n";
+    std::cerr << "make_deck live|closed|robust|popan|strata [OPTION=VALUE ...]\n";
     return 1;
   }
   Options options(std::move(defaults));

@@ -40,6 +40,13 @@ decks = {
     "popan_20": "popan occasions=20 animals=3200",
     # 10 primary sessions of 5 occasions, some 20,000 animals caught: S(t) Gamma''(.) Gamma'(.) p(s)=c(s)
     "robust_10": "robust sessions=10 occasions=5 animals=7700",
+    # multi-state, S, p and Psi by stratum and time (by stratum alone), and hidden states
+    "strata_3": "strata strata=3 occasions=8 animals=3000",
+    "strata_3_constant": "strata strata=3 occasions=8 animals=3000 by_time=0",
+    "strata_5": "strata strata=5 occasions=20 animals=10000 by_time=0",
+    "strata_10": "strata strata=10 occasions=20 animals=10000 by_time=0",
+    "hidden_3": "strata strata=3 occasions=8 animals=3000 by_time=0 hidden=1",
+    "hidden_5": "strata strata=5 occasions=20 animals=10000 by_time=0 hidden=1",
 }
 
 # Decks in which one size doubles and the others stay.
@@ -48,6 +55,8 @@ series = {
     "occasions": [(n, f"live occasions={n} animals=5000 phi_periods=6 p_periods=6 slope=0.5") for n in (10, 20, 40, 80)],
     "betas": [(2 * n + 1, f"live occasions=41 animals=5000 phi_periods={n} p_periods={n} slope=0.5") for n in (5, 10, 20, 40)],
     "groups": [(n, f"live occasions=10 animals=20000 groups={n} phi_classes={n} p_classes={n}") for n in (5, 10, 20, 40)],
+    "strata": [(n, f"strata strata={n} occasions=20 animals=10000 by_time=0") for n in (2, 3, 6, 12)],
+    "hidden": [(n, f"strata strata={n} occasions=20 animals=10000 by_time=0 hidden=1") for n in (2, 3, 6, 12)],
     "histories": [
         (n, f"live occasions=30 distinct={n} survival=4 capture=0.5 last_release=10") for n in (12500, 25000, 50000, 100000)
     ],

@@ -3,7 +3,7 @@
 import math
 from collections import Counter
 
-from bench_studies import Study, in_sessions, numbered, poisson, records
+from bench_studies import Study, poisson, records
 
 codes = "AB"
 survival = {"A": 0.8, "B": 0.7}
@@ -49,6 +49,7 @@ def numbers(lives, periods):
 class Strata(Study):
     def __init__(self, keyword, occasions, intervals=None, options="", signs=codes):
         super().__init__(keyword, occasions, intervals, f" strata={len(codes)}{options}")
+        self.head = self.head.replace("hist=2000", "hist=9000")
         self.head += f"strata={' '.join(signs)};\n"
 
     def add_lives(self, columns):
@@ -190,20 +191,29 @@ class Open_sessions(Closed_sessions):
         shares = {0: 1.0 - (length - 1) * self.share} | {j: self.share for j in range(1, length)}
         arrives = drawn(rng, shares)
         leaves = arrives + 1
-        while leaves < length and rng.random() < self.stay[stratum]:
+        while leaves < length and rng.random() < self.staying(stratum, leaves - arrives):
             leaves += 1
         return range(arrives, leaves)
+
+    def staying(self, stratum, days):
+        """Chance to stay another occasion after so many."""
+        return self.stay[stratum]
+
+    def stays(self, stratum, length):
+        """(chance, occasions there) of all that an animal can do in a session."""
+        for arrives in range(length):
+            chance = self.share if arrives else 1.0 - (length - 1) * self.share
+            for days in range(1, length - arrives):
+                yield chance * (1.0 - self.staying(stratum, days)), days
+                chance *= self.staying(stratum, days)
+            yield chance, length - arrives
 
     def session(self, rng, stratum, length):
         there = self.days(rng, stratum, length)
         return "".join(stratum if j in there and rng.random() < self.p[stratum] else "0" for j in range(length)), len(there)
 
-    def expected_stay(self, a, length):
-        present, total = 0.0, 0.0
-        for j in range(length):
-            present = present * self.stay[a] + (self.share if j else 1.0 - (length - 1) * self.share)
-            total += present
-        return total
+    def expected_stay(self, stratum, length):
+        return sum(chance * days for chance, days in self.stays(stratum, length))
 
     def truth_of_stays(self, a, s, stays):
         return {f"stay {a} {s + 1}": {"stated": self.expected_stay(a, self.lengths[s])}}
@@ -214,7 +224,7 @@ class Recognised(Open_sessions):
     shares of the states among those without a mark are the same in all sessions."""
 
     known = {"A": 0.7, "B": 0.6}
-    takes_part, again = {"A": 0.85, "B": 0.75}, {"A": 0.6, "B": 0.5}
+    takes_part = {"A": 0.85, "B": 0.75}
 
     def __init__(self, keyword, lengths, size, form):
         self.form = form
@@ -223,50 +233,83 @@ class Recognised(Open_sessions):
         met = {a: self.chance_to_be_met(a, lengths[0]) for a in codes}
         weights = {"A": self.first * met["A"], "B": (1.0 - self.first) * met["B"]}
         self.add("pi A :", k, weights["A"] / sum(weights.values()))
-        self.sections = [section for section in self.sections_of_form(k)]
-
-    def sections_of_form(self, k):
-        rows = lambda what: [f"{what} {a} {s + 1}" for a in codes for s in range(k)]
-        return {"closed": [], "open": [rows("N"), rows("stay")], "season": [rows("N"), rows("stay"), rows("individual stay")]}[self.form]
+        sections = {"closed": [], "open": ["N", "stay"], "season": ["N", "individual stay"]}[form]
+        self.sections = [[f"{what} {a} {s + 1}" for a in codes for s in range(k)] for what in sections]
 
     def add_captures(self):
         for a in codes:
             if self.form != "closed":
                 self.add_in_sessions(f"pent {a} :", [n - 1 for n in self.lengths], self.share)
-                self.add_in_sessions(f"Phi {a} :", [n - 1 for n in self.lengths], self.stay[a])
+                self.add_stays(a)
             self.add_in_sessions(f"p {a} :", self.lengths, self.p[a])
             self.add_in_sessions(f"Delta {a} :", self.lengths, self.known[a])
             if self.form == "season":
                 self.add_in_sessions(f"alpha {a} :", [1] * len(self.lengths), self.takes_part[a])
-                self.add_in_sessions(f"c {a} :", [n - 1 for n in self.lengths], self.again[a])
+                # Apart from p, which then only first captures tell, it can hardly be told from alpha.
+                self.add_in_sessions(f"c {a} :", [n - 1 for n in self.lengths], self.p[a], like=f"p {a}")
+
+    def add_stays(self, a):
+        self.add_in_sessions(f"Phi {a} :", [n - 1 for n in self.lengths], self.stay[a])
 
     def chance_to_be_met(self, a, length):
-        """By the days on which a single animal can be there."""
         if self.form == "closed":
             return 1.0 - (1.0 - self.p[a]) ** length
-        total = 0.0
-        for arrives in range(length):
-            weight = self.share if arrives else 1.0 - (length - 1) * self.share
-            for days in range(1, length - arrives + 1):
-                leaves = 1.0 if arrives + days == length else 1.0 - self.stay[a]
-                total += weight * self.stay[a] ** (days - 1) * leaves * (1.0 - (1.0 - self.p[a]) ** days)
-        return total * (self.takes_part[a] if self.form == "season" else 1.0)
+        met = sum(chance * (1.0 - (1.0 - self.p[a]) ** days) for chance, days in self.stays(a, length))
+        return met * (self.takes_part[a] if self.form == "season" else 1.0)
 
     def session(self, rng, stratum, length):
         if self.form == "season" and rng.random() >= self.takes_part[stratum]:
             return "0" * length, 0
         there = range(length) if self.form == "closed" else self.days(rng, stratum, length)
-        cells, caught = "", False
+        cells = ""
         for j in range(length):
-            rate = self.again[stratum] if caught and self.form == "season" else self.p[stratum]
-            hit = j in there and rng.random() < rate
-            caught = caught or hit
+            hit = j in there and rng.random() < self.p[stratum]
             cells += (stratum if rng.random() < self.known[stratum] else "u") if hit else "0"
         return cells, len(there)
 
     def truth_of_stays(self, a, s, stays):
         stay = self.expected_stay(a, self.lengths[s])
         return {f"stay {a} {s + 1}": {"stated": stay}, f"individual stay {a} {s + 1}": {"stated": self.takes_part[a] * stay}}
+
+
+class Stays_by_age(Recognised):
+    """Type 184: what stays on depends on how long it has been there."""
+
+    stay_on = {"A": 0.85, "B": 0.8}
+
+    def __init__(self, keyword, lengths, size):
+        super().__init__(keyword, lengths, size, "season")
+
+    def staying(self, stratum, days):
+        return (self.stay if days == 1 else self.stay_on)[stratum]
+
+    def add_stays(self, a):
+        first = len(self.names) + 1
+        self.names += [f"Phi {a} at first", f"Phi {a} later"]
+        self.truths += [self.stay[a], self.stay_on[a]]
+        self.links += ["LOGIT", "LOGIT"]
+        for s, length in enumerate(self.lengths, 1):
+            n = length - 1
+            self.matrices += f"group=1 Phi {a} : Session {s} rows={n} cols={n} triang;\n"
+            self.matrices += "".join(" ".join([str(first)] + [str(first + 1)] * (n - 1 - row)) + ";\n" for row in range(n))
+
+
+class Assigned(Recognised):
+    """Type 122: an animal that is not recognised is assigned a state, which may be wrong."""
+
+    right = {"A": 0.9, "B": 0.8}
+
+    def __init__(self, keyword, lengths, size):
+        super().__init__(keyword, lengths, size, "closed")
+        for a in codes:
+            self.add_in_sessions(f"Delta {a.lower()} :", lengths, self.right[a])
+
+    def session(self, rng, stratum, length):
+        cells, days = super().session(rng, stratum, length)
+        return "".join(self.assigned(rng, stratum) if sign == "u" else sign for sign in cells), days
+
+    def assigned(self, rng, stratum):
+        return (stratum if rng.random() < self.right[stratum] else codes.replace(stratum, "")).lower()
 
 
 class Events(Strata):
@@ -426,11 +469,14 @@ strata_studies = {
     "32 ORDMS": Open_sessions("ORDMS", fours, 200),
     "121 RDMSMISCLASS": Recognised("RDMSMISCLASS", threes, 150, "closed"),
     "126 RDMSOPENMISCLASS": Recognised("RDMSOPENMISCLASS", fours, 250, "open"),
+    "119 ORDMSSTATE": Open_sessions("ORDMSSTATE", fours, 200, shares=True),
+    "122 RDMS2MISCLASS": Assigned("RDMS2MISCLASS", threes, 150),
     "142 RDMSOPENMCSEAS": Recognised("RDMSOPENMCSEAS", [4] * 6, 300, "season"),
     "176 MSBARKER": Joint_encounters(),
     "178 HIDMARKOV": Events(True),
     "178 HIDMARKOV events only": Events(False, size=800),
     "179 MSUNCBARKER": Joint_encounters(True),
+    "184 RDMSOPENMCSEAS2": Stays_by_age("RDMSOPENMCSEAS2", [4] * 6, 300),
     "183 MSJOLLYSEBER": Entries_by_state(),
     "185 HMMMSJOLLYSEBER": Entries_by_state(True),
 }

@@ -158,7 +158,7 @@ constexpr Section gross_population{.title = "Population Estimates of ",
 
 constexpr Section total_abundance{.title = "Total Abundance Estimates of ",
                                   .quantity = Derived_quantity::total_abundance,
-                                  .letter = 'E',
+                                  .letter = 'F',
                                   .label_names = by_group,
                                   .rows = groups,
                                   .interval = Interval::plain,

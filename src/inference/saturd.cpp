@@ -98,8 +98,11 @@ double opportunities(const Datatype& row, const List<int>& session, History hist
   if (row.check == Cell_check::dead_recoveries) return lost ? 0.0 : 1.0;
   if (row.check == Cell_check::recovery_needed) return 1.0;
   if (row.closed != Closed::none && !row.sessions) return sampled;
+  // Of live and dead encounters in strata a recovery is an observation as a capture is.
+  const bool recovered = row.check == Cell_check::live_dead_strata && !lost && lastdr(history) > 0;
   // The last capture of an animal lost there is no release.
-  return before_last - (lost && counted > 0 && counted < session.back() ? 1.0 : 0.0);
+  const bool not_released = lost && counted > 0 && counted < session.back();
+  return before_last + (recovered ? 1.0 : 0.0) - (not_released ? 1.0 : 0.0);
 }
 
 /// Sum of n log(n / N) over cells.

@@ -69,7 +69,8 @@ def looked_up(table, reals):
 
 
 class Model:
-    """A deck with its fit. `tables`: one, or one for each group; `links`: l logit, e log, digits a multinomial set, one letter each; `fixed`: real parameters."""
+    """A deck with its fit. `tables`: one, or one for each group; `links`: a letter for each real parameter, l logit, e log, a digit
+    for its multinomial set; `fixed`: values of real parameters."""
 
     def __init__(self, deck, title, study, chance, tables, links, start, fixed=None, full=False):
         self.deck, self.title, self.study, self.chance, self.links = deck, title, study, chance, links

@@ -528,12 +528,8 @@ def met_somewhere(study, x, cells):
     return out
 
 
-def ever_met(study, x, k):
-    return 1 - met_somewhere(study, x, "0" * k)
-
-
 def entering(study, x, h, lost):
-    """Given that the animal is met at all, on the occasions on which its record was sampled."""
+    """Given that the animal is met at all on the occasions on which its record was sampled."""
     return met_somewhere(study, x, tail_unseen(h) if lost else h) / (1 - met_somewhere(study, x, blank(h)))
 
 

@@ -6,6 +6,7 @@
 
 #include "data/catalogue/datatype.h"
 #include "support/fitted_types.h"
+#include "support/state_diagrams.h"
 
 namespace tarn {
 
@@ -76,7 +77,7 @@ inline std::string data_types_page() {
               std::to_string(note.numbers[k]) + ")";
     page += "\n\n" + std::string(note.text);
   }
-  return page;
+  return page + std::string(state_diagrams);
 }
 
 }  // namespace tarn

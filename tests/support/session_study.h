@@ -17,9 +17,10 @@
 namespace tarn {
 
 struct Session_options {
-  std::vector<float> between{};  ///< lengths of the first intervals between sessions
-  bool by_cohort = false;        ///< S and Psi by first session
-  bool triangles = false;        ///< p, c and Phi of a session by arrival; otherwise `rows` rows
+  std::vector<float> between{};      ///< lengths of the first intervals between sessions
+  bool by_cohort = false;            ///< S and Psi by first session
+  bool triangles = false;            ///< p, c and Phi of a session by arrival; otherwise `rows` rows
+  bool one_row_of_captures = false;  ///< p and c are the same for all arrivals
   int rows = 1;
   int pentfirst = 1;
   bool all_pent = false;  ///< a column of pent for every occasion
@@ -162,10 +163,11 @@ class Session_study {
     matrix(name, a, b, g, options_.by_cohort ? "TRIANG" : "SQUARE", options_.by_cohort ? n : 1, n);
   }
   void within(const std::string& name, int a, int s, int g, int columns) {
-    if (type_ == 184 && options_.triangles)
+    const bool one_row = options_.one_row_of_captures && name != "Phi";
+    if (type_ == 184 && options_.triangles && !one_row)
       matrix(name, a, s, g, "TRIANG", columns, columns);
     else
-      matrix(name, a, s, g, "SQUARE", type_ == 184 ? options_.rows : 1, columns);
+      matrix(name, a, s, g, "SQUARE", type_ == 184 && !one_row ? options_.rows : 1, columns);
   }
   void matrix(const std::string& name, int a, int b, int g, const char* shape, int rows, int columns) {
     const int q = findpar(model.job().data, name);

@@ -263,7 +263,7 @@ class Open_session {
     Real& fresh = fresh_[static_cast<std::size_t>(r) - 1];
     Real& known = known_[static_cast<std::size_t>(r) - 1];
     // Of those who have just come none was met before.
-    const bool again = met && (r < j || classes_ < j);
+    const bool again = met && r < j;
     const Real* const p = never ? &parm[p_(r, j)] : nullptr;
     const Real* const c = again ? &parm[c_(r, traits_.recapture ? j - 1 : j)] : nullptr;
     if (never && (what == Open_shown::missed || what == Open_shown::quiet))

@@ -219,6 +219,24 @@ TEST(Effective_sample_size, counts_sessions_with_a_capture_that_another_may_foll
   }
 }
 
+// Captures that another may follow, and recoveries.
+TEST(Effective_sample_size, counts_recoveries_of_strata) {
+  Model_builder m(21, 3);
+  m.strata("AB");
+  Encounter_store& store = m.job().data.encounters;
+  const auto add = [&](std::string_view cells, float observed, float lost) {
+    const int i = store.append(History(cells.data(), 3), -9999.0);
+    store.observed(i, 1) = observed;
+    store.lost_on_capture(i, 1) = lost;
+  };
+  add("A0B000", 1.0F, 0.0F);    // two captures
+  add("A0B001", 10.0F, 0.0F);   // and a recovery
+  add("0000A1", 100.0F, 0.0F);  // one behind the last occasion
+  add("A1.000", 1000.0F, 0.0F);
+  add("A0B000", 0.0F, 1e4F);  // lost at the second
+  EXPECT_EQ(effective_sample_size(m.job()), 2.0 + 30.0 + 100.0 + 2000.0 + 1e4);
+}
+
 // From one release on: a capture in either stratum, or none, on each occasion; a recovery ends it all.
 TEST(Cohorts, of_strata) {
   for (const auto& [type, possible] : {std::pair(9, 9.0), std::pair(21, 22.0)}) {

@@ -85,6 +85,8 @@ TEST_P(Open_sessions, chances_are_those_of_all_stays) {
   if (type == 184) {
     all.push_back({.triangles = true});
     all.push_back({.rows = 2});
+    all.push_back({.one_row_of_captures = true, .rows = 2});
+    all.push_back({.triangles = true, .one_row_of_captures = true});
     all.push_back({.rows = 3, .pentfirst = 0});
   }
   for (const Session_options& options : all)
@@ -195,6 +197,16 @@ TEST(Open_session, rare_captures_keep_their_digits) {
   const double recognised = 0.25 + 0.75 * (1.0 - 0.875 * 0.875) + 0.25 + 0.75 * 0.125 + 0.25;
   EXPECT_NEAR(stars.recognised, recognised * 1e-12, 1e-23);
   EXPECT_NEAR(stars.unseen, (3.0 - recognised) * 1e-12, 1e-23);
+}
+
+/// Outside 0 to 1 a difference of stars may be below 0, and counts as none.
+TEST(Open_session, no_negative_share_is_unseen) {
+  Session_study study(126, {2}, "A");
+  study.draw(2);
+  study.fill("p", -0.2);
+  const Open_stars<double> stars = Session_of(study).stars("__", 1, 1);
+  EXPECT_LT(stars.caught, stars.recognised);
+  EXPECT_EQ(stars.unseen, 0.0);
 }
 
 TEST(Open_session, removal_leaves_what_was_shown_before) {
