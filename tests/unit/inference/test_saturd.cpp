@@ -211,7 +211,7 @@ TEST(Effective_sample_size, counts_sessions_with_a_capture_that_another_may_foll
     m.record("10001", {0.0F}, {1e4F});     // session 1
     EXPECT_EQ(effective_sample_size(m.job()), 2.0 + 10.0 + 1000.0 + 1e4) << type;
   }
-  for (const int type : {14, 15, 19, 31}) {  // by occasion
+  for (const int type : {9, 14, 15, 19, 31, 176, 178, 179, 180, 183, 185}) {  // by occasion
     Model_builder m(type, occasions);
     m.record("11111", {1.0F});
     m.record("01100", {10.0F}, {100.0F});
