@@ -264,6 +264,29 @@ TEST(Open_strata_reductions, without_entrants) {
   }
 }
 
+/// Records of one data set that were sampled on different occasions, few or many of them alike.
+TEST(Open_strata_samplings, each_record_has_its_own) {
+  for (const int type : {32, 119, 103}) {
+    Session_study study(type, {2, 3, 1}, "AB");
+    for (const std::string& dots : {std::string(), std::string("_.____"), std::string("__._._"),
+                                    std::string("..____"), std::string("_____."), std::string("__....")})
+      for (const std::string& cells : all_records({2, 3, 1}, kinds_of_signs(type, "AB"), dots))
+        if (!never_caught(cells)) study.record(cells, 1.0F, 1.0F);
+    study.record("A..0.B", 1.0F, 1.0F);
+    study.draw(16);
+    study.model.finish();
+    const Open_lives lives(study);
+    const std::vector<double> observed = study.probabilities(), lost = study.probabilities(true);
+    for (std::size_t i = 0; i < observed.size(); ++i) {
+      EXPECT_NEAR(observed[i], lives.chance(study.histories[i]), 1e-14) << study.histories[i];
+      EXPECT_NEAR(lost[i], lives.chance(study.histories[i], true), 1e-14) << study.histories[i];
+    }
+    const double by_counts = study.model.func(study.reals);
+    study.model.force_histories();
+    EXPECT_NEAR(study.model.func(study.reals), by_counts, 1e-13 * std::abs(by_counts));
+  }
+}
+
 /// Reals by group: every group has its own numbers.
 TEST(Open_strata_groups, each_has_its_own_rates) {
   for (const int type : {32, 119, 103}) {

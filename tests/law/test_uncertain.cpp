@@ -383,6 +383,40 @@ TEST(Uncertain_reductions, one_state) {
   }
 }
 
+/// Records of one data set that were sampled on different occasions.
+TEST(Uncertain_samplings, each_record_has_its_own) {
+  for (const int type : {121, 126, 142, 184}) {
+    Session_study study(type, {3, 1}, "AB", {.triangles = true});
+    for (const std::string& dots :
+         {std::string(), std::string("_.__"), std::string("__.."), std::string("..__"), std::string("___.")})
+      for (const std::string& cells : all_records({3, 1}, kinds_of_signs(type, "AB"), dots))
+        if (!never_caught(cells)) study.record(cells, 1.0F, 1.0F);
+    study.draw(16);
+    study.model.finish();
+    const Uncertain_lives lives(study);
+    std::map<std::string, double> same_until;  // and with the same occasions sampled
+    const auto until = [](const std::string& cells, std::size_t end) {
+      std::string text = cells.substr(0, end);
+      for (std::size_t k = end; k < cells.size(); ++k) text += cells[k] == '.' ? '.' : '_';
+      return text;
+    };
+    const std::vector<double> observed = study.probabilities(), lost = study.probabilities(true);
+    for (std::size_t i = 0; i < observed.size(); ++i) {
+      const std::string& cells = study.histories[i];
+      EXPECT_NEAR(observed[i], lives.chance(cells), 1e-14) << cells;
+      for (std::size_t k = 0; k < cells.size(); ++k)
+        if (cells[k] != '0' && cells[k] != '.') same_until[until(cells, k + 1)] += observed[i];
+    }
+    for (std::size_t i = 0; i < lost.size(); ++i) {
+      const std::string& cells = study.histories[i];
+      EXPECT_NEAR(lost[i], same_until.at(until(cells, cells.find_last_not_of("0.") + 1)), 1e-12) << cells;
+    }
+    const double sorted = study.model.func(study.reals);
+    study.model.force_histories();
+    EXPECT_NEAR(study.model.func(study.reals), sorted, 1e-13 * std::abs(sorted));
+  }
+}
+
 TEST(Uncertain_groups, each_has_its_own_rates) {
   for (const int type : {121, 122, 126, 142, 184}) {
     const std::vector<std::string> records = type == 122

@@ -130,11 +130,11 @@ class Hidden_numbers {
 
 /// Which elements of an array may be above 0.
 template <class Real>
-std::vector<unsigned char> places_that_count(const Real* first, std::size_t count) {
-  std::vector<unsigned char> places;
+void find_places_that_count(const Real* first, std::size_t count, std::vector<unsigned char>& places) {
+  places.clear();
+  places.reserve(count);  // once: a warm table takes no memory
   for (std::size_t k = 0; k < count; ++k)
     if (!adds_nothing(first[k])) places.push_back(static_cast<unsigned char>(k));
-  return places;
 }
 
 }  // namespace detail
@@ -300,7 +300,7 @@ const Hidden_shown_table<Real>& shown_table(const Job& job, int k, int number, c
     table.quiet = shown.quiet;
     table.met = shown.met;
     table.moves = shown.moves;
-    table.states = places_that_count(shown.moves ? shown.after.data() : shown.before.data(), n);
+    find_places_that_count(shown.moves ? shown.after.data() : shown.before.data(), n, table.states);
     table.numbers.settle();
     table.made_for = parm.stamp();
   }
@@ -322,7 +322,7 @@ const Hidden_start_table<Real>& start_table(const Job& job, int k, int number, c
     const std::span<Real> room = table.numbers.room(static_cast<std::size_t>(records.states()));
     table.over = Family::template starts<Real>(
         job, hidden_place<Family>(example, records.row(example.c), group, work), example.c, parm, work, room);
-    table.states = places_that_count(room.data(), room.size());
+    find_places_that_count(room.data(), room.size(), table.states);
     table.numbers.settle();
     table.made_for = parm.stamp();
   }
