@@ -307,7 +307,6 @@ TEST(Open_strata_groups, each_has_its_own_rates) {
   }
 }
 
-// KEPT: what is charged counts in serial runs only.
 TEST(Open_strata_charges, transitions_above_1) {
   for (const int type : {32, 119, 103}) {
     Session_study study(type, {2, 3, 1}, "ABC", {.by_cohort = false});
@@ -332,7 +331,7 @@ TEST(Open_strata_charges, transitions_above_1) {
   }
 }
 
-// KEPT: the same where only the chance of the first capture reads them.
+/// The same where only the chance of the first capture reads them.
 TEST(Open_strata_charges, transitions_above_1_ahead_of_the_first_capture) {
   Session_study study(103, {2, 3, 1}, "AB");
   study.record("00A000");

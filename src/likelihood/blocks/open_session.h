@@ -87,7 +87,8 @@ void not_arrived(std::span<const Real> arrive, std::span<Real> absent) {
 /// to 0 to 1. Given is the sum of what is cut off, as a penalty, so not positive.
 template <class Real>
 Real clamp_arrivals(std::span<Real> arrive, std::span<Real> absent) {
-  // Of chances b(j) is what arrives, and no division is needed.
+  // KEPT (clamped_arrivals_are_charged_in_serial_runs): what is cut off is charged in serial runs only; looks
+  // wrong, is required. Of chances b(j) is what arrives, and no division is needed.
   if (std::all_of(arrive.begin(), arrive.end(), [](const Real& b) { return value_of(b) >= 0.0; })) return 0.0;
   const std::size_t n = arrive.size();
   Real cut = 0.0, waiting = 1.0;
