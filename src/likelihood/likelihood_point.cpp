@@ -126,17 +126,19 @@ Objective_value Likelihood_point::evaluate_at(std::span<const double> x) {
   return evaluate<double>(job_, job_.model.chprobpointer, x);
 }
 
-double Likelihood_point::serial_penalty(std::span<const double> x) {
-  Likelihood_work& work = work_of(job_);
-  const bool own = work.serial_penalty;
-  double with_and_without[2];
-  for (const bool counts : {true, false}) {
-    work.serial_penalty = counts;
-    with_and_without[counts ? 0 : 1] = evaluate_at(x).sumpen;
-  }
-  work.serial_penalty = own;
+bool Likelihood_point::is_above_one(std::span<const double> x) {
+  const bool before = count_serial_penalty(true);
+  const double with = evaluate_at(x).sumpen;
+  count_serial_penalty(false);
+  const double without = evaluate_at(x).sumpen;
+  count_serial_penalty(before);
   stamp_at_x_ = 0;
-  return with_and_without[0] - with_and_without[1];
+  return with != without;
+}
+
+bool Likelihood_point::count_serial_penalty(bool counts) {
+  if (classes_ != nullptr) classes_->forget();
+  return std::exchange(work_of(job_).serial_penalty, counts);
 }
 
 void Likelihood_point::go_to(std::span<const double> x) {

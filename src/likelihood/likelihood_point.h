@@ -66,8 +66,11 @@ class Likelihood_point {
   /// way.
   void gradient(std::span<double> g);
 
-  /// What penalties that count in serial runs only come to at x.
-  double serial_penalty(std::span<const double> x);
+  /// Whether a penalty that counts in serial runs only is due at x: chances that share 1 sum to more. The
+  /// point stays where it is.
+  bool is_above_one(std::span<const double> x);
+  /// From here on such penalties count, or not; gives what they did before.
+  bool count_serial_penalty(bool counts);
 
  private:
   class Class_sums;

@@ -89,6 +89,8 @@ std::string_view words_of(Second_start why) {
       return "at a lesser maximum of mixtures";
     case Second_start::stopped:
       return "before it had converged";
+    case Second_start::improper:
+      return "where chances that share 1 sum to more";
     default:
       return "at a boundary";
   }
@@ -102,8 +104,10 @@ void report_starts(Job& job, const Starts_record& starts) {
         "; distinct maxima met: ", starts.maxima, "; starts that ended at the best: ", starts.at_best, ".");
   } else if (starts.kept > 1) {
     linchk(job, 1);
-    put(job, listing, "(1x,5a)", "The end of another start is kept: the first ended ", words_of(starts.why),
-        ", -2logL and penalty higher by ", digits_of(job, starts.first_f - starts.f), ".");
+    const bool higher = !(starts.first_f < starts.f);
+    put(job, listing, "(1x,7a)", "The end of another start is kept: the first ended ", words_of(starts.why),
+        ", -2logL and penalty ", higher ? "higher" : "lower", " by ",
+        digits_of(job, std::abs(starts.first_f - starts.f)), ".");
   }
 }
 
@@ -134,7 +138,7 @@ Searches_end fit(Job& job, const Search_vectors& vectors, bool report) {
   if (report && ended.starts.ended_at_start)
     warn(job, "The search for " + model.modnam + " ended where it began.");
   if (!report) return ended;
-  if (job.status.num_threads > 1 && point.serial_penalty(vectors.x) != 0.0)
+  if (job.status.num_threads > 1 && point.is_above_one(vectors.x))
     warn(job, "The fit of " + model.modnam +
                   " ended where chances that share 1 sum to more, which THREADS=1 charges for.");
 

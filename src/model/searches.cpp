@@ -12,6 +12,7 @@
 #include "likelihood/func.h"
 #include "model/levels.h"
 #include "model/structure/design.h"
+#include "model/structure/pim.h"
 #include "numerics/floating_environment.h"
 #include "optimizers/kink_search.h"
 
@@ -65,7 +66,7 @@ struct Ended {
   Minimiser_end end;
   std::vector<double> start, x, g, h;
   Raised_conditions raised;
-  bool on_the_floor = false;  ///< see `rests_on_the_floor`
+  bool on_the_floor = false;  ///< see `rests_on_the_floor`, or no probabilities
 
   /// Takes over the end of the search that has just been made.
   void take(const Search_vectors& vectors) {
@@ -204,6 +205,10 @@ Complaint complaint(Job& job, const Ended& first, const Value_at& value) {
 /// Whether a closed-form term of the model has a penalty of its own.
 bool has_walls(const Job& job) { return datatype(job.status.dattyp).closed_form == Closed_form::D; }
 
+/// Whether chances stand in rows of which the last is what the others leave of 1. Where it leaves nothing the
+/// objective has a kink.
+bool has_rows(const Job& job) { return findpar(job.data, "Psi") > 0 || findpar(job.data, "Delta") > 0; }
+
 /// The starts of other kinds that are made to measure, in the order in which they are tried; random ones
 /// follow.
 std::vector<std::vector<double>> other_starts(Job& job, const Ended& first, const Complaint& found,
@@ -326,6 +331,7 @@ Searches_end search(Job& job, const Search_objective& objective, const Minimiser
   std::optional<Start_design> design;  // made where other starts follow
   std::vector<std::vector<double>> others;
   int random = 0;
+  bool improper = false, uncharged = false;
   if (starts.random) {
     const Kept_floating_environment made_up;
     design.emplace(job, best.start);
@@ -335,6 +341,8 @@ Searches_end search(Job& job, const Search_objective& objective, const Minimiser
     const Kept_floating_environment made_up;
     Complaint found = complaint(job, best, value);
     if (starts.ended_at_start) found.why = Second_start::no_move;
+    improper = point.is_above_one(best.x);
+    if (improper) found.why = Second_start::improper;
     starts.why = found.why;
     if (found.why != Second_start::none) {
       design.emplace(job, best.start);
@@ -343,7 +351,11 @@ Searches_end search(Job& job, const Search_objective& objective, const Minimiser
     }
   }
 
-  if (design) best.on_the_floor = rests_on_the_floor(job, best.x);
+  // Where histories are no probabilities -2 log likelihood has no meaning, as on the floor.
+  const auto is_none = [&](const std::vector<double>& x) {
+    return rests_on_the_floor(job, x) || (job.status.num_threads > 1 && point.is_above_one(x));
+  };
+  if (design) best.on_the_floor = is_none(best.x);
   std::vector<double> maxima, idle;
   const auto note_end = [&](const Ended& ended) {
     if (!ended.converged() || ended.on_the_floor) return;
@@ -353,7 +365,7 @@ Searches_end search(Job& job, const Search_objective& objective, const Minimiser
   note_end(best);
   const auto compare = [&](Ended ended) {
     ++starts.starts;
-    if (std::isfinite(ended.end.f)) ended.on_the_floor = rests_on_the_floor(job, ended.x);
+    if (std::isfinite(ended.end.f)) ended.on_the_floor = is_none(ended.x);
     note_end(ended);
     if (!is_better(ended, best)) return;
     best = std::move(ended);
@@ -366,7 +378,8 @@ Searches_end search(Job& job, const Search_objective& objective, const Minimiser
   };
   // At a kink of a penalty a search stops short.
   const auto finished = [&](Ended ended) {
-    if (!has_walls(job) || ended.converged() || !std::isfinite(ended.end.f) || spent()) return ended;
+    if (!(has_walls(job) || has_rows(job)) || ended.converged() || !std::isfinite(ended.end.f) || spent())
+      return ended;
     Ended at_kink = finished_at_kink(job, silent, ended, sizes);
     evaluations += at_kink.end.ifn;
     return is_better(at_kink, ended) || at_kink.largest_slope() < ended.largest_slope() ? at_kink : ended;
@@ -377,13 +390,18 @@ Searches_end search(Job& job, const Search_objective& objective, const Minimiser
     evaluations += ended.end.ifn;
     return ended;
   };
+  if (improper) {
+    // From here on as in a serial run, which is charged for what made the first search go astray.
+    uncharged = !point.count_serial_penalty(true);
+    compare(finished(search_from(best.start)));
+  }
   for (std::vector<double>& start : others) {
     if (spent()) break;
     compare(finished(search_from(std::move(start))));
   }
   for (int k = 1; k <= random && !spent(); ++k)
     compare(finished(search_from(random_start(job, *design, seed_of(model), k))));
-  if (design && !best.converged() && starts.kept == 1 && has_walls(job)) {
+  if (design && !best.converged() && starts.kept == 1 && (has_walls(job) || has_rows(job))) {
     std::feclearexcept(FE_ALL_EXCEPT);
     compare(finished(best));
   }
@@ -391,11 +409,15 @@ Searches_end search(Job& job, const Search_objective& objective, const Minimiser
   for (int again = 1; again <= most_continuations && starts.why != Second_start::none && !best.converged();
        ++again) {
     Ended ended = search_from(best.x);
-    ended.on_the_floor = best.on_the_floor;
+    ended.on_the_floor = is_none(ended.x);
     ++starts.starts;
     if (!is_better(ended, best)) break;
     best = std::move(ended);
     starts.kept = starts.starts;
+  }
+  if (uncharged) {
+    point.count_serial_penalty(false);
+    best.end.f = point.move_to(best.x).f;
   }
   best.raised.restore();
   if (starts.random) count_ends(std::move(maxima), idle, best.f(), starts);

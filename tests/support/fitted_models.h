@@ -336,9 +336,6 @@ inline Model_builder unfinished_model(int type, const std::vector<Animal>& anima
             [&](int, int) {
               ++number;
               if (rate && !options.identity) m.link(number, Link::log);
-              // Shares of one population.
-              if (has_states(type) && name == "pent" && !options.identity)
-                m.set_member(number, Link::mlogit, g);
               return number;
             },
             size.third, size.second);
@@ -362,6 +359,13 @@ inline Model_builder unfinished_model(int type, const std::vector<Animal>& anima
 inline Model_builder fitted_model(int type, const std::vector<Animal>& animals,
                                   const Fitted_options& options) {
   Model_builder m = unfinished_model(type, animals, options);
+  // Shares of one population.
+  if (has_states(type) && !options.identity)
+    for_each_matrix_of(
+        m.job(), std::max(findpar(m.job().data, "pent"), 1), [&](const Pim_place& at, const Pim& pim) {
+          if (pim.parname != "pent") return;
+          for_each_cell(pim, [&](int, int, int number) { m.set_member(number, Link::mlogit, at.g); });
+        });
   m.finish();
   return m;
 }

@@ -12,10 +12,11 @@ enum class Second_start {
   wall,      ///< a standard deviation stood at its wall
   mixtures,  ///< mixtures stood at the same rates, or have recaptures of their own
   no_move,   ///< the search ended where it began
-  stopped    ///< the search stopped before it had converged
+  stopped,   ///< the search stopped before it had converged
+  improper   ///< chances that share 1 summed to more
 };
 
-/// In a word: "none", "boundary", "wall", "mixtures", "no move", "stopped".
+/// In a word: "none", "boundary", "wall", "mixtures", "no move", "stopped", "improper".
 constexpr std::string_view name_of(Second_start why) {
   switch (why) {
     case Second_start::boundary:
@@ -28,6 +29,8 @@ constexpr std::string_view name_of(Second_start why) {
       return "no move";
     case Second_start::stopped:
       return "stopped";
+    case Second_start::improper:
+      return "improper";
     default:
       return "none";
   }
