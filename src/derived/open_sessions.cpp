@@ -53,7 +53,7 @@ double recorded_once(Derived_frame& frame, Reals<double> parm, const Capture_cla
 /// Occasions on which one that takes part is present.
 double residency_time(Derived_frame& frame, const Reals<double>& parm, const Open_place& place) {
   const Job& job = frame.job;
-  const bool by_arrival = open_traits(datatype(job.status.dattyp)).by_arrival;
+  const Open_traits traits = open_traits(datatype(job.status.dattyp));
   const Rates_of_place rates(frame, place);
   const int n = place.length;
   if (n > 1) {
@@ -65,13 +65,13 @@ double residency_time(Derived_frame& frame, const Reals<double>& parm, const Ope
   frame.cell.begin();
   const std::span<double> arrive = frame.cell.take(static_cast<std::size_t>(n)),
                           absent = frame.cell.take(static_cast<std::size_t>(n));
-  arrivals_of(job, place, parm, frame.cell, arrive, absent);
+  arrivals_of(job, traits, place, parm, frame.cell, arrive, absent);
   double time = 0.0;
   for (int i = 1; i <= n; ++i) {
     double present = arrive[static_cast<std::size_t>(i) - 1];
     for (int j = i; j <= n; ++j) {
       time += present;
-      if (j < n) present *= parm[rates.number("Phi", by_arrival ? i : 1, j)];
+      if (j < n) present *= parm[rates.number("Phi", traits.by_arrival ? i : 1, j)];
     }
   }
   return time;

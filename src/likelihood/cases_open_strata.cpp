@@ -20,8 +20,6 @@ namespace tarn {
 namespace {
 
 struct Open_layer {
-  static constexpr bool charges = true;
-
   /// Of what is shown given a capture, and of a capture. After a removal the remaining occasions count in p*
   /// only.
   template <class Real>
@@ -39,12 +37,6 @@ struct Open_layer {
       return stretch.caught(o) ? Open_shown::recognised : Open_shown::missed;
     });
     return {shown / pstar, pstar};
-  }
-
-  template <class Real>
-  static Real charge(const Job& job, int stratum, int s, int group, const Reals<Real>& parm,
-                     Cell_work<Real>& work) {
-    return charge_of_arrivals(job, {stratum, s, group, job.model.minlen(s)}, parm, work);
   }
 };
 

@@ -19,8 +19,6 @@ namespace tarn {
 namespace {
 
 struct Closed_layer {
-  static constexpr bool charges = false;
-
   template <class Real>
   static Closed_result<Real> within(const Job& job, int i, const Closed_stretch& stretch,
                                     const Reals<Real>& parm, Cell_work<Real>& work, Closed_kept<Real>& kept) {

@@ -203,7 +203,7 @@ struct Uncertain_states : Counts_hidden<Uncertain_states> {
       check_open_matrices(job, records.traits, within, records.states(), place.i, parm, work);
     Real sum = 0.0;
     for (int& a = within.stratum; a <= records.states(); ++a)
-      sum += charge_of_arrivals(job, within, parm, work);
+      sum += charge_of_arrivals(job, records.traits, within, parm, work);
     return sum;
   }
 };

@@ -307,20 +307,17 @@ TEST(Open_strata_groups, each_has_its_own_rates) {
   }
 }
 
-// KEPT: what is charged counts in serial runs only.
-TEST(Open_strata_charges, arrivals_and_transitions_outside_their_range) {
+TEST(Open_strata_charges, transitions_above_1) {
   for (const int type : {32, 119, 103}) {
     Session_study study(type, {2, 3, 1}, "ABC", {.by_cohort = false});
     study.record("00A000");
     study.draw(12);
-    study.fill("pent", 1, 1, 1.25);  // b: -.25, 1.25, ahead of the first capture
-    study.fill("pent", 2, 2, 0.75);  // b: -.5, .75, .75
     study.fill("Psi", 1, 2, 0.0), study.fill("Psi", 1, 3, 0.0);
     study.rate("Psi", 3, 1, 1, 2) = 0.75, study.rate("Psi", 3, 2, 1, 2) = 0.5;  // twice -.25
     study.rate("Psi", 2, 1, 1, 1) = 1.0, study.rate("Psi", 2, 3, 1, 1) = 1.0;   // twice -1, ahead of it
     study.model.finish();
     // Of -2 log likelihood, so twice what is cut off.
-    const double expected = 2.0 * (0.5 + 0.5 + (type == 103 ? 0.25 + 2.0 : 0.0));
+    const double expected = 2.0 * (0.5 + (type == 103 ? 2.0 : 0.0));
     study.model.func(study.reals);
     const double in_serial_runs = study.model.value.sumpen;
     study.model.force_threads(2);
@@ -331,6 +328,34 @@ TEST(Open_strata_charges, arrivals_and_transitions_outside_their_range) {
     study.model.force_histories();
     study.model.func(study.reals);
     EXPECT_NEAR(study.model.value.sumpen, in_serial_runs, 1e-12) << type;
+  }
+}
+
+/// The same where only the chance of the first capture reads them.
+TEST(Open_strata_charges, transitions_above_1_ahead_of_the_first_capture) {
+  Session_study study(103, {2, 3, 1}, "AB");
+  study.record("00A000");
+  study.draw(12);
+  study.rate("Psi", 2, 1, 1, 1) = 1.5;  // twice -.5
+  study.model.finish();
+  study.model.func(study.reals);
+  const double in_serial_runs = study.model.value.sumpen;
+  study.model.force_threads(2);
+  study.model.func(study.reals);
+  EXPECT_NEAR(in_serial_runs - study.model.value.sumpen, 2.0, 1e-12);
+}
+
+/// Arrivals that sum to more than 1 leave chances outside 0 to 1, which every run is charged for.
+TEST(Open_strata_charges, arrivals_above_1) {
+  for (const int threads : {1, 2}) {
+    Session_study study(32, {3, 1}, "A");
+    study.record("A000");
+    study.draw(12);
+    study.fill("pent", 0.75);
+    study.model.finish();
+    study.model.force_threads(threads);
+    study.model.func(study.reals);
+    EXPECT_GT(study.model.value.sumpen, 1e4);
   }
 }
 

@@ -438,8 +438,7 @@ TEST(Uncertain_groups, each_has_its_own_rates) {
   }
 }
 
-// KEPT: what is charged counts in serial runs only.
-TEST(Uncertain_charges, arrivals_and_transitions_outside_their_range) {
+TEST(Kept, clamped_arrivals_are_charged_in_serial_runs) {
   for (const int type : {121, 126, 142, 184}) {
     Session_study study(type, {2, 3, 1}, "ABC");
     study.record("00Au00");

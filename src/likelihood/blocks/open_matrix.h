@@ -86,7 +86,7 @@ void check_open_matrices(const Job& job, const Open_traits& traits, Open_place p
       place.stratum = a;
       const std::size_t n = static_cast<std::size_t>(place.length);
       const std::span<Real> arrive = work.take(n), absent = work.take(n);
-      arrivals_of(job, place, parm, work, arrive, absent);
+      arrivals_of(job, traits, place, parm, work, arrive, absent);
       const double waiting = o == 1 ? 1.0 : value_of(absent[static_cast<std::size_t>(o) - 2]);
       step.arrives = waiting == 0.0 ? 0.0 : value_of(arrive[static_cast<std::size_t>(o) - 1]) / waiting;
       if (o == 1 && traits.participation) step.takes_part = value(matrix_of(Parameter::alpha, a), 1, 1);

@@ -35,6 +35,7 @@ struct Open_traits {
   bool recapture = false;      ///< c
   bool recognition = false;    ///< Delta
   bool by_arrival = false;     ///< rates of the present by their occasion of arrival
+  bool clamped = false;        ///< chances of an arrival are kept inside 0 to 1, at a charge
 };
 
 /// Of a data type, from its parameters.
@@ -44,7 +45,8 @@ inline Open_traits open_traits(const Datatype& type) {
           .participation = has("alpha"),
           .recapture = has("c"),
           .recognition = has("Delta"),
-          .by_arrival = type.cell == Cell::chprob184};
+          .by_arrival = type.cell == Cell::chprob184,
+          .clamped = has("Delta")};
 }
 
 /// A stratum or state in a session of so many occasions.
@@ -72,16 +74,23 @@ struct Open_stars {
 /// An arrival's chance may leave 0 to 1 by so much without a charge.
 inline constexpr double arrival_rounding = 2.220446049250313e-16;
 
-/// Shares of the animals that arrive ahead of occasion j, into `arrive` at j - 1, and that have not yet done
-/// so by occasion j, into `absent`. In: b(j) at j - 1, of sum 1. The chance of an arrival among those not yet
-/// there is clamped to 0 to 1; given is the sum of what is cut off, as a penalty, so not positive.
+/// Shares of the animals that have not yet arrived by occasion j, into `absent` at j - 1, of those that
+/// arrive ahead of it.
 template <class Real>
-Real arrivals(std::span<Real> arrive, std::span<Real> absent) {
+void not_arrived(std::span<const Real> arrive, std::span<Real> absent) {
   const std::size_t n = arrive.size();
   absent[n - 1] = 0.0;
   for (std::size_t j = n - 1; j > 0; --j) absent[j - 1] = absent[j] + arrive[j];
-  // Of chances b(j) is what arrives, and no division is needed.
+}
+
+/// Of such shares, which sum to 1, the same with the chance of an arrival among those not yet there clamped
+/// to 0 to 1. Given is the sum of what is cut off, as a penalty, so not positive.
+template <class Real>
+Real clamp_arrivals(std::span<Real> arrive, std::span<Real> absent) {
+  // KEPT (clamped_arrivals_are_charged_in_serial_runs): what is cut off is charged in serial runs only; looks
+  // wrong, is required. Of chances b(j) is what arrives, and no division is needed.
   if (std::all_of(arrive.begin(), arrive.end(), [](const Real& b) { return value_of(b) >= 0.0; })) return 0.0;
+  const std::size_t n = arrive.size();
   Real cut = 0.0, waiting = 1.0;
   for (std::size_t j = 0; j < n; ++j) {
     const Real left = j == 0 ? Real(1.0) : absent[j - 1];
@@ -102,10 +111,10 @@ Real arrivals(std::span<Real> arrive, std::span<Real> absent) {
 }
 
 /// Shares of the animals of a place that arrive ahead of occasion j, at j - 1, and that have not yet done so;
-/// given is the charge of `arrivals`.
+/// given is the charge of clamped ones.
 template <class Real>
-Real arrivals_of(const Job& job, const Open_place& place, const Reals<Real>& parm, Cell_work<Real>& work,
-                 std::span<Real> arrive, std::span<Real> absent) {
+Real arrivals_of(const Job& job, const Open_traits& traits, const Open_place& place, const Reals<Real>& parm,
+                 Cell_work<Real>& work, std::span<Real> arrive, std::span<Real> absent) {
   const int n = place.length;
   if (n > 1) {
     const auto pent = work.matrix(Parameter::pent, place.stratum, place.session, place.group);
@@ -122,16 +131,17 @@ Real arrivals_of(const Job& job, const Open_place& place, const Reals<Real>& par
   } else {
     arrive[0] = 1.0;
   }
-  return arrivals<Real>(arrive, absent);
+  not_arrived<Real>(arrive, absent);
+  return traits.clamped ? clamp_arrivals<Real>(arrive, absent) : Real(0.0);
 }
 
 /// That charge alone; none where `pent` was not given.
 template <class Real>
-Real charge_of_arrivals(const Job& job, const Open_place& place, const Reals<Real>& parm,
-                        Cell_work<Real>& work) {
+Real charge_of_arrivals(const Job& job, const Open_traits& traits, const Open_place& place,
+                        const Reals<Real>& parm, Cell_work<Real>& work) {
   if (work.matrix(Parameter::pent, place.stratum, place.session, place.group).nrows == 0) return 0.0;
   const std::size_t n = static_cast<std::size_t>(place.length);
-  return arrivals_of<Real>(job, place, parm, work, work.take(n), work.take(n));
+  return arrivals_of<Real>(job, traits, place, parm, work, work.take(n), work.take(n));
 }
 
 /// The rates of a place, and the walk through it. Made by `open_session`.
@@ -158,7 +168,7 @@ class Open_session {
       std::fill(absent_.begin(), absent_.end(), Real(0.0));
       arrive_[0] = 1.0;
     } else {
-      arrivals_of<Real>(job, place, parm, work, arrive_, absent_);
+      arrivals_of<Real>(job, traits, place, parm, work, arrive_, absent_);
     }
     if (!traits.participation) return;
     const Real& alpha = parm[matrix_of(work, Parameter::alpha, place)(1, 1)];

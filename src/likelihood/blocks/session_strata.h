@@ -28,8 +28,7 @@ enum class First_stratum {
   seniority  ///< first captures in strata that grow, within the stratum
 };
 
-/// A family of them. `Layer` has `within(job, i, stretch, parm, work, closed_kept)`, a `Closed_result`, and
-/// `charge(job, stratum, s, group, parm, work)`, what a session of a stratum is charged.
+/// A family of them. `Layer` has `within(job, i, stretch, parm, work, closed_kept)`, a `Closed_result`.
 template <class Layer, First_stratum start>
 struct Session_strata {
   static constexpr bool grows = start == First_stratum::seniority;
@@ -53,8 +52,8 @@ struct Session_strata {
   };
   template <class Real>
   struct Kept : Session_kept<Real>, Stratum_tables<Real> {
-    std::vector<Stamped<Real>> stars;  ///< by group, session, stratum: of sessions sampled throughout
-    std::vector<Stamped<Real>> charges, start_charges;  ///< by group, session
+    std::vector<Stamped<Real>> stars;          ///< by group, session, stratum: of sessions sampled throughout
+    std::vector<Stamped<Real>> start_charges;  ///< by group, session
   };
 
   template <class Real>
@@ -79,31 +78,16 @@ struct Session_strata {
                                             [&](int a) { return star(job, place, first, a, parm, work); });
   }
 
-  /// What the rates within a session are charged, in all strata.
-  template <class Real>
-  static Real charge(const Job& job, const Stratum_place& place, int s, const Reals<Real>& parm,
-                     Cell_work<Real>& work) requires(Layer::charges) {
-    return once<Real>(job, place, s, parm, work, kept<Session_strata>(work).charges, [&] {
-      Real sum = 0.0;
-      for (int b = 1; b <= job.status.nstrta; ++b)
-        sum += Layer::template charge<Real>(job, b, s, place.group, parm, work);
-      return sum;
-    });
-  }
-
-  /// The same of all that the chance of the first capture reads; transitions, too.
+  /// What transitions ahead of a first capture are charged, which its chance reads.
   template <class Real>
   static Real start_charge(const Job& job, const Stratum_place& place, int first, const Reals<Real>& parm,
-                           Cell_work<Real>& work) requires(Layer::charges) {
-    if constexpr (!grows) return charge(job, place, first, parm, work);
+                           Cell_work<Real>& work) requires grows {
     return once<Real>(job, place, first, parm, work, kept<Session_strata>(work).start_charges, [&] {
       const int n = job.status.nstrta;
       const std::span<Real> psi = work.take(static_cast<std::size_t>(n));
-      Real sum = charge(job, place, first, parm, work);
-      for (int s = 1; s < first; ++s) {
-        sum += charge(job, place, s, parm, work);
+      Real sum = 0.0;
+      for (int s = 1; s < first; ++s)
         for (int a = 1; a <= n; ++a) sum += fill_transitions(a, n, 1, s, place.group, parm, work, psi.data());
-      }
       return sum;
     });
   }

@@ -165,17 +165,15 @@ struct Stratum_place {
   History histry;
 };
 
-/// Families whose periods may be charged for rates that are no chances.
+/// Families whose first captures read rates of earlier intervals, and may be charged for them.
 template <class Family>
-inline constexpr bool charges_periods = requires {
-  &Family::template charge<double>;
+inline constexpr bool charges_starts = requires {
+  &Family::template start_charge<double>;
 };
 
 /// Fills the rows of interval c as far as the reach asks; the rest is 0. Gives twice the sum of what
 /// over-full rows of transitions leave, which is not positive; 0 where none is. The family has `caught(job,
 /// place, c, b, parm, work)`: the chance of a capture in the period at the end of interval c, in stratum b.
-/// If it has a `charge(job, place, o, parm, work)` of period o, that of the period at the end is added; then
-/// it has a `start_charge` of first captures, too.
 template <class Family, class Real>
 Real fill_interval(const Job& job, int c, const Stratum_place& place, const Interval_reach& reach,
                    const Reals<Real>& parm, Cell_work<Real>& work, const Interval_rows<Real>& rows) {
@@ -199,9 +197,6 @@ Real fill_interval(const Job& job, int c, const Stratum_place& place, const Inte
     Real* const step = rows.step.data() + at * static_cast<std::size_t>(n);
     over += fill_transitions(a, n, place.row, c, j, parm, work, step);
     for (int b = 0; b < n; ++b) step[b] = s * step[b];
-  }
-  if constexpr (charges_periods<Family>) {
-    if (reach.moves) over += Family::template charge<Real>(job, place, c + 1, parm, work);
   }
   return over;
 }
@@ -291,7 +286,7 @@ template <class Family, class Real>
   table.starts.resize(strata * static_cast<std::size_t>(periods));
   table.firsts.resize(strata * static_cast<std::size_t>(periods));
   table.in_range = true;
-  if constexpr (charges_periods<Family>)
+  if constexpr (charges_starts<Family>)
     table.in_range = value_of(Family::template start_charge<Real>(job, place, of.first, parm, work)) == 0.0;
   for (int c = last; c >= of.first; --c) {
     const Interval_rows<Real> rows = rows_of<Real>(table.rates, n, c, of.first);
@@ -455,7 +450,7 @@ Real stratum_history(const Job& job, const Stratum_facts& facts, History histry,
   const Stratum_place own{row, j, i, histry};
   Real chance = 1.0;
   Real over = 0.0;
-  if constexpr (charges_periods<Family>)
+  if constexpr (charges_starts<Family>)
     over = Family::template start_charge<Real>(job, own, facts.first, parm, work);
   // Where every occasion is a period, rates do not hang on what was sampled.
   if (k < 0 || (facts.sampling < 0 && records.by_session())) {

@@ -103,7 +103,11 @@ TEST(Open_matrix, rates_that_rounding_eats_are_a_fault) {
     const int order = type == 126 ? 7 : type == 142 ? 9 : 17;
     ASSERT_EQ(lines.size(), static_cast<std::size_t>(order) + 3);
     EXPECT_EQ(lines[0], " J = 1  ISTRTA = 2  IPRIMY = 2  NSEC = 3  NDIM = " + std::to_string(order));
-    EXPECT_EQ(lines[1].substr(0, 23), "  Matrix Sum - Rank =  ");
+    EXPECT_EQ(lines[1], std::string("  Matrix Sum - Rank =  ") + (type == 126 ? "-1" : "-2") +
+                            ".000000      First Row Sums, then A matrix:");
+    // Those that arrived last by themselves.
+    study.fill("Phi", 0.5), study.rate("Phi", 2, 2, type == 184 ? 2 : 1, 2) = 1e17;
+    EXPECT_EQ(fault_of(study, 2).first, text);
     EXPECT_EQ(fault_of(study, 1).first, "");
     if (type == 126) continue;
     study.fill("Phi", 0.5), study.fill("alpha", 1, 1, 1e17);

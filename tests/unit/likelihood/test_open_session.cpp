@@ -49,8 +49,8 @@ class Session_of {
   }
   double cut(int a, int s) {
     work_.begin();
-    return charge_of_arrivals<double>(study_.model.job(), {a, s, 1, study_.length(s)},
-                                      Reals<double>(study_.reals.data()), work_);
+    return charge_of_arrivals<double>(study_.model.job(), open_traits(datatype(study_.type())),
+                                      {a, s, 1, study_.length(s)}, Reals<double>(study_.reals.data()), work_);
   }
 
  private:
@@ -219,6 +219,13 @@ TEST(Open_session, removal_leaves_what_was_shown_before) {
   EXPECT_NEAR(sessions.chance("0A..", 1, 1), sum, 1e-15);
 }
 
+/// Shares of arrivals, clamped.
+template <class Real>
+Real arrivals(std::span<Real> arrive, std::span<Real> absent) {
+  not_arrived<Real>(arrive, absent);
+  return clamp_arrivals<Real>(arrive, absent);
+}
+
 TEST(Open_session, arrivals_inside_their_range_are_what_is_given) {
   std::vector<double> arrive{0.2, 0.0, 0.5, 0.3}, absent(4);
   EXPECT_EQ(arrivals<double>(arrive, absent), 0.0);
@@ -285,6 +292,18 @@ TEST(Open_session, the_cut_of_a_session) {
   const double p = study.rate("p", 1, 1, 1, 2), delta = study.rate("Delta", 1, 1, 1, 2);
   EXPECT_EQ(sessions.chance("A..", 1, 1), 0.0);
   EXPECT_NEAR(sessions.chance(".A.", 1, 1), 0.5 * p * delta, 1e-15);
+}
+
+/// Where every capture shows the stratum shares count as they stand.
+TEST(Open_session, arrivals_of_known_strata_are_not_cut) {
+  Session_study study(32, {3}, "A");
+  study.draw(1);
+  study.fill("pent", 0.75);  // b: -.5 .75 .75
+  Session_of sessions(study);
+  EXPECT_EQ(sessions.cut(1, 1), 0.0);
+  const double p = study.rate("p", 1, 1, 1, 1);
+  EXPECT_NEAR(sessions.chance("A..", 1, 1), -0.5 * p, 1e-15);
+  EXPECT_NEAR(sessions.chance("0..", 1, 1), 1.0 + 0.5 * p, 1e-15);
 }
 
 /// Derivatives of what is cut off, by the chances of arrival.
