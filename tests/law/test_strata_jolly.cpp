@@ -265,6 +265,14 @@ TEST(Strata_jolly_charges, over_full_rows_ahead_of_a_first_capture_are_charged_i
     study.model.finish();
     study.model.func(study.reals);
     EXPECT_NEAR(study.model.value.sumpen, 0.8, 1e-12) << type;
+    // And those behind it as well.
+    study.real("Psi", 1, 2, 1, 2) = 0.7;
+    study.real("Psi", 1, 3, 1, 2) = 0.6;
+    study.record("0A0", {1.0F});
+    study.model.job().data.encounters.observed(1, 1) = 0.0F;
+    study.model.set_threads(1);
+    study.model.func(study.reals);
+    EXPECT_NEAR(study.model.value.sumpen, 0.8 + 1.2, 1e-9) << type;
     study.model.force_threads(2);
     study.model.func(study.reals);
     EXPECT_EQ(study.model.value.sumpen, 0.0) << type;
