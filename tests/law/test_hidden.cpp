@@ -9,7 +9,7 @@
 #include <string>
 #include <vector>
 
-#include "support/hidden_study.h"
+#include "support/state_study.h"
 
 namespace tarn {
 namespace {
@@ -18,7 +18,7 @@ namespace {
 /// release have no matrix it shows the code of state `from`, and is in that state.
 class Watched {
  public:
-  Watched(Hidden_study& study, int f, int from, Dots dots, int g = 1)
+  Watched(State_study& study, int f, int from, Dots dots, int g = 1)
       : study_(study), f_(f), g_(g), dots_(std::move(dots)) {
     const std::string nothing = dots_.empty(study);
     for (int a = 1; a <= study.strata(); ++a) {
@@ -30,7 +30,7 @@ class Watched {
         shows(f, a, study.starts_in(a, f, g) * chance, sign, nothing);
     }
   }
-  const Hidden_records_made& records() const { return made_; }
+  const State_records& records() const { return made_; }
 
  private:
   void shows(int o, int a, double share, char sign, std::string cells) {
@@ -55,15 +55,15 @@ class Watched {
     }
   }
 
-  Hidden_study& study_;
+  State_study& study_;
   int f_, g_;
   Dots dots_;
-  Hidden_records_made made_;
+  State_records made_;
 };
 
 struct Case {
   std::string name;
-  Hidden_layout layout;
+  State_layout layout;
 };
 void PrintTo(const Case& c, std::ostream* out) { *out << c.name; }
 
@@ -73,9 +73,9 @@ TEST_P(Hidden_laws, histories_are_those_of_animals_followed_one_by_one) {
   for (const bool unequal : {false, true})
     for (const std::string& dots :
          {std::string(), std::string("__._"), std::string("_.._"), std::string("._..")}) {
-      Hidden_layout layout = GetParam().layout;
+      State_layout layout = GetParam().layout;
       if (unequal) layout.lengths = {0.5F, 2.5F, 3.0F};
-      Hidden_study study(layout);
+      State_study study(layout);
       study.draw(1);
       const bool pi = layout.pi || study.strata() == 1;
       // Triangles have no row for animals first caught on the last occasion where a matrix lacks a column.
@@ -139,8 +139,8 @@ INSTANTIATE_TEST_SUITE_P(
              {.noccas = 3, .states = "XYZ", .captures = "ab", .by_cohort = false, .pi = false}}));
 
 /// The worked design: two states, events x and y, no matrix for the states' own codes.
-Hidden_study worked(int noccas, bool pi) {
-  Hidden_study study({.noccas = noccas, .captures = "xy", .by_cohort = false, .pi = pi, .certain = false});
+State_study worked(int noccas, bool pi) {
+  State_study study({.noccas = noccas, .captures = "xy", .by_cohort = false, .pi = pi, .certain = false});
   for (const auto& [a, s, p, x] : {std::tuple(1, 0.8, 0.5, 0.8), std::tuple(2, 0.7, 0.4, 0.3)}) {
     study.set("S", a, 1, s);
     study.set("p", a, 1, p);
@@ -164,7 +164,7 @@ TEST(Hidden_worked, a_release_weighs_states_by_what_it_shows) {
                                                    {"xx0", 0.0867386880},
                                                    {"x.y", 0.0663398400},
                                                    {"xyx", 0.0135120384}})}) {
-    Hidden_study study = worked(noccas, true);
+    State_study study = worked(noccas, true);
     for (const auto& [cells, prob] : expected) study.record(cells, {1.0F});
     study.model.finish();
     const std::vector<double> got = study.probabilities();
@@ -174,7 +174,7 @@ TEST(Hidden_worked, a_release_weighs_states_by_what_it_shows) {
 }
 
 TEST(Hidden_worked, without_pi_a_code_tells_the_state) {
-  Hidden_study study = worked(3, false);
+  State_study study = worked(3, false);
   study.record("Axy", {1.0F});
   study.record("A0x", {1.0F});
   study.model.finish();
@@ -196,7 +196,7 @@ std::vector<std::string> all_histories(int noccas, const std::string& signs) {
 }
 
 /// Rates of one study into the matrices of the same name, indices and cells of another.
-void copy_rates(Hidden_study& from, Hidden_study& to, const std::vector<std::string>& names) {
+void copy_rates(State_study& from, State_study& to, const std::vector<std::string>& names) {
   for (const std::string& name : names)
     for (int a = 1; a <= from.strata(); ++a)
       for (int b = 1; b <= from.strata(); ++b)
@@ -206,7 +206,7 @@ void copy_rates(Hidden_study& from, Hidden_study& to, const std::vector<std::str
 }
 
 TEST(Hidden_reductions, codes_that_are_always_given_are_strata) {
-  Hidden_study study({.noccas = 4, .captures = "x", .pi = false}), strata({.type = 9, .noccas = 4});
+  State_study study({.noccas = 4, .captures = "x", .pi = false}), strata({.type = 9, .noccas = 4});
   study.draw(3);
   for (const std::string& cells : all_histories(4, "AB")) {
     study.record(cells, {1.0F}, {1.0F});
@@ -225,7 +225,7 @@ TEST(Hidden_reductions, codes_that_are_always_given_are_strata) {
 
 // What the event keeps of a row is a rounding unit, which nobody is charged for.
 TEST(Hidden_reductions, a_full_row_of_signs_is_not_charged) {
-  Hidden_study study({.noccas = 2, .captures = "x", .by_cohort = false});
+  State_study study({.noccas = 2, .captures = "x", .by_cohort = false});
   study.draw(3);
   for (int a = 1; a <= 2; ++a) study.set("Delta", a, a, 1.0);
   study.record("A0", {1.0F});
@@ -239,7 +239,7 @@ TEST(Hidden_reductions, a_full_row_of_signs_is_not_charged) {
 // The rule of over-full rows holds for rows of signs and for shares at a release, too.
 TEST(Hidden_charges, over_full_rows_of_signs_and_of_shares_are_charged_in_serial_runs) {
   for (const bool shares : {false, true}) {
-    Hidden_study study(
+    State_study study(
         {.noccas = 2, .states = "ABC", .captures = "xyz", .by_cohort = false, .certain = false});
     study.draw(3);
     const int x = 4, y = 5;
@@ -268,7 +268,7 @@ TEST(Hidden_charges, over_full_rows_of_signs_and_of_shares_are_charged_in_serial
 }
 
 TEST(Hidden_reductions, one_event_and_equal_rates_are_live_recaptures) {
-  Hidden_study study({.noccas = 4, .captures = "u", .certain = false}),
+  State_study study({.noccas = 4, .captures = "u", .certain = false}),
       live({.type = 1, .noccas = 4, .states = "1"});
   study.draw(4);
   for (int f = 1; f < 4; ++f)
@@ -290,7 +290,7 @@ TEST(Hidden_reductions, one_event_and_equal_rates_are_live_recaptures) {
 }
 
 TEST(Hidden_reductions, one_state_shares_captures_out_to_the_signs) {
-  Hidden_study study({.noccas = 3, .states = "A", .captures = "xy"}),
+  State_study study({.noccas = 3, .states = "A", .captures = "xy"}),
       live({.type = 1, .noccas = 3, .states = "1"});
   study.draw(5);
   for (int f = 1; f < 3; ++f)
@@ -314,8 +314,8 @@ TEST(Hidden_reductions, one_state_shares_captures_out_to_the_signs) {
 }
 
 TEST(Hidden_reductions, events_change_places_with_their_matrices) {
-  const Hidden_layout layout{.noccas = 3, .captures = "xyz", .by_cohort = false};
-  Hidden_study study(layout), other(layout);
+  const State_layout layout{.noccas = 3, .captures = "xyz", .by_cohort = false};
+  State_study study(layout), other(layout);
   study.draw(6);
   other.draw(6);
   for (int a = 1; a <= 2; ++a)
@@ -334,9 +334,9 @@ TEST(Hidden_reductions, events_change_places_with_their_matrices) {
 
 /// A sign of which there is no matrix is not given.
 TEST(Hidden_reductions, a_missing_sign_is_none) {
-  Hidden_study study({.noccas = 2, .captures = "xy"}), without({.noccas = 2, .captures = "xy"});
+  State_study study({.noccas = 2, .captures = "xy"}), without({.noccas = 2, .captures = "xy"});
   without.model.job().model.pim2(findpar(without.model.job().data, "Delta"), 2, 3, 1) = {};
-  for (Hidden_study* each : {&study, &without})
+  for (State_study* each : {&study, &without})
     for (const char* cells : {"A0", "xy", "By", "yx", "x0"}) each->record(cells, {1.0F}, {1.0F});
   study.draw(7);
   without.draw(7);
@@ -347,7 +347,7 @@ TEST(Hidden_reductions, a_missing_sign_is_none) {
 }
 
 TEST(Hidden_faults, an_event_that_no_share_explains) {
-  Hidden_study study({.noccas = 2, .captures = "x", .pi = false});
+  State_study study({.noccas = 2, .captures = "x", .pi = false});
   study.record("A0", {1.0F});
   study.record("x0", {1.0F});
   study.draw(8);

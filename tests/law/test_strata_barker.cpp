@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "support/hidden_study.h"
+#include "support/state_study.h"
 
 namespace tarn {
 namespace {
@@ -16,7 +16,7 @@ namespace {
 /// release have no matrix it shows the code of state `from`, and is in that state.
 class Resighted {
  public:
-  Resighted(Hidden_study& study, int f, int from, Dots dots, int g = 1)
+  Resighted(State_study& study, int f, int from, Dots dots, int g = 1)
       : study_(study), f_(f), g_(g), dots_(std::move(dots)), moves_first_(study.layout.type == 180) {
     const std::string nothing = dots_.empty(study);
     for (int a = 1; a <= study.strata(); ++a) {
@@ -28,7 +28,7 @@ class Resighted {
         captured(f, a, study.starts_in(a, f, g) * chance, sign, nothing);
     }
   }
-  const Hidden_records_made& records() const { return made_; }
+  const State_records& records() const { return made_; }
 
  private:
   void captured(int o, int a, double share, char sign, std::string cells) {
@@ -75,14 +75,14 @@ class Resighted {
     }
   }
 
-  Hidden_study& study_;
+  State_study& study_;
   int f_, g_;
   Dots dots_;
   bool moves_first_;
-  Hidden_records_made made_;
+  State_records made_;
 };
 
-bool found_dead(const Hidden_study& study, const std::string& cells) {
+bool found_dead(const State_study& study, const std::string& cells) {
   const std::string& states = study.layout.states;
   for (std::size_t k = 1; k < cells.size(); k += 2) {
     const char sign = cells[k];
@@ -95,20 +95,20 @@ bool found_dead(const Hidden_study& study, const std::string& cells) {
 
 struct Case {
   std::string name;
-  Hidden_layout layout;
+  State_layout layout;
 };
 void PrintTo(const Case& c, std::ostream* out) { *out << c.name << " " << c.layout.type; }
 
 class Strata_barker_laws : public testing::TestWithParam<std::tuple<int, Case>> {};
 
 TEST_P(Strata_barker_laws, histories_are_those_of_animals_followed_one_by_one) {
-  Hidden_layout layout = std::get<1>(GetParam()).layout;
+  State_layout layout = std::get<1>(GetParam()).layout;
   layout.type = std::get<0>(GetParam());
   for (const auto& [dots, lengths] : {std::pair(std::string(), std::vector<float>()),
                                       std::pair(std::string("_."), std::vector<float>{0.5F, 2.5F}),
                                       std::pair(std::string("._"), std::vector<float>{2.0F, 0.5F})}) {
     layout.lengths = lengths;
-    Hidden_study study(layout);
+    State_study study(layout);
     study.draw(1);
     const bool pi = layout.pi || study.strata() == 1;
     std::vector<std::pair<int, int>> cohorts;
@@ -195,7 +195,7 @@ INSTANTIATE_TEST_SUITE_P(
             Case{"states at release without a matrix",
                  {.noccas = 3, .captures = "xy", .resightings = "v", .recoveries = "k", .pi = false}})));
 
-void set_worked_rates(Hidden_study& study) {
+void set_worked_rates(State_study& study) {
   for (const auto& [a, s, p, r1, r2, r] :
        {std::tuple(1, 0.8, 0.5, 0.3, 0.15, 0.35), std::tuple(2, 0.7, 0.4, 0.25, 0.1, 0.2)}) {
     study.set("S", a, 1, s);
@@ -210,8 +210,8 @@ void set_worked_rates(Hidden_study& study) {
 }
 
 /// States recognised or not.
-Hidden_study worked(bool pi) {
-  Hidden_study study({.type = 176, .noccas = 2, .by_cohort = false, .pi = pi});
+State_study worked(bool pi) {
+  State_study study({.type = 176, .noccas = 2, .by_cohort = false, .pi = pi});
   set_worked_rates(study);
   for (const auto& [a, delta, rho, rho_prime, b] :
        {std::tuple(1, 0.9, 0.8, 0.6, 0.85), std::tuple(2, 0.75, 0.7, 0.5, 0.65)}) {
@@ -223,7 +223,7 @@ Hidden_study worked(bool pi) {
   return study;
 }
 
-void expect_worked(Hidden_study& study, const std::map<std::string, double>& expected) {
+void expect_worked(State_study& study, const std::map<std::string, double>& expected) {
   for (const auto& [cells, prob] : expected) study.record(cells, {1.0F});
   study.model.finish();
   const std::vector<double> got = study.probabilities();
@@ -232,7 +232,7 @@ void expect_worked(Hidden_study& study, const std::map<std::string, double>& exp
 }
 
 TEST(Strata_barker_worked, states_recognised_or_not) {
-  Hidden_study study = worked(true);
+  State_study study = worked(true);
   expect_worked(
       study, {{"A000", 0.1709698320}, {"U000", 0.0627899730}, {"Aa00", 0.0321300000}, {"Ua00", 0.0035700000},
               {"Au00", 0.0056700000}, {"Uu00", 0.0027300000}, {"AU00", 0.0137519856}, {"UU00", 0.0049473309},
@@ -243,7 +243,7 @@ TEST(Strata_barker_worked, states_recognised_or_not) {
 }
 
 TEST(Strata_barker_worked, releases_without_pi) {
-  Hidden_study study = worked(false);
+  State_study study = worked(false);
   expect_worked(study, {{"A000", 0.3166108000},
                         {"Aa00", 0.0595000000},
                         {"Au00", 0.0105000000},
@@ -267,12 +267,12 @@ TEST(Strata_barker_worked, events_of_captures_resightings_and_recoveries) {
       {"x0yv", {0.0067255524, 0.0066575775}}, {"x0Ak", {0.0014553000, 0.0016590000}},
       {"xBA0", {0.0012907125, 0.0}}};
   for (const int type : {179, 180}) {
-    Hidden_study study({.type = type,
-                        .noccas = 2,
-                        .captures = "xy",
-                        .resightings = "v",
-                        .recoveries = "k",
-                        .by_cohort = false});
+    State_study study({.type = type,
+                       .noccas = 2,
+                       .captures = "xy",
+                       .resightings = "v",
+                       .recoveries = "k",
+                       .by_cohort = false});
     set_worked_rates(study);
     // Positions: A B a b x y v k.
     for (const auto& [a, own, x, rho, rho_prime, b] :
@@ -299,12 +299,12 @@ TEST(Strata_barker_worked, events_of_captures_resightings_and_recoveries) {
 TEST(Strata_barker_worked, a_release_of_an_event_weighs_states) {
   for (const auto& [cells, a, b] : {std::tuple("x000", 0.18, 0.1), std::tuple("y000", 0.12, 0.14),
                                     std::tuple("A000", 0.3, 0.0), std::tuple("B000", 0.0, 0.16)}) {
-    Hidden_study study({.type = 179,
-                        .noccas = 2,
-                        .captures = "xy",
-                        .resightings = "v",
-                        .recoveries = "k",
-                        .by_cohort = false});
+    State_study study({.type = 179,
+                       .noccas = 2,
+                       .captures = "xy",
+                       .resightings = "v",
+                       .recoveries = "k",
+                       .by_cohort = false});
     set_worked_rates(study);
     for (const auto& [state, own, x] : {std::tuple(1, 0.5, 0.3), std::tuple(2, 0.4, 0.25)}) {
       study.set("Delta", state, state, own);
@@ -321,7 +321,7 @@ TEST(Strata_barker_worked, a_release_of_an_event_weighs_states) {
 }
 
 /// Every rate of a parameter, whatever its row, from a study with the same rows and columns.
-void copy_rates(Hidden_study& from, const std::string& name, Hidden_study& to, const std::string& its_name,
+void copy_rates(State_study& from, const std::string& name, State_study& to, const std::string& its_name,
                 int a, int columns) {
   for (int f = 1; f <= columns; ++f)
     for (int c = f; c <= columns; ++c) to.real(its_name, a, 1, f, c) = from.real(name, a, 1, f, c);
@@ -329,8 +329,8 @@ void copy_rates(Hidden_study& from, const std::string& name, Hidden_study& to, c
 
 TEST(Strata_barker_reductions, one_state_is_barkers_model_without_emigration) {
   for (const int type : {176, 179, 180}) {
-    Hidden_study study({.type = type, .noccas = 3, .states = "A", .lengths = {0.5F, 2.0F}});
-    Hidden_study barker({.type = 8, .noccas = 3, .states = "1", .lengths = {0.5F, 2.0F}});
+    State_study study({.type = type, .noccas = 3, .states = "A", .lengths = {0.5F, 2.0F}});
+    State_study barker({.type = 8, .noccas = 3, .states = "1", .lengths = {0.5F, 2.0F}});
     study.draw(11);
     for (const char* name : {"S", "r", "R", "R'"}) copy_rates(study, name, barker, name, 1, 3);
     copy_rates(study, "p", barker, "p", 1, 2);
@@ -364,7 +364,7 @@ TEST(Strata_barker_reductions, one_state_is_barkers_model_without_emigration) {
 
 TEST(Strata_barker_reductions, without_resightings_states_are_strata_with_recoveries) {
   for (const int type : {176, 179}) {
-    Hidden_study study({.type = type, .noccas = 3, .pi = false}), strata({.type = 21, .noccas = 3});
+    State_study study({.type = type, .noccas = 3, .pi = false}), strata({.type = 21, .noccas = 3});
     study.draw(12);
     for (int a = 1; a <= 2; ++a) {
       for (const char* name : {"R", "R'"}) study.set(name, a, 1, 0.0);
@@ -400,7 +400,7 @@ TEST(Strata_barker_reductions, without_resightings_states_are_strata_with_recove
 
 TEST(Strata_barker_reductions, an_event_a_list_is_a_state_not_recognised) {
   const std::vector<std::string> records{"U00000", "A0UUU0", "AAU0Bu", "UU00Ub", "B000A0", "UAA00a"};
-  Hidden_study one({.type = 176, .noccas = 3}),
+  State_study one({.type = 176, .noccas = 3}),
       events({.type = 179, .noccas = 3, .captures = "x", .resightings = "v", .recoveries = "k"});
   one.draw(13);
   for (int a = 1; a <= 2; ++a) {
@@ -430,12 +430,11 @@ TEST(Strata_barker_reductions, an_event_a_list_is_a_state_not_recognised) {
 }
 
 TEST(Strata_barker_reductions, who_never_moves_does_not_care_when) {
-  const Hidden_layout layout{
-      .type = 179, .noccas = 3, .captures = "x", .resightings = "v", .recoveries = "k"};
-  Hidden_layout first = layout;
+  const State_layout layout{.type = 179, .noccas = 3, .captures = "x", .resightings = "v", .recoveries = "k"};
+  State_layout first = layout;
   first.type = 180;
-  Hidden_study behind(layout), ahead(first);
-  for (Hidden_study* each : {&behind, &ahead}) {
+  State_study behind(layout), ahead(first);
+  for (State_study* each : {&behind, &ahead}) {
     each->draw(14);
     each->set("Psi", 1, 2, 0.0);
     each->set("Psi", 2, 1, 0.0);
@@ -451,7 +450,7 @@ TEST(Strata_barker_reductions, who_never_moves_does_not_care_when) {
 }
 
 TEST(Strata_barker_faults, a_release_that_no_share_explains) {
-  Hidden_study study({.type = 176, .noccas = 2, .pi = false});
+  State_study study({.type = 176, .noccas = 2, .pi = false});
   study.record("A000", {1.0F});
   study.record("U000", {1.0F});
   study.draw(15);

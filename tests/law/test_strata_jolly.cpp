@@ -8,7 +8,7 @@
 #include <string>
 #include <vector>
 
-#include "support/hidden_study.h"
+#include "support/state_study.h"
 
 namespace tarn {
 namespace {
@@ -17,12 +17,12 @@ namespace {
 /// them.
 class Entered {
  public:
-  Entered(Hidden_study& study, Dots dots, int g = 1) : study_(study), g_(g), dots_(std::move(dots)) {
+  Entered(State_study& study, Dots dots, int g = 1) : study_(study), g_(g), dots_(std::move(dots)) {
     for (int o = 1; o <= study.noccas(); ++o)
       for (int a = 1; a <= study.strata(); ++a)
         there(o, a, study.enters_at(o, g) * study.starts_in(a, o, g), dots_.empty(study));
   }
-  const Hidden_records_made& records() const { return made_; }
+  const State_records& records() const { return made_; }
   std::string unseen() const { return dots_.empty(study_); }
   double pstar() const { return 1.0 - made_.at(unseen()); }
 
@@ -46,15 +46,15 @@ class Entered {
       there(o + 1, b, share * s * study_.moves(a, b, 1, o, g_), cells);
   }
 
-  Hidden_study& study_;
+  State_study& study_;
   int g_;
   Dots dots_;
-  Hidden_records_made made_;
+  State_records made_;
 };
 
 struct Case {
   std::string name;
-  Hidden_layout layout;
+  State_layout layout;
   bool last_left = false;  ///< the last share of entrants has no parameter
 };
 void PrintTo(const Case& c, std::ostream* out) { *out << c.name << " " << c.layout.type; }
@@ -62,10 +62,10 @@ void PrintTo(const Case& c, std::ostream* out) { *out << c.name << " " << c.layo
 class Strata_jolly_laws : public testing::TestWithParam<Case> {};
 
 TEST_P(Strata_jolly_laws, histories_are_those_of_animals_followed_one_by_one) {
-  Hidden_layout layout = GetParam().layout;
+  State_layout layout = GetParam().layout;
   for (const bool unequal : {false, true}) {
     if (unequal) layout.lengths = {0.5F, 2.5F, 3.0F};
-    Hidden_study study(layout);
+    State_study study(layout);
     study.model.job().model.pentfirst = GetParam().last_left ? 0 : 1;
     study.draw(1);
     // Every pattern of dots has histories of its own, all of them in one data set.
@@ -129,10 +129,9 @@ INSTANTIATE_TEST_SUITE_P(
         Case{"the last entrants left over", {.type = 185, .noccas = 3, .captures = "xy"}, true},
         Case{"three states, two events", {.type = 185, .noccas = 3, .states = "XYZ", .captures = "ab"}}));
 
-Hidden_study worked(int type) {
-  Hidden_study study(type == 183
-                         ? Hidden_layout{.type = 183, .noccas = 3}
-                         : Hidden_layout{.type = 185, .noccas = 3, .captures = "xy", .certain = false});
+State_study worked(int type) {
+  State_study study(type == 183 ? State_layout{.type = 183, .noccas = 3}
+                                : State_layout{.type = 185, .noccas = 3, .captures = "xy", .certain = false});
   study.set("S", 1, 1, 0.8);
   study.set("S", 2, 1, 0.7);
   study.set("Psi", 1, 2, 0.3);
@@ -149,7 +148,7 @@ Hidden_study worked(int type) {
 }
 
 void expect_worked(int type, const std::map<std::string, double>& expected) {
-  Hidden_study study = worked(type);
+  State_study study = worked(type);
   for (const auto& [cells, prob] : expected) study.record(cells, {1.0F});
   study.model.finish();
   const std::vector<double> got = study.probabilities();
@@ -180,7 +179,7 @@ TEST(Strata_jolly_worked, events) {
 }
 
 TEST(Strata_jolly_reductions, codes_that_are_always_given_are_states_known) {
-  Hidden_study known({.type = 183, .noccas = 3}), hidden({.type = 185, .noccas = 3, .captures = "x"});
+  State_study known({.type = 183, .noccas = 3}), hidden({.type = 185, .noccas = 3, .captures = "x"});
   known.draw(21);
   hidden.draw(22);
   for (int a = 1; a <= 2; ++a) {
@@ -195,7 +194,7 @@ TEST(Strata_jolly_reductions, codes_that_are_always_given_are_states_known) {
     }
   }
   for (const char* cells : {"A00", "0B0", "00A", "ABA", "A.B", "0BB", "..A"})
-    for (Hidden_study* each : {&known, &hidden}) each->record(cells, {1.0F}, {1.0F});
+    for (State_study* each : {&known, &hidden}) each->record(cells, {1.0F}, {1.0F});
   known.model.finish();
   hidden.model.finish();
   for (const bool lost : {false, true}) {
@@ -207,7 +206,7 @@ TEST(Strata_jolly_reductions, codes_that_are_always_given_are_states_known) {
 
 // Who was there from the start is followed from a capture on as strata are.
 TEST(Strata_jolly_reductions, behind_a_first_capture_nothing_tells_of_entries) {
-  Hidden_study population({.type = 183, .noccas = 3}), strata({.type = 9, .noccas = 3, .by_cohort = false});
+  State_study population({.type = 183, .noccas = 3}), strata({.type = 9, .noccas = 3, .by_cohort = false});
   population.draw(23);
   for (int c = 1; c <= 2; ++c) {
     population.real("pent", 1, 1, 1, c) = 0.0;
@@ -218,7 +217,7 @@ TEST(Strata_jolly_reductions, behind_a_first_capture_nothing_tells_of_entries) {
     }
   }
   for (const char* cells : {"A00", "AA0", "A0B", "ABA", "0A0", "0AB"})
-    for (Hidden_study* each : {&population, &strata}) each->record(cells, {1.0F});
+    for (State_study* each : {&population, &strata}) each->record(cells, {1.0F});
   population.model.finish();
   strata.model.finish();
   const std::vector<double> got = population.probabilities(), expected = strata.probabilities();
@@ -228,7 +227,7 @@ TEST(Strata_jolly_reductions, behind_a_first_capture_nothing_tells_of_entries) {
 
 // All are caught who are there: first captures on occasion 1 come in the shares of the entries.
 TEST(Strata_jolly_reductions, certain_captures_show_the_entries) {
-  Hidden_study study({.type = 183, .noccas = 3});
+  State_study study({.type = 183, .noccas = 3});
   study.draw(24);
   study.set("p", 1, 1, 1.0);
   study.set("p", 2, 1, 1.0);
@@ -242,7 +241,7 @@ TEST(Strata_jolly_reductions, certain_captures_show_the_entries) {
 // Nothing can be caught: the floor stands for the chance.
 TEST(Strata_jolly_reductions, who_cannot_be_caught_has_the_floor) {
   for (const int type : {183, 185}) {
-    Hidden_study study({.type = type, .noccas = 3, .captures = type == 185 ? "x" : ""});
+    State_study study({.type = type, .noccas = 3, .captures = type == 185 ? "x" : ""});
     study.draw(25);
     study.set("p", 1, 1, 0.0);
     study.set("p", 2, 1, 0.0);
@@ -258,7 +257,7 @@ TEST(Strata_jolly_reductions, who_cannot_be_caught_has_the_floor) {
 // too.
 TEST(Strata_jolly_charges, over_full_rows_ahead_of_a_first_capture_are_charged_in_serial_runs) {
   for (const int type : {183, 185}) {
-    Hidden_study study({.type = type, .noccas = 3, .states = "ABC", .captures = type == 185 ? "x" : ""});
+    State_study study({.type = type, .noccas = 3, .states = "ABC", .captures = type == 185 ? "x" : ""});
     study.draw(26);
     study.real("Psi", 1, 2, 1, 1) = 0.7;
     study.real("Psi", 1, 3, 1, 1) = 0.5;
@@ -266,6 +265,14 @@ TEST(Strata_jolly_charges, over_full_rows_ahead_of_a_first_capture_are_charged_i
     study.model.finish();
     study.model.func(study.reals);
     EXPECT_NEAR(study.model.value.sumpen, 0.8, 1e-12) << type;
+    // And those behind it as well.
+    study.real("Psi", 1, 2, 1, 2) = 0.7;
+    study.real("Psi", 1, 3, 1, 2) = 0.6;
+    study.record("0A0", {1.0F});
+    study.model.job().data.encounters.observed(1, 1) = 0.0F;
+    study.model.set_threads(1);
+    study.model.func(study.reals);
+    EXPECT_NEAR(study.model.value.sumpen, 0.8 + 1.2, 1e-9) << type;
     study.model.force_threads(2);
     study.model.func(study.reals);
     EXPECT_EQ(study.model.value.sumpen, 0.0) << type;

@@ -8,16 +8,15 @@
 #include <vector>
 
 #include "derived_model.h"
-#include "support/hidden_study.h"
+#include "support/state_study.h"
 
 namespace tarn {
 namespace {
 
 /// The worked design of two states and three occasions.
-Hidden_study worked(int type, bool last_left = false) {
-  Hidden_study study(type == 183
-                         ? Hidden_layout{.type = 183, .noccas = 3}
-                         : Hidden_layout{.type = 185, .noccas = 3, .captures = "xy", .certain = false});
+State_study worked(int type, bool last_left = false) {
+  State_study study(type == 183 ? State_layout{.type = 183, .noccas = 3}
+                                : State_layout{.type = 185, .noccas = 3, .captures = "xy", .certain = false});
   study.model.job().model.pentfirst = last_left ? 0 : 1;
   study.set("S", 1, 1, 0.8);
   study.set("S", 2, 1, 0.7);
@@ -37,7 +36,7 @@ Hidden_study worked(int type, bool last_left = false) {
 struct Section_values {
   List<double> values, added;
 };
-Section_values values_of(Hidden_study& study, Derived_routine routine, int count) {
+Section_values values_of(State_study& study, Derived_routine routine, int count) {
   Derived_frame frame(study.model.job());
   frame.added_variance.assign(count, 0.0);
   Section_values made{List<double>(count, 0.0), {}};
@@ -55,7 +54,7 @@ const std::vector<double> born{0.3, 0.15 * 1.1157177566, 0.06 * 1.1157177566,
 TEST(State_abundance, follows_from_the_animals_caught) {
   for (const int type : {183, 185})
     for (const bool last_left : {false, true}) {
-      Hidden_study study = worked(type, last_left);
+      State_study study = worked(type, last_left);
       study.record(type == 183 ? "A00" : "x00", {100.0F});
       study.record(type == 183 ? "0BB" : "0xy", {40.0F}, {10.0F});
       study.model.finish();
@@ -77,7 +76,7 @@ TEST(State_abundance, follows_from_the_animals_caught) {
 
 // Each animal stands for 1 / p* of those sampled as it was.
 TEST(State_abundance, animals_count_by_their_own_sampling) {
-  Hidden_study study = worked(183);
+  State_study study = worked(183);
   study.record("A00", {30.0F});
   study.record("A.0", {20.0F});
   study.model.finish();
@@ -90,7 +89,7 @@ TEST(State_abundance, animals_count_by_their_own_sampling) {
 }
 
 TEST(State_abundance, survival_of_1_bears_what_enters) {
-  Hidden_study study = worked(183);
+  State_study study = worked(183);
   study.set("S", 1, 1, 1.0);
   study.record("A00", {30.0F});
   study.model.finish();
@@ -101,7 +100,7 @@ TEST(State_abundance, survival_of_1_bears_what_enters) {
 }
 
 TEST(State_abundance, groups_stand_apart) {
-  Hidden_study study(Hidden_layout{.type = 183, .noccas = 3, .groups = 2});
+  State_study study(State_layout{.type = 183, .noccas = 3, .groups = 2});
   study.draw(5);
   study.record("A00", {30.0F, 7.0F});
   study.record("0B0", {0.0F, 5.0F}, {2.0F, 0.0F});

@@ -1,7 +1,7 @@
 #pragma once
 // Jobs of animals whose state is not known, or that enter in one of several states: every cell of every
 // matrix is a real parameter of its own. What the routines must agree with follows animals event by event,
-// from what `Hidden_study` says of each step; nothing of the routines is used.
+// from what `State_study` says of each step; nothing of the routines is used.
 
 #include <algorithm>
 #include <cctype>
@@ -20,7 +20,7 @@
 
 namespace tarn {
 
-struct Hidden_layout {
+struct State_layout {
   int type = 178;
   int noccas = 3;
   std::string states = "AB";
@@ -40,9 +40,9 @@ struct Hidden_layout {
   int groups = 1;
 };
 
-class Hidden_study {
+class State_study {
  public:
-  explicit Hidden_study(const Hidden_layout& layout_)
+  explicit State_study(const State_layout& layout_)
       : layout(layout_), model(layout.type, layout.noccas, layout.groups), row(datatype(layout.type)) {
     Status_module& status = model.job().status;
     status.liveeh = row.live ? 1 : 0;
@@ -206,7 +206,7 @@ class Hidden_study {
     return all;
   }
 
-  const Hidden_layout layout;
+  const State_layout layout;
   Model_builder model;
   const Datatype& row;
   std::vector<std::string> histories;
@@ -293,7 +293,7 @@ class Hidden_study {
 };
 
 /// Records and their chances.
-class Hidden_records_made {
+class State_records {
  public:
   void add(const std::string& cells, double share) { shares_[cells] += share; }
   const std::map<std::string, double>& shares() const { return shares_; }
@@ -329,7 +329,7 @@ class Dots {
     return static_cast<std::size_t>(o) <= dots_.size() && dots_[static_cast<std::size_t>(o) - 1] == '.';
   }
   /// Cells of nothing met.
-  std::string empty(const Hidden_study& study) const {
+  std::string empty(const State_study& study) const {
     std::string cells(study.width() * static_cast<std::size_t>(study.noccas()), '0');
     for (int o = 1; o <= study.noccas(); ++o)
       if (at(o)) cells[study.at(o)] = '.';
