@@ -248,17 +248,6 @@ struct Strata_barker : Counts_hidden<Strata_barker<events, moves_first>> {
   }
 };
 
-template <class Family, class Real>
-Ch_result<Real> barker_cell(const Job& job, History histry, int i, int j, int lost, const Reals<Real>& parm,
-                            Cell_work<Real>& work) {
-  const Hidden_facts& facts = hidden_facts<Family>(work, i, histry);
-  if (facts.first == 0) {
-    work.fail(i, no_result_text);
-    return Ch_result<Real>::floor();
-  }
-  return Ch_result<Real>::from(hidden_history<Family>(job, facts, histry, i, lost != 0, j, parm, work));
-}
-
 using Recognised_or_not = Strata_barker<false, false>;
 using Events = Strata_barker<true, false>;
 using Events_after_moves = Strata_barker<true, true>;
@@ -268,19 +257,19 @@ using Events_after_moves = Strata_barker<true, true>;
 template <class Real>
 void chprob176(const Job& job, Ch_result<Real>& result, History histry, int i, int j, int lost,
                const Reals<Real>& parm, Cell_work<Real>& work) {
-  result = barker_cell<Recognised_or_not>(job, histry, i, j, lost, parm, work);
+  result = hidden_cell<Recognised_or_not>(job, histry, i, j, lost != 0, parm, work, no_result_text);
 }
 
 template <class Real>
 void chprob179(const Job& job, Ch_result<Real>& result, History histry, int i, int j, int lost,
                const Reals<Real>& parm, Cell_work<Real>& work) {
-  result = barker_cell<Events>(job, histry, i, j, lost, parm, work);
+  result = hidden_cell<Events>(job, histry, i, j, lost != 0, parm, work, no_result_text);
 }
 
 template <class Real>
 void chprob180(const Job& job, Ch_result<Real>& result, History histry, int i, int j, int lost,
                const Reals<Real>& parm, Cell_work<Real>& work) {
-  result = barker_cell<Events_after_moves>(job, histry, i, j, lost, parm, work);
+  result = hidden_cell<Events_after_moves>(job, histry, i, j, lost != 0, parm, work, no_result_text);
 }
 
 TARN_CELL_ROUTINE(chprob176, Recognised_or_not)

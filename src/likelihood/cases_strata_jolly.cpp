@@ -9,8 +9,8 @@
 //   the whole   over p*, the chance of a capture on the occasions that were sampled
 //   an animal lost on capture is followed to its last capture only, p* is that of one never lost
 
-#include "likelihood/blocks/classification.h"
 #include "likelihood/blocks/entrants.h"
+#include "likelihood/blocks/event_signs.h"
 #include "likelihood/blocks/hidden.h"
 #include "likelihood/blocks/samplings.h"
 #include "likelihood/blocks/strata.h"
@@ -104,14 +104,12 @@ namespace {
 
 struct Hidden_population : Counts_hidden<Hidden_population> {
   struct Prepared : Hidden_records {
-    explicit Prepared(const Job& job)
-        : Hidden_records(job, {.whole_study = true}),
-          codes(job.data.strata.substr(0, static_cast<std::size_t>(job.status.nstrta + job.status.nevents))) {
+    explicit Prepared(const Job& job) : Hidden_records(job, {.whole_study = true}), signs(job) {
       for (int i = 1; i <= job.data.encounters.size(); ++i)
         samplings.add(i, text_of_sampling(job.data.encounters.history(i), 1), 1);
       samplings.number_them();
     }
-    std::string codes;
+    Event_signs signs;
     Samplings samplings;
   };
   template <class Real>
@@ -124,7 +122,8 @@ struct Hidden_population : Counts_hidden<Hidden_population> {
     const Unseen<Real> ahead = unseen(job, place, parm, work);
     Real over = ahead.charged(first);
     for (int a = 1; a <= static_cast<int>(v.size()); ++a) {
-      const Classified<Real> seen = recorded(job, place, a, first, parm, work);
+      const Classified<Real> seen =
+          recorded_sign(job, prepared<Hidden_population>(work).signs, place, a, first, parm, work);
       // Without a chance to be caught the floor stands for all histories.
       v[static_cast<std::size_t>(a) - 1] =
           vanishes(ahead.pstar)
@@ -145,22 +144,10 @@ struct Hidden_population : Counts_hidden<Hidden_population> {
   template <class Real>
   static Real shown(const Job& job, const Hidden_place& place, int c, const Reals<Real>& parm,
                     Cell_work<Real>& work, Hidden_shown<Real>& shown) {
-    const char sign = place.histry.live(c + 1);
-    if (sign == '.') return 0.0;
-    shown.met = captured(sign);
-    Real over = 0.0;
-    for (int a = 1; a <= job.status.nstrta; ++a) {
-      const Real& p = caught_on(job, c + 1, a, place.group, parm, work);
-      Real& after = shown.after[static_cast<std::size_t>(a) - 1];
-      if (!shown.met) {
-        after = 1.0 - p;
-        continue;
-      }
-      const Classified<Real> seen = recorded(job, place, a, c + 1, parm, work);
-      after = p * seen.chance;
-      over += seen.over;
-    }
-    return over;
+    const auto caught = [&](int a) -> const Real& {
+      return caught_on(job, c + 1, a, place.group, parm, work);
+    };
+    return show_sign(job, prepared<Hidden_population>(work).signs, place, c, caught, parm, work, shown);
   }
 
   template <class Real>
@@ -170,18 +157,6 @@ struct Hidden_population : Counts_hidden<Hidden_population> {
     const int sampling = records.find(place.i, place.histry) != nullptr ? records.samplings.of(place.i) : -1;
     return unseen_animals<Hidden_population>(job, place.group, place.histry, sampling,
                                              records.samplings.examples().size(), parm, work);
-  }
-
- private:
-  /// How one of state a is recorded on an occasion.
-  template <class Real>
-  static Classified<Real> recorded(const Job& job, const Hidden_place& place, int a, int o,
-                                   const Reals<Real>& parm, Cell_work<Real>& work) {
-    const std::string& codes = prepared<Hidden_population>(work).codes;
-    return classified<Real>(
-        {Parameter::Delta, 1, place.group, o, job.status.noccas}, a,
-        static_cast<int>(codes.find(place.histry.live(o))) + 1, static_cast<int>(codes.size()),
-        [](int k) { return k; }, parm, work);
   }
 };
 

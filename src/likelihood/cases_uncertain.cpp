@@ -213,14 +213,7 @@ struct Uncertain_states : Counts_hidden<Uncertain_states> {
 template <class Real>
 void uncertain_states(const Job& job, Ch_result<Real>& result, History histry, int i, int j, int lost,
                       const Reals<Real>& parm, Cell_work<Real>& work) {
-  const Hidden_facts& facts = hidden_facts<Uncertain_states>(work, i, histry);
-  if (facts.first == 0) {
-    work.fail(i, no_result_text);
-    result = Ch_result<Real>::floor();
-    return;
-  }
-  result = Ch_result<Real>::from(
-      hidden_history<Uncertain_states>(job, facts, histry, i, lost != 0, j, parm, work));
+  result = hidden_cell<Uncertain_states>(job, histry, i, j, lost != 0, parm, work, no_result_text);
 }
 
 TARN_CELL_ROUTINE(uncertain_states, Uncertain_states)

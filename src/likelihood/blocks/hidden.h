@@ -17,6 +17,7 @@
 #include <functional>
 #include <span>
 #include <string>
+#include <string_view>
 #include <type_traits>
 #include <vector>
 
@@ -639,6 +640,28 @@ Real hidden_history(const Job& job, const Hidden_facts& facts, History histry, i
   return detail::sum_of<Real>(v.data(), n) + z;
 }
 
+/// Facts of `histry`: the prepared ones when it is record i's own cells, else computed into the work area.
+template <class Family, class Real>
+const Hidden_facts& hidden_facts(Cell_work<Real>& work, int i, History histry) {
+  const Hidden_records& records = prepared<Family>(work);
+  if (const Hidden_facts* own = records.find(i, histry)) return *own;
+  Hidden_tables<Real>& room = kept<Family>(work);
+  room.made_up_facts = records.facts_of(histry);
+  return room.made_up_facts;
+}
+
+/// The cell of a record; `invalid` is the fault of one without a capture.
+template <class Family, class Real>
+Ch_result<Real> hidden_cell(const Job& job, History histry, int i, int j, bool lost, const Reals<Real>& parm,
+                            Cell_work<Real>& work, std::string_view invalid) {
+  const Hidden_facts& facts = hidden_facts<Family>(work, i, histry);
+  if (facts.first == 0) {
+    work.fail(i, invalid);
+    return Ch_result<Real>::floor();
+  }
+  return Ch_result<Real>::from(hidden_history<Family>(job, facts, histry, i, lost, j, parm, work));
+}
+
 /// Families of hidden states derive from this: see `Cell_routines::counted`. Histories are told apart once
 /// for a model; at each evaluation they are walked as they are sorted.
 template <class Family>
@@ -674,15 +697,5 @@ struct Counts_hidden {
     return true;
   }
 };
-
-/// Facts of `histry`: the prepared ones when it is record i's own cells, else computed into the work area.
-template <class Family, class Real>
-const Hidden_facts& hidden_facts(Cell_work<Real>& work, int i, History histry) {
-  const Hidden_records& records = prepared<Family>(work);
-  if (const Hidden_facts* own = records.find(i, histry)) return *own;
-  Hidden_tables<Real>& room = kept<Family>(work);
-  room.made_up_facts = records.facts_of(histry);
-  return room.made_up_facts;
-}
 
 }  // namespace tarn
