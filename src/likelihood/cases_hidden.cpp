@@ -23,7 +23,9 @@ namespace {
 
 struct Hidden_markov : Counts_hidden<Hidden_markov> {
   struct Prepared : Hidden_records {
-    explicit Prepared(const Job& job) : Hidden_records(job, {}), signs(job) {}
+    explicit Prepared(const Job& job)
+        : Hidden_records(job, {.certain_start = job.status.nstrta > 1 && !has_matrix(job, "pi")}),
+          signs(job) {}
     Event_signs signs;
   };
   template <class Real>

@@ -7,10 +7,11 @@
 //   interval c  alive to its end with S_a(c): resighted with R_a(c), or not. Dead: reported with r_a(c); or
 //               not, and then resighted before with R'_a(c), or not. S is to the power of the interval's
 //               length, 1 - R and 1 - R' are. There is an interval behind the last occasion
-//   signs       rho_a tells that of a resighting that survives, rho'_a that of one that dies, b_a of a
-//   recovery occasion o  alive in a: sign q with p_a(o - 1) Delta(a, q)(o), "0" with 1 - p_a(o - 1), "." with
-//   1 moves       from a to b with Psi(a, b)(c), at the end of interval c; in type 180 at its beginning
-//   behind a recovery nothing counts, of an animal lost on capture nothing behind the last capture
+//   signs       rho_a: of a resighting that survives; rho'_a: of one that dies; b_a: of a recovery
+//   occasion o  alive in a: sign q with p_a(o - 1) Delta(a, q)(o), "0" with 1 - p_a(o - 1), "." with 1
+//   moves       from a to b with Psi(a, b)(c), at the end of interval c; in type 180 at its beginning
+//
+// Behind a recovery nothing counts, of an animal lost on capture nothing behind the last capture.
 
 #include <string>
 #include <string_view>

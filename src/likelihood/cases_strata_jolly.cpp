@@ -40,6 +40,13 @@ struct Strata_population : Counts_strata<Strata_population> {
     return caught_on(job, c + 1, b, place.group, parm, work);
   }
 
+  /// What transitions ahead of a first capture are charged.
+  template <class Real>
+  static Real start_charge(const Job& job, const Stratum_place& place, int first, const Reals<Real>& parm,
+                           Cell_work<Real>& work) {
+    return unseen(job, place, parm, work).charged(first);
+  }
+
   /// Chance of a first capture in stratum `from`.
   template <class Real>
   static Real starts(const Job& job, const Stratum_place& place, int first, int from, const Reals<Real>& parm,
@@ -89,8 +96,6 @@ void chprob183(const Job& job, Ch_result<Real>& result, History histry, int i, i
   result = given_unseen<Strata_population>(ahead, work, [&] {
     return stratum_history<Strata_population>(job, facts, histry, i, lost != 0, j, parm, work);
   });
-  if (const Real& charged = ahead.charged(facts.first); value_of(charged) != 0.0)
-    work.penlty[1] = work.penlty[1] + charged;
 }
 
 TARN_CELL_ROUTINE(chprob183, Strata_population)

@@ -4,17 +4,16 @@
 // blocks/hidden.h.
 //
 //   states      alive in one of n states, dead
-//   first       of state a with pi_a. In a session that shows the state, with the chance of what is shown
-//   there
-//               given a capture, e(a) / p*(a); in one that does not, the animal is one of those caught and
-//               not recognised, which is so with C = sum of pi_k u(k) / p*(k), and of these of state a and
-//               with what is shown with Omega_a e(a) / sum of Omega_k u(k)
+//   first       of state a with pi_a. A session that shows the state: with the chance of what it shows,
+//               given a capture, e(a) / p*(a). One that does not: the animal is one of those caught and not
+//               recognised, with C = sum of pi_k u(k) / p*(k), and of these with Omega_a e(a) / sum of
+//               Omega_k u(k) of state a, showing this
 //   interval s  survives with S_a(s), to the power of the interval's length; survivors then move from a to b
 //               with Psi(a, b)(s), and stay with what is left of 1
 //   session s   alive in a: shows with e(a) what is shown; dead: never caught
-//   e, p*, u    chances of what a session shows, of a capture in it, of captures of which none shows the
-//   state an animal lost on capture is followed to its last capture only; it might have shown anything later
+//   e, p*, u    chances of what a session shows, of a capture in it, of captures that do not show the state
 //
+// An animal lost on capture is followed to its last capture only; it might have shown anything later.
 // Signs: codes of the states, recorded with certainty, then one for all captures that leave the state open,
 // or, in one of the types, n codes of a guess: right with R_a(j), else any of the others.
 // S and Psi stand in the row of the first session, column s; pi and Omega in row 1, column s; the rates of

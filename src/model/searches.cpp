@@ -331,7 +331,11 @@ Searches_end search(Job& job, const Search_objective& objective, const Minimiser
   std::optional<Start_design> design;  // made where other starts follow
   std::vector<std::vector<double>> others;
   int random = 0;
-  bool improper = false, uncharged = false;
+  // A serial run is charged for it, and so are the further searches of others.
+  const auto above_one = [&](const std::vector<double>& x) {
+    return job.status.num_threads > 1 && has_rows(job) && point.is_above_one(x);
+  };
+  bool improper = false;
   if (starts.random) {
     const Kept_floating_environment made_up;
     design.emplace(job, best.start);
@@ -341,7 +345,7 @@ Searches_end search(Job& job, const Search_objective& objective, const Minimiser
     const Kept_floating_environment made_up;
     Complaint found = complaint(job, best, value);
     if (starts.ended_at_start) found.why = Second_start::no_move;
-    improper = point.is_above_one(best.x);
+    improper = above_one(best.x);
     if (improper) found.why = Second_start::improper;
     starts.why = found.why;
     if (found.why != Second_start::none) {
@@ -353,7 +357,7 @@ Searches_end search(Job& job, const Search_objective& objective, const Minimiser
 
   // Where histories are no probabilities -2 log likelihood has no meaning, as on the floor.
   const auto is_none = [&](const std::vector<double>& x) {
-    return rests_on_the_floor(job, x) || (job.status.num_threads > 1 && point.is_above_one(x));
+    return rests_on_the_floor(job, x) || above_one(x);
   };
   if (design) best.on_the_floor = is_none(best.x);
   std::vector<double> maxima, idle;
@@ -392,7 +396,7 @@ Searches_end search(Job& job, const Search_objective& objective, const Minimiser
   };
   if (improper) {
     // From here on as in a serial run, which is charged for what made the first search go astray.
-    uncharged = !point.count_serial_penalty(true);
+    point.count_serial_penalty(true);
     compare(finished(search_from(best.start)));
   }
   for (std::vector<double>& start : others) {
@@ -415,7 +419,7 @@ Searches_end search(Job& job, const Search_objective& objective, const Minimiser
     best = std::move(ended);
     starts.kept = starts.starts;
   }
-  if (uncharged) {
+  if (improper) {
     point.count_serial_penalty(false);
     best.end.f = point.move_to(best.x).f;
   }

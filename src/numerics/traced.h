@@ -15,6 +15,14 @@
 
 #include "numerics/dual.h"
 
+// A function of which callers know nothing but its declaration. A trace is reached through the addresses of
+// its steps, too, and what an optimizer derives of it across calls was seen to be wrong.
+#if defined(__GNUC__) && !defined(__clang__)
+#define TARN_OPAQUE [[gnu::noipa]]
+#else
+#define TARN_OPAQUE [[gnu::noinline]]
+#endif
+
 namespace tarn {
 
 template <class T>
@@ -131,8 +139,10 @@ class Trace {
     explicit Stack(Trace& trace) : trace_(&trace) {}
 
     Step* add(const Step& step) {
-      if (next_ == end_) grow();
-      return new (next_++) Step(step);
+      // The place comes from `grow` itself: g++ 12 was seen to keep the one before it in a register.
+      Step* const place = next_ == end_ ? grow() : next_;
+      next_ = place + 1;
+      return new (place) Step(step);
     }
     Step* at(std::size_t k) { return chunks_[k / steps_of_chunk]->steps() + k % steps_of_chunk; }
 
@@ -169,7 +179,8 @@ class Trace {
       step.adjoint = 0.0;
     }
 
-    void grow() {
+    /// Goes to the next chunk and gives its first place.
+    TARN_OPAQUE Step* grow() {
       if (next_ != nullptr && chunk_ + 1 < chunks_.size()) {
         ++chunk_;
       } else {
@@ -180,6 +191,7 @@ class Trace {
       }
       next_ = chunks_[chunk_]->steps();
       end_ = next_ + steps_of_chunk;
+      return next_;
     }
 
     Trace* trace_;

@@ -185,7 +185,7 @@ struct Hidden_walk {
     const std::vector<unsigned char>* states = nullptr;
   };
   std::vector<Step> steps;
-  std::vector<T> x, by_u;
+  std::vector<T> by_u;
 };
 
 /// What families of hidden states keep.
@@ -386,7 +386,6 @@ class Sorted_walk {
     if (walk.steps.size() < static_cast<std::size_t>(records_.periods()) + 1) {
       walk.steps.resize(static_cast<std::size_t>(records_.periods()) + 1);
       for (auto& step : walk.steps) step.v.resize(n_), step.u.resize(n_), step.by_v.resize(n_);
-      walk.x.resize(n_);
       walk.by_u.resize(n_);
     }
   }

@@ -14,12 +14,16 @@
 namespace tarn {
 namespace {
 
-/// Whether the rows r and s of a matrix hold the same from column `from` on.
-bool rows_alike(const Pim_view& matrix, int r, int s, int from) {
+/// Whether the rows r and s of a matrix hold the same as far as they are read behind a first capture in
+/// period `first`. Columns that count back from the last period begin further left the fewer they are, and
+/// the last one may serve all that follow.
+bool rows_alike(const Pim_view& matrix, int r, int s, int first, int periods) {
   const int a = matrix.row_read(r), b = matrix.row_read(s);
   if (a == b) return true;
   if (std::max(a, b) > matrix.nrows) return false;
-  for (int c = from; c <= matrix.ncols; ++c)
+  const bool few = matrix.ncols < periods - 1;
+  if (few && !matrix.square) return false;
+  for (int c = few ? 1 : std::min(first, matrix.ncols); c <= matrix.ncols; ++c)
     if (matrix.row(a)[c] != matrix.row(b)[c]) return false;
   return true;
 }
@@ -98,7 +102,7 @@ void Hidden_records::find_classes(const Job& job) {
     bool same = true;
     for_each_matrix(job, [&](const Pim_place& at, const Pim& matrix) {
       if (same && at.g == j && matrix.nrows > 1)
-        same = rows_alike(Pim_view(matrix), row(first), row(other), first);
+        same = rows_alike(Pim_view(matrix), row(first), row(other), first, periods());
     });
     return same;
   };
@@ -129,6 +133,12 @@ void Hidden_records::find_leaves(const Job& job) {
   const Encounter_store& encounters = job.data.encounters;
   Numbers numbers;
   counted_.assign(facts_.size(), 0);
+  // Tables of what few records share would take more room than they save time.
+  Samplings samplings;
+  for (int i = 1; i <= encounters.size(); ++i)
+    if (const int first = facts_[static_cast<std::size_t>(i) - 1].first; first > 0)
+      samplings.add(i, text_of_sampling(history(i), study_.whole_study ? 1 : first_occasion(first)), first);
+  samplings.number_them();
   // The number of what interval c of a record shows, up to an occasion.
   const auto shown_by = [&](int i, int c, int last_counted, bool removed) {
     const History histry = history(i);
@@ -151,7 +161,7 @@ void Hidden_records::find_leaves(const Job& job) {
   for (int i = 1; i <= encounters.size(); ++i) {
     const Hidden_facts& facts = facts_[static_cast<std::size_t>(i) - 1];
     const History histry = history(i);
-    if (facts.first == 0 || !study_.usable(histry)) continue;
+    if (facts.first == 0 || samplings.of(i) < 0) continue;
     counted_[static_cast<std::size_t>(i) - 1] = 1;
     for (const bool lost : {false, true}) {
       Hidden_leaf leaf;

@@ -21,8 +21,6 @@ struct Hidden_study {
   bool certain_start = false;   ///< the first capture has no chance of its own
   /// Whether a second character ends a history.
   std::function<bool(char)> ends = [](char) { return false; };
-  /// Whether a history has a chance at all; one without is left to the cell routine, which tells of it.
-  std::function<bool(History)> usable = [](History) { return true; };
 };
 
 /// Periods of a history; 0: none.

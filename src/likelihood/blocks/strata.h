@@ -58,6 +58,23 @@ struct Stratum_count {
   double animals = 0.0;
 };
 
+/// What a history leaves open about an interval.
+struct Interval_reach {
+  int from = 0;       ///< the only stratum at its beginning, 0: any
+  int to = 0;         ///< the only stratum in which a capture at its end could be, 0: any
+  bool met = true;    ///< captures at its end count
+  bool moves = true;  ///< the animal is followed to its end
+  bool dies = true;   ///< it may die in it
+
+  /// @param recovered  the recovery that counts, 0: none
+  static Interval_reach of(const Stratum_facts& facts, int c, int strata, int periods, int recovered) {
+    const auto known = [&](int o) { return facts.codes[o - 1] <= strata ? int{facts.codes[o - 1]} : 0; };
+    const bool dies = recovered > 0 ? c == recovered : c >= facts.last_caught;
+    if (c == periods || c == recovered) return {known(c), 0, false, false, dies};
+    return {known(c), known(c + 1), facts.codes[c] <= strata, true, dies};
+  }
+};
+
 /// Facts of all records, classes of cohorts, and counts.
 class Stratum_records {
  public:
@@ -88,6 +105,15 @@ class Stratum_records {
   /// the study's last, on occasions the one ahead of the last sampled.
   int last_followed(const Stratum_facts& facts) const {
     return study_.recoveries || study_.sessions ? intervals() : facts.last_sampled - 1;
+  }
+  /// What a table for the sampling of an example reads, or, with nullptr, where every occasion was sampled:
+  /// its last interval, and the reach of one.
+  int last_in_table(const Stratum_facts* example) const {
+    return example == nullptr ? intervals() : last_followed(*example);
+  }
+  Interval_reach reach_in_table(const Stratum_facts* example, int c) const {
+    const bool sampled = example == nullptr || c == periods() || example->codes[c] <= strata_;
+    return {.met = sampled, .moves = c < periods()};
   }
   /// Occasion behind which the interval behind a period stands.
   int time_interval(int c) const { return ends_[static_cast<std::size_t>(c) - 1]; }
@@ -139,23 +165,6 @@ struct Interval_rows {
   std::span<Real> dies;    ///< 1 - S_a
   std::span<Real> caught;  ///< in b in the period at its end
   std::span<Real> found;   ///< r_a, of families with recoveries
-};
-
-/// What a history leaves open about an interval.
-struct Interval_reach {
-  int from = 0;       ///< the only stratum at its beginning, 0: any
-  int to = 0;         ///< the only stratum in which a capture at its end could be, 0: any
-  bool met = true;    ///< captures at its end count
-  bool moves = true;  ///< the animal is followed to its end
-  bool dies = true;   ///< it may die in it
-
-  /// @param recovered  the recovery that counts, 0: none
-  static Interval_reach of(const Stratum_facts& facts, int c, int strata, int periods, int recovered) {
-    const auto known = [&](int o) { return facts.codes[o - 1] <= strata ? int{facts.codes[o - 1]} : 0; };
-    const bool dies = recovered > 0 ? c == recovered : c >= facts.last_caught;
-    if (c == periods || c == recovered) return {known(c), 0, false, false, dies};
-    return {known(c), known(c + 1), facts.codes[c] <= strata, true, dies};
-  }
 };
 
 /// Where the rates of a history stand, or of all that are sampled as record i is.
@@ -211,6 +220,8 @@ struct Stratum_table {
   std::vector<Real> charged;   ///< of over-full rows, by interval
   std::vector<Real> unmet;     ///< never met again after stratum a in period o: (o - 1) strata + a - 1
   bool in_range = false;       ///< all rates are inside 0 to 1, no row over-full
+  /// Whether every cell that the table reads is given; a record need not read them all.
+  enum class Cells : unsigned char { unknown, given, missing } cells = Cells::unknown;
 
   /// What follows a capture, as far as it was asked for.
   struct Start {
@@ -274,7 +285,7 @@ template <class Family, class Real>
   const Cohort_class& of = records.cohorts().classes()[k];
   const Stratum_facts* example = sampling > 0 ? &records.facts(records.example(sampling)) : nullptr;
   const int n = records.strata(), periods = records.periods();
-  const int last = example == nullptr ? records.intervals() : records.last_followed(*example);
+  const int last = records.last_in_table(example);
   const std::size_t strata = static_cast<std::size_t>(n), each = records.row_size();
   const Stratum_place place = place_of<Family>(records.row(of.first), of.group, sampling, work);
   const auto keep = work.trace.keep();
@@ -291,8 +302,7 @@ template <class Family, class Real>
   for (int c = last; c >= of.first; --c) {
     const Interval_rows<Real> rows = rows_of<Real>(table.rates, n, c, of.first);
     Real& over = table.charged[static_cast<std::size_t>(c)];
-    const bool sampled = example == nullptr || c == periods || example->codes[c] <= n;
-    over = fill_interval<Family>(job, c, place, {.met = sampled, .moves = c < periods}, parm, work, rows);
+    over = fill_interval<Family>(job, c, place, records.reach_in_table(example, c), parm, work, rows);
     table.in_range = table.in_range && value_of(over) == 0.0 && inside_range<Real>(rows.dies) &&
                      (!records.recoveries() || inside_range<Real>(rows.found)) &&
                      (c == periods || (inside_range<Real>(rows.caught) && inside_range<Real>(rows.step)));
@@ -313,16 +323,42 @@ template <class Family, class Real>
   table.made_for = parm.stamp();
 }
 
+/// Runs the look-ups of a table, with reals of several sizes: what is not read at one is at another.
+template <class Family>
+bool stratum_cells_given(const Job& job, std::size_t k, int sampling, const Cell_setting& setting) {
+  Cell_work<Reach> dry(job, setting);
+  const Stratum_records& records = prepared<Family>(dry);
+  const Cohort_class& of = records.cohorts().classes()[k];
+  const Stratum_facts* example = sampling > 0 ? &records.facts(records.example(sampling)) : nullptr;
+  const Stratum_place place = place_of<Family>(records.row(of.first), of.group, sampling, dry);
+  for (const double size : {0.25, 0.0, 1.0, 9.0}) {
+    const std::vector<Reach> reals(static_cast<std::size_t>(std::max(job.model.nlogit, 1)), Reach(size));
+    for (int c = of.first; c <= records.last_in_table(example); ++c) {
+      dry.begin();
+      const std::span<Reach> room = dry.take(records.row_size());
+      fill_interval<Family>(job, c, place, records.reach_in_table(example, c), Reals<Reach>(reals.data()),
+                            dry, rows_of<Reach>(room, records.strata(), c, c));
+    }
+  }
+  return !dry.pim_report.fault.found;
+}
+
+/// The table of class k and a sampling; nullptr when some of the cells that it reads are not given.
 template <class Family, class Real>
-Stratum_table<Real>& stratum_table(const Job& job, std::size_t k, int sampling, const Reals<Real>& parm,
+Stratum_table<Real>* stratum_table(const Job& job, std::size_t k, int sampling, const Reals<Real>& parm,
                                    Cell_work<Real>& work) {
+  using Cells = typename Stratum_table<Real>::Cells;
   const Stratum_records& records = prepared<Family>(work);
   Stratum_tables<Real>& own = kept<Family>(work);
   const std::size_t classes = records.cohorts().classes().size();
   if (own.tables.empty()) own.tables.resize(classes * records.samplings());
   Stratum_table<Real>& table = own.tables[static_cast<std::size_t>(sampling) * classes + k];
+  if (table.cells == Cells::unknown)
+    table.cells =
+        stratum_cells_given<Family>(job, k, sampling, work.setting()) ? Cells::given : Cells::missing;
+  if (table.cells == Cells::missing) return nullptr;
   if (table.made_for != parm.stamp()) make_stratum_table<Family>(job, k, sampling, parm, work, table);
-  return table;
+  return &table;
 }
 
 /// The start from stratum `from` in period `left`, known up to period `to` at least, and with recoveries
@@ -453,7 +489,12 @@ Real stratum_history(const Job& job, const Stratum_facts& facts, History histry,
   if constexpr (charges_starts<Family>)
     over = Family::template start_charge<Real>(job, own, facts.first, parm, work);
   // Where every occasion is a period, rates do not hang on what was sampled.
-  if (k < 0 || (facts.sampling < 0 && records.by_session())) {
+  Stratum_table<Real>* const shared =
+      k < 0 || (facts.sampling < 0 && records.by_session())
+          ? nullptr
+          : detail::stratum_table<Family>(job, static_cast<std::size_t>(k), std::max(facts.sampling, 0), parm,
+                                          work);
+  if (shared == nullptr) {
     if constexpr (detail::has_start<Family>)
       chance = Family::template starts<Real>(job, own, facts.first, start, parm, work);
     const std::span<Real> room =
@@ -465,9 +506,7 @@ Real stratum_history(const Job& job, const Stratum_facts& facts, History histry,
     if (value_of(over) != 0.0) work.penlty[1] = over;
     return chance * detail::walk_strata<Real>(records, facts, last, recovered, work, rows);
   }
-  const int sampling = std::max(facts.sampling, 0);
-  Stratum_table<Real>& table =
-      detail::stratum_table<Family>(job, static_cast<std::size_t>(k), sampling, parm, work);
+  Stratum_table<Real>& table = *shared;
   if (!table.in_range)
     for (int c = facts.first; c <= last; ++c) over += table.charged[static_cast<std::size_t>(c)];
   if (value_of(over) != 0.0) work.penlty[1] = over;
@@ -508,13 +547,14 @@ bool count_strata(const Job& job, const Reals<Real>& parm, Cell_work<Real>& work
   const Stratum_records& records = prepared<Family>(work);
   const std::size_t strata = static_cast<std::size_t>(records.strata());
   double least = 0.0;
-  const auto table_of = [&](const Stratum_count& shown) -> Stratum_table<Real>& {
+  const auto table_of = [&](const Stratum_count& shown) {
     return detail::stratum_table<Family>(job, static_cast<std::size_t>(shown.of_class), shown.sampling, parm,
                                          work);
   };
   for (const Stratum_count& shown : records.counts()) {
-    Stratum_table<Real>& table = table_of(shown);
-    if (!table.in_range) return false;
+    Stratum_table<Real>* const shared = table_of(shown);
+    if (shared == nullptr || !shared->in_range) return false;
+    Stratum_table<Real>& table = *shared;
     const std::size_t from = static_cast<std::size_t>(shown.from) - 1;
     if (shown.next == 0) {
       const Real& unmet = table.unmet[static_cast<std::size_t>(shown.left - 1) * strata + from];
@@ -535,8 +575,12 @@ bool count_strata(const Job& job, const Reals<Real>& parm, Cell_work<Real>& work
       const Cohort_class& of = records.cohorts().classes()[static_cast<std::size_t>(shown.of_class)];
       const Stratum_place place =
           detail::place_of<Family>(records.row(of.first), of.group, shown.sampling, work);
-      const Real& chance =
-          detail::first_of<Family>(job, table_of(shown), place, shown.left, shown.from, parm, work);
+      Stratum_table<Real>* const shared = table_of(shown);
+      if (shared == nullptr) return false;
+      if constexpr (charges_starts<Family>)
+        if (value_of(Family::template start_charge<Real>(job, place, shown.left, parm, work)) != 0.0)
+          return false;
+      const Real& chance = detail::first_of<Family>(job, *shared, place, shown.left, shown.from, parm, work);
       if (!add_part(logs, shown.animals, chance, false, least)) return false;
     }
     lowest += least;

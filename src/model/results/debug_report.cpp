@@ -85,6 +85,19 @@ bool reads_as_before(const Job& job, int g, int r) {
   return true;
 }
 
+/// Whether every transition that has a matrix is given in this row and column.
+bool transitions_given(const Job& job, int g, int r, int c) {
+  const int psi = findpar(job.data, "Psi");
+  for (int a = 1; a <= job.status.nstrta; ++a)
+    for (int b = 1; b <= job.status.nstrta; ++b) {
+      const Pim_view matrix = pim(job, psi, a, b, g);
+      if (b == a || !matrix.given()) continue;
+      if (matrix.row_read(r) > matrix.nrows || c > matrix.ncols) return false;
+      if (const int number = matrix(r, c); number < 1 || number > job.model.nlogit) return false;
+    }
+  return true;
+}
+
 /// The transitions of every interval by group and row of the matrices: live states, then the dead.
 void write_transitions(Job& job, std::span<const double> x) {
   Real_work<double> reals;
@@ -96,6 +109,8 @@ void write_transitions(Job& job, std::span<const double> x) {
   for (int g = 1; g <= job.status.ngrps; ++g)
     for (int r = 1; r < job.status.noccas && (r == 1 || !reads_as_before(job, g, r)); ++r)
       for (int c = r; c < job.status.noccas; ++c) {
+        // Of what no history reads the deck need not tell.
+        if (!transitions_given(job, g, r, c)) continue;
         linchk(job, n + 2);
         put(job, listing, "(1x,a)", "PSIMATRIX");
         for (int a = 1; a <= n + 1; ++a) {
