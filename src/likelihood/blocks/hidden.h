@@ -211,20 +211,20 @@ template <class S>
 void step_of_states(std::size_t n, const S* v, const std::vector<unsigned char>* states, const S* before,
                     const S* matrix, const S* after, const std::vector<unsigned char>* next_states, S* u,
                     S* next) {
-  const auto each = [n](const std::vector<unsigned char>* of, const auto& visit) {
-    if (of == nullptr)
-      for (std::size_t k = 0; k < n; ++k) visit(k);
-    else
-      for (const unsigned char k : *of) visit(k);
-  };
-  if (next_states != nullptr) std::fill(next, next + n, S(0.0));
+  const bool everywhere = next_states == nullptr || next_states->size() == n;
+  const std::size_t count = states == nullptr ? n : states->size();
   std::fill(u, u + n, S(0.0));
-  each(states, [&](std::size_t a) {
+  for (std::size_t k = 0; k < count; ++k) {
+    const std::size_t a = states == nullptr ? k : (*states)[k];
     const S x = v[a] * before[a];
     const S* const row = matrix + a * n;
-    each(next_states, [&](std::size_t b) { u[b] = u[b] + x * row[b]; });
-  });
-  each(next_states, [&](std::size_t b) { next[b] = u[b] * after[b]; });
+    if (everywhere)
+      for (std::size_t b = 0; b < n; ++b) u[b] = u[b] + x * row[b];
+    else
+      for (const unsigned char b : *next_states) u[b] = u[b] + x * row[b];
+  }
+  // Where a state does not count u is 0.
+  for (std::size_t b = 0; b < n; ++b) next[b] = u[b] * after[b];
 }
 
 /// The weight of the dead behind a step.
