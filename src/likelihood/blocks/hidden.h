@@ -213,15 +213,17 @@ void step_of_states(std::size_t n, const S* v, const std::vector<unsigned char>*
                     S* next) {
   const bool everywhere = next_states == nullptr || next_states->size() == n;
   const std::size_t count = states == nullptr ? n : states->size();
-  std::fill(u, u + n, S(0.0));
+  if (count == 0 || !everywhere) std::fill(u, u + n, S(0.0));
   for (std::size_t k = 0; k < count; ++k) {
     const std::size_t a = states == nullptr ? k : (*states)[k];
     const S x = v[a] * before[a];
     const S* const row = matrix + a * n;
-    if (everywhere)
-      for (std::size_t b = 0; b < n; ++b) u[b] = u[b] + x * row[b];
-    else
+    if (!everywhere)
       for (const unsigned char b : *next_states) u[b] = u[b] + x * row[b];
+    else if (k == 0)
+      for (std::size_t b = 0; b < n; ++b) u[b] = x * row[b];
+    else
+      for (std::size_t b = 0; b < n; ++b) u[b] = u[b] + x * row[b];
   }
   // Where a state does not count u is 0.
   for (std::size_t b = 0; b < n; ++b) next[b] = u[b] * after[b];
