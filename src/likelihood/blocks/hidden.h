@@ -84,17 +84,6 @@ const Base_of<Real>& base_of(const Real& x) {
     return x;
 }
 
-/// A weight that is 0 whatever the reals are, or adds nothing where derivatives are not asked for.
-template <class Real>
-bool adds_nothing(const Real& x) {
-  if constexpr (Scalar_traits<Real>::traced)
-    return value_of(x) == 0.0 && x.step == nullptr;
-  else if constexpr (std::is_same_v<Real, double>)
-    return x == 0.0;
-  else
-    return false;
-}
-
 /// Numbers of a table, those beneath them, and the derivatives of the result by them.
 template <class Real>
 class Hidden_numbers {
@@ -131,7 +120,7 @@ class Hidden_numbers {
 
 /// Which elements of an array may be above 0.
 template <class Real>
-void find_places_that_count(const Real* first, std::size_t count, std::vector<unsigned char>& places) {
+void find_places_that_count(const Real* first, std::size_t count, State_list& places) {
   places.clear();
   places.reserve(count);  // once: a warm table takes no memory
   for (std::size_t k = 0; k < count; ++k)
@@ -155,7 +144,7 @@ struct Hidden_shown_table {
   detail::Hidden_numbers<Real> numbers;  ///< before, after, dies
   Real over = 0.0;
   bool quiet = true, met = false, moves = true;
-  std::vector<unsigned char> states;  ///< those possible at the end
+  State_list states;  ///< those possible at the end
 };
 
 /// The weights of histories that begin alike.
@@ -164,7 +153,7 @@ struct Hidden_start_table {
   std::uint64_t made_for = 0;
   detail::Hidden_numbers<Real> numbers;
   Real over = 0.0;
-  std::vector<unsigned char> states;
+  State_list states;
 };
 
 /// Chances of what shows nothing more, by state.
@@ -182,7 +171,7 @@ struct Hidden_walk {
     std::vector<T> v, u, by_v;
     T z = 0.0, by_z = 0.0;
     int c = 0, shown = 0;
-    const std::vector<unsigned char>* states = nullptr;
+    const State_list* states = nullptr;
   };
   std::vector<Step> steps;
   std::vector<T> by_u;
@@ -208,23 +197,11 @@ namespace detail {
 /// One step: u = ((v .* before) M) and v' = u .* after, over the states that count before and at the end.
 /// `next_states` null: all of them.
 template <class S>
-void step_of_states(std::size_t n, const S* v, const std::vector<unsigned char>* states, const S* before,
-                    const S* matrix, const S* after, const std::vector<unsigned char>* next_states, S* u,
-                    S* next) {
-  const bool everywhere = next_states == nullptr || next_states->size() == n;
-  const std::size_t count = states == nullptr ? n : states->size();
-  if (count == 0 || !everywhere) std::fill(u, u + n, S(0.0));
-  for (std::size_t k = 0; k < count; ++k) {
-    const std::size_t a = states == nullptr ? k : (*states)[k];
-    const S x = v[a] * before[a];
-    const S* const row = matrix + a * n;
-    if (!everywhere)
-      for (const unsigned char b : *next_states) u[b] = u[b] + x * row[b];
-    else if (k == 0)
-      for (std::size_t b = 0; b < n; ++b) u[b] = x * row[b];
-    else
-      for (std::size_t b = 0; b < n; ++b) u[b] = u[b] + x * row[b];
-  }
+void step_of_states(std::size_t n, const S* v, const State_list* states, const S* before, const S* matrix,
+                    const S* after, const State_list* next_states, S* u, S* next) {
+  // What goes into the interval stands in `next` for the time being.
+  for (std::size_t a = 0; a < n; ++a) next[a] = v[a] * before[a];
+  carry<S>(n, next, states, matrix, next_states, u);
   // Where a state does not count u is 0.
   for (std::size_t b = 0; b < n; ++b) next[b] = u[b] * after[b];
 }

@@ -6,6 +6,8 @@
 #include <algorithm>
 #include <cstddef>
 #include <span>
+#include <type_traits>
+#include <vector>
 
 #include "likelihood/blocks/rates.h"
 #include "likelihood/cell/cell.h"
@@ -62,15 +64,43 @@ void for_each_transition(int strata, const Visit& visit) {
       if (b != a) visit(a, b);
 }
 
-/// weights * matrix, into `next`; element (a, b) of the matrix at a * weights.size() + b.
+/// A weight that is 0 whatever the reals are, or, where derivatives are not asked for, that is 0.
 template <class Real>
-void carry(std::span<const Real> weights, std::span<const Real> matrix, std::span<Real> next) {
-  const std::size_t n = weights.size();
-  std::fill(next.begin(), next.end(), Real(0.0));
-  for (std::size_t a = 0; a < n; ++a) {
-    if (value_of(weights[a]) == 0.0) continue;
-    for (std::size_t b = 0; b < n; ++b) next[b] = next[b] + weights[a] * matrix[a * n + b];
+bool adds_nothing(const Real& x) {
+  if constexpr (Scalar_traits<Real>::traced)
+    return value_of(x) == 0.0 && x.step == nullptr;
+  else if constexpr (std::is_same_v<Real, double>)
+    return x == 0.0;
+  else
+    return false;
+}
+
+/// States by number, from 0.
+using State_list = std::vector<unsigned char>;
+
+/// weights * matrix, into `next`; element (a, b) of the matrix at a n + b. Lists tell which weights are not 0
+/// and which elements of the result are wanted, the others are 0 then; nullptr: all.
+template <class S>
+void carry(std::size_t n, const S* weights, const State_list* from, const S* matrix, const State_list* to,
+           S* next) {
+  const bool everywhere = to == nullptr || to->size() == n;
+  const std::size_t count = from == nullptr ? n : from->size();
+  bool first = everywhere;
+  if (!everywhere) std::fill(next, next + n, S(0.0));
+  for (std::size_t k = 0; k < count; ++k) {
+    const std::size_t a = from == nullptr ? k : (*from)[k];
+    const S& weight = weights[a];
+    if (from == nullptr && adds_nothing(weight)) continue;
+    const S* const row = matrix + a * n;
+    if (!everywhere)
+      for (const unsigned char b : *to) next[b] = next[b] + weight * row[b];
+    else if (first)
+      for (std::size_t b = 0; b < n; ++b) next[b] = weight * row[b];
+    else
+      for (std::size_t b = 0; b < n; ++b) next[b] = next[b] + weight * row[b];
+    first = false;
   }
+  if (first) std::fill(next, next + n, S(0.0));
 }
 
 }  // namespace tarn
