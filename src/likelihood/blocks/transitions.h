@@ -6,7 +6,6 @@
 #include <algorithm>
 #include <cstddef>
 #include <span>
-#include <type_traits>
 #include <vector>
 
 #include "likelihood/blocks/rates.h"
@@ -69,10 +68,8 @@ template <class Real>
 bool adds_nothing(const Real& x) {
   if constexpr (Scalar_traits<Real>::traced)
     return value_of(x) == 0.0 && x.step == nullptr;
-  else if constexpr (std::is_same_v<Real, double>)
-    return x == 0.0;
   else
-    return false;
+    return value_of(x) == 0.0;
 }
 
 /// States by number, from 0.
