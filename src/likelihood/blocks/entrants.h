@@ -95,7 +95,7 @@ Unseen<Real> follow_unseen(const Job& job, int group, const Sampled& sampled,
       left[at] = left[at] * rate.survival(work.matrix(Parameter::S, a, 1, group)(1, o), o);
       charged += fill_transitions(a, n, 1, o, group, parm, work, moves.data() + at * states);
     }
-    if (o < last) carry<Real>(states, left.data(), nullptr, moves.data(), nullptr, next.data());
+    if (o < last) carry<Real>(states, left.data(), nullptr, moves.data(), nullptr, next.data(), true);
   }
   return made;
 }

@@ -392,7 +392,7 @@ const typename Stratum_table<Real>::Start& start_of(const Stratum_records& recor
     const int c = start.reached;
     const Interval_rows<Real> rows = rows_of<Real>(table.rates, n, c, table.made_from);
     Real* const next = start.next.data() + static_cast<std::size_t>(c) * strata;
-    carry<Real>(strata, start.weights.data(), nullptr, rows.step.data(), nullptr, next);
+    carry<Real>(strata, start.weights.data(), nullptr, rows.step.data(), nullptr, next, true);
     for (std::size_t b = 0; b < strata; ++b) {
       start.weights[b] = next[b] * (1.0 - rows.caught[b]);
       next[b] = next[b] * rows.caught[b];
@@ -431,7 +431,7 @@ Real walk_strata(const Stratum_records& records, const Stratum_facts& facts, int
       for (std::size_t a = 0; a < strata; ++a) weights[a] = weights[a] * (1.0 - own.dies[a]);
       break;
     }
-    carry<Real>(strata, weights.data(), nullptr, own.step.data(), nullptr, next.data());
+    carry<Real>(strata, weights.data(), nullptr, own.step.data(), nullptr, next.data(), true);
     std::swap(weights, next);
     const int code = facts.codes[c];
     if (code > records.strata()) continue;

@@ -77,9 +77,10 @@ using State_list = std::vector<unsigned char>;
 
 /// weights * matrix, into `next`; element (a, b) of the matrix at a n + b. Lists tell which weights are not 0
 /// and which elements of the result are wanted, the others are 0 then; nullptr: all.
+/// @param leave_out  weights that are 0, whose rows may hold no numbers
 template <class S>
 void carry(std::size_t n, const S* weights, const State_list* from, const S* matrix, const State_list* to,
-           S* next) {
+           S* next, bool leave_out = false) {
   const bool everywhere = to == nullptr || to->size() == n;
   const std::size_t count = from == nullptr ? n : from->size();
   bool first = everywhere;
@@ -87,7 +88,7 @@ void carry(std::size_t n, const S* weights, const State_list* from, const S* mat
   for (std::size_t k = 0; k < count; ++k) {
     const std::size_t a = from == nullptr ? k : (*from)[k];
     const S& weight = weights[a];
-    if (from == nullptr && adds_nothing(weight)) continue;
+    if (leave_out && adds_nothing(weight)) continue;
     const S* const row = matrix + a * n;
     if (!everywhere)
       for (const unsigned char b : *to) next[b] = next[b] + weight * row[b];
