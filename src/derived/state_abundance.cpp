@@ -28,7 +28,7 @@ Ever_there ever_there(Derived_frame& frame, std::span<const double> x) {
     const History history = job.data.encounters.history(alike.record);
     frame.cell.begin();
     const double pstar = follow_unseen<double>(
-                             job, alike.group, [&](int o) { return history.live(o) != '.'; },
+                             job, alike.group, lastsm(history), [&](int o) { return history.live(o) != '.'; },
                              Interval_rates<double>(job, parm, powers), parm, frame.cell, room)
                              .pstar;
     const double at_least = pstar > minlog ? pstar : minlog;
@@ -38,65 +38,50 @@ Ever_there ever_there(Derived_frame& frame, std::span<const double> x) {
   return made;
 }
 
-/// The population of a group at the estimates, by occasion and state.
+/// The population of a group at the estimates, by occasion and state: what nobody has caught, were there no
+/// captures.
 class Population_of_states {
  public:
   Population_of_states(Derived_frame& frame, const Reals<double>& parm, int g)
       : frame_(frame), parm_(parm), g_(g), rate_(frame.job, parm, powers_) {
     const Job& job = frame.job;
     const int noccas = job.status.noccas;
-    const bool first_left = job.model.pentfirst != 0;
-    double left = 1.0;
-    entries_.assign(noccas, 0.0);
-    for (int c = 1; c < noccas; ++c) {
-      const double share = real("pent", 1, 1, c);
-      entries_(first_left ? c + 1 : c) = share;
-      left -= share;
-    }
-    entries_(first_left ? 1 : noccas) = left;
+    require_rates();
+    room_.resize(Unseen<double>::size_of(job));
+    entries_.resize(static_cast<std::size_t>(noccas));
+    frame.cell.begin();
+    entry_shares<double>(job, g, noccas, parm, frame.cell, entries_);
+    present_ = follow_unseen<double>(
+        job, g, noccas, [](int) { return false; }, rate_, parm, frame.cell, room_);
   }
 
-  /// Share of all animals that enters ahead of occasion o in state a.
+  /// Share of all animals that is there on occasion o, in state a, and that enters ahead of it.
+  double present(int o, int a) const { return present_.there(o, a); }
   double enters(int o, int a) {
-    double share = 0.0;
-    if (a < states()) {
-      share = real("pi", a, 1, o);
-    } else {
-      share = 1.0;
-      for (int b = 1; b < states(); ++b) share -= real("pi", b, 1, o);
-    }
-    return entries_(o) * share;
+    return entries_[static_cast<std::size_t>(o) - 1] *
+           state_share<double>(Parameter::pi, a, states(), o, g_, parm_, frame_.cell);
   }
-  double survival(int c, int a) { return rate_.survival(frame_.number(position("S"), a, 1, g_, 1, c), c); }
-  /// Shares of all animals that are there on every occasion, in each state.
-  List<List<double>> present() {
-    List<List<double>> shares;
-    const int n = states();
-    for (int o = 1; o <= frame_.job.status.noccas; ++o) {
-      List<double> next(n, 0.0);
-      for (int a = 1; a <= n; ++a) next(a) = enters(o, a);
-      for (int a = 1; o > 1 && a <= n; ++a) {
-        const double lives = shares(o - 1)(a) * survival(o - 1, a);
-        double stays = 1.0;
-        for (int b = 1; b <= n; ++b) {
-          if (b == a || !frame_.job.model.pim2(position("Psi"), a, b, g_).given()) continue;
-          const double moves = real("Psi", a, b, o - 1);
-          stays -= moves;
-          next(b) += lives * moves;
-        }
-        rest_of_row(stays);
-        next(a) += lives * stays;
-      }
-      shares.push_back(next);
-    }
-    return shares;
-  }
+  double survival(int c, int a) { return rate_.survival(number("S", a, 1, c), c); }
 
  private:
   int states() const { return frame_.job.status.nstrta; }
-  int position(std::string_view name) const { return findpar(frame_.job.data, name); }
-  double real(std::string_view name, int a, int b, int column) {
-    return parm_[frame_.number(position(name), a, b, g_, 1, column)];
+  int number(std::string_view name, int a, int b, int column) const {
+    return frame_.number(findpar(frame_.job.data, name), a, b, g_, 1, column);
+  }
+  /// Ends the job unless every real parameter that the population hangs on is there: blocks look up
+  /// unchecked.
+  void require_rates() const {
+    const Job& job = frame_.job;
+    const int noccas = job.status.noccas, psi = findpar(job.data, "Psi");
+    for (int o = 1; o <= noccas; ++o)
+      for (int a = 1; a < states(); ++a) number("pi", a, 1, o);
+    for (int c = 1; c < noccas; ++c) {
+      number("pent", 1, 1, c);
+      for (int a = 1; a <= states(); ++a) number("S", a, 1, c);
+      for_each_transition(states(), [&](int a, int b) {
+        if (job.model.pim2(psi, a, b, g_).given()) number("Psi", a, b, c);
+      });
+    }
   }
 
   Derived_frame& frame_;
@@ -104,7 +89,8 @@ class Population_of_states {
   int g_;
   Power_memo powers_;
   Interval_rates<double> rate_;
-  List<double> entries_;
+  std::vector<double> room_, entries_;
+  Unseen<double> present_;
 };
 
 /// N* times share(population, o, a) for every group, state and occasion.
@@ -117,10 +103,9 @@ void of_all_that_were_there(Derived_frame& frame, std::span<const double> x, int
   int at = 0;
   for (int g = 1; g <= status.ngrps; ++g) {
     Population_of_states population(frame, parm, g);
-    const List<List<double>> present = population.present();
     for (int a = 1; a <= status.nstrta; ++a)
       for (int o = 1; o <= status.noccas; ++o) {
-        const double of_all = share(population, present, o, a);
+        const double of_all = share(population, o, a);
         values(++at) = all.animals(g) * of_all;
         if (flag == 1) frame.added_variance(at) = all.added_variance(g) * of_all * of_all;
       }
@@ -136,17 +121,16 @@ void msjspstar(Derived_frame& frame, std::span<const double> x, int flag, View<d
 }
 
 void msjsnstar(Derived_frame& frame, std::span<const double> x, int flag, View<double> values) {
-  of_all_that_were_there(
-      frame, x, flag, values,
-      [](Population_of_states&, const List<List<double>>& present, int o, int a) { return present(o)(a); });
+  of_all_that_were_there(frame, x, flag, values, [](Population_of_states& population, int o, int a) {
+    return population.present(o, a);
+  });
 }
 
 void msjsgress(Derived_frame& frame, std::span<const double> x, int flag, View<double> values) {
-  of_all_that_were_there(frame, x, flag, values,
-                         [](Population_of_states& population, const List<List<double>>&, int o, int a) {
-                           const double births = population.enters(o, a);
-                           return o == 1 ? births : births * gross_per_net(population.survival(o - 1, a));
-                         });
+  of_all_that_were_there(frame, x, flag, values, [](Population_of_states& population, int o, int a) {
+    const double births = population.enters(o, a);
+    return o == 1 ? births : births * gross_per_net(population.survival(o - 1, a));
+  });
 }
 
 }  // namespace tarn

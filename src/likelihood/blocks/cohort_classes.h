@@ -26,6 +26,20 @@ struct Cohort_animals {
   }
 };
 
+/// Whether the cohort of group j and first period f has animals, at (j - 1) `periods` + f - 1. `first_of(i)`
+/// is the first period of record i, 0 when it takes no part.
+template <class First_of>
+std::vector<char> cohorts_with_animals(const Job& job, int periods, const First_of& first_of) {
+  const int groups = job.status.ngrps;
+  std::vector<char> present(static_cast<std::size_t>(groups * periods), 0);
+  for (int i = 1; i <= job.data.encounters.size(); ++i)
+    if (const int first = first_of(i); first > 0)
+      for (int j = 1; j <= groups; ++j)
+        if (Cohort_animals::of(job, i, j).all() > 0.0)
+          present[static_cast<std::size_t>((j - 1) * periods + first - 1)] = 1;
+  return present;
+}
+
 /// The classes of the cohorts that have animals.
 class Cohort_classes {
  public:
@@ -41,11 +55,7 @@ class Cohort_classes {
       : noccas_(job.status.noccas) {
     const int groups = job.status.ngrps;
     class_at_.assign(static_cast<std::size_t>(groups * noccas_), -1);
-    std::vector<char> present(class_at_.size(), 0);
-    for (int i = 1; i <= job.data.encounters.size(); ++i)
-      if (const int first = first_of(i); first > 0)
-        for (int j = 1; j <= groups; ++j)
-          if (Cohort_animals::of(job, i, j).all() > 0.0) present[place(j, first)] = 1;
+    const std::vector<char> present = cohorts_with_animals(job, noccas_, first_of);
     std::vector<int> own, other;
     const auto same = [&](int k, int first) {
       const Cohort_class& of = classes_[static_cast<std::size_t>(k)];

@@ -61,18 +61,16 @@ struct Unseen {
   Real& charged(int o) const { return room[static_cast<std::size_t>(noccas * states + o) - 1]; }
 };
 
-/// Follows animals up to the last occasion sampled; nothing is told of those behind it.
+/// Follows animals up to occasion `last`; nothing is told of those behind it.
 /// @param sampled  sampled(o): occasion o was
 template <class Real, class Sampled>
-Unseen<Real> follow_unseen(const Job& job, int group, const Sampled& sampled,
+Unseen<Real> follow_unseen(const Job& job, int group, int last, const Sampled& sampled,
                            const Interval_rates<Real>& rate, const Reals<Real>& parm, Cell_work<Real>& work,
                            std::span<Real> room) {
   const int noccas = job.status.noccas, n = job.status.nstrta;
   const std::size_t states = static_cast<std::size_t>(n);
   const std::span<Real> shares = work.take(static_cast<std::size_t>(noccas)), left = work.take(states),
                         next = work.take(states), moves = work.take(states * states);
-  int last = noccas;
-  while (last > 0 && !sampled(last)) --last;
   entry_shares(job, group, last, parm, work, shares);
   Unseen<Real> made{room, n, noccas};
   Real charged = 0.0;
@@ -95,7 +93,9 @@ Unseen<Real> follow_unseen(const Job& job, int group, const Sampled& sampled,
       left[at] = left[at] * rate.survival(work.matrix(Parameter::S, a, 1, group)(1, o), o);
       charged += fill_transitions(a, n, 1, o, group, parm, work, moves.data() + at * states);
     }
-    if (o < last) carry<Real>(states, left.data(), nullptr, moves.data(), nullptr, next.data(), true);
+    if (o < last)
+      carry<Real>(states, left.data(), State_set::all(states), moves.data(), State_set::all(states),
+                  next.data());
   }
   return made;
 }
@@ -119,10 +119,12 @@ template <class Family, class Real>
 Unseen<Real> unseen_animals(const Job& job, int group, History histry, int sampling, std::size_t samplings,
                             const Reals<Real>& parm, Cell_work<Real>& work) {
   Unseen_kept<Real>& own = kept<Family>(work);
+  const bool all = histry.noccas() == 0;
   const auto follow = [&](std::span<Real> room) {
     return follow_unseen<Real>(
-        job, group, [&](int o) { return histry.noccas() == 0 || histry.live(o) != '.'; },
-        rates_of<Family>(job, parm, work), parm, work, room);
+        job, group, all ? job.status.noccas : lastsm(histry),
+        [&](int o) { return all || histry.live(o) != '.'; }, rates_of<Family>(job, parm, work), parm, work,
+        room);
   };
   if (parm.stamp() == 0 || sampling < 0)
     return own.of_record != nullptr ? *own.of_record : follow(work.take(Unseen<Real>::size_of(job)));

@@ -14,11 +14,8 @@
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
-#include <functional>
 #include <span>
-#include <string>
 #include <string_view>
-#include <type_traits>
 #include <vector>
 
 #include "likelihood/blocks/counted_parts.h"
@@ -75,15 +72,6 @@ Real survive_and_move(const Job& job, const Hidden_place& place, int c, int time
 
 namespace detail {
 
-/// The number beneath a scalar.
-template <class Real>
-const Base_of<Real>& base_of(const Real& x) {
-  if constexpr (Scalar_traits<Real>::traced)
-    return x.v;
-  else
-    return x;
-}
-
 /// Numbers of a table, those beneath them, and the derivatives of the result by them.
 template <class Real>
 class Hidden_numbers {
@@ -118,9 +106,18 @@ class Hidden_numbers {
   std::vector<T> values_, adjoints_;
 };
 
+/// A number that is 0 whatever the reals are, or, where derivatives are not asked for, that is 0.
+template <class Real>
+bool adds_nothing(const Real& x) {
+  if constexpr (Scalar_traits<Real>::traced)
+    return value_of(x) == 0.0 && x.step == nullptr;
+  else
+    return value_of(x) == 0.0;
+}
+
 /// Which elements of an array may be above 0.
 template <class Real>
-void find_places_that_count(const Real* first, std::size_t count, State_list& places) {
+void find_places_that_count(const Real* first, std::size_t count, std::vector<unsigned char>& places) {
   places.clear();
   places.reserve(count);  // once: a warm table takes no memory
   for (std::size_t k = 0; k < count; ++k)
@@ -144,7 +141,7 @@ struct Hidden_shown_table {
   detail::Hidden_numbers<Real> numbers;  ///< before, after, dies
   Real over = 0.0;
   bool quiet = true, met = false, moves = true;
-  State_list states;  ///< those possible at the end
+  std::vector<unsigned char> states;  ///< those possible at the end
 };
 
 /// The weights of histories that begin alike.
@@ -153,7 +150,7 @@ struct Hidden_start_table {
   std::uint64_t made_for = 0;
   detail::Hidden_numbers<Real> numbers;
   Real over = 0.0;
-  State_list states;
+  std::vector<unsigned char> states;
 };
 
 /// Chances of what shows nothing more, by state.
@@ -171,7 +168,7 @@ struct Hidden_walk {
     std::vector<T> v, u, by_v;
     T z = 0.0, by_z = 0.0;
     int c = 0, shown = 0;
-    const State_list* states = nullptr;
+    const std::vector<unsigned char>* states = nullptr;
   };
   std::vector<Step> steps;
   std::vector<T> by_u;
@@ -195,10 +192,9 @@ struct Hidden_kept : Hidden_tables<Real> {
 namespace detail {
 
 /// One step: u = ((v .* before) M) and v' = u .* after, over the states that count before and at the end.
-/// `next_states` null: all of them.
 template <class S>
-void step_of_states(std::size_t n, const S* v, const State_list* states, const S* before, const S* matrix,
-                    const S* after, const State_list* next_states, S* u, S* next) {
+void step_of_states(std::size_t n, const S* v, const State_set& states, const S* before, const S* matrix,
+                    const S* after, const State_set& next_states, S* u, S* next) {
   // What goes into the interval stands in `next` for the time being.
   for (std::size_t a = 0; a < n; ++a) next[a] = v[a] * before[a];
   carry<S>(n, next, states, matrix, next_states, u);
@@ -442,8 +438,8 @@ class Sorted_walk {
     see(interval.over);
     const T* const before = shown.numbers.values();
     if (shown.moves) {
-      step_of_states<T>(n_, from.v.data(), from.states, before, interval.numbers.values(), before + n_,
-                        &shown.states, to.u.data(), to.v.data());
+      step_of_states<T>(n_, from.v.data(), State_set::of(*from.states), before, interval.numbers.values(),
+                        before + n_, State_set::of(shown.states), to.u.data(), to.v.data());
       to.states = &shown.states;
     } else {
       for (std::size_t a = 0; a < n_; ++a) to.v[a] = from.v[a] * before[a];
@@ -589,30 +585,54 @@ Real hidden_history(const Job& job, const Hidden_facts& facts, History histry, i
   const Hidden_records& records = prepared<Family>(work);
   const std::size_t n = static_cast<std::size_t>(records.states());
   const int k = parm.stamp() != 0 ? records.class_of(j, facts.first) : -1;
-  const Hidden_place place{records.row(facts.first), j, i, histry, lost};
   std::span<Real> v = work.take(n), next = work.take(n), u = work.take(n);
-  Real over = Family::template starts<Real>(job, place, facts.first, parm, work, v), z = 0.0;
-  const std::span<Real> room = work.take(n * n + n), shows = work.take(3 * n);
-  const int last = records.last_interval(facts, lost);
-  for (int c = facts.first; c <= last; ++c) {
-    const Real* matrix = room.data();
-    if (k >= 0) {
-      const auto& table = detail::interval_table<Family>(job, k, c, parm, work);
-      matrix = table.numbers.reals();
-      over += table.over;
-    } else {
-      over += Family::template moves<Real>(
-          job, place, c, parm, work, Hidden_interval<Real>{room.subspan(0, n * n), room.subspan(n * n, n)});
-    }
-    Hidden_shown<Real> shown{shows.subspan(0, n), shows.subspan(n, n), shows.subspan(2 * n, n)};
-    over += detail::fill_shown<Family>(job, place, c, matrix + n * n, parm, work, shown);
-    z = detail::dead_behind<Real>(n, v.data(), z, shown.dies.data(), shown.quiet, shown.met);
-    if (shown.moves)
-      detail::step_of_states<Real>(n, v.data(), nullptr, shown.before.data(), matrix, shown.after.data(),
-                                   nullptr, u.data(), next.data());
+  Real over = 0.0, z = 0.0;
+  const auto step = [&](const Real* matrix, const Real* before, bool quiet, bool met, bool moves) {
+    const Real *const after = before + n, *const dies = after + n;
+    z = detail::dead_behind<Real>(n, v.data(), z, dies, quiet, met);
+    if (moves)
+      detail::step_of_states<Real>(n, v.data(), State_set::all(n), before, matrix, after, State_set::all(n),
+                                   u.data(), next.data());
     else
-      for (std::size_t a = 0; a < n; ++a) next[a] = v[a] * shown.before[a];
+      for (std::size_t a = 0; a < n; ++a) next[a] = v[a] * before[a];
     std::swap(v, next);
+  };
+  if (const Hidden_path* path = k >= 0 ? records.path(i, histry, lost) : nullptr) {
+    const auto& start = detail::start_table<Family>(job, k, path->start, parm, work);
+    std::copy_n(start.numbers.reals(), n, v.begin());
+    over = start.over;
+    const auto show = [&](int c, int number) {
+      const auto& shown = detail::shown_table<Family>(job, k, number, parm, work);
+      const auto& interval = detail::interval_table<Family>(job, k, c, parm, work);
+      over += interval.over;
+      over += shown.over;
+      step(interval.numbers.reals(), shown.numbers.reals(), shown.quiet, shown.met, shown.moves);
+    };
+    const int* const steps = records.steps_of(*path);
+    for (int s = 0; s < path->count; ++s) show(facts.first + s, steps[s]);
+    for (int t = path->tail; t >= 0; t = records.tails()[static_cast<std::size_t>(t)].next) {
+      const Hidden_tail& tail = records.tails()[static_cast<std::size_t>(t)];
+      show(tail.c, tail.shown);
+    }
+  } else {
+    const Hidden_place place{records.row(facts.first), j, i, histry, lost};
+    over = Family::template starts<Real>(job, place, facts.first, parm, work, v);
+    const std::span<Real> room = work.take(n * n + n), shows = work.take(3 * n);
+    const int last = records.last_interval(facts, lost);
+    for (int c = facts.first; c <= last; ++c) {
+      const Real* matrix = room.data();
+      if (k >= 0) {
+        const auto& table = detail::interval_table<Family>(job, k, c, parm, work);
+        matrix = table.numbers.reals();
+        over += table.over;
+      } else {
+        over += Family::template moves<Real>(
+            job, place, c, parm, work, Hidden_interval<Real>{room.subspan(0, n * n), room.subspan(n * n, n)});
+      }
+      Hidden_shown<Real> shown{shows.subspan(0, n), shows.subspan(n, n), shows.subspan(2 * n, n)};
+      over += detail::fill_shown<Family>(job, place, c, matrix + n * n, parm, work, shown);
+      step(matrix, shows.data(), shown.quiet, shown.met, shown.moves);
+    }
   }
   if (value_of(over) != 0.0) work.penlty[1] = over;
   return detail::sum_of<Real>(v.data(), n) + z;

@@ -89,14 +89,11 @@ int Hidden_records::last_interval(const Hidden_facts& facts, bool lost) const {
 void Hidden_records::find_classes(const Job& job) {
   const int groups = job.status.ngrps;
   class_at_.assign(static_cast<std::size_t>(groups * periods()), -1);
-  std::vector<char> present(class_at_.size(), 0);
+  const std::vector<char> present = cohorts_with_animals(
+      job, periods(), [&](int i) { return facts_[static_cast<std::size_t>(i) - 1].first; });
   const auto place = [&](int j, int first) {
     return static_cast<std::size_t>((j - 1) * periods() + first - 1);
   };
-  for (int i = 1; i <= job.data.encounters.size(); ++i)
-    if (const int first = facts_[static_cast<std::size_t>(i) - 1].first; first > 0)
-      for (int j = 1; j <= groups; ++j)
-        if (Cohort_animals::of(job, i, j).all() > 0.0) present[place(j, first)] = 1;
   const auto alike = [&](int j, int first, int other) {
     if (row(first) == row(other)) return true;
     bool same = true;
@@ -129,71 +126,80 @@ std::string Hidden_records::cells_text(History histry, int period, int last_coun
   return text;
 }
 
+/// The number of what interval c of a record shows, up to an occasion.
+int Hidden_records::shown_by(int i, int c, int last_counted, bool removed, Numbers& numbers) {
+  const History histry = history(i);
+  std::string text = std::to_string(c) + ' ';
+  if (study_.two_characters) text += histry.dead(c);
+  if (c < periods()) text += cells_text(histry, c + 1, last_counted);
+  return Numbers::of(numbers.shown, text, shown_, {c, i, removed});
+}
+
+/// The number of a record's tail from one interval to another; -1 when there is none.
+int Hidden_records::tail_of(int i, int from, int to, Numbers& numbers) {
+  int next = -1;
+  for (int c = to; c >= from; --c) {
+    const int shown = shown_by(i, c, last_occasion(periods()), false, numbers);
+    const auto [place, is_new] =
+        numbers.tails.emplace(std::pair(shown, next), static_cast<int>(tails_.size()));
+    if (is_new) tails_.push_back({c, shown, next});
+    next = place->second;
+  }
+  return next;
+}
+
+/// @param to_the_end  steps up to the last interval that counts, and no tail
+Hidden_path Hidden_records::path_of(int i, bool lost, bool to_the_end, Numbers& numbers) {
+  const Hidden_facts& facts = facts_[static_cast<std::size_t>(i) - 1];
+  const History histry = history(i);
+  // What a removed animal shows differs in its last period, and only where that goes on.
+  const int all = last_occasion(periods()), last_counted = lost ? lastlc(histry) : all;
+  const bool cut = lost && last_counted < last_occasion(facts.last_caught),
+             cut_at_start = cut && facts.first == facts.last_caught;
+  const int behind = last_interval(facts, lost),
+            last = lost || facts.ended > 0 || to_the_end ? behind : facts.last_met;
+  std::string text = std::to_string(facts.first) + ' ' + cells_text(histry, facts.first, last_counted);
+  if (study_.whole_study) text += ' ' + text_of_sampling(histry, 1);
+  // Of a removed animal also what was sampled behind its last capture.
+  if (study_.sessions && cut_at_start) text += ' ' + cells_text(histry, facts.first, all);
+  Hidden_path path;
+  path.start = Numbers::of(numbers.starts, text, starts_, {facts.first, i, cut_at_start});
+  path.steps = steps_.size();
+  for (int c = facts.first; c <= last; ++c)
+    steps_.push_back(shown_by(i, c, last_counted, cut && c + 1 == facts.last_caught, numbers));
+  path.count = std::max(last - facts.first + 1, 0);
+  path.ends = lost || facts.ended > 0 || to_the_end;
+  if (!path.ends) path.tail = tail_of(i, std::max(last, facts.first - 1) + 1, behind, numbers);
+  return path;
+}
+
 void Hidden_records::find_leaves(const Job& job) {
-  const Encounter_store& encounters = job.data.encounters;
+  const int records = static_cast<int>(facts_.size());
   Numbers numbers;
   counted_.assign(facts_.size(), 0);
-  // Tables of what few records share would take more room than they save time.
+  paths_.resize(2 * facts_.size());
   Samplings samplings;
-  for (int i = 1; i <= encounters.size(); ++i)
+  for (int i = 1; i <= records; ++i)
     if (const int first = facts_[static_cast<std::size_t>(i) - 1].first; first > 0)
       samplings.add(i, text_of_sampling(history(i), study_.whole_study ? 1 : first_occasion(first)), first);
   samplings.number_them();
-  // The number of what interval c of a record shows, up to an occasion.
-  const auto shown_by = [&](int i, int c, int last_counted, bool removed) {
-    const History histry = history(i);
-    std::string text = std::to_string(c) + ' ';
-    if (study_.two_characters) text += histry.dead(c);
-    if (c < periods()) text += cells_text(histry, c + 1, last_counted);
-    return Numbers::of(numbers.shown, text, shown_, {c, i, removed});
-  };
-  const auto tail_from = [&](int i, int from, int to) {
-    int next = -1;
-    for (int c = to; c >= from; --c) {
-      const int shown = shown_by(i, c, job.status.noccas, false);
-      const auto [place, is_new] =
-          numbers.tails.emplace(std::pair(shown, next), static_cast<int>(tails_.size()));
-      if (is_new) tails_.push_back({c, shown, next});
-      next = place->second;
-    }
-    return next;
-  };
-  for (int i = 1; i <= encounters.size(); ++i) {
+  for (int i = 1; i <= records; ++i) {
     const Hidden_facts& facts = facts_[static_cast<std::size_t>(i) - 1];
-    const History histry = history(i);
-    if (facts.first == 0 || samplings.of(i) < 0) continue;
+    // Tables of what few records share would take more room than they save time: tails, and what a session or
+    // a whole study shows. What an occasion shows is little.
+    const bool own_sampling = samplings.of(i) < 0;
+    if (facts.first == 0 || (own_sampling && (study_.sessions || study_.whole_study))) continue;
     counted_[static_cast<std::size_t>(i) - 1] = 1;
     for (const bool lost : {false, true}) {
-      Hidden_leaf leaf;
+      Hidden_path& path = paths_[2 * (static_cast<std::size_t>(i) - 1) + (lost ? 1 : 0)];
       for (int j = 1; j <= job.status.ngrps; ++j) {
         const Cohort_animals animals = Cohort_animals::of(job, i, j);
         const double count = lost ? animals.lost : animals.observed;
         if (!(count > 0.0)) continue;
-        if (leaf.animals == 0.0) {
-          // What a removed animal shows differs in its last period, and only where that goes on.
-          const int last_counted = lost ? lastlc(histry) : job.status.noccas;
-          const bool cut = lost && last_counted < last_occasion(facts.last_caught);
-          const int last = lost ? facts.last_caught - 1 : facts.ended > 0 ? facts.ended : facts.last_met;
-          std::string text =
-              std::to_string(facts.first) + ' ' + cells_text(histry, facts.first, last_counted);
-          if (study_.whole_study) text += ' ' + text_of_sampling(histry, 1);
-          // Of a removed animal also what was sampled behind its last capture.
-          if (study_.sessions)
-            text += cut && facts.first == facts.last_caught
-                        ? ' ' + cells_text(histry, facts.first, job.status.noccas)
-                        : "";
-          leaf.start = Numbers::of(numbers.starts, text, starts_,
-                                   {facts.first, i, cut && facts.first == facts.last_caught});
-          leaf.steps = steps_.size();
-          for (int c = facts.first; c <= last; ++c)
-            steps_.push_back(shown_by(i, c, last_counted, cut && c + 1 == facts.last_caught));
-          leaf.count = std::max(last - facts.first + 1, 0);
-          leaf.ends = lost || facts.ended > 0;
-          if (!leaf.ends)
-            leaf.tail = tail_from(i, std::max(last, facts.first - 1) + 1, last_interval(facts, false));
-          leaf.certain = study_.certain_start && leaf.count == 0 && (leaf.ends || leaf.tail < 0);
-        }
+        if (path.start < 0) path = path_of(i, lost, own_sampling, numbers);
+        Hidden_leaf leaf{path};
         leaf.of_class = class_of(j, facts.first);
+        leaf.certain = study_.certain_start && path.count == 0 && path.tail < 0;
         leaf.animals = count;
         leaves_.push_back(leaf);
       }

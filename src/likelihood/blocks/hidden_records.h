@@ -42,15 +42,20 @@ struct Hidden_tail {
   int c = 0, shown = 0, next = -1;
 };
 
-/// Animals with one history in one class of cohorts.
-struct Hidden_leaf {
-  int of_class = 0, start = 0;
+/// What a history shows: its start, steps and tail.
+struct Hidden_path {
+  int start = -1;         ///< -1: it is not told apart
   std::size_t steps = 0;  ///< place of the first of its steps
-  int count = 0;          ///< steps
+  int count = 0;          ///< steps, one for each interval from the first period on
   int tail = -1;          ///< behind the steps; -1: none
   bool ends = false;      ///< nothing counts behind the steps
-  bool certain = false;   ///< nothing makes its chance less than 1
-  int shared = -1;        ///< steps that it has in common with the leaf before it; -1: not even the start
+};
+
+/// Animals with one history in one class of cohorts.
+struct Hidden_leaf : Hidden_path {
+  int of_class = 0;
+  bool certain = false;  ///< nothing makes its chance less than 1
+  int shared = -1;       ///< steps that it has in common with the leaf before it; -1: not even the start
   double animals = 0.0;
 };
 
@@ -92,7 +97,14 @@ class Hidden_records {
   const std::vector<Hidden_tail>& tails() const { return tails_; }
   /// Sorted, so that neighbours begin alike.
   const std::vector<Hidden_leaf>& leaves() const { return leaves_; }
-  const int* steps_of(const Hidden_leaf& leaf) const { return steps_.data() + leaf.steps; }
+  const int* steps_of(const Hidden_path& path) const { return steps_.data() + path.steps; }
+  /// What record i shows, released or lost, when `histry` is its own cells and it is told apart; else
+  /// nullptr.
+  const Hidden_path* path(int i, History histry, bool lost) const {
+    if (paths_.empty() || find(i, histry) == nullptr) return nullptr;
+    const Hidden_path& own = paths_[2 * (static_cast<std::size_t>(i) - 1) + (lost ? 1 : 0)];
+    return own.start < 0 ? nullptr : &own;
+  }
   /// By record: 1 where the leaves stand for it; empty where real parameters are not shared.
   const std::vector<char>& counted() const { return counted_; }
 
@@ -100,6 +112,9 @@ class Hidden_records {
   struct Numbers;
   void find_classes(const Job& job);
   void find_leaves(const Job& job);
+  Hidden_path path_of(int i, bool lost, bool to_the_end, Numbers& numbers);
+  int shown_by(int i, int c, int last_counted, bool removed, Numbers& numbers);
+  int tail_of(int i, int from, int to, Numbers& numbers);
   void sort_leaves();
   std::string cells_text(History histry, int period, int last_counted) const;
 
@@ -113,6 +128,7 @@ class Hidden_records {
   std::vector<Cohort_class> classes_;
   std::vector<Hidden_example> starts_, shown_;
   std::vector<Hidden_tail> tails_;
+  std::vector<Hidden_path> paths_;  ///< by record, released and lost
   std::vector<Hidden_leaf> leaves_;
   std::vector<int> steps_;
   std::vector<char> counted_;

@@ -115,7 +115,6 @@ void Stratum_records::find_numbers_within(const Job& job, const Pim_table& pims,
     for (int a = 1; a <= strata_; ++a)
       for (int s = from; s <= periods(); ++s) {
         const Checked_pim rates = pims.checked(job, parameter, a, s, j, report);
-        if (parameter == Parameter::p && rates.nrows == 0) rates(1, 1);  // is not given
         found.insert(found.end(), {rates.nrows, rates.ncols});
         for_each_cell(job.model.pim2(q, a, s, j), [&](int r, int c, int) { found.push_back(rates(r, c)); });
       }

@@ -388,11 +388,13 @@ const typename Stratum_table<Real>::Start& start_of(const Stratum_records& recor
     start.recovered.resize(static_cast<std::size_t>(records.periods()));
     if (records.recoveries()) find(left);
   }
+  const unsigned char known = static_cast<unsigned char>(from - 1);
   for (; start.reached < to; ++start.reached) {
     const int c = start.reached;
     const Interval_rows<Real> rows = rows_of<Real>(table.rates, n, c, table.made_from);
     Real* const next = start.next.data() + static_cast<std::size_t>(c) * strata;
-    carry<Real>(strata, start.weights.data(), nullptr, rows.step.data(), nullptr, next, true);
+    carry<Real>(strata, start.weights.data(), c == left ? State_set::only(known) : State_set::all(strata),
+                rows.step.data(), State_set::all(strata), next);
     for (std::size_t b = 0; b < strata; ++b) {
       start.weights[b] = next[b] * (1.0 - rows.caught[b]);
       next[b] = next[b] * rows.caught[b];
@@ -431,7 +433,11 @@ Real walk_strata(const Stratum_records& records, const Stratum_facts& facts, int
       for (std::size_t a = 0; a < strata; ++a) weights[a] = weights[a] * (1.0 - own.dies[a]);
       break;
     }
-    carry<Real>(strata, weights.data(), nullptr, own.step.data(), nullptr, next.data(), true);
+    const int here = facts.codes[c - 1];
+    const unsigned char known = static_cast<unsigned char>(here - 1);
+    const bool is_known = here >= 1 && here <= records.strata();
+    carry<Real>(strata, weights.data(), is_known ? State_set::only(known) : State_set::all(strata),
+                own.step.data(), State_set::all(strata), next.data());
     std::swap(weights, next);
     const int code = facts.codes[c];
     if (code > records.strata()) continue;

@@ -63,42 +63,35 @@ void for_each_transition(int strata, const Visit& visit) {
       if (b != a) visit(a, b);
 }
 
-/// A weight that is 0 whatever the reals are, or, where derivatives are not asked for, that is 0.
-template <class Real>
-bool adds_nothing(const Real& x) {
-  if constexpr (Scalar_traits<Real>::traced)
-    return value_of(x) == 0.0 && x.step == nullptr;
-  else
-    return value_of(x) == 0.0;
-}
+/// States that count, by number from 0.
+struct State_set {
+  const unsigned char* states = nullptr;  ///< nullptr: the first `count`
+  std::size_t count = 0;
 
-/// States by number, from 0.
-using State_list = std::vector<unsigned char>;
+  static State_set all(std::size_t n) { return {nullptr, n}; }
+  static State_set of(const std::vector<unsigned char>& states) { return {states.data(), states.size()}; }
+  static State_set only(const unsigned char& state) { return {&state, 1}; }
+  std::size_t operator[](std::size_t k) const { return states == nullptr ? k : states[k]; }
+};
 
-/// weights * matrix, into `next`; element (a, b) of the matrix at a n + b. Lists tell which weights are not 0
-/// and which elements of the result are wanted, the others are 0 then; nullptr: all.
-/// @param leave_out  weights that are 0, whose rows may hold no numbers
+/// weights * matrix, into `next`; element (a, b) of the matrix at a n + b. Weights outside `from` are not
+/// looked at; outside `to` the result is 0.
 template <class S>
-void carry(std::size_t n, const S* weights, const State_list* from, const S* matrix, const State_list* to,
-           S* next, bool leave_out = false) {
-  const bool everywhere = to == nullptr || to->size() == n;
-  const std::size_t count = from == nullptr ? n : from->size();
-  bool first = everywhere;
-  if (!everywhere) std::fill(next, next + n, S(0.0));
-  for (std::size_t k = 0; k < count; ++k) {
-    const std::size_t a = from == nullptr ? k : (*from)[k];
+void carry(std::size_t n, const S* weights, const State_set& from, const S* matrix, const State_set& to,
+           S* next) {
+  const bool everywhere = to.count == n;
+  if (!everywhere || from.count == 0) std::fill(next, next + n, S(0.0));
+  for (std::size_t k = 0; k < from.count; ++k) {
+    const std::size_t a = from[k];
     const S& weight = weights[a];
-    if (leave_out && adds_nothing(weight)) continue;
     const S* const row = matrix + a * n;
     if (!everywhere)
-      for (const unsigned char b : *to) next[b] = next[b] + weight * row[b];
-    else if (first)
+      for (std::size_t m = 0; m < to.count; ++m) next[to[m]] = next[to[m]] + weight * row[to[m]];
+    else if (k == 0)
       for (std::size_t b = 0; b < n; ++b) next[b] = weight * row[b];
     else
       for (std::size_t b = 0; b < n; ++b) next[b] = next[b] + weight * row[b];
-    first = false;
   }
-  if (first) std::fill(next, next + n, S(0.0));
 }
 
 }  // namespace tarn
