@@ -9,28 +9,20 @@
 #include <string>
 #include <vector>
 
-#include "support/state_study.h"
+#include "support/state_laws.h"
 
 namespace tarn {
 namespace {
 
-/// All that an animal first caught on occasion f may go through, one way after the other. Where states at
-/// release have no matrix it shows the code of state `from`, and is in that state.
-class Watched {
+/// All that an animal first caught on occasion f may go through, one way after the other.
+class Watched : public Released_animals {
  public:
-  Watched(State_study& study, int f, int from, Dots dots, int g = 1)
-      : study_(study), f_(f), g_(g), dots_(std::move(dots)) {
-    const std::string nothing = dots_.empty(study);
-    for (int a = 1; a <= study.strata(); ++a) {
-      if (from != 0) {
-        if (a == from) shows(f, a, 1.0, study.code(a), nothing);
-        continue;
-      }
-      for (const auto& [sign, chance] : study.captured(a, f, f, g))
-        shows(f, a, study.starts_in(a, f, g) * chance, sign, nothing);
-    }
+  Watched(State_study& study, int f, int from, const Dots& dots, int g)
+      : Released_animals(study, f, dots, g) {
+    release(from, [&](int a, double share, char sign, const std::string& cells) {
+      shows(f, a, share, sign, cells);
+    });
   }
-  const State_records& records() const { return made_; }
 
  private:
   void shows(int o, int a, double share, char sign, std::string cells) {
@@ -54,11 +46,6 @@ class Watched {
         shows(o + 1, b, there * p * chance, sign, cells);
     }
   }
-
-  State_study& study_;
-  int f_, g_;
-  Dots dots_;
-  State_records made_;
 };
 
 struct Case {
@@ -76,47 +63,42 @@ TEST_P(Hidden_laws, histories_are_those_of_animals_followed_one_by_one) {
       State_layout layout = GetParam().layout;
       if (unequal) layout.lengths = {0.5F, 2.5F, 3.0F};
       State_study study(layout);
-      study.draw(1);
-      const bool pi = layout.pi || study.strata() == 1;
-      // Triangles have no row for animals first caught on the last occasion where a matrix lacks a column.
-      std::vector<std::pair<int, int>> cohorts;
-      for (int f = 1; f <= study.noccas(); ++f)
-        for (int a = pi ? 0 : 1; a <= (pi ? 0 : study.strata()); ++a)
-          if (!Dots(dots).at(f)) cohorts.push_back({f, a});
-      std::vector<std::size_t> cohort_of;
-      for (std::size_t k = 0; k < cohorts.size(); ++k) {
-        const Watched all(study, cohorts[k].first, cohorts[k].second, dots);
-        for (const auto& [cells, share] : all.records().shares()) {
-          study.record(cells, std::vector<float>(static_cast<std::size_t>(layout.groups), 2.0F),
-                       std::vector<float>(static_cast<std::size_t>(layout.groups), 1.0F));
-          cohort_of.push_back(k);
-        }
-      }
-      study.model.finish();
-      for (const unsigned seed : {2U, 3U}) {
-        study.draw(seed);
-        for (int g = 1; g <= layout.groups; ++g) {
-          const std::vector<double> observed = study.probabilities(false, g),
-                                    lost = study.probabilities(true, g);
-          for (std::size_t k = 0; k < cohorts.size(); ++k) {
-            const Watched all(study, cohorts[k].first, cohorts[k].second, dots, g);
-            double sum = 0.0;
-            for (std::size_t i = 0; i < observed.size(); ++i) {
-              if (cohort_of[i] != k) continue;
-              sum += observed[i];
-              // Some hundred sums of products.
-              EXPECT_NEAR(observed[i], all.records().at(study.histories[i]), 1e-14) << study.histories[i];
-              EXPECT_NEAR(lost[i], all.records().removed(study.histories[i], 1), 1e-14) << study.histories[i];
-            }
-            EXPECT_NEAR(sum, 1.0, 1e-12) << cohorts[k].first << " " << cohorts[k].second;
-          }
-        }
-        const double by_tables = study.model.func(study.reals);
-        study.model.force_histories();
-        EXPECT_NEAR(study.model.func(study.reals), by_tables, 1e-13 * std::abs(by_tables));
-        study.model.set_threads(1);
-      }
+      expect_histories_of(study, sets_of_releases<Watched>(study, dots),
+                          [](const std::string&) { return true; });
     }
+}
+
+/// Of occasions that were not sampled for one animal alone nothing is shared but what the others show.
+TEST(Hidden_samplings, of_single_animals) {
+  State_study study({.noccas = 5, .captures = "u"});
+  study.draw(1);
+  const std::vector<std::string> samplings{"", "_.", "__.", "___.", "_..", "__..", "_._.", "____.", "_...."};
+  std::vector<std::string> dots_of;
+  for (const std::string& dots : samplings)
+    for (const bool lost : {false, true}) {
+      // One that was met late, and one that was not met again.
+      const State_records all = Watched(study, 1, 0, dots, 1).followed().records;
+      study.record(lost ? all.shares().rbegin()->first : all.shares().begin()->first, {lost ? 0.0F : 3.0F},
+                   {lost ? 2.0F : 0.0F});
+      dots_of.push_back(dots);
+    }
+  study.model.finish();
+  study.draw(2);
+  double from_cells = 0.0;
+  for (std::size_t i = 0; i < dots_of.size(); ++i) {
+    const State_records all = Watched(study, 1, 0, dots_of[i], 1).followed().records;
+    const std::string& cells = study.histories[i];
+    from_cells -= i % 2 == 0 ? 6.0 * std::log(all.at(cells)) : 4.0 * std::log(all.removed(cells, 1));
+  }
+  std::vector<double> gradient(study.reals.size()), by_histories(study.reals.size());
+  EXPECT_NEAR(study.model.func(study.reals), from_cells, 1e-12 * from_cells);
+  funcg(study.model.job(), study.reals, gradient);
+  study.model.force_histories();
+  EXPECT_NEAR(study.model.func(study.reals), from_cells, 1e-12 * from_cells);
+  funcg(study.model.job(), study.reals, by_histories);
+  // Some hundred sums of products.
+  for (std::size_t k = 0; k < gradient.size(); ++k)
+    EXPECT_NEAR(gradient[k], by_histories[k], 1e-11 * (1.0 + std::abs(gradient[k]))) << k;
 }
 
 INSTANTIATE_TEST_SUITE_P(

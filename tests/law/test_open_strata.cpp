@@ -318,16 +318,7 @@ TEST(Open_strata_charges, transitions_above_1) {
     study.model.finish();
     // Of -2 log likelihood, so twice what is cut off.
     const double expected = 2.0 * (0.5 + (type == 103 ? 2.0 : 0.0));
-    study.model.func(study.reals);
-    const double in_serial_runs = study.model.value.sumpen;
-    study.model.force_threads(2);
-    study.model.func(study.reals);
-    EXPECT_NEAR(in_serial_runs - study.model.value.sumpen, expected, 1e-12) << type;
-    // The same where real parameters depend on the record, or are not shared.
-    study.model.set_threads(1);
-    study.model.force_histories();
-    study.model.func(study.reals);
-    EXPECT_NEAR(study.model.value.sumpen, in_serial_runs, 1e-12) << type;
+    EXPECT_NEAR(charged_in_serial_runs(study), expected, 1e-12) << type;
   }
 }
 
@@ -338,11 +329,7 @@ TEST(Open_strata_charges, transitions_above_1_ahead_of_the_first_capture) {
   study.draw(12);
   study.rate("Psi", 2, 1, 1, 1) = 1.5;  // twice -.5
   study.model.finish();
-  study.model.func(study.reals);
-  const double in_serial_runs = study.model.value.sumpen;
-  study.model.force_threads(2);
-  study.model.func(study.reals);
-  EXPECT_NEAR(in_serial_runs - study.model.value.sumpen, 2.0, 1e-12);
+  EXPECT_NEAR(charged_in_serial_runs(study), 2.0, 1e-12);
 }
 
 /// Arrivals that sum to more than 1 leave chances outside 0 to 1, which every run is charged for.

@@ -7,28 +7,20 @@
 #include <string>
 #include <vector>
 
-#include "support/state_study.h"
+#include "support/state_laws.h"
 
 namespace tarn {
 namespace {
 
-/// All that an animal first caught on occasion f may go through, one way after the other. Where states at
-/// release have no matrix it shows the code of state `from`, and is in that state.
-class Resighted {
+/// All that an animal first caught on occasion f may go through, one way after the other.
+class Resighted : public Released_animals {
  public:
-  Resighted(State_study& study, int f, int from, Dots dots, int g = 1)
-      : study_(study), f_(f), g_(g), dots_(std::move(dots)), moves_first_(study.layout.type == 180) {
-    const std::string nothing = dots_.empty(study);
-    for (int a = 1; a <= study.strata(); ++a) {
-      if (from != 0) {
-        if (a == from) captured(f, a, 1.0, study.code(a), nothing);
-        continue;
-      }
-      for (const auto& [sign, chance] : study.captured(a, f, f, g))
-        captured(f, a, study.starts_in(a, f, g) * chance, sign, nothing);
-    }
+  Resighted(State_study& study, int f, int from, const Dots& dots, int g)
+      : Released_animals(study, f, dots, g), moves_first_(study.layout.type == 180) {
+    release(from, [&](int a, double share, char sign, const std::string& cells) {
+      captured(f, a, share, sign, cells);
+    });
   }
-  const State_records& records() const { return made_; }
 
  private:
   void captured(int o, int a, double share, char sign, std::string cells) {
@@ -75,11 +67,7 @@ class Resighted {
     }
   }
 
-  State_study& study_;
-  int f_, g_;
-  Dots dots_;
   bool moves_first_;
-  State_records made_;
 };
 
 bool found_dead(const State_study& study, const std::string& cells) {
@@ -109,44 +97,8 @@ TEST_P(Strata_barker_laws, histories_are_those_of_animals_followed_one_by_one) {
                                       std::pair(std::string("._"), std::vector<float>{2.0F, 0.5F})}) {
     layout.lengths = lengths;
     State_study study(layout);
-    study.draw(1);
-    const bool pi = layout.pi || study.strata() == 1;
-    std::vector<std::pair<int, int>> cohorts;
-    for (int f = 1; f <= study.noccas(); ++f)
-      for (int a = pi ? 0 : 1; a <= (pi ? 0 : study.strata()); ++a)
-        if (!Dots(dots).at(f)) cohorts.push_back({f, a});
-    std::vector<std::size_t> cohort_of;
-    const std::vector<float> some(static_cast<std::size_t>(layout.groups), 2.0F),
-        one(static_cast<std::size_t>(layout.groups), 1.0F);
-    for (std::size_t k = 0; k < cohorts.size(); ++k) {
-      const Resighted all(study, cohorts[k].first, cohorts[k].second, dots);
-      for (const auto& [cells, share] : all.records().shares()) {
-        study.record(cells, some, found_dead(study, cells) ? std::vector<float>() : one);
-        cohort_of.push_back(k);
-      }
-    }
-    study.model.finish();
-    for (const unsigned seed : {2U, 3U}) {
-      study.draw(seed);
-      for (int g = 1; g <= layout.groups; ++g) {
-        const std::vector<double> observed = study.probabilities(false, g),
-                                  lost = study.probabilities(true, g);
-        for (std::size_t k = 0; k < cohorts.size(); ++k) {
-          const Resighted all(study, cohorts[k].first, cohorts[k].second, dots, g);
-          double sum = 0.0;
-          for (std::size_t i = 0; i < observed.size(); ++i) {
-            if (cohort_of[i] != k) continue;
-            sum += observed[i];
-            // Some hundred sums of products.
-            EXPECT_NEAR(observed[i], all.records().at(study.histories[i]), 1e-14) << study.histories[i];
-            if (!found_dead(study, study.histories[i])) {
-              EXPECT_NEAR(lost[i], all.records().removed(study.histories[i], 2), 1e-14) << study.histories[i];
-            }
-          }
-          EXPECT_NEAR(sum, 1.0, 1e-12) << cohorts[k].first << " " << cohorts[k].second;
-        }
-      }
-    }
+    expect_histories_of(study, sets_of_releases<Resighted>(study, dots),
+                        [&](const std::string& cells) { return !found_dead(study, cells); });
   }
 }
 

@@ -8,7 +8,7 @@
 #include <string>
 #include <vector>
 
-#include "support/state_study.h"
+#include "support/state_laws.h"
 
 namespace tarn {
 namespace {
@@ -22,9 +22,10 @@ class Entered {
       for (int a = 1; a <= study.strata(); ++a)
         there(o, a, study.enters_at(o, g) * study.starts_in(a, o, g), dots_.empty(study));
   }
-  const State_records& records() const { return made_; }
-  std::string unseen() const { return dots_.empty(study_); }
-  double pstar() const { return 1.0 - made_.at(unseen()); }
+  Followed followed() const {
+    const std::string unseen = dots_.empty(study_);
+    return {made_, 1.0 - made_.at(unseen), unseen};
+  }
 
  private:
   /// In state a on occasion o, ahead of what may be shown there.
@@ -67,46 +68,11 @@ TEST_P(Strata_jolly_laws, histories_are_those_of_animals_followed_one_by_one) {
     if (unequal) layout.lengths = {0.5F, 2.5F, 3.0F};
     State_study study(layout);
     study.model.job().model.pentfirst = GetParam().last_left ? 0 : 1;
-    study.draw(1);
     // Every pattern of dots has histories of its own, all of them in one data set.
-    const std::vector<std::string> patterns{"", "__._", "_..", ".", "__.."};
-    std::vector<std::size_t> pattern_of;
-    const std::vector<float> some(static_cast<std::size_t>(layout.groups), 2.0F),
-        one(static_cast<std::size_t>(layout.groups), 1.0F);
-    for (std::size_t k = 0; k < patterns.size(); ++k) {
-      const Entered all(study, patterns[k]);
-      for (const auto& [cells, share] : all.records().shares()) {
-        if (cells == all.unseen()) continue;
-        study.record(cells, some, one);
-        pattern_of.push_back(k);
-      }
-    }
-    study.model.finish();
-    for (const unsigned seed : {2U, 3U}) {
-      study.draw(seed);
-      for (int g = 1; g <= layout.groups; ++g) {
-        const std::vector<double> observed = study.probabilities(false, g),
-                                  lost = study.probabilities(true, g);
-        for (std::size_t k = 0; k < patterns.size(); ++k) {
-          const Entered all(study, patterns[k], g);
-          double sum = 0.0;
-          for (std::size_t i = 0; i < observed.size(); ++i) {
-            if (pattern_of[i] != k) continue;
-            sum += observed[i];
-            // Some hundred sums of products over a chance of about a half.
-            EXPECT_NEAR(observed[i], all.records().at(study.histories[i]) / all.pstar(), 1e-14)
-                << study.histories[i];
-            EXPECT_NEAR(lost[i], all.records().removed(study.histories[i], 1) / all.pstar(), 1e-14)
-                << study.histories[i];
-          }
-          EXPECT_NEAR(sum, 1.0, 1e-12) << patterns[k];
-        }
-      }
-      const double by_tables = study.model.func(study.reals);
-      study.model.force_histories();
-      EXPECT_NEAR(study.model.func(study.reals), by_tables, 1e-13 * std::abs(by_tables));
-      study.model.set_threads(1);
-    }
+    std::vector<Follow> sets;
+    for (const std::string dots : {"", "__._", "_..", ".", "__.."})
+      sets.push_back([&study, dots](int g) { return Entered(study, dots, g).followed(); });
+    expect_histories_of(study, sets, [](const std::string&) { return true; });
   }
 }
 

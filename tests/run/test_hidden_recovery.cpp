@@ -6,12 +6,11 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
-#include <cstdio>
 #include <map>
 #include <string>
 #include <vector>
 
-#include "support/deck_run.h"
+#include "support/recovery_deck.h"
 
 namespace tarn {
 namespace {
@@ -38,15 +37,7 @@ class Counts {
           show(f, a, released, a == 0 ? 'A' : 'B', cells);
       }
   }
-  std::string records() const {
-    std::string text;
-    for (const auto& [cells, animals] : counts_) {
-      char count[40];
-      std::snprintf(count, sizeof count, " %.9g;\n", animals);
-      text += cells + count;
-    }
-    return text;
-  }
+  std::string records() const { return record_lines(counts_); }
 
  private:
   void shows(int o, std::size_t a, double animals, const std::string& cells) {
@@ -78,34 +69,21 @@ class Hidden_recovery : public testing::TestWithParam<bool> {};
 
 TEST_P(Hidden_recovery, rates_by_state) {
   const bool pi = GetParam();
-  std::string matrices, links;
-  std::vector<double> truth;
-  const auto matrix = [&](const std::string& name, int columns, double value, const std::string& link) {
-    truth.push_back(value);
-    matrices += "group=1 " + name + " rows=1 cols=" + std::to_string(columns) +
-                " square constant=" + std::to_string(truth.size()) + ";\n";
-    links += link + ";\n";
-  };
+  Recovered_model model;
   for (std::size_t a = 0; a < 2; ++a) {
     const std::string code = a == 0 ? "A" : "B", set = "MLOGIT(" + std::to_string(a + 1) + ")";
-    matrix("S " + code + " :", occasions - 1, survival[a], "LOGIT");
-    matrix("p " + code + " :", occasions - 1, capture[a], "LOGIT");
-    matrix(a == 0 ? "Psi A to B" : "Psi B to A", occasions - 1, moves[a], "LOGIT");
-    matrix("Delta " + code + "|" + code, occasions, recorded[a][0], set);
-    matrix(a == 0 ? "Delta A|x" : "Delta x|B", occasions, recorded[a][1], set);
+    model.matrix("S " + code + " :", occasions - 1, survival[a], "LOGIT");
+    model.matrix("p " + code + " :", occasions - 1, capture[a], "LOGIT");
+    model.matrix(a == 0 ? "Psi A to B" : "Psi B to A", occasions - 1, moves[a], "LOGIT");
+    model.matrix("Delta " + code + "|" + code, occasions, recorded[a][0], set);
+    model.matrix(a == 0 ? "Delta A|x" : "Delta x|B", occasions, recorded[a][1], set);
   }
-  if (pi) matrix("pi A :", 1, share_of_a, "LOGIT");
-  const std::string size = std::to_string(truth.size());
-  const Deck_result result = run_deck(
+  if (pi) model.matrix("pi A :", 1, share_of_a, "LOGIT");
+  const Deck_result result = model.fit(
       "proc chmatrix occasions=5 groups=1 hist=9999 strata=2 events=2 nohist etype=HIDMARKOV;\n"
-      "strata=A B x y;\ntime intervals 1 0.5 2 1;\n" +
-      Counts(pi).records() + "proc estimate link=parm-specific;\nmodel={recovered};\n" + matrices +
-      "design matrix constraints=" + size + " covariates=" + size + " identity;\nlinks;\n" + links +
-      "proc stop;\n");
-  ASSERT_EQ(result.stop, "NORMAL EXIT") << result.listing.substr(result.listing.size() - 2000);
-  for (std::size_t i = 0; i < truth.size(); ++i)
-    EXPECT_NEAR(result.real(static_cast<int>(i) + 1).estimate, truth[i], tolerance) << "real " << i + 1;
-  EXPECT_EQ(result.number("Number of Estimated Parameters {recovered} ="), static_cast<double>(truth.size()));
+      "strata=A B x y;\ntime intervals 1 0.5 2 1;\n",
+      Counts(pi).records());
+  model.expect_recovered(result, tolerance);
 }
 
 INSTANTIATE_TEST_SUITE_P(with_shares_and_without, Hidden_recovery, testing::Bool());

@@ -8,21 +8,14 @@
 #include <gtest/gtest.h>
 
 #include <array>
-#include <cstdio>
 #include <string>
 #include <vector>
 
-#include "support/deck_run.h"
 #include "support/open_population.h"
+#include "support/recovery_deck.h"
 
 namespace tarn {
 namespace {
-
-std::string text_of(double number) {
-  char text[40];
-  std::snprintf(text, sizeof text, " %.9g", number);
-  return text;
-}
 
 /// The records of some populations, one a group.
 std::string records_of(const std::vector<Expected>& groups) {

@@ -8,7 +8,6 @@
 
 #include <array>
 #include <cmath>
-#include <cstdio>
 #include <cstdlib>
 #include <map>
 #include <random>
@@ -16,19 +15,13 @@
 #include <vector>
 
 #include "data/catalogue/datatype.h"
-#include "support/deck_run.h"
 #include "support/open_population.h"
+#include "support/recovery_deck.h"
 
 namespace tarn {
 namespace {
 
 constexpr double tolerance = 1e-5;
-
-std::string text_of(double number) {
-  char text[40];
-  std::snprintf(text, sizeof text, " %.9g", number);
-  return text;
-}
 
 /// History to counts by group: released, lost.
 using Counts = std::map<std::string, std::vector<std::array<double, 2>>>;

@@ -9,7 +9,6 @@
 
 #include <algorithm>
 #include <cmath>
-#include <cstdio>
 #include <map>
 #include <ostream>
 #include <random>
@@ -18,7 +17,7 @@
 
 #include "data/catalogue/datatype.h"
 #include "support/closed_animals.h"
-#include "support/deck_run.h"
+#include "support/recovery_deck.h"
 
 namespace tarn {
 namespace {
@@ -26,12 +25,6 @@ namespace {
 constexpr double tolerance = 1e-5;
 /// Animals that each session adds to the marked ones, or that are there in the first one.
 constexpr double size = 3e7;
-
-std::string text_of(double number) {
-  char text[40];
-  std::snprintf(text, sizeof text, " %.9g", number);
-  return text;
-}
 
 /// Rates within sessions: one for each mixture, in every session alike or by session.
 struct Captures {

@@ -10,7 +10,6 @@
 
 #include <algorithm>
 #include <cmath>
-#include <cstdio>
 #include <map>
 #include <ostream>
 #include <string>
@@ -18,6 +17,7 @@
 
 #include "data/catalogue/datatype.h"
 #include "support/closed_animals.h"
+#include "support/recovery_deck.h"
 #include "support/section_rows.h"
 
 namespace tarn {
@@ -27,12 +27,6 @@ constexpr double tolerance = 1e-5;
 /// Unmarked animals present in each session, in the strata by their shares.
 constexpr double size = 6e7;
 const std::string codes = "ABC";
-
-std::string text_of(double number) {
-  char text[40];
-  std::snprintf(text, sizeof text, " %.9g", number);
-  return text;
-}
 
 /// Rates of a stratum within sessions: one for each mixture, in every session alike or by session.
 struct Captures {

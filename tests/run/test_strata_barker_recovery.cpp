@@ -7,13 +7,12 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
-#include <cstdio>
 #include <map>
 #include <string>
 #include <utility>
 #include <vector>
 
-#include "support/deck_run.h"
+#include "support/recovery_deck.h"
 
 namespace tarn {
 namespace {
@@ -36,15 +35,7 @@ class Counts {
       for (std::size_t a = 0; a < 2; ++a)
         caught(f, a, released * (a == 0 ? share_of_a : 1.0 - share_of_a), std::string(2 * occasions, '0'));
   }
-  std::string records() const {
-    std::string text;
-    for (const auto& [cells, animals] : counts_) {
-      char count[40];
-      std::snprintf(count, sizeof count, " %.9g;\n", animals);
-      text += cells + count;
-    }
-    return text;
-  }
+  std::string records() const { return record_lines(counts_); }
 
  private:
   Shares signs(std::size_t a, double told, char other, bool lower = false) const {
@@ -103,12 +94,9 @@ class Strata_barker_recovery : public testing::TestWithParam<int> {};
 
 TEST_P(Strata_barker_recovery, rates_by_state) {
   const int type = GetParam();
-  std::string matrices;
-  std::vector<double> truth;
+  Recovered_model model;
   const auto matrix = [&](const std::string& name, int columns, double value) {
-    truth.push_back(value);
-    matrices += "group=1 " + name + " rows=1 cols=" + std::to_string(columns) +
-                " square constant=" + std::to_string(truth.size()) + ";\n";
+    model.matrix(name, columns, value, "LOGIT");
   };
   for (std::size_t a = 0; a < 2; ++a) {
     const std::string code = a == 0 ? "A" : "B", of = " " + code + " :",
@@ -125,19 +113,14 @@ TEST_P(Strata_barker_recovery, rates_by_state) {
     matrix("b" + told, occasions, b[a]);
   }
   matrix("pi A :", 1, share_of_a);
-  const std::string size = std::to_string(truth.size()),
-                    head = type == 176 ? "etype=MSBARKER;\nstrata=A B;\n"
+  const std::string head = type == 176 ? "etype=MSBARKER;\nstrata=A B;\n"
                                        : std::string("events=3 eventsp=1 eventslr=1 eventsbr=1 etype=") +
                                              (type == 179 ? "MSUNCBARKER" : "MSUNC2BARKER") +
                                              ";\nstrata=A B x v k;\n";
-  const Deck_result result = run_deck(
-      "proc chmatrix occasions=3 groups=1 hist=9999 strata=2 nohist " + head + "time intervals 1 0.5 2;\n" +
-      Counts(type).records() + "proc estimate link=LOGIT;\nmodel={recovered};\n" + matrices +
-      "design matrix constraints=" + size + " covariates=" + size + " identity;\nproc stop;\n");
-  ASSERT_EQ(result.stop, "NORMAL EXIT") << result.listing.substr(result.listing.size() - 2000);
-  for (std::size_t i = 0; i < truth.size(); ++i)
-    EXPECT_NEAR(result.real(static_cast<int>(i) + 1).estimate, truth[i], tolerance) << "real " << i + 1;
-  EXPECT_EQ(result.number("Number of Estimated Parameters {recovered} ="), static_cast<double>(truth.size()));
+  const Deck_result result = model.fit(
+      "proc chmatrix occasions=3 groups=1 hist=9999 strata=2 nohist " + head + "time intervals 1 0.5 2;\n",
+      Counts(type).records());
+  model.expect_recovered(result, tolerance);
 }
 
 INSTANTIATE_TEST_SUITE_P(types, Strata_barker_recovery, testing::Values(176, 179, 180));

@@ -7,11 +7,11 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
-#include <cstdio>
 #include <map>
 #include <string>
 #include <vector>
 
+#include "support/recovery_deck.h"
 #include "support/section_rows.h"
 
 namespace tarn {
@@ -38,14 +38,9 @@ class Counts {
       }
   }
   std::string records() const {
-    std::string text;
-    for (const auto& [cells, animals] : counts_) {
-      if (cells == std::string(occasions, '0')) continue;
-      char count[40];
-      std::snprintf(count, sizeof count, " %.9g;\n", animals);
-      text += cells + count;
-    }
-    return text;
+    std::map<std::string, double> met = counts_;
+    met.erase(std::string(occasions, '0'));
+    return record_lines(met);
   }
 
  private:
@@ -77,43 +72,28 @@ class Strata_jolly_recovery : public testing::TestWithParam<bool> {};
 
 TEST_P(Strata_jolly_recovery, rates_and_sizes_by_state) {
   const bool hidden = GetParam();
-  std::string matrices, links;
-  std::vector<double> truth;
-  const auto matrix = [&](const std::string& name, const std::vector<double>& values, int columns,
-                          const std::string& link) {
-    const std::string first = std::to_string(truth.size() + 1);
-    matrices += "group=1 " + name + " rows=1 cols=" + std::to_string(columns) + " square " +
-                (values.size() == 1 ? "constant=" : "time=") + first + ";\n";
-    for (const double value : values) {
-      truth.push_back(value);
-      links += link + ";\n";
-    }
-  };
+  Recovered_model model;
   for (std::size_t a = 0; a < 2; ++a) {
     const std::string of = a == 0 ? " A :" : " B :";
-    matrix("S" + of, {survival[a]}, occasions - 1, "LOGIT");
-    matrix("p" + of, {capture[a]}, occasions, "LOGIT");
-    matrix(a == 0 ? "Psi A to B" : "Psi B to A", {moves[a]}, occasions - 1, "LOGIT");
+    model.matrix("S" + of, occasions - 1, survival[a], "LOGIT");
+    model.matrix("p" + of, occasions, capture[a], "LOGIT");
+    model.matrix(a == 0 ? "Psi A to B" : "Psi B to A", occasions - 1, moves[a], "LOGIT");
     if (hidden) {
       const char code = a == 0 ? 'A' : 'B';
       const std::string set = "MLOGIT(" + std::to_string(a + 2) + ")";
-      matrix(std::string("Delta ") + code + "|" + code, {recorded[a].at(code)}, occasions, set);
-      matrix(std::string("Delta ") + (a == 0 ? "A|x" : "x|B"), {recorded[a].at('x')}, occasions, set);
+      model.matrix(std::string("Delta ") + code + "|" + code, occasions, recorded[a].at(code), set);
+      model.matrix(std::string("Delta ") + (a == 0 ? "A|x" : "x|B"), occasions, recorded[a].at('x'), set);
     }
   }
-  matrix("pent", {entrants.begin() + 1, entrants.end()}, occasions - 1, "MLOGIT(1)");
-  matrix("pi A :", of_a, occasions, "LOGIT");
-  const std::string size = std::to_string(truth.size());
-  const Deck_result result = run_deck(
-      std::string("proc chmatrix occasions=5 groups=1 hist=9999 strata=2 nohist ") +
-      (hidden ? "events=2 etype=HMMMSJOLLYSEBER;\nstrata=A B x y;\n" : "etype=MSJOLLYSEBER;\nstrata=A B;\n") +
-      "time intervals 1 0.5 2 1;\n" + Counts(hidden).records() +
-      "proc estimate link=parm-specific;\nmodel={recovered};\n" + matrices + "design matrix constraints=" +
-      size + " covariates=" + size + " identity;\nlinks;\n" + links + "proc stop;\n");
-  ASSERT_EQ(result.stop, "NORMAL EXIT") << result.listing.substr(result.listing.size() - 2000);
-  for (std::size_t i = 0; i < truth.size(); ++i)
-    EXPECT_NEAR(result.real(static_cast<int>(i) + 1).estimate, truth[i], tolerance) << "real " << i + 1;
-  EXPECT_EQ(result.number("Number of Estimated Parameters {recovered} ="), static_cast<double>(truth.size()));
+  model.matrix("pent", occasions - 1, std::vector<double>(entrants.begin() + 1, entrants.end()), "MLOGIT(1)");
+  model.matrix("pi A :", occasions, of_a, "LOGIT");
+  const Deck_result result =
+      model.fit(std::string("proc chmatrix occasions=5 groups=1 hist=9999 strata=2 nohist ") +
+                    (hidden ? "events=2 etype=HMMMSJOLLYSEBER;\nstrata=A B x y;\n"
+                            : "etype=MSJOLLYSEBER;\nstrata=A B;\n") +
+                    "time intervals 1 0.5 2 1;\n",
+                Counts(hidden).records());
+  model.expect_recovered(result, tolerance);
 
   // The sizes follow from the same shares.
   const std::string total = section_of(result, "Total Abundance Estimates of ");

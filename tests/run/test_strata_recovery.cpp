@@ -7,12 +7,11 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
-#include <cstdio>
 #include <map>
 #include <string>
 #include <vector>
 
-#include "support/deck_run.h"
+#include "support/recovery_deck.h"
 
 namespace tarn {
 namespace {
@@ -41,15 +40,7 @@ class Counts {
         live(f, a, released, cells);
       }
   }
-  std::string records() const {
-    std::string text;
-    for (const auto& [cells, animals] : counts_) {
-      char count[40];
-      std::snprintf(count, sizeof count, " %.9g;\n", animals);
-      text += cells + count;
-    }
-    return text;
-  }
+  std::string records() const { return record_lines(counts_); }
 
  private:
   std::size_t width() const { return dead_too_ ? 2 : 1; }
@@ -88,35 +79,23 @@ class Strata_recovery : public testing::TestWithParam<bool> {};
 
 TEST_P(Strata_recovery, rates_by_stratum) {
   const bool dead_too = GetParam();
-  std::string matrices, links;
-  std::vector<double> truth;
-  const auto matrix = [&](const std::string& name, int columns, double value, const std::string& link) {
-    truth.push_back(value);
-    matrices += "group=1 " + name + " rows=1 cols=" + std::to_string(columns) +
-                " square constant=" + std::to_string(truth.size()) + ";\n";
-    links += link + ";\n";
-  };
+  Recovered_model model;
   const int to_the_end = dead_too ? occasions : occasions - 1;
   for (std::size_t a = 0; a < codes.size(); ++a) {
     const std::string of = std::string(" ") + codes[a] + " :";
-    matrix("S" + of, to_the_end, survival[a], "LOGIT");
-    matrix("p" + of, occasions - 1, capture[a], "LOGIT");
-    if (dead_too) matrix("r" + of, to_the_end, reported[a], "LOGIT");
+    model.matrix("S" + of, to_the_end, survival[a], "LOGIT");
+    model.matrix("p" + of, occasions - 1, capture[a], "LOGIT");
+    if (dead_too) model.matrix("r" + of, to_the_end, reported[a], "LOGIT");
     for (std::size_t b = 0; b < codes.size(); ++b)
       if (b != a)
-        matrix(std::string("Psi ") + codes[a] + " to " + codes[b], occasions - 1, moves(a, b),
-               "MLOGIT(" + std::to_string(a + 1) + ")");
+        model.matrix(std::string("Psi ") + codes[a] + " to " + codes[b], occasions - 1, moves(a, b),
+                     "MLOGIT(" + std::to_string(a + 1) + ")");
   }
-  const std::string size = std::to_string(truth.size());
-  const Deck_result result =
-      run_deck("proc chmatrix occasions=4 groups=1 hist=9999 strata=3 nohist etype=" +
-               std::string(dead_too ? "MSLIVEDEAD" : "MULTISTRATA") +
-               ";\nstrata=A B C;\ntime intervals 1 0.5 2;\n" + Counts(dead_too).records() +
-               "proc estimate link=parm-specific;\n" + matrices + "design matrix constraints=" + size +
-               " covariates=" + size + " identity;\nlinks;\n" + links + "proc stop;\n");
-  ASSERT_EQ(result.stop, "NORMAL EXIT") << result.listing.substr(result.listing.size() - 2000);
-  for (std::size_t i = 0; i < truth.size(); ++i)
-    EXPECT_NEAR(result.real(static_cast<int>(i) + 1).estimate, truth[i], tolerance) << "real " << i + 1;
+  const Deck_result result = model.fit("proc chmatrix occasions=4 groups=1 hist=9999 strata=3 nohist etype=" +
+                                           std::string(dead_too ? "MSLIVEDEAD" : "MULTISTRATA") +
+                                           ";\nstrata=A B C;\ntime intervals 1 0.5 2;\n",
+                                       Counts(dead_too).records());
+  model.expect_recovered(result, tolerance);
 }
 
 INSTANTIATE_TEST_SUITE_P(with_recoveries, Strata_recovery, testing::Bool());

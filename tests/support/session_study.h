@@ -3,6 +3,7 @@
 // cell of every matrix, found by name.
 
 #include <algorithm>
+#include <cmath>
 #include <map>
 #include <numeric>
 #include <string>
@@ -190,5 +191,19 @@ class Session_study {
   std::map<Place, std::pair<bool, int>> sizes_;
   std::map<Cell_place, int> numbers_;
 };
+
+/// What serial runs alone charge -2 log likelihood with at the reals of a study that is set up; negative
+/// where the same history by history is another number.
+inline double charged_in_serial_runs(Session_study& study) {
+  study.model.func(study.reals);
+  const double in_serial_runs = study.model.value.sumpen;
+  study.model.force_threads(2);
+  study.model.func(study.reals);
+  const double charged = in_serial_runs - study.model.value.sumpen;
+  study.model.set_threads(1);
+  study.model.force_histories();
+  study.model.func(study.reals);
+  return std::abs(study.model.value.sumpen - in_serial_runs) <= 1e-12 ? charged : -1.0;
+}
 
 }  // namespace tarn
