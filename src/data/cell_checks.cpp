@@ -232,6 +232,7 @@ bool has_dead_columns(const Datatype& row) {
     case Cell_check::barker_strata:
       return true;
     case Cell_check::none:
+    case Cell_check::strata:
     case Cell_check::sightings:
     case Cell_check::young:
       return false;
@@ -329,11 +330,10 @@ void check_cells(Job& job, int n, const Datatype& row, History cells, std::strin
   const auto each_occasion = [](int occasion) { return occasion; };
   switch (row.check) {
     case Cell_check::none:
-      // Codes of EVENTS= are signs, but no strata.
-      if (row.cell == Cell::chprob009 || row.cell == Cell::chprob183) check_signs(job, n, row, cells, typed);
-      return;
     case Cell_check::robust_barker:
       return;
+    case Cell_check::strata:
+      return check_signs(job, n, row, cells, typed);
     case Cell_check::dead_recoveries:
     case Cell_check::recovery_needed:
       return check_dead_recoveries(job, n, row, cells, typed);

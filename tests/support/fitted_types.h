@@ -164,6 +164,8 @@ inline const std::vector<Family_note>& fitted_types() {
 - `pi`, the state at the first capture: `pi A :` for all states but the last. One row, a column for each occasion; the last serves
   those behind it. Then the first sign counts with its `Delta`. Without any `pi` histories start with the code of a state, and that
   is taken for certain.
+- states that nothing but events tell have no names of their own: a fit finds them in either order, unless INITIAL tells which
+  is which.
 )"},
       {{176},
        R"(- cell: first character the code of a state, caught in it, `U` caught, state not recognised, `0` not caught, `.` not sampled.
@@ -214,10 +216,10 @@ inline const std::vector<Family_note>& fitted_types() {
        R"(- cell: the code of the state in which the animal was caught (STRATA), `u` caught and the state not recognised, `0` not
   caught, `.` not sampled. Sessions as for `ROBUST`; no animal changes its state in one, so the codes of a session are one and
   the same.
-- `S`, `Psi` as for `HCRDMS`. `pi` (the state of an animal caught for the first time) and `Omega` (the same among animals that are
-  there, of those not recognised): one column a session, one row, a matrix for each state but the last, which has what they
-  leave of 1. `p`, `Delta` (a captured animal is recognised): one column an occasion of the session, one row, a matrix for
-  each state and session.
+- `S`, `Psi` as for `HCRDMS`. `pi` (the state of an animal caught for the first time) and `Omega` (the same among all that are
+  there, by which the states of those never recognised in that session are told): one column a session, one row, a matrix for
+  each state but the last, which has what they leave of 1. `p`, `Delta` (a captured animal is recognised): one column an
+  occasion of the session, one row, a matrix for each state and session.
 )"},
       {{122},
        R"(- as for `RDMSMISCLASS`, but in the place of `u` stands a guess, the code in lower case.

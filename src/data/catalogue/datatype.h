@@ -250,6 +250,7 @@ enum class Cell_check : int {
   barker,            ///< the same, and the first encounter is a live capture
   robust_barker,     ///< as barker, by session
   known_fate,        ///< deaths of animals at risk only
+  strata,            ///< stratum codes; signs of events are none
   live_dead_strata,  ///< stratum codes alive, any sign dead
   barker_strata,     ///< stratum codes alive, codes, lower-case codes and events dead
   sightings,         ///< counts, "+0", "-0", ".."

@@ -64,9 +64,8 @@ constexpr std::array<Template<>, 3> total_abundance_heading{
     "(44x,'95% Confidence Interval')", "(1x,'Grp.      N*-hat        Standard Error',6x,'Lower',11x,'Upper')",
     "(1x,5('-'),4(2x,'--------------'))"};
 constexpr std::array<Template<>, 3> abundance_heading{
-    "(53x,'95% Confidence Interval')",
-    "(1x,'Grp. Str. Occ.    Abundance      Standard Error',6x,'Lower',11x,'Upper')",
-    "(1x,14('-'),4(2x,'--------------'))"};
+    strata_confidence, "(1x,'Grp. Str. Occ.    Abundance      Standard Error',6x,'Lower',11x,'Upper')",
+    strata_ruler};
 
 constexpr Row_template group_row{"(7x,i3,4(2x,a14))"}, pair_row{"(1x,i3,3x,i3,3x,a14,3(2x,a14))"},
     strata_row{"(1x,i3,2x,i3,2x,i3,3x,a14,3(2x,a14))"};

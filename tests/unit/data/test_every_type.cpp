@@ -39,6 +39,7 @@ std::string history_of(const Datatype& row) {
     case Cell_check::young:
       return "030200";
     case Cell_check::none:
+    case Cell_check::strata:
       break;
   }
   if (row.live) return strata ? "AB0" : "101";
