@@ -41,6 +41,7 @@ inline bool is_site_matrix_by_session(int type, const std::string& name) {
 inline std::vector<Matrix_size> site_matrices(int type, const std::string& name,
                                               const std::vector<int>& lengths, const Site_layout& layout) {
   const Datatype& row = datatype(type);
+  if (!names_hold(row.own, name)) return {};
   const int K = std::accumulate(lengths.begin(), lengths.end(), 0), T = static_cast<int>(lengths.size());
   const bool scales = row.cell == Cell::multscalocc || row.cell == Cell::chprob175;
   std::vector<Matrix_size> all;
