@@ -427,7 +427,7 @@ struct Clamped {
 };
 
 // KEPT: a derived rate outside 0 to 1 is taken as 0 or 1 and charged twice its excess, in serial runs only.
-TEST(Kept, derived_rates_of_occupancy_are_clamped_and_charged_in_serial_runs) {
+TEST(Kept, derived_rates_are_charged_in_serial_runs) {
   const std::vector<Clamped> cases{
       // Colonization -.05 / .4 from the shares .6 and .4 at an extinction of .25.
       {28, {0.6, 0.4}, {0.25}, {0.0}, -0.25},

@@ -134,7 +134,8 @@ TEST_P(Site_recovery, expected_counts_give_back_what_made_them) {
 const Rates occupied{"Psi", {0.6}}, dies{"Epsilon", {0.25, 0.35}}, comes{"Gamma", {0.15, 0.3}};
 /// The same with the shares of three seasons.
 const Rates shares{"Psi", {0.6, 0.51, 0.4785}};
-const std::vector<Rates> classes{{"pi", {0.4}}, {"p", {0.25, 0.7}}};
+/// The first class is the one that a search starts with the higher rate.
+const std::vector<Rates> classes{{"pi", {0.4}}, {"p", {0.7, 0.25}}};
 const std::vector<Rates> spread{{"sigmap", {0.8}, "LOG"}, {"p", {0.4}}};
 
 std::vector<Rates> together(std::vector<Rates> first, const std::vector<Rates>& second) {

@@ -331,6 +331,7 @@ inline Model_builder unfinished_model(int type, const std::vector<Animal>& anima
   const bool units = bounds == Pim_bounds::blocks || bounds == Pim_bounds::session_blocks;
   const bool mixtures = findpar(job.data, "pi") > 0 && !has_states(type);
   job.status.nmixtures = mixtures || units || datatype(type).species ? 2 : 1;
+  if (is_site(type) && strata_codes(type).empty()) job.data.strata = datatype(type).alphabet;
   if (datatype(type).species) build_species_design(job);
   if (is_site(type)) m.index_bounds();
   job.data.order = 9;

@@ -56,8 +56,8 @@ class Site_study {
                            : findpar(job.data, "pi") > 0 ? layout.mixtures
                                                          : 1;
     job.status.liveeh = row.live ? 1 : 0;
+    if (row.strata_tail != Strata_tail::zero_first) job.data.strata = row.alphabet;
     if (row.species) {
-      job.data.strata = "0123456789.";
       build_species_design(job);
       // Where it has not been told by MIXTURES.
       if (job.status.nspeciesocc != layout.species) throw std::invalid_argument("number of species");
