@@ -272,8 +272,8 @@ inline const std::vector<Family_note>& fitted_types() {
       {{156, 157},
        R"(- cell: `2` a detection that is certain, `1` one that may be false, `0` none, `.` not surveyed. Seasons as for `RDOCCUPEG`.
 - `p10` (detected at an empty site), `p11` (detected at an occupied one), `b` (such a detection is certain): K columns, or a matrix a season.
-  The others as without false detections. Without any `2` the occupied sites may be taken for the empty ones and back: `p10` and `p11`
-  change places; so fix `b` to 0 only with `initial`, or `p10` below `p11`.
+  The others as without false detections. Without any `2` fix `b` at 0 and start (`initial`) with `p10` below `p11`: else the two may change places, and
+  occupied sites with empty ones.
 )"},
       {{143},
        R"(- cell: segment o of a trail, in its order along it: `1` detected, `0` not, `.` not surveyed. A segment that was not surveyed keeps its

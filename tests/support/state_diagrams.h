@@ -94,15 +94,15 @@ site tell is a sum over all states that it may have had.
 
 ### Occupied or empty: 27 to 30, 107 to 110, 151 to 154, 156, 157
 
-        season t                 step t                     season t + 1
-                          1 - Epsilon(t)
-        [ occupied ] ----------------------------> [ occupied ]      survey j:  1 with p(j), 0 with 1 - p(j)
-             |  \___________ Epsilon(t) ________                      107 to 110: p of the site's class, pi a share of sites
-             |    __________ Gamma(t) ___________\                    151 to 154: p of the site's level, normal on the logit scale
-        [  empty   ] ----------------------------> [  empty   ]      survey j:  0; 156, 157: 1 with p10(j)
-                          1 - Gamma(t)
-                                                                     156, 157, occupied:  2 with p11 b, 1 with p11 (1 - b)
-        first season: occupied with Psi
+        season t             step t               season t + 1
+        [ occupied ] --+-- 1 - Epsilon(t) --> [ occupied ]
+                       +-- Epsilon(t) ------> [  empty   ]
+        [  empty   ] --+-- Gamma(t) --------> [ occupied ]           first season: occupied with Psi
+                       +-- 1 - Gamma(t) ----> [  empty   ]
+
+        survey j of an occupied site:  1 with p(j), 0 with 1 - p(j);  156, 157: 2 with p11 b, 1 with p11 (1 - b), else 0
+                    of an empty site:  0;  156, 157: 1 with p10, else 0
+        107 to 110: p of the site's class, pi the shares of the classes;  151 to 154: logit p normal, sigmap its deviation
 
 ### Within a season: 143, 144 and 170, 123 and 175
 
