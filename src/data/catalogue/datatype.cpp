@@ -68,9 +68,12 @@ std::vector<std::string> parmlist(int dattyp) {
 }
 
 bool names_hold(std::string_view list, std::string_view name) {
-  std::vector<std::string> names;
-  append_names(names, list);
-  return std::find(names.begin(), names.end(), name) != names.end();
+  while (!list.empty()) {
+    const std::size_t end = std::min(list.find(' '), list.size());
+    if (end > 0 && list.substr(0, end) == name) return true;
+    list.remove_prefix(std::min(end + 1, list.size()));
+  }
+  return false;
 }
 
 Parameter_range parameter_range(const Datatype& type, std::string_view name) {
