@@ -44,17 +44,7 @@ std::string abundance_deck() {
          "design matrix constraints=4 covariates=4 identity;\n proc stop;";
 }
 
-std::string species_deck() {
-  return "proc chmatrix occasions=3 groups=1 hist=40 etype=NSPECIESOCC;\n"
-         "000000 60;\n 010000 15;\n 000100 11;\n 010100 14;\n 020000 18;\n 000200 20;\n 020202 9;\n"
-         "010203 8;\n 030301 12;\n 030002 10;\n 000301 7;\n 010101 9;\n"
-         "proc estimate link=parm-specific;\n model={f p(species)};\n"
-         "group=1 f rows=1 cols=3 square;\n 1 2 3;\n"
-         "group=1 p Primary 1 rows=1 cols=3 square constant=4;\n"
-         "group=1 p Primary 2 rows=1 cols=3 square constant=5;\n"
-         "design matrix constraints=5 covariates=5 identity;\n"
-         "links;\n IDENTITY;\n IDENTITY;\n IDENTITY;\n LOGIT;\n LOGIT;\n proc stop;";
-}
+std::string species_deck() { return golden("occupancy-species"); }
 
 std::string two_species_deck() {
   return "proc chmatrix occasions=2 groups=1 hist=40 etype=2SPECCONOCCUP;\n"
