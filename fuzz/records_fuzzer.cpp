@@ -73,7 +73,10 @@ Head head_of(std::string_view& input) {
   const tarn::Datatype& row = tarn::datatype(head.type);
   head.keyword = row.keyword[0];
   const std::string_view layer = tarn::closed_parameters(row.closed);
-  if (tarn::names_hold(layer, "pi")) head.more = "mixtures=2";
+  const bool sites_in_classes = tarn::is_site(head.type) && tarn::names_hold(row.own, "pi"),
+             units = row.pim_bounds == tarn::Pim_bounds::blocks ||
+                     row.pim_bounds == tarn::Pim_bounds::session_blocks;
+  if (tarn::names_hold(layer, "pi") || sites_in_classes || units || row.species) head.more = "mixtures=2";
   if (row.nodes != tarn::Nodes::none) head.more = "nodes=15";
   return head;
 }
@@ -116,8 +119,10 @@ std::string estimation(const Head& head, const std::vector<int>& sessions) {
       for (const tarn::Matrix_size& size : tarn::matrix_sizes(head.type, name, sessions, mixtures)) {
         if (size.rows < 1 || size.columns < 1) continue;
         text += "group=" + std::to_string(g) + ' ' + name;
-        if (const std::string codes = tarn::strata_codes(head.type);
-            !codes.empty() && !(name == "pent" && tarn::has_states(head.type))) {
+        if (tarn::is_site(head.type))
+          text += tarn::site_matrix_words(head.type, name, size);
+        else if (const std::string codes = tarn::strata_codes(head.type);
+                 !codes.empty() && !(name == "pent" && tarn::has_states(head.type))) {
           const auto code = [&codes](int k) {
             const std::size_t n = codes.size(), at = static_cast<std::size_t>(k) - 1;
             // Behind the codes stand those of guesses.
@@ -128,7 +133,8 @@ std::string estimation(const Head& head, const std::vector<int>& sessions) {
                    : tarn::is_classification(head.type, name) ? "|" + code(size.third)
                                                               : " :");
         }
-        if (tarn::has_matrix_by_session(head.type, name)) text += " Session " + std::to_string(size.third);
+        if (tarn::has_matrix_by_session(head.type, name) && !tarn::is_site(head.type))
+          text += " Session " + std::to_string(size.third);
         text += " rows=" + std::to_string(size.rows) + " cols=" + std::to_string(size.columns) +
                 (size.by_cohort ? " triang;\n" : " square;\n");
         if (size.by_cohort) ++number;

@@ -105,11 +105,11 @@ struct Breeding_sites : Sites<Breeding_sites> {
     row[2] = psi * higher;
   }
 
-  /// The matrix of Delta: that of state 2, else the first that was given.
+  /// The matrix of Delta: that of state 2, else that of state 1, else that of none.
   template <class Real>
   static auto evidence(const Season& season, bool several, Cell_work<Real>& work) {
     if (!several) return work.matrix(Parameter::Delta, season.group);
-    for (const int place : {3, 1, 2}) {
+    for (const int place : {3, 2, 1}) {
       const auto matrix = work.matrix(Parameter::Delta, place, season.number, season.group);
       if (matrix.nrows > 0) return matrix;
     }

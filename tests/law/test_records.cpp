@@ -62,8 +62,11 @@ class Records : public testing::TestWithParam<int> {
     m.finish();
     return m;
   }
-  static Figures alone(const Animal& animal, const std::vector<double>& x, bool derivatives = true) {
+  /// @param threads  what is charged in serial runs only is not charged in those of several
+  static Figures alone(const Animal& animal, const std::vector<double>& x, bool derivatives = true,
+                       int threads = 1) {
     Model_builder m = model({animal});
+    m.force_threads(threads);
     return figures(m, x, derivatives);
   }
 };
@@ -78,7 +81,7 @@ TEST_P(Records, add_up) {
     double f = 0.0, size = 0.0;
     std::vector<double> mixed(whole.mixed.size(), 0.0), sizes = mixed;
     for (const Animal& animal : all) {
-      const Figures one = alone(animal, x);
+      const Figures one = alone(animal, x, true, threads);
       f += one.f, size += std::abs(one.f);
       for (std::size_t k = 0; k < mixed.size(); ++k)
         mixed[k] += one.mixed[k], sizes[k] += std::abs(one.mixed[k]);
@@ -174,17 +177,17 @@ TEST_P(Records, move_one_beta_at_a_time_as_in_single_evaluations) {
     Model_builder m = fitted_model(GetParam(), animals(), options);
     const std::vector<double> x = moderate_betas(m, 17);
     ASSERT_TRUE(reals_depend_on_record(m.job().model));
-    std::vector<Moved_beta> moves;
-    std::vector<double> single;
-    for (int k = 1; k <= m.betas(); ++k)
-      for (const double by : {1e-8, -0.4, 2.0}) {
-        moves.push_back({k, x[static_cast<std::size_t>(k) - 1] + by});
-        std::vector<double> moved = x;
-        moved[static_cast<std::size_t>(k) - 1] += by;
-        single.push_back(m.func(moved));
-      }
     for (const int threads : {1, 2}) {
       m.force_threads(threads);
+      std::vector<Moved_beta> moves;
+      std::vector<double> single;
+      for (int k = 1; k <= m.betas(); ++k)
+        for (const double by : {1e-8, -0.4, 2.0}) {
+          moves.push_back({k, x[static_cast<std::size_t>(k) - 1] + by});
+          std::vector<double> moved = x;
+          moved[static_cast<std::size_t>(k) - 1] += by;
+          single.push_back(m.func(moved));
+        }
       const std::vector<double> together = m.objectives(x, moves);
       for (std::size_t k = 0; k < moves.size(); ++k)
         EXPECT_EQ(together[k], single[k]) << "beta " << moves[k].position << ", threads " << threads;

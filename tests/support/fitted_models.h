@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "data/gaussquad.h"
+#include "data/species.h"
 #include "likelihood/cells.h"
 #include "support/fitted_types.h"
 #include "support/matrix_sizes.h"
@@ -192,6 +193,33 @@ inline std::string open_cells(int type, int noccas, Draws& draws) {
   return cells;
 }
 
+/// Surveys of one site.
+inline std::string site_cells(int type, int noccas, Draws& draws) {
+  const Datatype& row = datatype(type);
+  // Counts of animals; sets of two species, by number; a sign for each of two species.
+  const bool counts = row.cell == Cell::occuprpoisson || row.cell == Cell::occuprnegbin,
+             species = row.species;
+  const bool certain = row.cell == Cell::occupancyfp || row.cell == Cell::rdoccupfpeg;
+  const bool states = row.cell == Cell::msoccupancy || row.strata_tail == Strata_tail::zero_first;
+  std::string cells;
+  for (int o = 1; o <= noccas; ++o) {
+    const bool seen = draws.chance(0.5);
+    if (draws.chance(0.15)) {
+      cells += row.live ? ".0" : draws.chance(0.3) ? "1." : "..";
+    } else if (counts || species) {
+      const int count = seen ? draws.whole(1, counts ? 12 : 3) : 0;
+      cells += {static_cast<char>('0' + count / 10), static_cast<char>('0' + count % 10)};
+    } else if (!row.live && !states) {
+      cells += {seen ? '1' : '0', draws.chance(0.5) ? '1' : '0'};
+    } else {
+      // Where a second sign means nothing of its own it is a detection like any other.
+      const bool two = draws.chance(certain || states ? 0.4 : 0.1) && row.alphabet != "1.0";
+      cells += {seen ? two ? '2' : '1' : '0', '0'};
+    }
+  }
+  return cells;
+}
+
 /// A capture in a state, which may leave it open.
 inline char sign_of(int type, char code, Draws& draws) {
   if (draws.chance(0.5)) return code;
@@ -240,6 +268,7 @@ inline std::string closed_cells(int type, int noccas, Draws& draws) {
 /// closed layer in every session in which something was caught, and there by stratum.
 inline std::vector<std::pair<int, int>> counted_at(int type, History history,
                                                    const std::vector<int>& lengths) {
+  if (is_site(type)) return {{1, 1}};
   if (datatype(type).closed == Closed::none) return {{std::max(first1(history), 1), 1}};
   const std::string codes = strata_codes(type).empty() ? "1" : strata_codes(type);
   std::vector<std::pair<int, int>> sessions;
@@ -257,7 +286,7 @@ inline std::vector<std::pair<int, int>> counted_at(int type, History history,
 
 /// Whether a parameter is a rate or a number and not a chance.
 inline bool is_rate(int type, const std::string& name) {
-  static const std::vector<std::string> rates{"sigmap", "f0", "Lambda", "f", "N"};
+  static const std::vector<std::string> rates{"sigmap", "f0", "Lambda", "f", "N", "VarAdd"};
   return type == 20 || (type != 10 && std::find(rates.begin(), rates.end(), name) != rates.end());
 }
 
@@ -269,7 +298,8 @@ inline std::vector<Animal> draw_animals(int type, int count, const Fitted_option
   std::vector<Animal> animals;
   for (int i = 0; i < count; ++i) {
     Animal animal;
-    animal.cells = datatype(type).closed != Closed::none || is_by_stratum_within(type)
+    animal.cells = is_site(type) ? fitted_models_detail::site_cells(type, options.noccas, draws)
+                   : datatype(type).closed != Closed::none || is_by_stratum_within(type)
                        ? fitted_models_detail::closed_cells(type, options.noccas, draws)
                        : fitted_models_detail::open_cells(type, options.noccas, draws);
     for (int g = 0; g < options.groups; ++g) {
@@ -297,7 +327,13 @@ inline Model_builder unfinished_model(int type, const std::vector<Animal>& anima
   if (!strata_codes(type).empty())
     m.strata(strata_codes(type), events.captures, events.resightings, events.recoveries);
   if (has_states(type)) job.status.liveeh = datatype(type).live ? 1 : 0;
-  job.status.nmixtures = findpar(job.data, "pi") > 0 && !has_states(type) ? 2 : 1;
+  const Pim_bounds bounds = datatype(type).pim_bounds;
+  const bool units = bounds == Pim_bounds::blocks || bounds == Pim_bounds::session_blocks;
+  const bool mixtures = findpar(job.data, "pi") > 0 && !has_states(type);
+  job.status.nmixtures = mixtures || units || datatype(type).species ? 2 : 1;
+  if (is_site(type) && strata_codes(type).empty()) job.data.strata = datatype(type).alphabet;
+  if (datatype(type).species) build_species_design(job);
+  if (is_site(type)) m.index_bounds();
   job.data.order = 9;
   if (datatype(type).nodes != Nodes::none) gausquadpar(job);
   Array1<double>&located = job.data.nlocations, &inside = job.data.ninside;
@@ -329,13 +365,14 @@ inline Model_builder unfinished_model(int type, const std::vector<Animal>& anima
     for (int q = 1; q <= job.data.numparmnames; ++q) {
       const std::string& name = job.data.parameterlist(q);
       const bool rate = fitted_models_detail::is_rate(type, name);
+      const Link link = datatype(type).species ? Link::identity : Link::log;
       for (const Matrix_size& size : matrix_sizes(type, name, options.noccas, job.status.nmixtures)) {
         if (size.rows < 1 || size.columns < 1) continue;
         m.pim(
             q, g, size.by_cohort ? "TRIANG" : "SQUARE", size.rows, size.columns,
             [&](int, int) {
               ++number;
-              if (rate && !options.identity) m.link(number, Link::log);
+              if (rate && !options.identity) m.link(number, link);
               return number;
             },
             size.third, size.second);
@@ -360,12 +397,12 @@ inline Model_builder fitted_model(int type, const std::vector<Animal>& animals,
                                   const Fitted_options& options) {
   Model_builder m = unfinished_model(type, animals, options);
   // Shares of one population.
-  if (has_states(type) && !options.identity)
-    for_each_matrix_of(
-        m.job(), std::max(findpar(m.job().data, "pent"), 1), [&](const Pim_place& at, const Pim& pim) {
-          if (pim.parname != "pent") return;
-          for_each_cell(pim, [&](int, int, int number) { m.set_member(number, Link::mlogit, at.g); });
-        });
+  const std::vector<std::string> shares{"pent", "Phi0", "rAB", "rAb", "raB"};
+  if ((has_states(type) || is_site(type)) && !options.identity)
+    for_each_matrix(m.job(), [&](const Pim_place& at, const Pim& pim) {
+      if (std::find(shares.begin(), shares.end(), pim.parname) == shares.end()) return;
+      for_each_cell(pim, [&](int, int, int number) { m.set_member(number, Link::mlogit, at.g); });
+    });
   m.finish();
   return m;
 }

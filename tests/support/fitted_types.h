@@ -237,6 +237,129 @@ inline const std::vector<Family_note>& fitted_types() {
        R"(- as for `RDMSOPENMCSEAS`. `p`, `c` and `Phi`: rows by the occasion of arrival in the session, or fewer, of which the last
   serves all behind it.
 )"},
+      {{27},
+       R"(- record: a site, not an animal; a count above 1 is a number of sites with the same surveys, a negative one counts like
+  a positive one. Cell: `1` (or `2`) detected, `0` searched and not detected, `.` not surveyed. A site never surveyed adds
+  nothing.
+- `p`: K columns, column o is survey o. `Psi`, the share of sites that are occupied: one cell. One row. Surveys must be close
+  enough in time for the site to stay occupied or empty. With one survey a site `Psi` and `p` enter as their product only.
+)"},
+      {{28, 29, 30},
+       R"(- cell: as for `OCCUPANCY`. TIME INTERVALS tell the seasons: 0 between two surveys of one season, a length above 0 behind the
+  last survey of each. Lengths end seasons and no more; rates are those of a step between two seasons, however long. Whole
+  seasons may be without surveys, at single sites or at all.
+- `Epsilon` (goes extinct, of sites occupied in a season) and `Gamma` (is colonised, of those empty): one column a step, one less than
+  there are seasons. `Psi`: in `RDOCCUPEG` one cell, that of the first season; in the others a column a season, and the rate that has no
+  matrix follows: Gamma = (Psi(t+1) - (1 - Epsilon) Psi(t)) / (1 - Psi(t)). Where it comes out below 0 or above 1 it is taken as 0 or 1
+  and charged for; the estimates stand on a border then. One row.
+- `p`: a matrix a season, `p Session 2`, columns counted from the season's first survey. The `p` of a season of one survey cannot be told
+  from `Psi` there.
+)"},
+      {{107, 108, 109, 110},
+       R"(- cell and seasons as for `OCCUPANCY` and `RDOCCUPEG`; sites belong to one of `MIXTURES=` classes that nobody sees, in every
+  season anew.
+- `pi`: shares of all classes but the last, one row of columns or one column of rows. `p`: row m is class m. With seasons a matrix of both
+  a season. Those that start equal are moved apart, the first class to the higher rate. The others as without classes.
+- two classes need four surveys and more, and many sites: what was never detected may be a class of its own, so that `Psi`
+  hangs on the kind of difference that is assumed.
+)"},
+      {{151, 152, 153, 154},
+       R"(- cell and seasons as for `OCCUPANCY` and `RDOCCUPEG`. Every site has its own level of p on the logit scale, normal with deviation
+  `sigmap`; in every season another one.
+- `sigmap`: column o of the survey, the last one serves all behind it; with seasons a matrix a season. Give it the LOG link where it is
+  not its own. The others as without an effect. As for `OCCUPHET`, `Psi` hangs on the kind of difference that is assumed.
+)"},
+      {{156, 157},
+       R"(- cell: `2` a detection that is certain, `1` one that may be false, `0` none, `.` not surveyed. Seasons as for `RDOCCUPEG`.
+- `p10` (detected at an empty site), `p11` (detected at an occupied one), `b` (such a detection is certain): K columns, or a matrix a season.
+  The others as without false detections. Without any `2` fix `b` at 0 and start (`initial`) with `p10` below `p11`: else the two may change places, and
+  occupied sites with empty ones.
+)"},
+      {{143},
+       R"(- cell: segment o of a trail, in its order along it: `1` detected, `0` not, `.` not surveyed. A segment that was not surveyed keeps its
+  place.
+- `Theta` (a segment of an occupied site is used; the first one, and one behind a segment that is not), `p` (detected where it is used): K
+  columns. `Theta'` (used, behind a used one): K - 1 columns, column c is segment c + 1, or K with the first one unread. `Psi`: one cell. One
+  row. What tells `Theta` from `p` is that detections come in runs: tie each over segments. Where `Theta` and `Theta'` are equal they
+  enter as Theta p only.
+)"},
+      {{144, 170},
+       R"(- cell as for `OCCUPANCY`, seasons as for `RDOCCUPEG`. At an occupied site the species arrives once and leaves once within the season,
+  and is there to be detected in between. A survey that was not made keeps its place in time.
+- `pent` (arrives ahead of a survey): one column less than surveys; column j is survey j + 1, and the first survey has what the
+  others leave of 1. With PENTLAST column j is survey j, and the last has the rest. The link MLOGIT, one set a season, keeps the others
+  below 1. `d` (leaves behind a survey): one column less than surveys. `p`: a column a survey. `Psi`, and with seasons `Epsilon`, `Gamma`,
+  as for `RDOCCUPEG`; with seasons a matrix of the others a season. One row. A season of one survey has neither `pent` nor `d`.
+- by time `p` of the first survey cannot be told from `pent`, nor `p` of the last from `d` before it.
+)"},
+      {{111, 112},
+       R"(- cell: as for `OCCUPANCY`. A site has a number of animals, the same at all its surveys, each of which is detected by itself.
+- `r` (one animal is detected): K columns. `Lambda`, the mean number of animals at a site: one cell. `VarAdd`, by how much the variance
+  of that number is above its mean: one cell. One row. `VarAdd` of almost 0 is a Poisson number; give it many surveys, as `Lambda`
+  and `VarAdd` are told apart by the sites with many detections only.
+)"},
+      {{117, 118},
+       R"(- cell: two digits, the animals counted: `00` to `99`; a dot in either place: not surveyed.
+- `r`, `Lambda`, `VarAdd`: as for `OCCUPRNPOISSON` and `OCCUPRNNEGBIN`, each animal being counted with `r`. With one survey a site `r` and
+  `Lambda` enter as their product only.
+)"},
+      {{113},
+       R"(- cell: two characters, species A and species B: `11` both, `10` A, `01` B, `00` none; a dot in either place: not surveyed.
+- `PsiAB`, `PsiA`, `PsiB`, the shares of sites with both species, with A, with B: one cell each. `PsiA` and `PsiB` include the sites with both:
+  below `PsiAB` they are charged for, and so is PsiA + PsiB - PsiAB above 1.
+- `pA`, `pB`, detected where the other species is not: K columns. `rAB`, `rAb`, `raB`, where both are: both, A alone, B alone are detected;
+  K columns. One set of MLOGIT for each survey keeps their sum below 1. One row. Start (`initial`) with `PsiA` and `PsiB` above `PsiAB`.
+)"},
+      {{137},
+       R"(- cell: as for `2SPECOCCUP`. A is the species that does not mind the other.
+- `PsiA`; `PsiBA`, `PsiBa`, B where A is and where it is not: one cell each.
+- `pA`, `pB`, detected where the other species is not; `rA`, A where both are; `rBA`, `rBa`, B where both are, in a survey in which A was detected
+  and in one in which it was not: K columns. One row. All are chances of their own: any link serves.
+)"},
+      {{141},
+       R"(- cell: as for `2SPECOCCUP`, seasons as for `RDOCCUPEG`; the first season and the surveys as for `2SPECCONOCCUP`, detections with a matrix
+  a season.
+- `GammaA`, `GammaAB` (A comes where B is not, where B is), `EpsilonA`, `EpsilonAB` (A goes where B is not, where B is); `GammaB`, `GammaBA`, `EpsilonB`,
+  `EpsilonBA` the same of B where A is not and where A is: one column a step. One row. What counts is where the other species is at the beginning
+  of the step.
+)"},
+      {{116},
+       R"(- cell: `0` nothing seen, `1` seen without evidence of state 2 (say, of young), `2` seen with it, `.` not surveyed.
+- `Psi1`, occupied; `Psi2`, in state 2 when occupied: one cell each. `p1`, `p2`, seen in state 1 and in state 2; `Delta`, evidence when
+  seen in state 2: K columns. One row.
+)"},
+      {{124},
+       R"(- cell: `0` nothing seen, the first and the second code of STRATA (`STRATA=2`, the codes of the occupied states, lower state first) as `1` and
+  `2` of `MSOCCUPANCY`, `.` not surveyed. Seasons as for `RDOCCUPEG`. With the codes 1 and 2:
+- `Phi0 1 :`, `Phi0 2 :`, the shares of the two states in the first season: one cell each; one set of MLOGIT keeps their sum below 1.
+- `Psi 0 :`, `Psi 1 :`, `Psi 2 :` (occupied in the next season, by the state in this one; `0` the empty sites), `R 0 :`, `R 1 :`, `R 2 :` (then in state
+  2): one column a step. One row.
+- `p 1 : Session 2`, `p 2 : Session 2`, `Delta 2 : Session 2`: as `p1`, `p2`, `Delta` of `MSOCCUPANCY`, a matrix a season.
+)"},
+      {{125},
+       R"(- cell: `0` nothing seen, the code of a state (STRATA names the occupied ones, lowest first), `.` not surveyed. A site in a state may be
+  recorded in that state or in a lower one. Seasons as for `RDOCCUPEG`. With the codes 1 and 2:
+- `Phi0 1 :`, `Phi0 2 :`: as for `RDMSOCCREPRO`.
+- `Psi 0 to 1`: one column a step, a matrix for each pair of states, `0` the empty sites. The pair without a matrix (of several, the first) has
+  what the others of that state leave of 1: leave out those that stay.
+- `p 1|2`: a site in state 2 is recorded as 1; K columns, column o is survey o of the whole study.
+- one row. The link MLOGIT keeps below 1 the sum of `Phi0`; of `Psi` out of one state, for each step; of `p` of one state, for each survey.
+)"},
+      {{123, 175},
+       R"(- cell as for `OCCUPANCY`, `1` and not `2`. `MIXTURES=L`: every L surveys, one after the other, belong to one local unit, a plot or a day, of
+  the site; what is left behind the last whole unit does not count. Seasons as for `RDOCCUPEG`.
+- `Theta` (the species is at a unit, of an occupied site): one column a unit. `p` (detected at a unit where it is): L columns, a matrix for
+  each unit: `p Primary 2`, with seasons `p Primary 2 Session 1`. `Psi`, with seasons `Epsilon` and `Gamma`: as for `OCCUPANCY` and `RDOCCUPEG`. One row.
+  With L = 1 `Theta` and `p` enter as their product only.
+)"},
+      {{177},
+       R"(- cell: two digits, the sum of 1 for species 1, 2 for species 2, 4 for species 3 and so on, of the species detected: `00` none, `03` species 1 and 2,
+  `05` species 1 and 3; a dot in either place: not surveyed. `MIXTURES=` tells the number of species, up to 6.
+- `f`: a column for each set of species, smaller sets first: 1, 2, 3, then 12, 13, 23, then 123. A site has the species of a set z with a
+  chance in proportion to exp of the sum of f over the sets within z, so those of single species are logits where no other is, and those of
+  two their log odds ratio. Give it the IDENTITY link. Columns left out at the end are 0.
+- `p 1 :`, `p 2 :`, detected: K columns, a matrix for each species; or one matrix with a row for each. One row.
+)"},
       {{5, 12},
        R"(- cell: `1` caught, `0` not caught, with Huggins' form `.` not sampled.
 - `p`: K columns. `c` (caught again): K - 1 columns, column o - 1 is occasion o. One row. `f0`, the number never caught: one
@@ -274,11 +397,13 @@ inline std::vector<int> types_with_a_routine() {
 }
 
 /// Those of them that the laws look at that take long. Of the robust designs, which join one of six ways
-/// between sessions with one of thirteen closed kinds, these: every way and every kind is among them.
+/// between sessions with one of thirteen closed kinds, these: every way and every kind is among them. Of the
+/// sites in seasons every kind of season.
 inline std::vector<int> types_for_long_laws() {
-  static const std::vector<int> robust{7,   13,  40,  58,  59,  146, 18,  46,  162, 67,  75, 81,
-                                       85,  86,  96,  102, 149, 163, 168, 169, 33,  36,  37, 63,
-                                       104, 106, 147, 32,  119, 103, 121, 122, 126, 142, 184};
+  static const std::vector<int> robust{7,   13,  40,  58,  59,  146, 18,  46,  162, 67,  75,  81,
+                                       85,  86,  96,  102, 149, 163, 168, 169, 33,  36,  37,  63,
+                                       104, 106, 147, 32,  119, 103, 121, 122, 126, 142, 184, 28,
+                                       29,  30,  110, 154, 157, 170, 124, 125, 141, 175};
   std::vector<int> types;
   for (const int type : types_with_a_routine())
     if (!datatype(type).sessions || std::find(robust.begin(), robust.end(), type) != robust.end())

@@ -8,15 +8,10 @@
 #include <vector>
 
 #include "data/catalogue/datatype.h"
+#include "support/matrix_size.h"
+#include "support/site_matrices.h"
 
 namespace tarn {
-
-/// Rows and columns; a triangle when `by_cohort`. Second and third index of the matrix.
-struct Matrix_size {
-  bool by_cohort = false;
-  int rows = 1, columns = 1;
-  int second = 1, third = 1;
-};
 
 /// Whether animals move between strata and their sessions are closed.
 inline bool is_robust_strata(int type) {
@@ -43,6 +38,8 @@ inline bool is_by_stratum_within(int type) {
 
 /// Codes of the strata of the tests' data sets; empty for a type without any.
 inline std::string strata_codes(int type) {
+  // Of sites the occupied states.
+  if (datatype(type).strata_tail == Strata_tail::zero_first) return "12";
   const Cell cell = datatype(type).cell;
   const bool strata = cell == Cell::chprob009 || cell == Cell::mslivedead || is_robust_strata(type) ||
                       is_by_stratum_within(type) || has_states(type);
@@ -78,19 +75,21 @@ inline std::string options_of_codes(int type) {
   return text;
 }
 
-/// Occasions of each primary session in the tests' data sets: one and two by turns. One session of all where
-/// the type has none.
+/// Occasions of each primary session in the tests' data sets: one and two by turns, of local units of two
+/// surveys twice as many. One session of all where the type has none.
 inline std::vector<int> session_lengths(int type, int noccas) {
   if (!datatype(type).sessions) return {noccas};
+  const int unit = datatype(type).pim_bounds == Pim_bounds::session_blocks ? 2 : 1;
   std::vector<int> lengths;
   for (int left = noccas; left > 0; left -= lengths.back())
-    lengths.push_back(std::min(1 + static_cast<int>(lengths.size()) % 2, left));
+    lengths.push_back(std::min(unit * (1 + static_cast<int>(lengths.size()) % 2), left));
   return lengths;
 }
 
 /// Whether the type's cells have a matrix of the parameter for each session.
 inline bool has_matrix_by_session(int type, const std::string& name) {
   const Datatype& row = datatype(type);
+  if (is_site(type)) return is_site_matrix_by_session(type, name);
   if (is_by_stratum_within(type))
     return name != "S" && name != "Psi" && name != "Gamma" && name != "pi" && name != "Omega";
   return row.sessions && names_hold(closed_parameters(row.closed), name);
@@ -154,6 +153,7 @@ inline Matrix_size matrix_size(int type, const std::string& name, int noccas, in
 /// all.
 inline std::vector<Matrix_size> matrix_sizes(int type, const std::string& name,
                                              const std::vector<int>& lengths, int mixtures) {
+  if (is_site(type)) return site_matrices(type, name, lengths, {.mixtures = mixtures, .devices = mixtures});
   std::vector<Matrix_size> sizes;
   if (const int strata = static_cast<int>(strata_codes(type).size()); strata > 0) {
     if (has_matrix_by_session(type, name)) {

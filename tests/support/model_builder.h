@@ -49,6 +49,11 @@ class Model_builder {
               const std::vector<double>& covariates = {}) {
     std::string cells;
     for (const char c : live) cells += {c, '0'};
+    record_of_two(cells, observed, lost, covariates);
+  }
+  /// The same of two characters an occasion.
+  void record_of_two(std::string_view cells, const std::vector<float>& observed,
+                     const std::vector<float>& lost = {}, const std::vector<double>& covariates = {}) {
     Encounter_store& store = job().data.encounters;
     const int i = store.append(History(cells.data(), job().status.noccas), -9999.0);
     std::copy(observed.begin(), observed.end(), store.observed(i).begin());
@@ -105,6 +110,14 @@ class Model_builder {
     job().data.strata =
         strata_of(datatype(status.dattyp), codes + captures + resightings + recoveries, status.nstrta);
     make_room_for_matrices();
+  }
+
+  /// Bounds of the second and third index as the procedure of the model sets them. To be called ahead of the
+  /// first matrix.
+  void index_bounds() {
+    job().model.minlen.clear();
+    job().model.pim2 = {};
+    set_index_bounds(job());
   }
 
   /// Matrix of parameter q, group g, of one session (or second stratum) and one stratum where there are

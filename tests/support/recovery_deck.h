@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <map>
 #include <string>
@@ -45,16 +46,39 @@ class Recovered_model {
     }
   }
 
+  /// A matrix of these numbers, row by row: numbers that `real` has given.
+  void matrix_of_numbers(const std::string& name, const std::vector<std::vector<int>>& rows) {
+    matrices_ += "group=1 " + name + " rows=" + std::to_string(rows.size()) +
+                 " cols=" + std::to_string(rows.front().size()) + " square;\n";
+    for (const std::vector<int>& row : rows) {
+      for (const int number : row) matrices_ += std::to_string(number) + ' ';
+      matrices_ += ";\n";
+    }
+  }
+  /// A real parameter for `matrix_of_numbers`; its number.
+  int real(double value, const std::string& link) {
+    truth_.push_back(value);
+    links_ += link + ";\n";
+    return static_cast<int>(truth_.size());
+  }
+  /// Betas at which the search starts, one for each real parameter.
+  void start(const std::vector<double>& betas) {
+    start_ = "initial";
+    for (const double beta : betas) start_ += text_of(beta);
+    start_ += ";\n";
+  }
+
   /// The deck: `data` is the data procedure ahead of its records.
   Deck_result fit(const std::string& data, const std::string& records) const {
     const std::string size = std::to_string(truth_.size());
     return run_deck(data + records + "proc estimate link=parm-specific;\nmodel={recovered};\n" + matrices_ +
                     "design matrix constraints=" + size + " covariates=" + size + " identity;\nlinks;\n" +
-                    links_ + "proc stop;\n");
+                    links_ + start_ + "proc stop;\n");
   }
   /// The fit ended, found all of them to be identified, and gave them back.
   void expect_recovered(const Deck_result& result, double tolerance) const {
-    ASSERT_EQ(result.stop, "NORMAL EXIT") << result.listing.substr(result.listing.size() - 2000);
+    ASSERT_EQ(result.stop, "NORMAL EXIT")
+        << result.listing.substr(result.listing.size() - std::min<std::size_t>(result.listing.size(), 2000));
     for (std::size_t i = 0; i < truth_.size(); ++i)
       EXPECT_NEAR(result.real(static_cast<int>(i) + 1).estimate, truth_[i], tolerance) << "real " << i + 1;
     EXPECT_EQ(result.number("Number of Estimated Parameters {recovered} ="),
@@ -62,7 +86,7 @@ class Recovered_model {
   }
 
  private:
-  std::string matrices_, links_;
+  std::string matrices_, links_, start_;
   std::vector<double> truth_;
 };
 

@@ -1,5 +1,6 @@
 #pragma once
-// What an animal goes through in the multi-state types, drawn for docs/data-types.md.
+// What an animal goes through in the multi-state types, and a site between and within seasons, drawn for
+// docs/data-types.md.
 
 #include <string_view>
 
@@ -85,6 +86,70 @@ Of animals met first in a session pi tells the states; where no capture of that 
 
 First characters: code, or the sign of an uncertain capture (176: U; 179, 180: a capture event). Second: capital code or uncertain sign alive, lower-case
 code, `u` or recovery event dead. In 180 the step Psi comes first: an animal is in the state of the end of the interval throughout it.
+
+## Sites, season by season
+
+A record is a site. Between seasons its state changes, within a season it does not; a season without surveys is a step and no more. What the surveys of a
+site tell is a sum over all states that it may have had.
+
+### Occupied or empty: 27 to 30, 107 to 110, 151 to 154, 156, 157
+
+        season t             step t               season t + 1
+        [ occupied ] --+-- 1 - Epsilon(t) --> [ occupied ]
+                       +-- Epsilon(t) ------> [  empty   ]
+        [  empty   ] --+-- Gamma(t) --------> [ occupied ]           first season: occupied with Psi
+                       +-- 1 - Gamma(t) ----> [  empty   ]
+
+        survey j of an occupied site:  1 with p(j), 0 with 1 - p(j);  156, 157: 2 with p11 b, 1 with p11 (1 - b), else 0
+                    of an empty site:  0;  156, 157: 1 with p10, else 0
+        107 to 110: p of the site's class, pi the shares of the classes;  151 to 154: logit p normal, sigmap its deviation
+
+### Within a season: 143, 144 and 170, 123 and 175
+
+        143   segment c - 1           segment c
+              [ used   ] -- Theta'(c) --> [ used   ] -- p(c) --> 1       1 - p(c) --> 0
+              [ unused ] -- Theta(c) ---> [ used   ]
+                        the rest -------> [ unused ] ---> 0              the first segment: as behind an unused one
+
+        144   [ not arrived ] -- pent ahead of survey j --> [ present ] -- p(j) --> 1    1 - p(j) --> 0
+        170                                                     | d(j), behind survey j
+                                                                v
+                                                            [ gone ] ---> 0
+
+        123   occupied site --+-- unit 1: used with Theta(1) --+-- survey 1: 1 with p(1)
+        175                   |                                +-- survey L: 1 with p(L)       unused: 0
+                              +-- unit 2: used with Theta(2) ...
+
+### Numbers of animals: 111, 112, 117, 118
+
+        N animals at a site,  mean Lambda;  variance Lambda (111, 117) or Lambda + VarAdd (112, 118)
+             111, 112   survey c: 1 with 1 - (1 - r(c))^N, else 0
+             117, 118   survey c: a count, each of the N animals with r(c)
+
+### Two species: 113, 137, 141
+
+        states       both        A only        B only        neither
+        113          PsiAB       PsiA - PsiAB  PsiB - PsiAB  the rest
+        137, 141     PsiA PsiBA  PsiA(1-PsiBA) (1-PsiA)PsiBa the rest
+        survey       rAB: 11     pA: 10        pB: 01        00
+                     rAb: 10     else 00       else 00
+                     raB: 01
+                     else 00                                 137, 141: rA, then rBA behind a detection of A, rBa without
+
+        141, a step: A comes with GammaAB where B is, with GammaA where it is not; goes with EpsilonAB, EpsilonA. B likewise with
+        GammaBA, GammaB, EpsilonBA, EpsilonB, by where A was. Given the state the two move independently.
+
+### States of occupied sites: 116, 124, 125
+
+        116, 124     [ empty ] ---> 0       [ state 1 ] -- p1 --> 1       [ state 2 ] -- p2 --+-- Delta ----> 2
+                                                                                             +-- the rest --> 1
+        124, a step  out of each of the three:  1 - Psi --> empty,  Psi (1 - R) --> state 1,  Psi R --> state 2
+        125          state m shows l with p l|m, l from 1 to m, else 0;  a step from r to q with Psi r to q
+
+### Any species: 177
+
+        a site has the set z of species with  exp(sum of f of the sets within z) / the sum of that over all z
+        f 1, f 2, ... f 12, f 13, ...;  the empty set has exp(0);  survey c: species k of z is detected with p_k(c)
 )";
 
 }  // namespace tarn
