@@ -2,6 +2,7 @@
 
 #include <cassert>
 #include <cmath>
+#include <limits>
 #include <string>
 #include <unordered_map>
 
@@ -177,7 +178,12 @@ void get_partials(Derived_frame& frame, Derived_routine funct, std::span<double>
     beta = kept - step;
     funct(frame, betast, 0, w);
     beta = kept;
-    for (int i = 1; i <= g.size(); ++i) values.partials(i, k) = (g(i) - w(i)) / (2.0 * step);
+    for (int i = 1; i <= g.size(); ++i) {
+      // What is infinite, or no number, has no derivative, and its difference would raise a condition.
+      const bool finite = std::isfinite(values.parmest(i)) && std::isfinite(g(i)) && std::isfinite(w(i));
+      values.partials(i, k) =
+          finite ? (g(i) - w(i)) / (2.0 * step) : std::numeric_limits<double>::quiet_NaN();
+    }
   }
 }
 
@@ -193,14 +199,18 @@ List<Rests_on> foundations(Derived_frame& frame, const Section& section, std::sp
     for (int i = 1; i <= count; ++i) {
       double move = 0.0;
       for (int j = 1; j <= n; ++j) move += values.partials(i, j) * open.moves(j, d);
-      if (std::fabs(move) > least_move * size(i)) found(i).direction = true;
+      if (std::isgreater(std::fabs(move), least_move * size(i))) found(i).direction = true;
     }
   List<double> moved(count);
   for (const Real_at_boundary& boundary : open.at_boundary) {
     frame.move_real(boundary.real, step_inside(boundary));
     section.routine(frame, x, 0, moved);
-    for (int i = 1; i <= count; ++i)
-      if (std::fabs(moved(i) - values.parmest(i)) > least_change * size(i)) found(i).boundary = true;
+    for (int i = 1; i <= count; ++i) {
+      const bool finite = std::isfinite(values.parmest(i));
+      if (std::isfinite(moved(i)) != finite ||
+          (finite && std::fabs(moved(i) - values.parmest(i)) > least_change * size(i)))
+        found(i).boundary = true;
+    }
   }
   frame.move_real(0, 0.0);
   return found;

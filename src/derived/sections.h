@@ -29,7 +29,26 @@ enum class Derived_quantity {
   gross_population,
   population_by_occasion,
   total_abundance,
-  abundance
+  abundance,
+  occupancy,
+  expected_detection,
+  occupancy_by_session,
+  colonisation,
+  extinction,
+  occupancy_growth,
+  odds_growth,
+  occupancy_residency,
+  presence,
+  mean_arrival,
+  mean_departure,
+  species_interaction,
+  occupancy_of_b,
+  occupancy_of_both,
+  two_species,
+  state_2_occupancy,
+  state_transitions,
+  state_shares,
+  species_sets
 };
 
 /// Numbers in front of each value's row, in the order of `label_names`, groups outermost: one list per value.

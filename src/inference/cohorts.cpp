@@ -53,6 +53,31 @@ double histories_in_strata(const Datatype& row, int n, int first, int K) {
   return histories;
 }
 
+/// Histories that a site can show. Counts have no bound: what was shown counts.
+double histories_of_sites(const Job& job, const Datatype& row) {
+  const int K = job.status.noccas;
+  switch (row.cell) {
+    case Cell::occuprpoisson:
+    case Cell::occuprnegbin:
+      return job.data.encounters.size();
+    case Cell::two_species:
+    case Cell::two_species_conditional:
+    case Cell::chprob141:
+      return std::ldexp(1.0, 2 * K);
+    case Cell::chprob177:
+      return std::ldexp(1.0, job.status.nspeciesocc * K);
+    case Cell::occupancyfp:
+    case Cell::rdoccupfpeg:
+    case Cell::msoccupancy:
+      return std::pow(3.0, K);
+    case Cell::rdmsoccrepro:
+    case Cell::rdmsoccupancy:
+      return std::pow(job.status.nstrta + 1.0, K);
+    default:
+      return live_histories(K);
+  }
+}
+
 /// What a job says of all cohorts.
 struct Cohort_rules {
   const Datatype& row;
@@ -62,6 +87,7 @@ struct Cohort_rules {
   double captures;      ///< signs that a capture may leave
   Second_signs second;  ///< and those of an interval
   bool states_told;     ///< the states of animals at a release have shares
+  double of_sites;      ///< histories that a site can show; 0 of animals
 
   explicit Cohort_rules(const Job& job)
       : row(datatype(job.status.dattyp)),
@@ -72,7 +98,8 @@ struct Cohort_rules {
         captures(stratum_limit(job, row) -
                  (row.stratum_limit == Stratum_limit::doubled_and_events ? strata : 0)),
         second(row.check == Cell_check::barker_strata ? second_signs(job, row) : Second_signs()),
-        states_told(strata == 1 || has_matrix(job, "pi")) {}
+        states_told(strata == 1 || has_matrix(job, "pi")),
+        of_sites(tarn::of_sites(row) ? histories_of_sites(job, row) : 0.0) {}
 };
 
 /// Histories that can follow a capture on occasion `first` of K, whatever its sign. With resightings and
@@ -115,6 +142,7 @@ Cohort_key cohort_key(const Cohort_rules& rules, History history) {
   const int K = history.noccas();
   switch (row.saturated) {
     case Saturated::whole_group:
+      if (rules.of_sites > 0.0) return {{0, 0}, rules.of_sites};
       if (row.nstarstate) return {{0, 0}, std::pow(rules.captures + 1.0, K) - 1.0};
       return {{0, 0}, live_histories(K) - 1.0};
     case Saturated::closed_full:

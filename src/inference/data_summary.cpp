@@ -25,6 +25,12 @@ Group_summary group_summary(const Job& job, const Datatype& row, bool closed, in
   for (int i = 1; i <= encounters.size(); ++i)
     group.animals += static_cast<double>(View<const float>(encounters.observed(i))(g)) +
                      static_cast<double>(View<const float>(encounters.lost_on_capture(i))(g));
+  if (of_sites(row)) {
+    // All are there from the start, and none is lost.
+    group.released = {group.animals};
+    group.lost = {0.0};
+    return group;
+  }
   if (closed) {
     group.caught = over_strata(job.data.u, 1, g) + over_strata(job.data.ul, 1, g);
     return group;
@@ -58,8 +64,8 @@ Data_summary data_summary(Job& job) {
   data.covariates = status.nicovs;
   if (status.nstrta > 1) data.strata = job.data.strata.substr(0, static_cast<std::size_t>(status.nstrta));
   data.closed = row.closed != Closed::none && !row.sessions;
-  data.records_are_captures = row.live || row.check == Cell_check::joint || row.check == Cell_check::barker ||
-                              row.check == Cell_check::robust_barker;
+  data.records_are_captures = (row.live && !of_sites(row)) || row.check == Cell_check::joint ||
+                              row.check == Cell_check::barker || row.check == Cell_check::robust_barker;
   for (int g = 1; g <= status.ngrps; ++g) data.groups.push_back(group_summary(job, row, data.closed, g));
   return data;
 }

@@ -10,7 +10,7 @@ namespace tarn {
 
 /// Animals of one group. Lists by occasion, from 1, or, where a closed layer counts animals in every session
 /// in which they are caught, by primary session; empty for a closed population, whose animals are all there
-/// from the start.
+/// from the start. Of sites there is one number, since a site is never lost.
 struct Group_summary {
   std::string label;
   List<double> released, lost;  ///< first releases, and those that are lost on capture

@@ -32,7 +32,7 @@ struct Model_estimates {
 
 /// Whether something with this derivative by a beta hangs on it, so that it has no standard error where the
 /// beta has none. What stands at the end of its range does not.
-inline bool hangs_on(double derivative) { return std::fabs(derivative) > 1e-10; }
+inline bool hangs_on(double derivative) { return std::isgreater(std::fabs(derivative), 1e-10); }
 
 /// The estimated betas of `model.beta`, in the optimizer's order.
 std::vector<double> estimated_vector(const Model_arrays& model);

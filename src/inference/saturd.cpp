@@ -80,6 +80,11 @@ bool fates_of_several_intervals(const Job& job) {
 /// @param session  of each occasion; without primary sessions every occasion is one
 double opportunities(const Datatype& row, const List<int>& session, History history, bool lost) {
   const int K = history.noccas();
+  if (of_sites(row)) {
+    for (int o = 1; o <= K; ++o)
+      if (surveyed(history, o)) return 1.0;
+    return 0.0;
+  }
   int captures = 0, sampled = 0, before_last = 0, counted = 0;
   for (int o = 1; o <= K; ++o) {
     if (history.live(o) != '.') ++sampled;

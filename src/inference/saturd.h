@@ -31,8 +31,8 @@ bool has_pearson_figures(const Job& job);
 /// Effective sample size: releases that could be followed by another capture, of robust designs sessions with
 /// a capture that could be followed by another one; animals released with a mark
 /// whose recovery can be reported; animal-intervals at risk (Rotella et al. 2004 for nests); occasions
-/// sampled per animal caught in a closed population; young at the start. With `essanimals` the number of
-/// animals. Lebreton et al. (1992).
+/// sampled per animal caught in a closed population; young at the start; sites that were surveyed at all.
+/// With `essanimals` the number of animals, or sites. Lebreton et al. (1992).
 double effective_sample_size(const Job& job);
 
 }  // namespace tarn

@@ -79,6 +79,7 @@ void for_each_cell(Job& job, std::span<const double> beta, const Visit& visit) {
   Likelihood_work& work = work_of(job);
   const int records = job.data.encounters.size(), groups = job.status.ngrps;
   Thread_area<double>& area = *work.plain[0];
+  area.cell.notes.terms = 0;
   reals_of_record_1<double>(job, beta, area.reals);
   const Record_table table(job);
   Ch_result<double> result;
@@ -128,6 +129,8 @@ bool rests_on_the_floor(Job& job, std::span<const double> beta) {
   });
   return found;
 }
+
+int terms_of_cells(Job& job) { return work_of(job).plain[0]->cell.notes.terms; }
 
 void cell_probabilities(Job& job) {
   cell_probabilities(job, job.model.betast.span(), job.model.cellpr, job.model.cellprlost);

@@ -42,6 +42,10 @@ void cell_probabilities(Job& job, std::span<const double> beta, Array2<double>& 
 /// The same at `betast` into `cellpr` and `cellprlost`.
 void cell_probabilities(Job& job);
 
+/// Most terms that a sum over the abundance at a site took when the cells were last computed; 0 where there
+/// is none.
+int terms_of_cells(Job& job);
+
 /// Whether at `beta` some animal's history has a chance of which the logarithm is its floor: -2 log
 /// likelihood is then lower than it should be.
 bool rests_on_the_floor(Job& job, std::span<const double> beta);

@@ -8,6 +8,8 @@
 #include <chrono>
 #include <new>
 #include <string>
+#include <string_view>
+#include <utility>
 
 #include "job/services/fault.h"
 #include "job/services/report.h"
@@ -80,6 +82,22 @@ template <class Real>
   error(job, text);
 }
 
+/// Text on a sum over abundance that was given up.
+inline constexpr std::string_view not_cumulated_text = "Failed to cumulate NB dist.";
+
+/// Tells once for a model that such a sum was met.
+template <class Real>
+void tell_notes(Job& job, Thread_areas<Real>& areas) {
+  bool not_cumulated = false;
+  for (auto& area : areas)
+    not_cumulated = std::exchange(area->cell.notes.not_cumulated, false) || not_cumulated;
+  if (!not_cumulated || job.model.not_cumulated_told) return;
+  job.model.not_cumulated_told = true;
+  linchk(job, 1);
+  put(job, listing, "(1x,a)", not_cumulated_text);
+  put(job, screen, "(1x,a)", not_cumulated_text);
+}
+
 /// Joins the threads' floating-point flags to the main thread's; want of memory is thrown on, and the fault
 /// of the lowest history is fatal.
 template <class Real>
@@ -96,6 +114,7 @@ void end_of_histories(Job& job, Thread_areas<Real>& areas, int used) {
   }
   if (flags != 0) std::feraiseexcept(flags);
   if (out_of_memory) throw std::bad_alloc();
+  tell_notes(job, areas);
   if (fault != nullptr) end_with_fault(job, areas, *fault);
 }
 

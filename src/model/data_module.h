@@ -233,9 +233,10 @@ struct Model_arrays {
   // the likelihood
   Cell_routine<double> chprobpointer = nullptr;
   std::shared_ptr<Likelihood_work> likelihood;
-  bool closed_layer_told = false;  ///< warnings on the closed layer were given
-  Array2<double> cellpr;           ///< record, group: probability of the observed cell
-  Array2<double> cellprlost;       ///< the same of the lost-on-capture cell
+  bool closed_layer_told = false;   ///< warnings on the closed layer were given
+  bool not_cumulated_told = false;  ///< and that a sum over abundance was given up
+  Array2<double> cellpr;            ///< record, group: probability of the observed cell
+  Array2<double> cellprlost;        ///< the same of the lost-on-capture cell
 
   int nummlogit() const { return linkfuncptr.size(); }
   int nfixed() const { return fixdex.size(); }

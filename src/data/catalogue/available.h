@@ -60,7 +60,6 @@ constexpr bool is_available(Derived_sections sections) {
     case Derived_sections::strata_population:
     case Derived_sections::open_robust:
     case Derived_sections::open_robust_seasons:
-      return true;
     case Derived_sections::occupancy:
     case Derived_sections::occupancy_detection:
     case Derived_sections::occupancy_gamma:
@@ -68,12 +67,13 @@ constexpr bool is_available(Derived_sections sections) {
     case Derived_sections::occupancy_psi:
     case Derived_sections::two_species:
     case Derived_sections::two_species_sessions:
-    case Derived_sections::logit_normal:
-    case Derived_sections::poisson_lognormal:
     case Derived_sections::two_psi:
     case Derived_sections::transition_products:
     case Derived_sections::relaxed_closure:
     case Derived_sections::multi_occupancy:
+      return true;
+    case Derived_sections::logit_normal:
+    case Derived_sections::poisson_lognormal:
       return false;
   }
   return false;

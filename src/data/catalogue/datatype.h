@@ -314,6 +314,11 @@ struct Datatype {
   Derived_sections derived_sections = Derived_sections::none;
 };
 
+/// Records are of sites that were surveyed, not of animals that were released.
+constexpr bool of_sites(const Datatype& row) {
+  return !row.released && row.resight == Resight::none && row.check != Cell_check::young;
+}
+
 inline constexpr int max_dattyp = 185;
 
 /// True for the numbers of the catalogue; false for 0, which stands until ETYPE has been read.

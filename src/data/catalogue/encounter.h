@@ -32,6 +32,11 @@ class History {
 /// Whether the first character of a cell tells of an encounter: neither "0" nor ".".
 constexpr bool captured(char live) { return live != '0' && live != '.'; }
 
+/// Whether a site was surveyed on occasion o: no character of its cell is a dot.
+inline bool surveyed(History h, int o) { return h.live(o) != '.' && h.dead(o) != '.'; }
+/// Of a survey: whether anything was detected.
+inline bool detected(History h, int o) { return h.live(o) != '0' || h.dead(o) != '0'; }
+
 /// First occasion with a live capture (neither "." nor "0" in the first character); 0 if none.
 int first1(History h);
 /// First occasion sampled (first character not "."); 0 if none.

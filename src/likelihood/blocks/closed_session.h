@@ -213,13 +213,7 @@ template <class Real>
 Closed_result<Real> closed_over_nodes(const Job& job, Cell_work<Real>& work, Closed_kept<Real>& kept,
                                       const Closed_stretch& stretch, const Reals<Real>& parm) {
   const Node_rule rule(job);
-  const Model_arrays& model = job.model;
-  const std::size_t sessions = static_cast<std::size_t>(model.pim2index3upbd - model.pim2index3lobd + 1),
-                    strata = static_cast<std::size_t>(model.pim2index2upbd - model.pim2index2lobd + 1);
-  const std::size_t session = static_cast<std::size_t>(stretch.session - model.pim2index3lobd),
-                    stratum = static_cast<std::size_t>(stretch.stratum - model.pim2index2lobd);
-  Node_table<Real>& table =
-      kept.nodes.at((static_cast<std::size_t>(stretch.group - 1) * sessions + session) * strata + stratum);
+  Node_table<Real>& table = kept.nodes.at(job, stretch.stratum, stretch.session, stretch.group);
   const int n = stretch.length;
   table.begin(rule, 2 * n, parm.stamp());
 
@@ -229,10 +223,7 @@ Closed_result<Real> closed_over_nodes(const Job& job, Cell_work<Real>& work, Clo
   const auto p_matrix = matrix(Parameter::p), c_matrix = matrix(Parameter::c),
              sigmas = matrix(Parameter::sigmap);
   const auto require = [&](int column, const auto& rates, int rate_column, int o) {
-    if (table.made(column)) return;
-    const int sigma = sigmas(1, std::min(o, sigmas.ncols));
-    const auto keep = work.trace.keep();
-    table.make(rule, column, parm[rates(1, rate_column)], sigma, parm[sigma]);
+    table.require(work, rule, column, rates(1, rate_column), sigmas(1, std::min(o, sigmas.ncols)), parm);
   };
   const int open = stretch.last_open();
   for (int o = 1; o <= n; ++o) {

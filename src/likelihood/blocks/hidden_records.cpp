@@ -4,6 +4,7 @@
 #include <map>
 #include <tuple>
 #include <unordered_map>
+#include <unordered_set>
 #include <utility>
 
 #include "data/sessions.h"
@@ -44,8 +45,10 @@ struct Hidden_records::Numbers {
 };
 
 Hidden_records::Hidden_records(const Job& job, Hidden_study study)
-    : study_(std::move(study)), states_(job.status.nstrta) {
-  if (study_.sessions)
+    : study_(std::move(study)), states_(study_.states > 0 ? study_.states : job.status.nstrta) {
+  if (study_.sites)
+    for (const Primary_session& season : closed_sessions(job)) ends_.push_back(season.last());
+  else if (study_.sessions)
     for_each_session(job, [&](int, const Primary_session& session) { ends_.push_back(session.last()); });
   else
     for (int o = 1; o <= job.status.noccas; ++o) ends_.push_back(o);
@@ -55,13 +58,41 @@ Hidden_records::Hidden_records(const Job& job, Hidden_study study)
   stride_ = 2 * static_cast<std::size_t>(job.status.noccas);
   facts_.reserve(static_cast<std::size_t>(encounters.size()));
   for (int i = 1; i <= encounters.size(); ++i) facts_.push_back(facts_of(encounters.history(i)));
-  if (reals_depend_on_record(job.model)) return;
+  if (reals_depend_on_record(job.model) || (study_.sites && !seasons_repeat())) return;
   find_classes(job);
   find_leaves(job);
   sort_leaves();
 }
 
+Hidden_facts Hidden_records::facts_of_site(History histry) const {
+  Hidden_facts facts;
+  facts.first = 1;
+  for (int period = 1; period <= periods(); ++period)
+    for (int o = first_occasion(period); o <= last_occasion(period); ++o) {
+      if (!surveyed(histry, o)) continue;
+      facts.last_sampled = period;
+      if (detected(histry, o)) {
+        facts.last_caught = period;
+        facts.last_met = period - 1;
+      }
+    }
+  return facts;
+}
+
+/// Whether tables of what a season shows are worth their room: there are several seasons, and many sites show
+/// the same in one.
+bool Hidden_records::seasons_repeat() const {
+  if (periods() == 1) return false;
+  std::unordered_set<std::string> different;
+  for (std::size_t i = 1; i <= facts_.size(); ++i)
+    for (int period = 1; period <= periods(); ++period)
+      different.insert(std::to_string(period) + ' ' +
+                       cells_text(history(static_cast<int>(i)), period, last_occasion(period)));
+  return 2 * different.size() <= facts_.size() * static_cast<std::size_t>(periods());
+}
+
 Hidden_facts Hidden_records::facts_of(History histry) const {
+  if (study_.sites) return facts_of_site(histry);
   Hidden_facts facts;
   for (int period = 1; period <= periods(); ++period)
     for (int o = first_occasion(period); o <= last_occasion(period); ++o) {
@@ -83,7 +114,7 @@ int Hidden_records::last_interval(const Hidden_facts& facts, bool lost) const {
   if (lost) return facts.last_caught - 1;
   if (facts.ended > 0) return facts.ended;
   if (study_.two_characters) return periods();
-  return study_.sessions ? periods() - 1 : facts.last_sampled - 1;
+  return study_.sessions || study_.sites ? periods() - 1 : facts.last_sampled - 1;
 }
 
 void Hidden_records::find_classes(const Job& job) {
@@ -121,8 +152,16 @@ void Hidden_records::find_classes(const Job& job) {
 
 std::string Hidden_records::cells_text(History histry, int period, int last_counted) const {
   std::string text;
-  for (int o = first_occasion(period); o <= last_occasion(period); ++o)
-    text += o <= last_counted ? histry.live(o) : '.';
+  for (int o = first_occasion(period); o <= last_occasion(period); ++o) {
+    if (!study_.sites) {
+      text += o <= last_counted ? histry.live(o) : '.';
+    } else if (surveyed(histry, o)) {
+      text += histry.live(o);
+      text += histry.dead(o);
+    } else {
+      text += "..";
+    }
+  }
   return text;
 }
 
@@ -190,11 +229,14 @@ void Hidden_records::find_leaves(const Job& job) {
     const bool own_sampling = samplings.of(i) < 0;
     if (facts.first == 0 || (own_sampling && (study_.sessions || study_.whole_study))) continue;
     counted_[static_cast<std::size_t>(i) - 1] = 1;
+    if (study_.sites && facts.last_sampled == 0) continue;  // says nothing
     for (const bool lost : {false, true}) {
       Hidden_path& path = paths_[2 * (static_cast<std::size_t>(i) - 1) + (lost ? 1 : 0)];
       for (int j = 1; j <= job.status.ngrps; ++j) {
         const Cohort_animals animals = Cohort_animals::of(job, i, j);
-        const double count = lost ? animals.lost : animals.observed;
+        const double count = study_.sites ? (lost ? 0.0 : animals.all())
+                             : lost       ? animals.lost
+                                          : animals.observed;
         if (!(count > 0.0)) continue;
         if (path.start < 0) path = path_of(i, lost, own_sampling, numbers);
         Hidden_leaf leaf{path};

@@ -1,6 +1,7 @@
 #pragma once
 // Histories of animals whose state need not be known, told apart: what they show, interval by interval, where
-// they begin alike and where they end alike. No parameter changes it.
+// they begin alike and where they end alike. No parameter changes it. Sites whose state need not be known
+// when they are surveyed are told apart in the same way.
 
 #include <cstddef>
 #include <functional>
@@ -19,6 +20,9 @@ struct Hidden_study {
   bool sessions = false;        ///< periods are primary sessions
   bool whole_study = false;     ///< rates stand in row 1; all that was sampled counts at the start
   bool certain_start = false;   ///< the first capture has no chance of its own
+  bool sites =
+      false;       ///< sites of closed seasons: they take part from the first period on, and a loss is none
+  int states = 0;  ///< 0: as many as there are strata
   /// Whether a second character ends a history.
   std::function<bool(char)> ends = [](char) { return false; };
 };
@@ -117,6 +121,8 @@ class Hidden_records {
   int tail_of(int i, int from, int to, Numbers& numbers);
   void sort_leaves();
   std::string cells_text(History histry, int period, int last_counted) const;
+  Hidden_facts facts_of_site(History histry) const;
+  bool seasons_repeat() const;
 
   Hidden_study study_;
   int states_ = 0;

@@ -21,6 +21,14 @@ Real charge_of(const Real& violation, double slope) {
   return counts ? slope * violation : Real(slope * value_of(violation));
 }
 
+/// Penalty of a share below 0: negative, `slope` times what it falls short; else 0.
+template <class Real>
+Real shortfall_penalty(const Real& share, double slope) {
+  const double v = value_of(share);
+  if (!(kinks_count<Real> ? v <= 0.0 : v < 0.0)) return 0.0;
+  return charge_of(share, slope);
+}
+
 /// Penalty of a probability outside 0 to 1: negative, `slope` times the violation; 0 inside, and for a NaN,
 /// which the floor of the logarithm takes care of.
 template <class Real>

@@ -84,6 +84,15 @@ class Node_table {
 
   bool made(int column) const { return made_[static_cast<std::size_t>(column)] != 0; }
 
+  /// Makes a column (from 0) unless it is there: real parameter `rate` under the standard deviation `sigma`,
+  /// both by number.
+  template <class Work>
+  void require(Work& work, const Node_rule& rule, int column, int rate, int sigma, const Reals<Real>& parm) {
+    if (made(column)) return;
+    const auto keep = work.trace.keep();
+    make(rule, column, parm[rate], sigma, parm[sigma]);
+  }
+
   /// Makes a column (from 0): `rate` under the standard deviation `sigma`, whose parameter number tells
   /// whether its factors are at hand.
   void make(const Node_rule& rule, int column, const Real& rate, int sigma_number, const Real& sigma) {
@@ -126,7 +135,14 @@ template <class Real>
 class Node_tables {
  public:
   /// May throw std::bad_alloc when the place is met for the first time.
-  Node_table<Real>& at(std::size_t place) {
+  Node_table<Real>& at(const Job& job, int stratum, int session, int group) {
+    const Model_arrays& model = job.model;
+    const std::size_t sessions = static_cast<std::size_t>(model.pim2index3upbd - model.pim2index3lobd + 1),
+                      strata = static_cast<std::size_t>(model.pim2index2upbd - model.pim2index2lobd + 1);
+    const std::size_t place = (static_cast<std::size_t>(group - 1) * sessions +
+                               static_cast<std::size_t>(session - model.pim2index3lobd)) *
+                                  strata +
+                              static_cast<std::size_t>(stratum - model.pim2index2lobd);
     if (place >= tables_.size()) tables_.resize(place + 1);
     return tables_[place];
   }

@@ -96,6 +96,12 @@ struct Cell_setting {
   std::vector<char> counted;  ///< by record; empty: none
 };
 
+/// What cells tell beside their results.
+struct Cell_notes {
+  int terms = 0;               ///< most terms that a sum over abundance took
+  bool not_cumulated = false;  ///< such a sum was given up
+};
+
 /// The work area of one thread, made once per model. A cell routine writes to nothing else but its result.
 template <class Real>
 class Cell_work {
@@ -173,6 +179,8 @@ class Cell_work {
   typename Scalar_traits<Real>::Trace trace;
 
   Pim_report pim_report;  ///< of the dry run
+
+  Cell_notes notes;  ///< of all cells since they were cleared
 
  private:
   static constexpr std::size_t block_size = 1024;

@@ -58,6 +58,7 @@ void write_cells(Job& job, std::span<const double> x, bool initial) {
   cell_probabilities(job, x, observed, lost);
   linchk(job, 1);
   put(job, listing, "(1x,a)", initial ? "Initial cell probabilities:" : "Final cell probabilities:");
+  const int terms = terms_of_cells(job);
   const Encounter_store& encounters = job.data.encounters;
   const std::string width = adjustfmt((job.status.liveeh != 0 ? 1 : 2) * job.status.noccas);
   double cumulative = 0.0;
@@ -72,6 +73,9 @@ void write_cells(Job& job, std::span<const double> x, bool initial) {
       cell(static_cast<double>(View<const float>(encounters.observed(i))(g)), observed(i, g));
       cell(static_cast<double>(View<const float>(encounters.lost_on_capture(i))(g)), lost(i, g));
     }
+  if (terms == 0) return;
+  linchk(job, 1);
+  put(job, listing, "(1x,a,i0)", "Most terms of a sum over abundance = ", terms);
 }
 
 /// Row r of the matrices of Psi of a group is read as row r - 1 is.

@@ -1,0 +1,304 @@
+#pragma once
+// Sites with an unknown number N of animals (Royle and Nichols 2003; Royle 2004), summed over.
+//
+//   f(N)      Poisson with mean l; or negative binomial with mean l and variance l + V, of size k = l^2 / V
+//   survey c  of each animal a detection with r(c), independently:
+//             counts      n with C(N, n) r^n (1 - r)^(N - n)
+//             detections  "1" with q(N) = 1 - (1 - r)^N, "0" with (1 - r)^N
+//
+//   prob = sum over N of f(N) Q^N w(N), times factors that N does not change
+//
+// Q is the product of 1 - r over the surveys of which N animals were missed each time, or some of N; w(N) the
+// product of C(N, n), or of q(N). The terms are known by their ratios: f(N + 1) Q^(N + 1) over f(N) Q^N is
+// y / (N + 1), or y (N + k) / (N + 1), which goes down or stays below its limit y; and w grows ever more
+// slowly. So what is left behind a term is less than a geometric series, and the sum stops where that bound
+// is nothing beside it. Where N must be large the sum begins below the terms that count.
+
+#include <algorithm>
+#include <cmath>
+#include <vector>
+
+#include "likelihood/blocks/closed_session.h"
+#include "likelihood/cell/cell.h"
+#include "numerics/special.h"
+
+namespace tarn {
+
+/// Terms after which a sum is given up.
+inline constexpr int most_abundance_terms = 20000;
+
+/// What is left behind the last term, of the sum.
+inline constexpr double abundance_weight_left = 1e-18;
+
+/// A sum of terms that are known by their ratios, the first one being w(first): its logarithm and the
+/// derivatives of that.
+template <class T>
+struct Abundance_sum {
+  T log_sum = 0.0;
+  T scaled_sum = 0.0;  ///< the sum as `scale` has left it
+  T by_log_y = 0.0;    ///< by the logarithm of y
+  T by_size = 0.0;     ///< by k, y held
+  int terms = 0;
+  bool complete = true;
+};
+
+/// Adds up the terms from N = `first` on.
+/// @param y  what the ratios have in common
+/// @param size  k; nullptr of a Poisson distribution
+/// @param weights  `ratio(N)`: a factor of the ratio of the terms N + 1 and N that goes down with N, 1 at
+/// least; `weight()`: another factor of the term in hand, 1 at most; `add(t)`: t is that term times 1 /
+/// `weight()`, for derivatives; `next()`: goes on; `scale(s)`: multiplies what was added by s
+template <class T, class Weights>
+Abundance_sum<T> add_up_abundance(int first, const T& y, const T* size, Weights& weights) {
+  constexpr double large = 1e200;
+  Abundance_sum<T> result;
+  T t = 1.0, sum = 0.0, sum_of_n = 0.0, sum_of_rises = 0.0, rise = 0.0;
+  double scaled = 0.0;
+  for (int n = first;; ++n) {
+    const T term = t * weights.weight();
+    sum += term;
+    sum_of_n += (n - first) * term;
+    if (size != nullptr) sum_of_rises += rise * term;
+    weights.add(t);
+    const double next = n + 1.0, growth = weights.ratio(n);
+    const double of_size = size == nullptr ? 1.0 : n + value_of(*size);
+    const double bound =
+        value_of(y) * growth * (size == nullptr ? 1.0 / next : std::max(of_size / next, 1.0));
+    if (bound < 1.0 && value_of(t) * bound <= abundance_weight_left * value_of(sum) * (1.0 - bound)) {
+      result.terms = n - first + 1;
+      break;
+    }
+    if (n - first + 1 == most_abundance_terms) {
+      result.terms = most_abundance_terms;
+      result.complete = false;
+      break;
+    }
+    if (size == nullptr) {
+      t = t * y * (growth / next);
+    } else {
+      const T k_and_n = *size + static_cast<double>(n);
+      t = t * y * k_and_n * (growth / next);
+      rise += 1.0 / k_and_n;
+    }
+    weights.next();
+    if (value_of(t) > large) {
+      constexpr double small = 1.0 / large;
+      t = t * small, sum = sum * small, sum_of_n = sum_of_n * small, sum_of_rises = sum_of_rises * small;
+      weights.scale(small);
+      scaled += std::log(large);
+    }
+  }
+  result.log_sum = log(sum) + scaled;
+  result.scaled_sum = sum;
+  result.by_log_y = sum_of_n / sum;
+  result.by_size = sum_of_rises / sum;
+  return result;
+}
+
+/// The distribution of abundance at a site.
+template <class Real>
+struct Abundance {
+  Real mean, size = 0.0;
+  bool poisson = true;
+
+  /// @param added  V; nullptr of a Poisson distribution. One that is nothing beside the mean makes no
+  /// difference.
+  static Abundance of(const Real& mean, const Real* added) {
+    if (added == nullptr) return {mean};
+    const double l = value_of(mean);
+    if (value_of(*added) < 1e-10 * std::max(l, 1.0)) return {mean};
+    return {mean, mean * mean / *added, false};
+  }
+
+  /// log of the sum over N of f(N) Q^N, `caught` being 1 - Q.
+  Real log_missed(const Real& caught) const {
+    if (poisson) return -(mean * caught);
+    return -(size * log1p(mean * caught / size));
+  }
+};
+
+/// Where a sum begins, and what the terms have in common.
+template <class Real>
+struct Abundance_start {
+  int first = 0;
+  Real y;           ///< as `add_up_abundance` takes it
+  Real log_weight;  ///< log of f(first) Q^first
+};
+
+/// @param least  the least N that is possible
+/// @param q, caught  Q, which is above 0, and 1 - Q
+template <class Real>
+Abundance_start<Real> start_of_abundance(const Abundance<Real>& animals, int least, const Real& q,
+                                         const Real& caught) {
+  // So many standard deviations below the mean of f(N) Q^N nothing is left.
+  constexpr double deviations = 9.0, margin = 20.0;
+  Abundance_start<Real> start;
+  start.y = animals.poisson ? Real(animals.mean * q) : Real(animals.mean * q / (animals.size + animals.mean));
+  const double y = value_of(start.y);
+  const double rest = animals.poisson ? 1.0 : 1.0 - y;
+  const double mean = animals.poisson ? y : value_of(animals.size) * y / rest;
+  const double low = std::floor(mean - deviations * std::sqrt(mean / rest) - margin);
+  start.first = low > least && low < 1e9 ? static_cast<int>(low) : least;
+  const double n = start.first;
+  if (!animals.poisson) {
+    start.log_weight = lgamma_rise(animals.size, n) + n * log(start.y) -
+                       (animals.size * log1p(animals.mean / animals.size) + lgamma(n + 1.0));
+  } else if (n <= 100.0) {
+    start.log_weight = n * log(start.y) - animals.mean - lgamma(n + 1.0);
+  } else {
+    // Of large numbers the difference of the mean and n keeps its digits (Loader 2000).
+    const Real beyond = start.y - n;
+    const double stirling = (1.0 / 12.0 - (1.0 / 360.0 - 1.0 / (1260.0 * n * n)) / (n * n)) / n;
+    start.log_weight =
+        n * log1p(beyond / n) - beyond - animals.mean * caught - (0.5 * std::log(2.0 * M_PI * n) + stirling);
+  }
+  return start;
+}
+
+/// What a thread keeps for abundance.
+template <class Real>
+struct Abundance_kept {
+  std::vector<double> counts;
+  std::vector<Base_of<Real>> rates, chances, by_rates;
+  std::vector<Real> reals;
+};
+
+namespace detail {
+
+/// x as a number without a trace.
+template <class Real>
+const Base_of<Real>& untraced(const Real& x) {
+  if constexpr (Scalar_traits<Real>::traced)
+    return x.v;
+  else
+    return x;
+}
+
+/// The logarithm of a sum as a function of y and k.
+template <class Real>
+Real log_of_sum(const Abundance_sum<Base_of<Real>>& sum, const Real& y, const Abundance<Real>& animals) {
+  if constexpr (Scalar_traits<Real>::traced) {
+    const auto by_y = sum.by_log_y / y.v;
+    return animals.poisson ? chain(y, sum.log_sum, by_y)
+                           : chain(y, animals.size, sum.log_sum, by_y, sum.by_size);
+  } else {
+    return sum.log_sum;
+  }
+}
+
+/// Weights of counts: the product of C(N, n) over its value at the first N.
+struct Count_weights {
+  const std::vector<double>& counts;  ///< those above 0
+  double ratio(int n) const {
+    double up = 1.0, down = 1.0;
+    for (const double count : counts) {
+      up *= n + 1.0;
+      down *= n + 1.0 - count;
+      if (down > 1e250) up /= down, down = 1.0;
+    }
+    return up / down;
+  }
+  static constexpr double weight() { return 1.0; }
+  template <class T>
+  void add(const T&) const {}
+  void next() const {}
+  void scale(double) const {}
+};
+
+/// Weights of detections: the product of q(N) over the surveys with one.
+template <class T>
+struct Detection_weights {
+  std::vector<T>&rates, &chances, &by_rates;
+  bool derivatives;
+  int n;
+
+  Detection_weights(std::vector<T>& rates, std::vector<T>& chances, std::vector<T>& by_rates,
+                    bool derivatives, int first)
+      : rates(rates), chances(chances), by_rates(by_rates), derivatives(derivatives), n(first) {
+    chances.clear();
+    // Of small rates 1 - (1 - r)^N has its digits from the logarithm.
+    for (const T& r : rates)
+      chances.push_back(n == 1 ? r
+                               : complement(T(pow(1.0 - r, static_cast<double>(n))),
+                                            -std::expm1(n * std::log1p(-value_of(r)))));
+    by_rates.assign(rates.size(), T(0.0));
+  }
+  static constexpr double ratio(int) { return 1.0; }
+  T weight() const {
+    T product = 1.0;
+    for (const T& q : chances) product = product * q;
+    return product;
+  }
+  void add(const T& t) {
+    if (!derivatives) return;
+    const T term = t * weight();
+    for (std::size_t c = 0; c < rates.size(); ++c) {
+      const T missed = 1.0 - rates[c];
+      // N (1 - r)^(N - 1)
+      const T slope = value_of(missed) > 0.0 ? T(n * (1.0 - chances[c]) / missed) : T(n == 1 ? 1.0 : 0.0);
+      by_rates[c] += term / chances[c] * slope;
+    }
+  }
+  void next() {
+    ++n;
+    for (std::size_t c = 0; c < rates.size(); ++c) chances[c] = chances[c] + rates[c] * (1.0 - chances[c]);
+  }
+  void scale(double s) {
+    for (T& each : by_rates) each = each * s;
+  }
+};
+
+/// Notes what the sum took.
+template <class Real>
+void note_sum(Cell_work<Real>& work, bool poisson, int terms, bool complete) {
+  work.notes.terms = std::max(work.notes.terms, terms);
+  if (!complete && !poisson) work.notes.not_cumulated = true;
+}
+
+}  // namespace detail
+
+/// Log probability of counts above 0 somewhere. `log_odds` is the sum of n log(r / (1 - r)) over the surveys,
+/// `log_ways` the logarithm of the product of C(N, n) at N = `largest`.
+template <class Real>
+Real log_of_counts(const Abundance<Real>& animals, int largest, const std::vector<double>& counts,
+                   double log_ways, const Real& q, const Real& caught, const Real& log_odds,
+                   Cell_work<Real>& work) {
+  const Abundance_start<Real> start = start_of_abundance(animals, largest, q, caught);
+  double ways = log_ways;
+  if (start.first > largest) {
+    ways = 0.0;
+    for (const double count : counts)
+      for (double j = 0.0; j < count; ++j) ways += std::log((start.first - j) / (j + 1.0));
+  }
+  detail::Count_weights weights{counts};
+  const auto sum =
+      add_up_abundance<Base_of<Real>>(start.first, detail::untraced(start.y),
+                                      animals.poisson ? nullptr : &detail::untraced(animals.size), weights);
+  detail::note_sum(work, animals.poisson, sum.terms, sum.complete);
+  return start.log_weight + detail::log_of_sum(sum, start.y, animals) + log_odds + ways;
+}
+
+/// Log probability of detections, of which there is one at least; `kept.reals` are the rates of their
+/// surveys, above 0, and q that of the others.
+template <class Real>
+Real log_of_detections(const Abundance<Real>& animals, const Real& q, const Real& caught,
+                       Abundance_kept<Real>& kept, Cell_work<Real>& work) {
+  constexpr bool traced = Scalar_traits<Real>::traced;
+  const Abundance_start<Real> start = start_of_abundance(animals, 1, q, caught);
+  kept.rates.clear();
+  for (const Real& r : kept.reals) kept.rates.push_back(detail::untraced(r));
+  detail::Detection_weights<Base_of<Real>> weights(kept.rates, kept.chances, kept.by_rates, traced,
+                                                   start.first);
+  const auto sum =
+      add_up_abundance<Base_of<Real>>(start.first, detail::untraced(start.y),
+                                      animals.poisson ? nullptr : &detail::untraced(animals.size), weights);
+  detail::note_sum(work, animals.poisson, sum.terms, sum.complete);
+  Real log_of_sum = detail::log_of_sum(sum, start.y, animals);
+  if constexpr (traced) {
+    for (std::size_t c = 0; c < kept.reals.size(); ++c)
+      log_of_sum = chain(log_of_sum, kept.reals[c], log_of_sum.v, 1.0, kept.by_rates[c] / sum.scaled_sum);
+  }
+  return start.log_weight + log_of_sum;
+}
+
+}  // namespace tarn
