@@ -5,6 +5,7 @@ list by column, or a list of rows. "p" is the matrix without indices, ("p", 2) a
 matrix that is not there for a session is that of all.
 """
 
+import itertools
 import re
 
 import numpy
@@ -119,8 +120,23 @@ class Model:
         return out
 
     def labels(self, heading, count, groups):
-        """What stands in front of each value: the group, then the number of the value where there are several."""
-        return [f"{g + 1}" + (f"    {i}" if count > 1 else "") for g in groups for i in range(1, count + 1)]
+        """What stands in front of each value, with the blanks of the listing."""
+        return [f"{g + 1}{rest}" for g in groups for rest in self.behind_group(heading, count)]
+
+    def behind_group(self, heading, count):
+        states = range(1, len(self.study.codes) + 2)
+        sessions = range(1, len(self.study.sessions) + 1)
+        if heading == "Phi_t Matrices":
+            return [f"    {s}    {a}    {b}" for s in sessions[:-1] for a in states for b in states]
+        if heading == "Phi_t*Psi Vectors":
+            return [f"    {s}    {a}" for s in sessions for a in states]
+        if self.study.kind == 177:
+            species = range(1, self.study.species + 1)
+            sets = (of for n in species for of in itertools.combinations(species, n))
+            return [f"    {k}{''.join(map(str, of)):>11}" for k, of in enumerate(sets, 1)]
+        if count == 1:
+            return [""]
+        return [(f"        {k}" if self.study.kind == 141 else f"     {k}") for k in range(1, count + 1)]
 
 
 def logits(*rates):
@@ -142,15 +158,14 @@ def one_season():
     yield Model("occupancy", "Psi(cover) p(wind)", study, table, "lllll", [0.3, 0.8, -0.4, -0.7], design, names, [0.5, 0, 0, 0, 0])
 
     table = {"pi": 1, "p": [[2] * 5, [3] * 5], "Psi": 4}
-    study = Study(107, [5], mixtures=2)
-    yield Model("occupancy-mixture", "pi p(kind) Psi(group)", study, [table, table | {"Psi": 5}], "lllll", logits(0.4, 0.2, 0.65, 0.7, 0.5))
+    yield Model("occupancy-mixture", "pi p(kind) Psi", Study(107, [5], mixtures=2), table, "llll", logits(0.4, 0.2, 0.65, 0.6))
 
     table = {"sigmap": 1, "p": [2, 3, 2, 3, 2, 3], "Psi": 4}
     study = Study(151, [6], nodes=21)
     yield Model("occupancy-effect", "sigmap p(odd, even) Psi", study, table, "elll", [0.0, *logits(0.3, 0.45, 0.65)])
 
     table = {"r": [1, 2, 3, 3], "Lambda": 4}
-    yield Model("occupancy-abundance", "r(t) Lambda(group)", Study(111, [4]), [table, table | {"Lambda": 5}], "lllee", [*logits(0.25, 0.4, 0.3), 0.6, 0.0])
+    yield Model("occupancy-abundance", "r(t) Lambda", Study(111, [4]), table, "llle", [*logits(0.25, 0.4, 0.3), 0.6])
     table = {"r": 1, "Lambda": 2, "VarAdd": 3}
     yield Model("occupancy-abundance-spread", "r Lambda VarAdd", Study(112, [7]), table, "lee", [*logits(0.35), 0.6, 0.9])
 
@@ -162,7 +177,8 @@ def one_season():
     table = {"p10": 1, "p11": [2, 2, 3, 3], "b": 4, "Psi": 5}
     yield Model("occupancy-errors", "p10 p11(half) b Psi", Study(156, [4]), table, "l" * 5, logits(0.08, 0.5, 0.65, 0.4, 0.6))
     table = {"Psi": 1, "Theta": 2, "Theta'": [3, 3, 3, 3, 3], "p": 4}
-    yield Model("occupancy-trail", "Psi Theta Theta' p", Study(143, [6]), table, "l" * 4, logits(0.7, 0.4, 0.75, 0.65))
+    tables = [table, table | {"Psi": 5}]
+    yield Model("occupancy-trail", "Psi(group) Theta Theta' p", Study(143, [6]), tables, "l" * 5, logits(0.7, 0.4, 0.75, 0.65, 0.55))
     table = {"Psi": 1, "pent": [2, 3, 4], "d": 5, "p": 6}
     study = Study(144, [4], entries="last")
     yield Model("occupancy-stays", "Psi pent(t) d p", study, table, "l111ll", [*logits(0.7), 1.0, 0.2, 0.0, *logits(0.25, 0.6)])
@@ -219,9 +235,8 @@ def several_species():
     start = [*logits(0.25, 0.5, 0.4, 0.4, 0.5), 0.0, 0.2, 0.1]
     yield Model("occupancy-two-species", "PsiAB PsiA PsiB pA pB rAB rAb raB", Study(113, [4]), table, "lllll111", start)
     table = {"PsiA": 1, "PsiBA": 2, "PsiBa": 3, "pA": 4, "pB": 5, "rA": 4, "rBA": 6, "rBa": 7}
-    tables = [table, table | {"PsiA": 8}]
-    start = logits(0.5, 0.6, 0.35, 0.4, 0.5, 0.65, 0.35, 0.7)
-    yield Model("occupancy-two-species-given", "PsiA(group) PsiBA PsiBa pA=rA pB rBA rBa", Study(137, [4]), tables, "l" * 8, start)
+    start = logits(0.5, 0.6, 0.35, 0.4, 0.5, 0.65, 0.35)
+    yield Model("occupancy-two-species-given", "PsiA PsiBA PsiBa pA=rA pB rBA rBa", Study(137, [4]), table, "l" * 7, start)
     moves = ["GammaA", "GammaB", "GammaAB", "GammaBA", "EpsilonA", "EpsilonB", "EpsilonAB", "EpsilonBA"]
     detected = {name: 12 + k for k, name in enumerate(("pA", "pB", "rA", "rBA", "rBa"))}
     table = {"PsiA": 1, "PsiBA": 2, "PsiBa": 3} | {name: 4 + k for k, name in enumerate(moves)} | detected

@@ -7,6 +7,7 @@ chances then have one.
 """
 
 import itertools
+import math
 
 import numpy
 from scipy.special import loggamma
@@ -43,6 +44,11 @@ def product(factors):
     for factor in factors:
         out = out * factor
     return out
+
+
+def surveyed(study, cells):
+    """Cells behind the last whole block tell nothing."""
+    return cells[: len(cells) - len(cells) % study.mixtures] if study.kind in (123, 175) else cells
 
 
 def missed(cells):
@@ -134,7 +140,7 @@ def relaxed(study, x, cells, s):
 def units(study, x, cells, s, theta, p):
     """Blocks of as many surveys as there are mixtures: every way in which they may have been used."""
     n = study.mixtures
-    blocks = [cells[k : k + n] for k in range(0, len(cells) - n + 1, n)]
+    blocks = [cells[k : k + n] for k in range(0, len(surveyed(study, cells)), n)]
     total = 0.0
     for used in itertools.product((1, 0), repeat=len(blocks)):
         parts = []
@@ -198,7 +204,7 @@ class One_species:
         if self.study.kind in (156, 157):
             return false_positives(self.x, cells, s, state)
         if not state:
-            return float(missed(cells))
+            return float(missed(surveyed(self.study, cells)))
         return occupied_site[self.study.kind](self.study, self.x, cells, s)
 
     def limited(self, value):
@@ -218,9 +224,10 @@ class One_species:
         if epsilon is None or gamma is None:
             now, then = x("Psi", 1, s), x("Psi", 1, s + 1)
             if gamma is None:
-                gamma = self.limited((then - (1 - epsilon) * now) / (1 - now))
+                # Where no site is empty nobody asks.
+                gamma = self.limited((then - (1 - epsilon) * now) / (1 - now)) if sized(now) < 1 else 0.0 * now
             else:
-                epsilon = self.limited(1 - (then - (1 - now) * gamma) / now)
+                epsilon = self.limited(1 - (then - (1 - now) * gamma) / now) if sized(now) > 0 else 0.0 * now
         return epsilon, gamma
 
     def move(self, a, b, s):
@@ -387,7 +394,7 @@ class Chances:
 
     def of(self, h):
         if self.study.kind in abundances:
-            return abundances[self.study.kind](self.study, self.x, self.study.cells(h)[0])
+            return abundances[self.study.kind](self.study, self.x, self.study.cells(h)[0], self.kept)
         sessions = self.study.cells(h)
         total = 0.0
         for path in itertools.product(self.model.states, repeat=len(sessions)):
@@ -423,7 +430,7 @@ def no_animal(study, x, share=1.0):
     return study.exp(size * study.log(size / (size + l * share)))
 
 
-def found_or_not(study, x, cells):
+def found_or_not(study, x, cells, kept):
     """Royle and Nichols: a detection is no zero, and zeros of any surveys together have a closed form."""
     rates = [(x("r", 1, c), cell) for c, cell in enumerate(cells, 1) if cell != "."]
     never = product(1 - r for r, cell in rates if cell == "0")
@@ -435,29 +442,33 @@ def found_or_not(study, x, cells):
     return total
 
 
-def counted(study, x, cells):
-    """Binomial counts of each number of animals; far behind the largest count and the mean nothing is left."""
+def sizes(study, x):
+    """Logarithms of the chances of 0, 1, 2, ... animals; far behind the mean, and any count, nothing is left."""
     l, extra = x("Lambda", 1, 1), x("VarAdd", 1, 1)
-    surveys = [(x("r", 1, c), int(cell)) for c, cell in enumerate(cells, 1) if "." not in cell]
-    if not surveys:
-        return 1.0 + 0.0 * l
     poisson = extra is None or sized(extra) < 1e-10 * max(sized(l), 1)
     mean, spread = sized(l), sized(l) if poisson else sized(l) + sized(extra)
-    least = max(n for _, n in surveys)
     tail = 0.0 if poisson else 100 / numpy.log(spread / (spread - mean))
-    top = int(least + mean + 16 * spread**0.5 + 60 + tail)
-    fixed = sum(n * study.log(r) - study.loggamma(n + 1.0) for r, n in surveys)
-    away, log_l = sum(study.log(1 - r) for r, _ in surveys), study.log(l)
-    if not poisson:
-        size = l * l / extra
-        start, step = size * study.log(size / (size + l)) - study.loggamma(size), study.log(l / (size + l))
-    total = 0.0
-    for n in range(least, top):
-        weight = n * log_l - l if poisson else start + study.loggamma(size + n) + n * step
-        terms = weight + (len(surveys) - 1) * study.loggamma(n + 1.0) + fixed
-        for r, m in surveys:
-            terms = terms - study.loggamma(n - m + 1.0) - m * study.log(1 - r)
-        total = total + study.exp(terms + n * away)
+    numbers, log_l = range(int(mean + 16 * spread**0.5 + 160 + tail)), study.log(l)
+    if poisson:
+        return [n * log_l - l - study.loggamma(n + 1.0) for n in numbers]
+    size = l * l / extra
+    start, step = size * study.log(size / (size + l)) - study.loggamma(size), study.log(l / (size + l))
+    return [start + study.loggamma(size + n) + n * step - study.loggamma(n + 1.0) for n in numbers]
+
+
+def counted(study, x, cells, kept):
+    """Binomial counts of each number of animals."""
+    surveys = [(x("r", 1, c), int(cell)) for c, cell in enumerate(cells, 1) if "." not in cell]
+    if not surveys:
+        return 1.0 + 0.0 * x("Lambda", 1, 1)
+    if "sizes" not in kept:
+        kept["sizes"] = sizes(study, x)
+    least = max(m for _, m in surveys)
+    total, away = 0.0, sum(study.log(1 - r) for r, _ in surveys)
+    found = sum(m * (study.log(r) - study.log(1 - r)) for r, m in surveys)
+    for n in range(least, len(kept["sizes"])):
+        ways = sum(math.log(math.comb(n, m)) for _, m in surveys)
+        total = total + study.exp(kept["sizes"][n] + n * away + found + ways)
     return total
 
 
@@ -470,40 +481,40 @@ abundances = {111: found_or_not, 112: found_or_not, 117: counted, 118: counted}
 def ratios(psi):
     growth = [b / a for a, b in zip(psi, psi[1:])]
     odds = [(b / (1 - b)) / (a / (1 - a)) for a, b in zip(psi, psi[1:])]
-    return [("Lambda Est", growth), ("Lambda' Est", odds)]
+    return [("Lambda Estimates", growth), ("Lambda' Estimates", odds)]
 
 
 def derived(study, x):
     kind, sessions = study.kind, len(study.sessions)
     if kind in (27, 107, 151, 156):
-        return [("Occupancy Est", [x("Psi", 1, 1)])]
+        return [("Occupancy Estimates", [x("Psi", 1, 1)])]
     if kind in abundances:
         occupied = 1 - no_animal(study, x)
         seen = [(1 - no_animal(study, x, x("r", 1, c))) / occupied for c in range(1, sum(study.sessions) + 1)]
-        return [("Occupancy Est", [occupied]), ("E(p-hat) Est", [sum(seen) / len(seen)])]
+        return [("Occupancy Estimates", [occupied]), ("E(p-hat) Estimates", [sum(seen) / len(seen)])]
     if kind in (28, 108, 152, 29, 109, 153):
         model, psi = One_species(study, x), [x("Psi", 1, s) for s in range(1, sessions + 1)]
         which = 1 if x("Gamma", 1, 1) is None else 0
         rates = [model.rates(s)[which] for s in range(1, sessions)]
-        return [(("Epsilon Est", "Gamma Est")[which], rates), *ratios(psi)]
+        return [(("Epsilon Estimates", "Gamma Estimates")[which], rates), *ratios(psi)]
     if kind in (30, 110, 154, 157, 170, 175):
         psi = shares_by_session(One_species(study, x), sessions)
         psi = [v[1] for v in psi]
-        return [("Psi Est", psi), *ratios(psi)]
+        return [("Psi Estimates", psi), *ratios(psi)]
     if kind in (113, 137, 141):
         return of_two_species(study, x, sessions)
     if kind == 116:
-        return [("Psi1*Psi2", [x("Psi1", 1, 1) * x("Psi2", 1, 1)])]
+        return [("Estimates of Psi1*Psi2", [x("Psi1", 1, 1) * x("Psi2", 1, 1)])]
     if kind == 124:
         model = Several_states(study, x)
         moves = [model.move(r, q, s) for s in range(1, sessions) for r in model.states for q in model.states]
-        return [("Phi_t", moves), ("", [v[z] for v in shares_by_session(model, sessions) for z in model.states])]
+        return [("Phi_t Matrices", moves), ("Phi_t*Psi Vectors", [v[z] for v in shares_by_session(model, sessions) for z in model.states])]
     if kind == 144:
         return of_stays(study, x, sum(study.sessions))
     if kind == 177:
         model = Many_species(study, x)
         joint = lambda of: sum(model.first(z) for z in model.states if of <= model.there(z))
-        return [("Occupancy Est", [joint(of) for of in model.sets])]
+        return [("Occupancy Estimates (psi)", [joint(of) for of in model.sets])]
     return []
 
 
@@ -526,19 +537,18 @@ def of_two_species(study, x, sessions):
         a, b = both + a_only, both + b_only
         parts.append(
             {
-                "Unoccupied of": none, "Species B only of": b_only, "Species A only of": a_only, "Both Species Occupancy of": both,
-                "Species Interaction Factors of": both / (a * b), "Species B Occupancy of": b, "Species A Occupancy of": a,
-                "given not A": b_only / (b_only + none), "given A Occ": both / a,
+                "Unoccupied": none, "Species B only": b_only, "Species A only": a_only, "Both Species Occupancy": both,
+                "Species Interaction Factors": both / (a * b), "Species B Occupancy": b, "Species A Occupancy": a,
+                "B given not A Occupancy": b_only / (b_only + none), "B given A Occupancy": both / a,
             }
         )  # fmt: skip
     if study.kind == 141:
         return [(title, [part[title] for part in parts]) for title in parts[0]]
     if study.kind == 113:
         # As told by the parameters, whatever the floor does to the shares.
-        return [("Species Interaction Factors of", [x("PsiAB", 1, 1) / (x("PsiA", 1, 1) * x("PsiB", 1, 1))])]
-    wanted = {"Species Interaction Factors of": "Species Interaction Factors of", "B Occ": "Species B Occupancy of"}
-    wanted["Both"] = "Both Species Occupancy of"
-    return [(title, [parts[0][of]]) for title, of in wanted.items()]
+        return [("Species Interaction Factors", [x("PsiAB", 1, 1) / (x("PsiA", 1, 1) * x("PsiB", 1, 1))])]
+    wanted = ("Species Interaction Factors", "Species B Occupancy", "Both Species Occupancy")
+    return [(title, [parts[0][title]]) for title in wanted]
 
 
 def of_stays(study, x, n):
@@ -546,4 +556,4 @@ def of_stays(study, x, n):
     there = [sum(chance for chance, a, last in every if a <= j <= last) for j in range(1, n + 1)]
     time = sum(chance * (last - a + 1) for chance, a, last in every)
     come, go = (sum(chance * day[k] for chance, *day in every) for k in (0, 1))
-    return [("Residency", [time]), ("Alpha", there), ("Arrival", [come]), ("Departure", [go])]
+    return [("Residency Time", [time]), ("Alpha Estimates", there), ("Mean Arrival", [come]), ("Mean Departure", [go])]
