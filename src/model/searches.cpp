@@ -207,7 +207,9 @@ bool has_walls(const Job& job) { return datatype(job.status.dattyp).closed_form 
 
 /// Whether chances stand in rows of which the last is what the others leave of 1. Where it leaves nothing the
 /// objective has a kink.
-bool has_rows(const Job& job) { return findpar(job.data, "Psi") > 0 || findpar(job.data, "Delta") > 0; }
+bool has_rows(const Job& job) {
+  return findpar(job.data, "Psi") > 0 || findpar(job.data, "Delta") > 0 || findpar(job.data, "PsiAB") > 0;
+}
 
 /// The starts of other kinds that are made to measure, in the order in which they are tried; random ones
 /// follow.
