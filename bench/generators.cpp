@@ -155,4 +155,32 @@ std::vector<std::string> strata_captures(const Strata_design& design) {
   return all;
 }
 
+std::vector<Site_record> site_surveys(const Site_design& design) {
+  Source source(design.seed);
+  std::vector<Site_record> records;
+  for (int site = 0; site < design.sites; ++site) {
+    Site_record record;
+    if (design.slope != 0.0) record.covariate = source.normal();
+    int animals = 0;
+    if (design.counts) {  // by the product of uniform numbers (Knuth 1969)
+      const double bound = std::exp(-std::exp(0.7 + design.slope * record.covariate));
+      for (double product = source.uniform(); product > bound; product *= source.uniform()) ++animals;
+    }
+    bool occupied = source.uniform() < 1.0 / (1.0 + std::exp(-0.4 - design.slope * record.covariate));
+    for (int s = 0; s < design.seasons; ++s) {
+      if (s > 0) occupied = occupied ? source.uniform() >= 0.25 : source.uniform() < 0.2;
+      for (int j = 0; j < design.surveys; ++j) {
+        int seen = 0;
+        const int there = design.counts ? animals : occupied ? 1 : 0;
+        for (int animal = 0; animal < there; ++animal)
+          seen += source.uniform() < Site_design::detection(j) ? 1 : 0;
+        if (design.counts) record.history += static_cast<char>('0' + seen / 10);
+        record.history += static_cast<char>('0' + seen % 10);
+      }
+    }
+    records.push_back(record);
+  }
+  return records;
+}
+
 }  // namespace tarn::bench

@@ -98,4 +98,24 @@ struct Strata_design {
 /// One history an animal, as they were released.
 std::vector<std::string> strata_captures(const Strata_design& design);
 
+/// Sites surveyed in seasons: occupied in the first one with logit 0.4 + slope x, x standard normal; then
+/// empty ones are colonised with 0.2, occupied ones die out with 0.25; occupied, survey j detects with p(j).
+/// With `counts` a site has a Poisson number of animals, of mean exp(0.7 + slope x), each counted with p(j).
+struct Site_design {
+  int sites = 1000, seasons = 1, surveys = 10;
+  double slope = 0.0;
+  bool counts = false;
+  std::uint64_t seed = 1;
+
+  static double detection(int j) { return 0.25 + 0.05 * (j % 4); }  ///< j from 0
+};
+
+struct Site_record {
+  std::string history;  ///< two characters a survey with `counts`
+  double covariate = 0.0;
+};
+
+/// One record a site.
+std::vector<Site_record> site_surveys(const Site_design& design);
+
 }  // namespace tarn::bench

@@ -4,6 +4,7 @@
 //   make_deck robust [OPTION=VALUE ...]    sessions with temporary emigration, {S Gamma'' Gamma' p c}
 //   make_deck popan  [OPTION=VALUE ...]    an open population that animals enter, {Phi p pent N}
 //   make_deck strata [OPTION=VALUE ...]    animals that move between strata, {S p Psi}
+//   make_deck sites  [OPTION=VALUE ...]    sites surveyed in seasons, {p Psi}, or counts at sites, {r Lambda}
 //
 //   occasions=20  animals=1000  seed=1
 //   slope=0           of survival (live) or capture (closed) in a covariate of the animal; with one every
@@ -11,6 +12,8 @@
 //                     a record, without one histories are folded
 // robust and popan (occasions of a session, sessions; popan has sessions of one occasion):
 //   sessions=10  leaves=0.2  stays_away=0.5
+// sites only (slope of the first occupancy, or of the mean abundance):
+//   sites=1000  seasons=1  surveys=10  counts=0
 // strata only:
 //   strata=3
 //   hidden=0          1: a capture may leave the state open, {S p Psi pi Delta}
@@ -49,6 +52,8 @@ using tarn::bench::Live_design;
 using tarn::bench::Live_record;
 using tarn::bench::Session_design;
 using tarn::bench::Session_record;
+using tarn::bench::Site_design;
+using tarn::bench::Site_record;
 using tarn::bench::Strata_design;
 
 /// The options by name, with their defaults; what is no option or no number is refused.
@@ -269,6 +274,64 @@ int popan(const Options& options) {
   return 0;
 }
 
+/// {p(t) Psi(x)} of one season, {Psi Epsilon(t) Gamma(t) p(s)} of several, {r(t) Lambda(x)} of counts.
+int sites(const Options& options) {
+  const Site_design design{.sites = options.count("sites"),
+                           .seasons = options.count("seasons"),
+                           .surveys = options.count("surveys"),
+                           .slope = options.number("slope"),
+                           .counts = options.number("counts") != 0.0,
+                           .seed = static_cast<std::uint64_t>(options.number("seed"))};
+  const bool covariate = design.slope != 0.0, several = design.seasons > 1;
+  if (design.sites < 1 || design.surveys < 1 || design.seasons < 1 ||
+      (several && (covariate || design.counts))) {
+    std::cerr << "make_deck: one site, season and survey are the least; covariate and counts in one season\n";
+    return 1;
+  }
+  std::map<std::pair<std::string, double>, int> folded;
+  for (const Site_record& record : tarn::bench::site_surveys(design))
+    ++folded[{record.history, record.covariate}];
+  write_head("surveys",
+             design.counts ? "OCCUPRPOISSON"
+             : several     ? "RDOCCUPEG"
+                           : "OCCUPANCY",
+             design.sites, design.seasons * design.surveys, 1, folded.size(), covariate);
+  if (several) {
+    std::cout << "time intervals";
+    for (int o = 1; o < design.seasons * design.surveys; ++o)
+      std::cout << (o % design.surveys == 0 ? " 1" : " 0");
+    std::cout << ";\n";
+  }
+  for (const auto& [site, count] : folded) {
+    std::cout << site.first << ' ' << count;
+    if (covariate) std::cout << ' ' << std::setprecision(6) << site.second;
+    std::cout << ";\n";
+  }
+  std::cout << "proc estimate link=LOGIT;\n";
+  if (several) {
+    const int between = design.seasons - 1, betas = 1 + 2 * between + design.seasons;
+    std::cout << "model={Psi Epsilon(t) Gamma(t) p(s)};\n"
+              << "group=1 Psi rows=1 cols=1 square constant=1;\n"
+              << "group=1 Epsilon rows=1 cols=" << between << " square time=2;\n"
+              << "group=1 Gamma rows=1 cols=" << between << " square time=" << 2 + between << ";\n";
+    for (int s = 1; s <= design.seasons; ++s)
+      std::cout << "group=1 p Session " << s << " rows=1 cols=" << design.surveys
+                << " square constant=" << 1 + 2 * between + s << ";\n";
+    std::cout << "design matrix constraints=" << betas << " covariates=" << betas << " identity;\n";
+    return 0;
+  }
+  const int n = design.surveys;
+  std::cout << "model={" << (design.counts ? "r(t) Lambda" : "p(t) Psi") << (covariate ? "(x)};\n" : "};\n")
+            << "group=1 " << (design.counts ? 'r' : 'p') << " rows=1 cols=" << n << " square time=1;\n"
+            << "group=1 " << (design.counts ? "Lambda" : "Psi") << " rows=1 cols=1 square constant=" << n + 1
+            << ";\n"
+            << "design matrix constraints=" << n + 1 << " covariates=" << n + (covariate ? 2 : 1) << ";\n";
+  const char* last = covariate ? "0 0" : "0";
+  for (int o = 0; o < n; ++o) write_cells(n, o, last);
+  write_cells(n, n, covariate ? "1 x" : "1");
+  return 0;
+}
+
 /// S, p and Psi by stratum, and by time, Psi by multinomial logit; of hidden states pi and Delta.
 int strata(const Options& options) {
   const Strata_design design{.strata = options.count("strata"),
@@ -344,14 +407,16 @@ int main(int count, char** arguments) {
                      {"last_release", 0},
                      {"survival", 1.2},
                      {"capture", 0.34}});
-  const std::map<std::string_view, int (*)(const Options&)> kinds{
-      {"live", live}, {"closed", closed}, {"robust", robust}, {"popan", popan}, {"strata", strata}};
+  const std::map<std::string_view, int (*)(const Options&)> kinds{{"live", live},     {"closed", closed},
+                                                                  {"robust", robust}, {"popan", popan},
+                                                                  {"strata", strata}, {"sites", sites}};
+  if (kind == "sites") defaults.insert({{"sites", 1000}, {"seasons", 1}, {"surveys", 10}, {"counts", 0}});
   if (kind == "strata") defaults.insert({{"strata", 3}, {"hidden", 0}, {"by_time", 1}});
   if (kind == "robust" || kind == "popan")
     defaults.insert({{"sessions", 10}, {"leaves", 0.2}, {"stays_away", 0.5}});
   const auto chosen = kinds.find(kind);
   if (chosen == kinds.end()) {
-    std::cerr << "make_deck live|closed|robust|popan|strata [OPTION=VALUE ...]\n";
+    std::cerr << "make_deck live|closed|robust|popan|strata|sites [OPTION=VALUE ...]\n";
     return 1;
   }
   Options options(std::move(defaults));

@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
 """Makes the example decks: animals marked and met again on a few occasions, drawn from a seeded generator.
 
-    examples/simulate.py        writes the fourteen decks beside this program
+    examples/simulate.py        writes the eighteen decks beside this program
 """
 
 import math
@@ -9,6 +9,7 @@ import random
 from collections import Counter
 from pathlib import Path
 
+import simulate_sites
 import simulate_states
 
 here = Path(__file__).resolve().parent
@@ -622,4 +623,6 @@ if __name__ == "__main__":
     growth()
     emigration()
     for example in (simulate_states.breeding, simulate_states.disease, simulate_states.calves):
+        write(*example())
+    for example in (simulate_sites.site_occupancy, simulate_sites.site_dynamics, simulate_sites.two_species, simulate_sites.site_counts):
         write(*example())

@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "data/sessions.h"
+#include "data/site_checks.h"
 #include "job/services/report.h"
 #include "job/services/template.h"
 
@@ -330,6 +331,8 @@ void check_cells(Job& job, int n, const Datatype& row, History cells, std::strin
   const auto each_occasion = [](int occasion) { return occasion; };
   switch (row.check) {
     case Cell_check::none:
+      if (of_sites(row)) check_site_cells(job, n, row, cells, typed);
+      return;
     case Cell_check::robust_barker:
       return;
     case Cell_check::strata:
@@ -376,15 +379,18 @@ void check_sessions(Job& job, int n, const Datatype& row, History cells) {
 }
 
 void check_intervals(Job& job, const Datatype& row) {
-  if (row.closed == Closed::none || !row.sessions || job.status.noccas < 2) return;
+  const bool sites = of_sites(row);
+  if ((row.closed == Closed::none && !sites) || !row.sessions || job.status.noccas < 2) return;
   if (job.status.nprimy == 1)
     warn(job,
          "The time intervals join all occasions to one primary session: nothing between sessions can be "
          "estimated.");
   if (job.status.nprimy == job.status.noccas)
-    warn(job,
-         "No time interval is 0: every occasion is a primary session, and nothing within sessions can be "
-         "estimated.");
+    warn(job, sites
+                  ? "No time interval is 0: every occasion is a primary session, and detection can hardly be "
+                    "told from occupancy."
+                  : "No time interval is 0: every occasion is a primary session, and nothing within sessions "
+                    "can be estimated.");
   if (row.check == Cell_check::robust_barker && !(job.data.timint(job.status.noccas) > 0.0f))
     warn(job, "The time interval behind the last occasion is 0: no animal can be met in it.");
 }

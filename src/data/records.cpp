@@ -38,6 +38,10 @@ void take_cells(Job& job, int n, const Datatype& row, const std::string& typed) 
     for (std::size_t o = 0; o < noccas; ++o) ehist[2 * o] = typed[o], ehist[2 * o + 1] = '0';
   } else {
     if (typed.size() < 2 * noccas) wrong_length(too_short);
+    if (typed.size() > 2 * noccas && of_sites(row))
+      record_fault(job, n,
+                   " has " + adjustfmt(static_cast<int>(typed.size())) + " characters for " +
+                       adjustfmt(job.status.noccas) + " occasions of two, so that counts end at 99.");
     ehist.assign(typed, 0, 2 * noccas);
   }
 }
@@ -52,7 +56,7 @@ std::size_t first_foreign(std::string_view typed, std::string_view alphabet) {
   return std::string_view::npos;
 }
 
-bool alphabet_holds(Job& job, int n, std::string_view typed) {
+bool alphabet_holds(Job& job, int n, const Datatype& row, std::string_view typed) {
   const std::string_view strata = trimmed(job.data.strata);
   const std::size_t foreign = first_foreign(typed, strata);
   if (foreign == std::string_view::npos) return true;
@@ -62,6 +66,11 @@ bool alphabet_holds(Job& job, int n, std::string_view typed) {
       "\" was found in the encounter history.");
   put(job, listing | screen, "(1x,a,a,a)", " Encounter history must consist of only these characters: \"",
       strata, "\"");
+  if (of_sites(row)) {
+    linchk(job, 1);
+    put(job, listing | screen, "(1x,a,i0,a)", " The character stands on occasion ",
+        static_cast<int>(foreign) / (row.live ? 1 : 2) + 1, ".");
+  }
   return false;
 }
 
@@ -106,6 +115,9 @@ void add_count(Job& job, int n, const Datatype& row, int r, int group, const Rel
                     "Use dots in the encounter history instead.");
     else  // an animal found dead cannot be lost on capture
       lost = history_in_work(job).dead(at.last) == '0' || row.loss_when_dead;
+    if (of_sites(row))
+      warn(job, "History number " + adjustfmt(n) +
+                    " has a negative count. A site is not lost on capture: the count enters as if positive.");
     c = -c;
   }
   add_animals(job, group, lost ? encounters.lost_on_capture(r, group) : encounters.observed(r, group),
@@ -149,7 +161,7 @@ void read_record(Job& job, Data_procedure& procedure) {
   take_cells(job, n, row, typed);
   const History cells = history_in_work(job);
   check_dead_columns(job, n, row, cells, typed);
-  if (!alphabet_holds(job, n, typed)) {
+  if (!alphabet_holds(job, n, row, typed)) {
     procedure.faulty = true;
     return;
   }

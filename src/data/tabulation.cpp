@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "data/sessions.h"
+#include "data/site_checks.h"
 #include "job/services/fault.h"
 #include "job/services/report.h"
 #include "job/services/template.h"
@@ -241,6 +242,7 @@ void finish_records(Job& job, Data_procedure& procedure) {
   }
   set_intervals(job);
   check_intervals(job, row);
+  check_site_design(job, row);
   if (row.closed != Closed::none) count_by_session(job, row);
   check_sizes(job, row);
   finish_covariates(job);

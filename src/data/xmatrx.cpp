@@ -9,6 +9,7 @@
 #include "data/data_options.h"
 #include "data/gaussquad.h"
 #include "data/records.h"
+#include "data/site_checks.h"
 #include "data/species.h"
 #include "data/strata.h"
 #include "data/summaries.h"
@@ -207,8 +208,9 @@ void report_data_type(Job& job) {
   put_block(job, formatted_runtime(job, "(30(/(a,i0,a,a)))", std::span<const Item>(items)));
 }
 
-void report_species(Job& job) {
+void report_species(Job& job, const Data_procedure& procedure) {
   build_species_design(job);
+  check_species(job, procedure);
   linchk(job, 1);
   put(job, listing, "(1x,\"Number of Species = \",i0)", job.status.nspeciesocc);
   if (!job.status.debug) return;
@@ -285,7 +287,7 @@ bool xmatrx(Job& job) {
   }
   if (row.nodes != Nodes::none) gausquadpar(job);
   fill_parameter_list(job);
-  if (row.species) report_species(job);
+  if (row.species) report_species(job, procedure);
   if (status.debug) report_tabulation(job);
   return true;
 }

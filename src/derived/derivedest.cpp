@@ -274,6 +274,9 @@ void derivedest(Job& job, std::span<const double> x, const Array2<double>& vcmat
     if (section->rows(job).empty()) continue;
     Derived_values values;
     if (derive_section(frame, *section, x, vcmat, open, values)) done(values);
+    if (section->ratio)
+      warn(job, "The limits of the " + std::string(subject(*section)) +
+                    " are on the scale of probabilities and never hold 1: judge it by the standard error.");
   }
   if (type.cell == Cell::robust_pradel_n && growth_intervals(job) > 0)
     warn(job,

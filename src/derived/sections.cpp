@@ -261,6 +261,7 @@ constexpr Section colonisation = of_changes("Gamma Estimates of ", Derived_quant
 constexpr Section odds_growth_of_psi = [] {
   Section section = odds_growth;
   section.interval = Interval::probability;
+  section.ratio = true;
   return section;
 }();
 constexpr Section occupancy_by_session = [] {
@@ -291,8 +292,6 @@ constexpr Section species_interaction = of_pair("Species Interaction Factors of 
                       of_pair("Both Species Occupancy of ", Derived_quantity::occupancy_of_both,
                               Interval::probability, psiab);
 
-// KEPT: limits of the interaction factor, too, on the scale of probabilities; above 1 the upper one may be
-// negative.
 constexpr Section of_pair_by_session(std::string_view title, Derived_routine routine) {
   return {.title = title,
           .quantity = Derived_quantity::two_species,
@@ -306,8 +305,6 @@ constexpr Section of_pair_by_session(std::string_view title, Derived_routine rou
 constexpr Section unoccupied = of_pair_by_session("Unoccupied of ", rd2species<Of_two_species::unoccupied>),
                   b_only = of_pair_by_session("Species B only of ", rd2species<Of_two_species::b_only>),
                   a_only = of_pair_by_session("Species A only of ", rd2species<Of_two_species::a_only>),
-                  interaction = of_pair_by_session("Species Interaction Factors of ",
-                                                   rd2species<Of_two_species::interaction>),
                   both = of_pair_by_session("Both Species Occupancy of ", rd2species<Of_two_species::both>),
                   b = of_pair_by_session("Species B Occupancy of ", rd2species<Of_two_species::b>),
                   b_given_not_a = of_pair_by_session("Speciecs B given not A Occupancy of ",
@@ -315,6 +312,15 @@ constexpr Section unoccupied = of_pair_by_session("Unoccupied of ", rd2species<O
                   a = of_pair_by_session("Species A Occupancy of ", rd2species<Of_two_species::a>),
                   b_given_a = of_pair_by_session("Speciecs B given A Occupancy of ",
                                                  rd2species<Of_two_species::b_given_a>);
+
+// KEPT: limits of the interaction factor, too, on the scale of probabilities; above 1 the upper one may be
+// negative.
+constexpr Section interaction = [] {
+  Section section =
+      of_pair_by_session("Species Interaction Factors of ", rd2species<Of_two_species::interaction>);
+  section.ratio = true;
+  return section;
+}();
 
 constexpr Section state_transitions{.title = "Estimates of Phi_t Matrices ",
                                     .quantity = Derived_quantity::state_transitions,

@@ -64,6 +64,7 @@ struct Section {
   Interval interval = Interval::plain;
   bool logarithm = false;  ///< values are logarithms, so a change of theirs is a relative one
   bool inflated = false;   ///< variances are multiplied by c-hat
+  bool ratio = false;      ///< values may exceed 1, though the limits are on the scale of probabilities
   Derived_routine routine = nullptr;
 };
 

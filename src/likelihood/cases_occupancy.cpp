@@ -32,7 +32,7 @@ Layer layer_of(const Datatype& type) {
 struct Occupancy : Sites<Occupancy> {
   struct Prepared : Site_records {
     explicit Prepared(const Job& job)
-        : Site_records(job, 2),
+        : Site_records(job, 2, "Psi"),
           layer(layer_of(datatype(job.status.dattyp))),
           epsilon(names_hold(datatype(job.status.dattyp).own, "Epsilon")),
           gamma(names_hold(datatype(job.status.dattyp).own, "Gamma")) {}

@@ -29,7 +29,8 @@ namespace {
 struct Two_species : Sites<Two_species> {
   struct Prepared : Site_records {
     explicit Prepared(const Job& job)
-        : Site_records(job, 4), conditional(names_hold(datatype(job.status.dattyp).own, "PsiBA")) {}
+        : Site_records(job, 4, "PsiAB PsiA PsiB PsiBA PsiBa"),
+          conditional(names_hold(datatype(job.status.dattyp).own, "PsiBA")) {}
     bool conditional;  ///< rates of B are told by those of A
   };
   template <class Real>
@@ -132,7 +133,7 @@ struct Two_species : Sites<Two_species> {
 struct Several_species : Sites<Several_species> {
   struct Prepared : Site_records {
     explicit Prepared(const Job& job)
-        : Site_records(job, 1 << job.status.nspeciesocc), species(job.status.nspeciesocc) {}
+        : Site_records(job, 1 << job.status.nspeciesocc, "f"), species(job.status.nspeciesocc) {}
     int species;
   };
   /// Shares of the sets of species, and the reals that they were made for.

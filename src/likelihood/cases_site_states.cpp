@@ -30,7 +30,7 @@ namespace {
 struct Breeding_sites : Sites<Breeding_sites> {
   struct Prepared : Site_records {
     explicit Prepared(const Job& job)
-        : Site_records(job, 3),
+        : Site_records(job, 3, "Psi1 Psi2 Phi0"),
           several_seasons(datatype(job.status.dattyp).sessions),
           signs(job.data.strata) {}
     bool several_seasons;
@@ -119,7 +119,8 @@ struct Breeding_sites : Sites<Breeding_sites> {
 
 struct Sites_of_states : Sites<Sites_of_states> {
   struct Prepared : Site_records {
-    explicit Prepared(const Job& job) : Site_records(job, job.status.nstrta + 1), signs(job.data.strata) {}
+    explicit Prepared(const Job& job)
+        : Site_records(job, job.status.nstrta + 1, "Phi0"), signs(job.data.strata) {}
     std::string signs;
   };
   template <class Real>

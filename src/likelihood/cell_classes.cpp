@@ -20,7 +20,7 @@ Cell_classes::Cell_classes(Job& job) {
   const Kept_floating_environment kept;
   const Likelihood_work& work = *job.model.likelihood;
   const Cell_routine<Reach> routine = work.setting.routines.of<Reach>().routine;
-  const Record_table table(job);
+  const Record_table table(job, work.folded);
   const int records = job.data.encounters.size(), groups = job.status.ngrps, nlogit = job.model.nlogit;
   std::vector<List<Reach>> reals;
   for (const double size : sizes_of_reals) reals.emplace_back(std::max(nlogit, 1), Reach(size));

@@ -51,13 +51,14 @@ template <class Real, class Wanted>
 void sum_block(const Job& job, const Likelihood_work& work, Cell_routine<Real> routine,
                std::span<const Base_of<Real>> xbeta, History_block block, const Wanted& wanted,
                Thread_area<Real>& area, [[maybe_unused]] Real_adjoints<Base_of<Real>>& to) {
+  area.neighbours = work.neighbours();
   const auto reals_of = [&](int i) -> const Reals<Real>& {
     if (!work.by_record) return area.current();
     if constexpr (Thread_area<Real>::traced) area.end_record(job, to);
     return area.of_record(job, i, xbeta, work.pass_of_record(i));
   };
-  add_histories(job, routine, block.from, block.to, reals_of, wanted, work.serial_penalty, area.cell,
-                area.sum);
+  add_histories(job, routine, Record_table(job, work.folded), block.from, block.to, reals_of, wanted,
+                work.serial_penalty, area.cell, area.sum);
   if constexpr (Thread_area<Real>::traced) area.end_block(job, to);
 }
 

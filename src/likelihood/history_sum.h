@@ -2,9 +2,11 @@
 // The sum over histories and groups: partial sums of a thread, a block of histories.
 
 #include <cstddef>
+#include <type_traits>
 
 #include "likelihood/blocks/penalty.h"
 #include "likelihood/cell/cell.h"
+#include "likelihood/folded_records.h"
 #include "numerics/sum.h"
 
 namespace tarn {
@@ -23,9 +25,9 @@ class History_sum {
     likelihood_.add(counted.count * value_of(counted.log));
     add_to_result(counted.log, counted.count);
   }
-  void add_penalty(const Real& penalty) {
-    if (value_of(penalty) != 0.0) penalty_.add(value_of(penalty));
-    add_to_result(penalty, 1.0);
+  void add_penalty(const Real& penalty, double times) {
+    if (value_of(penalty) != 0.0) penalty_.add(times * value_of(penalty));
+    add_to_result(penalty, times);
   }
   void add(const History_sum& other) {
     likelihood_.add(other.likelihood_);
@@ -38,8 +40,15 @@ class History_sum {
   Wide_sum likelihood_, penalty_;
 };
 
-/// Counts and cells of all records where the store keeps them, record after record.
+/// Counts and cells of all records where the store keeps them, record after record; or the counts folded.
 struct Record_table {
+  Record_table(const Job& job, const Folded_records& folded) : Record_table(job) {
+    if (!folded.any()) return;
+    observed = folded.observed.data();
+    lost = folded.lost.data();
+    observed_cells = folded.observed_cells.data();
+    lost_cells = folded.lost_cells.data();
+  }
   explicit Record_table(const Job& job)
       : groups(static_cast<std::size_t>(job.status.ngrps)), noccas(job.status.noccas) {
     const Encounter_store& encounters = job.data.encounters;
@@ -53,9 +62,18 @@ struct Record_table {
   }
   const float* observed_of(int i) const { return observed + static_cast<std::size_t>(i - 1) * groups; }
   const float* lost_of(int i) const { return lost + static_cast<std::size_t>(i - 1) * groups; }
+  /// Cells that the one of record i, group j, stands for; each is charged for what it violates.
+  double cells_in(int i, int j, int kind) const {
+    const float* cells_folded = kind == 0 ? observed_cells : lost_cells;
+    if (cells_folded == nullptr) return 1.0;
+    return static_cast<double>(
+        cells_folded[static_cast<std::size_t>(i - 1) * groups + static_cast<std::size_t>(j - 1)]);
+  }
 
   const float* observed = nullptr;
   const float* lost = nullptr;
+  const float* observed_cells = nullptr;
+  const float* lost_cells = nullptr;
   const char* cells = nullptr;
   std::size_t groups;
   int noccas;
@@ -63,27 +81,33 @@ struct Record_table {
 
 /// Adds the cell of history i, group j, to the sum: `count` times its logarithm, and its penalties.
 template <class Real>
-inline void add_cell(const Job& job, Cell_routine<Real> routine, const Record_table& records, int i, int j,
-                     int lost, float count, const Reals<Real>& parm, bool serial_penalty,
-                     Cell_work<Real>& work, History_sum<Real>& sum) {
+[[gnu::always_inline]] inline void add_cell(const Job& job, Cell_routine<Real> routine,
+                                            const Record_table& records, int i, int j, int lost, float count,
+                                            const Reals<Real>& parm, bool serial_penalty,
+                                            Cell_work<Real>& work, History_sum<Real>& sum) {
   work.begin();
   Ch_result<Real> result;
   routine(job, result, records.history(i), i, j, lost, parm, work);
   sum.add_cell(count, result.lnprob);
   const double prob = value_of(result.prob);
   if (prob <= 0.0 || prob >= 1.0) work.penlty[0] += range_penalty(result.prob, job.status.penalty_slope);
-  sum.add_penalty(work.penlty[0]);
+  const auto charge = [&](const Real& penalty) {
+    if constexpr (std::is_same_v<Real, double>)
+      if (penalty == 0.0) return;
+    sum.add_penalty(penalty, records.cells_in(i, j, lost));
+  };
+  charge(work.penlty[0]);
   // KEPT: a penalty in the second element counts only when the job runs on one thread.
-  if (serial_penalty) sum.add_penalty(work.penlty[1]);
+  if (serial_penalty) charge(work.penlty[1]);
   work.trace.walk_back();
 }
 
 /// Histories `from` to `to`, groups inside. `reals_of(i)` refers to the real parameters of record i; it is
 /// asked once for a record that has a cell. `wanted(i, j, lost)` tells which cells with a count take part.
 template <class Real, class Reals_of, class Wanted>
-void add_histories(const Job& job, Cell_routine<Real> routine, int from, int to, Reals_of&& reals_of,
-                   Wanted&& wanted, bool serial_penalty, Cell_work<Real>& work, History_sum<Real>& sum) {
-  const Record_table records(job);
+void add_histories(const Job& job, Cell_routine<Real> routine, const Record_table& records, int from, int to,
+                   Reals_of&& reals_of, Wanted&& wanted, bool serial_penalty, Cell_work<Real>& work,
+                   History_sum<Real>& sum) {
   const int groups = job.status.ngrps;
   for (int i = from; i <= to; ++i) {
     const float* observed = records.observed_of(i);

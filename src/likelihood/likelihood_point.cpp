@@ -92,7 +92,7 @@ class Likelihood_point::Class_sums {
   void run(const Job& job, std::span<const double> x, const Reals<double>& shared, Thread_area<double>& area,
            History_block block, List<History_sum<double>>& sums) const {
     for (const int c : touched_) sums(c) = {};
-    const Record_table records(job);
+    const Record_table records(job, work_.folded);
     int newbeta = 1, record = 0;
     for (int k = block.from; k <= block.to; ++k) {
       const Class_cell& cell = list_(k);

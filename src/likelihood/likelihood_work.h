@@ -10,6 +10,7 @@
 #include "data/catalogue/datatype.h"
 #include "likelihood/cell/cell.h"
 #include "likelihood/cell_classes.h"
+#include "likelihood/folded_records.h"
 #include "likelihood/likelihood_point.h"
 #include "likelihood/thread_area.h"
 
@@ -100,6 +101,7 @@ struct Likelihood_work {
   bool by_record = false;      ///< real parameters depend on the record
   bool serial_penalty = true;  ///< `num_threads` is 1: element 2 of `penlty` counts
   Closed_form closed_form = Closed_form::none;
+  Folded_records folded;
   std::vector<char> readable;  ///< per record and group: every matrix cell that the history reads is there
   Team plain_team, moves_team, proposal_team;  ///< one for each kind of pass
   Thread_areas<double> plain;
@@ -114,10 +116,13 @@ struct Likelihood_work {
 
   /// Where reals depend on the record: what gives those that its cells read, by reach set. Empty when there
   /// are too many sets to be worth their memory.
-  List<Link_pass> passes_of_sets;
+  List<Link_pass> record_passes;
+  List<int> pass_of_set;
   const Link_pass& pass_of_record(int i) const {
-    return passes_of_sets.empty() ? plain[0]->reals.animal : passes_of_sets(reach_sets->of(i));
+    return record_passes.empty() ? plain[0]->reals.animal : record_passes(pass_of_set(reach_sets->of(i)));
   }
+  /// Whether one pass serves neighbour after neighbour.
+  bool neighbours() const { return record_passes.size() <= 1 && !folded.any(); }
 
   template <class Real>
   auto& areas() {

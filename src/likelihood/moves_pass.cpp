@@ -86,7 +86,7 @@ void Moves_pass::run_block(const Job& job, Thread_area<double>& area, History_bl
   own.is_wanted.assign(moves_.size(), 0);
   own.others.resize(moves_.size());
   for (int m = 1; m <= moves_.size(); ++m) own.others(m) = moves_(m).others;
-  const Record_table records(job);
+  const Record_table records(job, work_.folded);
   const Cell_routine<double> routine = job.model.chprobpointer;
   int newbeta = 1;
   for (int i = block.from; i <= block.to; ++i) {

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cassert>
+#include <map>
 #include <new>
 
 #include "data/catalogue/available.h"
@@ -19,20 +20,6 @@
 
 namespace tarn {
 namespace {
-
-/// By parameter number from 0: real parameters that depend on an individual covariate or a design function,
-/// themselves or by a member of their set.
-std::vector<char> rows_by_record(const Model_arrays& model) {
-  std::vector<char> varies(static_cast<std::size_t>(model.nlogit), 0);
-  for (const int row : model.dmicrows) varies[static_cast<std::size_t>(row) - 1] = 1;
-  for (const Link_function_row& varying : model.linkfuncptr) {
-    if (!std::binary_search(model.dmicrows.begin(), model.dmicrows.end(), varying.parm)) continue;
-    for (const Link_function_row& member : model.linkfuncptr)
-      if (member.code == varying.code && member.set == varying.set)
-        varies[static_cast<std::size_t>(member.parm) - 1] = 1;
-  }
-  return varies;
-}
 
 /// Matrices of p and c with another number of rows than there are mixtures: with fewer the last row serves
 /// those that have none, with more the rows behind the last mixture are idle.
@@ -138,13 +125,20 @@ namespace {
 /// What depends on links and design.
 void prepare_threads(Job& job, Likelihood_work& work) {
   make_areas(job, work, std::max(job.status.num_threads, 1), work.plain);
-  work.passes_of_sets.clear();
+  work.record_passes.clear();
+  work.pass_of_set.clear();
   if (!work.by_record) return;
   constexpr int most_sets = 1000;
   const Reach_sets& sets = reach_sets(job);
   if (sets.count() > most_sets) return;
-  for (int k = 1; k <= sets.count(); ++k)
-    work.passes_of_sets.push_back(part_of_animal_pass(job, work.plain[0]->reals, sets.rows(k)));
+  std::map<std::vector<int>, int> numbers;  // of passes, by their rows
+  for (int k = 1; k <= sets.count(); ++k) {
+    Link_pass pass = part_of_animal_pass(job, work.plain[0]->reals, sets.rows(k));
+    const auto [place, is_new] =
+        numbers.emplace(std::vector<int>(pass.rows.begin(), pass.rows.end()), work.record_passes.size() + 1);
+    if (is_new) work.record_passes.push_back(std::move(pass));
+    work.pass_of_set.push_back(place->second);
+  }
 }
 
 }  // namespace
@@ -163,6 +157,7 @@ void set_up_likelihood(Job& job) {
   auto work = std::make_shared<Likelihood_work>(job, routines);
   work->by_record = reals_depend_on_record(model);
   work->closed_form = type.closed_form;
+  work->folded = Folded_records::of(job, work->by_record);
   work->serial_penalty = job.status.num_threads == 1;
 
   job.data.ehist.assign(2 * static_cast<std::size_t>(job.status.noccas), '0');

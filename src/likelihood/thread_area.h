@@ -32,6 +32,7 @@ struct alignas(128) Thread_area {
   Real_work<Base> reals;
   History_sum<Real> sum;
   std::vector<Counted_log<Real>> counted;  ///< of the evaluation in hand
+  bool neighbours = false;                 ///< most records are asked for one after the other
   int flags = 0;                           ///< floating-point conditions met in the region
   bool out_of_memory = false;
 
@@ -39,6 +40,7 @@ struct alignas(128) Thread_area {
   void begin_evaluation() {
     sum = {};
     newbeta_ = 1;
+    strip_.clear();
   }
   /// Before the records of a block: the reals that all records have. Where reals depend on the record,
   /// `of_record` puts those of this area in their place, shared ones among them. Tables are made anew with a
@@ -61,6 +63,11 @@ struct alignas(128) Thread_area {
   /// Goes to the reals of record i, of those that depend on it the part `own`. A fault becomes one of the
   /// record's cell.
   const Reals<Real>& of_record(const Job& job, int i, std::span<const Base> xbeta, const Link_pass& own) {
+    if constexpr (std::is_same_v<Real, double>)
+      if (neighbours && newbeta_ == 0 && serves(job, own)) {
+        strip_.go_to(job, i, own, reals);
+        return current_ = reals.reals();
+      }
     const int newbeta = std::exchange(newbeta_, 0);
     compute_reals(job, i, xbeta, newbeta, own);
     if constexpr (traced) {
@@ -113,6 +120,17 @@ struct alignas(128) Thread_area {
   Reals<Real> current_;
   const Link_pass* pass_ = nullptr;  ///< of the record in hand
   int newbeta_ = 1;
+  /// Whether strips serve a pass; most models have one.
+  bool serves(const Job& job, const Link_pass& own) {
+    if (judged_ != &own) {
+      judged_ = &own;
+      serves_ = Record_strip::serves(job, own);
+    }
+    return serves_;
+  }
+  Record_strip strip_;
+  const Link_pass* judged_ = nullptr;
+  bool serves_ = false;
 };
 
 template <class Real>

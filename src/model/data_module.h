@@ -40,19 +40,29 @@ class Reals {
   explicit Reals(const Real* first) : before_(first - 1) {}
   /// What stands for the values of a work area, under their stamp.
   template <class Base>
-  Reals(const Real* first, const Real_work<Base>& values) : Reals(first, values.stamp()) {}
+  Reals(const Real* first, const Real_work<Base>& values)
+      : Reals(first, values.stamp(), values.shared_stamp()) {}
   const Real& operator[](int i) const { return before_[i]; }
   /// For loops that want no second look: `before()[i]` is real parameter i.
   const Real* before() const { return before_; }
   /// Other values have another stamp, in all of one model; 0 for values that were made up.
   std::uint64_t stamp() const { return stamp_; }
+  /// The same for the values of those that do not depend on the record.
+  std::uint64_t shared_stamp() const { return shared_stamp_; }
+  /// For what depends on none of those that depend on the record.
+  Reals shared() const {
+    Reals values = *this;
+    values.stamp_ = shared_stamp_;
+    return values;
+  }
 
  private:
   friend struct Real_work<Real>;
-  Reals(const Real* first, std::uint64_t stamp) : before_(first - 1), stamp_(stamp) {}
+  Reals(const Real* first, std::uint64_t stamp, std::uint64_t shared_stamp)
+      : before_(first - 1), stamp_(stamp), shared_stamp_(shared_stamp) {}
 
   const Real* before_ = nullptr;
-  std::uint64_t stamp_ = 0;
+  std::uint64_t stamp_ = 0, shared_stamp_ = 0;
 };
 
 /// A cell routine: the probability of `histry` (record i, or a made-up history with i = 1) in group j;

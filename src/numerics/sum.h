@@ -22,6 +22,7 @@ class Wide_sum {
 
   /// Adds count * x without rounding the product. `count` is a whole number or any other 32-bit float.
   void add_product(float count, double x) {
+    if (count == 1.0F) return add(x);
     // Parts of 26 and 27 bits: either times a 24-bit count fits the 53 bits of a double.
     constexpr std::uint64_t low_bits = (std::uint64_t{1} << 27) - 1;
     const double high = std::bit_cast<double>(std::bit_cast<std::uint64_t>(x) & ~low_bits);

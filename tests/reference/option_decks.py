@@ -8,7 +8,7 @@ Live recaptures are the two-state chain of Cormack (1964), fitted by scipy with 
 information from differences of those gradients; Jolly-Seber with lambda adds binomials (Burnham 1991). Other open
 populations and the robust designs are in open_decks.py, robust designs of strata in strata_decks.py, those with open
 sessions or uncertain states in session_decks.py, all that has strata or states, from the lives of animals, in
-state_decks.py. Known fates, nests, recoveries and densities have closed forms
+state_decks.py, sites in site_decks.py. Known fates, nests, recoveries and densities have closed forms
 or a multinomial. Data are read from the decks, models are not. Needs python3-numpy and python3-scipy.
 
 The tolerances in the .expect files: 1e-6 for estimates, since a search ends when no step is above 1e-7; for -2 log
@@ -24,6 +24,7 @@ from scipy.special import loggamma
 
 import open_decks
 import session_decks
+import site_decks
 import state_decks
 import strata_decks
 from second_fits import Fit, beta_table, cell, expit, folder, gradient, interval, logit, rate_interval, records
@@ -374,6 +375,7 @@ def deck_values():
     yield from strata_decks.deck_values()
     yield from session_decks.deck_values()
     yield from state_decks.deck_values()
+    yield from site_decks.deck_values()
 
 
 def closed_forms():

@@ -80,6 +80,8 @@ Parameter_range parameter_range(const Datatype& type, std::string_view name) {
   if (name.starts_with("sigma")) return Parameter_range::deviation;
   if (name == "f0" || name == "N") return Parameter_range::count;
   if (names_hold(type.identity_link, name)) return Parameter_range::any;
+  // Logarithms of odds of sets of species.
+  if (type.species && name == "f") return Parameter_range::any;
   // Of the virtual population all parameters are mortalities in an instant.
   if (names_hold(type.log_link, name) || type.cell == Cell::vpa) return Parameter_range::positive;
   // Growth and recruitment between sessions have no link of their own and may be above 1 all the same.

@@ -108,6 +108,18 @@ Link_pass pass_of_rows(const Model_arrays& model, const Real_work<Real>& work, c
   }
   for (int j = 1; j <= model.nfixed(); ++j)
     if (wanted(model.fixdex(j))) pass.fixed.push_back(j);
+  for (const int row : pass.rows) {
+    const int animal = work.animal_of(row);
+    const Link link = model.lindex(row);
+    if (animal == 0 || work.set_of(row) > 0 || link == Link::mlogit || link == Link::clogit) {
+      pass.other_rows.push_back(row);
+      if (animal > 0) pass.other_animals.push_back(animal);
+      continue;
+    }
+    const List<Design_cell>& cells = model.design_rows(row);
+    const Design_cell* const first = cells.data();
+    pass.direct.push_back({row, animal, link, first + work.prefix_cells(animal), first + cells.size()});
+  }
   return pass;
 }
 
@@ -134,8 +146,8 @@ void all_linear_predictors(const Model_arrays& model, Real_work<Real>& work) {
 
 /// The same sums in the same order, taken up where the first varying cell stands.
 template <class Real>
-void animal_linear_predictors(const Model_arrays& model, const Link_pass& pass, Real_work<Real>& work) {
-  for (const int animal : pass.animals) {
+void animal_linear_predictors(const Model_arrays& model, const List<int>& animals, Real_work<Real>& work) {
+  for (const int animal : animals) {
     const int row = model.dmicrows(animal);
     const List<Design_cell>& cells = model.design_rows(row);
     Real sum = work.prefix(animal);
@@ -171,6 +183,13 @@ void add_up_set(const Job& job, int set, Real_work<Real>& work) {
   }
 }
 
+template <class Real>
+void tell_link_fault(Link link, Real_work<Real>& work) {
+  if (work.fault.empty())
+    work.fault = link == Link::sumratio ? "SUMRATIO link for a real parameter that stands in no set."
+                                        : "Incorrect LINK function number specified.";
+}
+
 template <bool sloped, class Real>
 void finish_row(const Model_arrays& model, int row, Real_work<Real>& work) {
   const int set = work.set_of(row);
@@ -191,9 +210,25 @@ void finish_row(const Model_arrays& model, int row, Real_work<Real>& work) {
     parm = parm / work.exp_sum(set);
   else
     parm = apply_link<sloped>(link, Real(parm), slope, known);
-  if (!known && work.fault.empty())
-    work.fault = link == Link::sumratio ? "SUMRATIO link for a real parameter that stands in no set."
-                                        : "Incorrect LINK function number specified.";
+  if (!known) tell_link_fault(link, work);
+}
+
+/// Linear predictor and value of a row, as `animal_linear_predictors` and `finish_row` give them.
+template <bool sloped, class Real>
+void finish_direct(const Direct_row& direct, Real_work<Real>& work) {
+  Real sum = work.prefix(direct.animal);
+  for (const Design_cell* cell = direct.from; cell != direct.to; ++cell)
+    sum += cell_value(*cell, work.design, work.sbeta);
+  work.linear(direct.row) = sum;
+  if (!sloped && direct.link == Link::logit) {
+    work.parm(direct.row) = expit(sum);
+    return;
+  }
+  Real no_slope;
+  bool known = true;
+  work.parm(direct.row) =
+      apply_link<sloped>(direct.link, sum, sloped ? work.slope(direct.row) : no_slope, known);
+  if (!known) tell_link_fault(direct.link, work);
 }
 
 /// `updatedm`; betas leave their trace in the design functions that hold them.
@@ -212,7 +247,17 @@ const char* update_cells(const Job& job, int hist, std::span<const Real> xbeta, 
       return fault;
     }
   }
-  return updatedm<Real>(job, hist, xbeta, work.design, other_values, wanted);
+  if (wanted == nullptr || other_values != nullptr || job.model.functions.numdmfuncs > 0)
+    return updatedm<Real>(job, hist, xbeta, work.design, other_values, wanted);
+  // Covariates alone, from record to record.
+  const std::span<const double> own = job.data.encounters.ind_covariates(hist);
+  for (const int v : *wanted) {
+    const int covariate = job.model.varying_cells(v).covariate;
+    if (static_cast<std::size_t>(covariate) > own.size())
+      return updatedm<Real>(job, hist, xbeta, work.design, other_values, wanted);
+    work.design.cells(v) = own[static_cast<std::size_t>(covariate) - 1];
+  }
+  return nullptr;
 }
 
 /// Turns the derivatives by the members of a set into those by their linear predictors, in `to.parm`.
@@ -334,7 +379,7 @@ void tranlg(const Job& job, int hist, std::span<const Real> xbeta, Real_work<Rea
         update_cells<Real>(job, hist, xbeta, work, other_values, everything ? nullptr : &pass.cells);
     if (fault != nullptr && work.fault.empty()) work.fault = fault;
   }
-  work.changed();
+  everything ? work.changed() : work.changed_for_record();
   const View<const Real> estimated(xbeta);
   if (everything) {
     for (int i = 1; i <= model.ncovs_nlbetas; ++i)
@@ -343,17 +388,75 @@ void tranlg(const Job& job, int hist, std::span<const Real> xbeta, Real_work<Rea
     all_linear_predictors(model, work);
   } else {
     if (model.dmicrows.empty()) return;
-    animal_linear_predictors(model, pass, work);
+    animal_linear_predictors(model, pass.other_animals, work);
   }
   for (int set : pass.sets) add_up_set(job, set, work);
   const auto finish_rows = [&](auto sloped) {
-    for (int row : pass.rows) finish_row<sloped()>(model, row, work);
+    for (int row : everything ? pass.rows : pass.other_rows) finish_row<sloped()>(model, row, work);
+    if (everything) return;
+    for (const Direct_row& direct : pass.direct) finish_direct<sloped()>(direct, work);
   };
   if constexpr (has_traces<Real>)
     work.slope.empty() ? finish_rows(std::false_type()) : finish_rows(std::true_type());
   else
     finish_rows(std::false_type());
   for (int j : pass.fixed) work.parm(model.fixdex(j)) = model.fixval(j);
+}
+
+bool Record_strip::serves(const Job& job, const Link_pass& pass) {
+  const Model_arrays& model = job.model;
+  if (model.functions.numdmfuncs > 0 || !pass.other_rows.empty() || !pass.sets.empty() || !pass.fixed.empty())
+    return false;
+  for (const Direct_row& direct : pass.direct) {
+    double slope = 0.0;
+    bool known = true;
+    apply_link<false>(direct.link, 0.0, slope, known);
+    if (!known) return false;
+  }
+  return std::all_of(pass.cells.begin(), pass.cells.end(), [&](int v) {
+    const int covariate = model.varying_cells(v).covariate;
+    return covariate >= 1 && covariate <= job.status.nicovs;
+  });
+}
+
+void Record_strip::go_to(const Job& job, int i, const Link_pass& pass, Real_work<double>& work) {
+  if (pass_ != &pass || i < first_ || i >= first_ + count_) compute(job, i, pass, work);
+  const double* value = values_.data() + (i - first_);
+  for (const Direct_row& direct : pass.direct) {
+    work.parm(direct.row) = *value;
+    value += size;
+  }
+  work.changed_for_record();
+}
+
+void Record_strip::compute(const Job& job, int first, const Link_pass& pass, const Real_work<double>& work) {
+  const Model_arrays& model = job.model;
+  const Encounter_store& encounters = job.data.encounters;
+  pass_ = &pass;
+  first_ = first;
+  count_ = std::min(size, encounters.size() - first + 1);
+  values_.resize(pass.direct.size() * size);
+  const double* const covariates = encounters.ind_covariates(first).data();
+  double* value = values_.data();
+  for (const Direct_row& direct : pass.direct) {
+    std::fill(value, value + count_, work.prefix(direct.animal));
+    for (const Design_cell* cell = direct.from; cell != direct.to; ++cell) {
+      const double beta = work.sbeta(cell->col);
+      if (cell->varying == 0) {
+        for (int k = 0; k < count_; ++k) value[k] += cell->value * beta;
+      } else {
+        const double* own = covariates + model.varying_cells(cell->varying).covariate - 1;
+        for (int k = 0; k < count_; ++k, own += job.status.nicovs) value[k] += *own * beta;
+      }
+    }
+    bool known = true;
+    double no_slope = 0.0;
+    if (direct.link == Link::logit)
+      for (int k = 0; k < count_; ++k) value[k] = expit(value[k]);
+    else
+      for (int k = 0; k < count_; ++k) value[k] = apply_link<false>(direct.link, value[k], no_slope, known);
+    value += size;
+  }
 }
 
 template <class Real>
@@ -505,6 +608,18 @@ TARN_LINK_SCALARS(TARN_LINK_INSTANCE)
   template void betas_back<type>(const Job&, const Real_work<type>&, Real_adjoints<type>&, std::span<type>);
 TARN_BASE_SCALARS(TARN_BACK_INSTANCE)
 #undef TARN_BACK_INSTANCE
+
+std::vector<char> rows_by_record(const Model_arrays& model) {
+  std::vector<char> varies(static_cast<std::size_t>(model.nlogit), 0);
+  for (const int row : model.dmicrows) varies[static_cast<std::size_t>(row) - 1] = 1;
+  for (const Link_function_row& varying : model.linkfuncptr) {
+    if (!std::binary_search(model.dmicrows.begin(), model.dmicrows.end(), varying.parm)) continue;
+    for (const Link_function_row& member : model.linkfuncptr)
+      if (member.code == varying.code && member.set == varying.set)
+        varies[static_cast<std::size_t>(member.parm) - 1] = 1;
+  }
+  return varies;
+}
 
 void find_fixed_members(Job& job) {
   Model_arrays& model = job.model;

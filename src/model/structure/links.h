@@ -17,6 +17,15 @@ struct Link_set {
   int first = 0, last = 0;
 };
 
+/// A real parameter outside the sets that depends on the animal, and the cells of its linear predictor from
+/// the first varying one on.
+struct Direct_row {
+  int row = 0, animal = 0;
+  Link link = Link::none;
+  const Design_cell* from = nullptr;
+  const Design_cell* to = nullptr;
+};
+
 /// Which real parameters a pass of `tranlg` gives: all of them, or some that depend on the animal.
 struct Link_pass {
   List<int> cells;    ///< varying cells to find the values of, but for those of functions
@@ -24,6 +33,10 @@ struct Link_pass {
   List<int> sets;     ///< multinomial sets to add up
   List<int> rows;     ///< real parameters to finish
   List<int> fixed;    ///< positions in `fixdex` to apply
+
+  /// The same rows once more: those that a pass over an animal finishes at once, and what the others take.
+  std::vector<Direct_row> direct;
+  List<int> other_animals, other_rows;
 };
 
 /// Design functions that hold betas, with the trace of what they are made of.
@@ -58,18 +71,21 @@ struct Real_work {
   std::unique_ptr<Traced_functions<Real>> functions;  ///< with slopes, where a design function holds a beta
 
   /// The finished values, as cell routines see them.
-  Reals<Real> reals() const { return {parm.data(), stamp_}; }
+  Reals<Real> reals() const { return {parm.data(), stamp_, shared_stamp_}; }
   std::uint64_t stamp() const { return stamp_; }
+  std::uint64_t shared_stamp() const { return shared_stamp_; }
 
   /// To be called when `parm` has got other values; the routines of this header do.
-  void changed() { ++stamp_; }
+  void changed() { shared_stamp_ = ++stamp_; }
+  /// The same of those only that depend on the record.
+  void changed_for_record() { ++stamp_; }
   /// The first stamp of work area number `area` of a model, from 1.
-  void begin_stamps(std::uint64_t area) { stamp_ = area << bits_of_count; }
+  void begin_stamps(std::uint64_t area) { shared_stamp_ = stamp_ = area << bits_of_count; }
 
  private:
   /// Far more passes than a job lives for.
   static constexpr int bits_of_count = 40;
-  std::uint64_t stamp_ = 0;
+  std::uint64_t stamp_ = 0, shared_stamp_ = 0;
 };
 
 /// Sizes the work area for the model and copies the full beta vector (`job.model.beta`, fixed betas in
@@ -85,6 +101,28 @@ void prepare(Job& job, Real_work<Real>& work, bool slopes = false);
 template <class Real>
 void tranlg(const Job& job, int hist, std::span<const Real> xbeta, Real_work<Real>& work, int newbeta,
             int allrows, const double* other_values, const Link_pass* own = nullptr);
+
+/// Real parameters of neighbouring records, by direct row of a pass: their links are computed one beside the
+/// other, so that none waits for the one before it.
+class Record_strip {
+ public:
+  static constexpr int size = 16;
+
+  /// Whether a pass consists of direct rows, and these of covariates, so that a strip gives what it gives.
+  static bool serves(const Job& job, const Link_pass& pass);
+  /// Forgets what it holds.
+  void clear() { pass_ = nullptr; }
+  /// The reals of record i into `work`, as `tranlg` gives them under `pass`, which the strip must serve.
+  /// Other records of the strip are computed with it.
+  void go_to(const Job& job, int i, const Link_pass& pass, Real_work<double>& work);
+
+ private:
+  void compute(const Job& job, int first, const Link_pass& pass, const Real_work<double>& work);
+
+  const Link_pass* pass_ = nullptr;
+  int first_ = 0, count_ = 0;
+  std::vector<double> values_;  ///< direct row, then record
+};
 
 /// The part of the animal's pass that gives the real parameters `rows` (ascending).
 template <class Real>
@@ -114,6 +152,10 @@ void functions_back(Real_work<T>& work, Real_adjoints<T>& to);
 /// From all linear predictors and scaled betas to the optimizer's vector; `gradient` is as long.
 template <class T>
 void betas_back(const Job& job, const Real_work<T>& work, Real_adjoints<T>& from, std::span<T> gradient);
+
+/// By parameter number from 0: real parameters that depend on an individual covariate or a design function,
+/// themselves or by a member of their set.
+std::vector<char> rows_by_record(const Model_arrays& model);
 
 /// What moves when one beta does. Only of models whose design functions do not use NLBETA.
 struct Beta_rows {

@@ -376,6 +376,9 @@ TEST(Datatype, tells_the_range_of_a_parameter) {
   EXPECT_EQ(range("RDBARKER", "a'"), Parameter_range::probability);
   EXPECT_EQ(range("RDHUGGINSRE", "sigmap"), Parameter_range::deviation);
   EXPECT_EQ(range("RDPDGCLOSED", "Gamma"), Parameter_range::probability);
+  EXPECT_EQ(range("NSPECIESOCC", "f"), Parameter_range::any);
+  EXPECT_EQ(range("NSPECIESOCC", "p"), Parameter_range::probability);
+  EXPECT_EQ(range("OCCUPRPOISSON", "Lambda"), Parameter_range::positive);
 }
 
 // Whatever the closed layer and its links: a growth or a recruitment above 1 is at no end of its range.

@@ -57,14 +57,14 @@ class Site_model {
     return made;
   }
   /// Estimates, errors and limits of a section where each real has this variance and none goes with another.
-  Derived_values derived(int number, double variance) {
+  Derived_values derived(int number, double variance, const Estimability& open = {}) {
     finish();
     const int n = static_cast<int>(reals.size());
     Array2<double> v = matrix(n, std::vector<double>(static_cast<std::size_t>(n * n), 0.0));
     for (int i = 1; i <= n; ++i) v(i, i) = variance;
     Derived_frame frame(model.job());
     Derived_values made;
-    if (!derive_section(frame, section(number), reals, v, Estimability(), made)) throw std::bad_alloc();
+    if (!derive_section(frame, section(number), reals, v, open, made)) throw std::bad_alloc();
     return made;
   }
 

@@ -88,6 +88,8 @@ TEST(Occupancy, of_abundance_without_added_variance_is_that_of_the_poisson) {
   // above the change of rule.
   expect_values(both(1.3e-10, 118), poisson, 1e-10);
   expect_values(both(1.1e-10, 118), poisson, 1e-10);
+  // Size 1.2 * 1.2 / .005; powers of near 1 keep a dozen digits.
+  EXPECT_NEAR(both(0.005, 118)[0], 1.0 - std::pow(288.0 / 289.2, 288.0), 1e-12);
 }
 
 // Where nobody lives nobody can be met; tiny means keep all their digits.
@@ -99,8 +101,11 @@ TEST(Occupancy, of_next_to_no_animals) {
     EXPECT_NEAR(site.values(1)[0] / 1e-200, 1.0, rounding);
     expect_values(site.values(2), {0.4});
     site.reals[2] = 0.0;
+    if (type == 118) site.reals[3] = 0.5;
+    std::feclearexcept(FE_ALL_EXCEPT);
     EXPECT_EQ(site.values(1)[0], 0.0);
     EXPECT_TRUE(std::isnan(site.values(2)[0]));
+    EXPECT_EQ(std::fetestexcept(FE_INVALID | FE_DIVBYZERO), 0);
   }
 }
 
@@ -192,6 +197,17 @@ TEST(Seasons, occupancy_of_0_or_1_raises_no_condition) {
           }
         }
       }
+}
+
+// A growth from nowhere rests on the occupancy of 0 that it starts from.
+TEST(Seasons, what_is_infinite_rests_on_the_boundary) {
+  Site_model site(30, {1, 1});
+  site.set("Psi", {0.0}).set("Epsilon", {0.5}).set("Gamma", {0.25});
+  Estimability open;
+  open.at_boundary.push_back({1, Range_end::lower});
+  EXPECT_TRUE(site.derived(2, 0.01, open).rests_on(1).boundary);
+  EXPECT_TRUE(site.derived(1, 0.01, open).rests_on(2).boundary);
+  EXPECT_FALSE(site.derived(2, 0.01).rests_on(1).boundary);
 }
 
 TEST(Seasons, limits_have_the_scale_of_their_family) {
