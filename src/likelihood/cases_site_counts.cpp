@@ -4,6 +4,8 @@
 // row 1, column 1. A cell of two digits is a count, of which every dot makes a survey that did not take
 // place.
 
+#include <type_traits>
+
 #include "likelihood/blocks/abundance.h"
 #include "likelihood/chprob.h"
 
@@ -81,10 +83,10 @@ Missed<Real> missed_animals(History histry, const Matrix& r, const Reals<Real>& 
   for (int o = 1; o <= histry.noccas(); ++o)
     if (chosen(o)) all = all * (1.0 - parm[r(1, o)]);
   return {all, detail::caught_at_all(all, [&] {
-            double sum = 0.0, missed = 1.0;
+            std::decay_t<decltype(plain(all))> sum = 0.0, missed = 1.0;
             for (int o = 1; o <= histry.noccas(); ++o)
               if (chosen(o)) {
-                const double rate = value_of(parm[r(1, o)]);
+                const auto& rate = plain(parm[r(1, o)]);
                 sum += missed * rate;
                 missed *= 1.0 - rate;
               }

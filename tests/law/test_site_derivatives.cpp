@@ -103,7 +103,7 @@ TEST_P(Charged_site_derivatives, are_those_of_what_is_charged_too) {
     study.rate("PsiAB") = 0.4, study.rate("PsiA") = 0.3, study.rate("PsiB") = 0.35;
   } else {
     study.set("Psi", {0.6, 0.2, 0.9});
-    study.fill(study.has("Epsilon") ? "Epsilon" : "Gamma", study.has("Epsilon") ? 0.1 : 0.45);
+    study.fill(study.has("Epsilon") ? "Epsilon" : "Gamma", study.has("Epsilon") ? 0.1 : 0.3);
   }
   const std::vector<double> x = betas(study);
   study.model.func(x);

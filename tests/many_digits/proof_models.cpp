@@ -26,6 +26,18 @@ Real_kind kind_of(int type, const std::string& name) {
   if (grows && name == "Lambda") return {true, 0.7, 1.1};
   // What enters ahead of the first occasion is left over by the others.
   if (name == "pent") return {false, 0.05, 0.25};
+  // Shares of occupied sites between which a rate may lead; of two species, and of several states.
+  const Datatype& row = datatype(type);
+  const bool extinction = names_hold(row.own, "Epsilon"), colonization = names_hold(row.own, "Gamma");
+  if (is_site(type) && extinction != colonization && name == "Psi") return {false, 0.45, 0.55};
+  if (is_site(type) && extinction != colonization && (name == "Epsilon" || name == "Gamma"))
+    return {false, 0.4, 0.6};
+  if (row.cell == Cell::two_species) {
+    if (name == "PsiAB") return {false, 0.1, 0.2};
+    if (name == "PsiA" || name == "PsiB") return {false, 0.3, 0.5};
+    if (name[0] == 'r') return {false, 0.05, 0.3};
+  }
+  if (row.cell == Cell::rdmsoccupancy || name == "Phi0") return {false, 0.05, 0.3};
   if (name == "N") return {true, 300.0, 600.0};
   if (fitted_models_detail::is_rate(type, name)) return {true, 0.3, 2.0};
   return {};

@@ -216,12 +216,15 @@ struct Detection_weights {
                     bool derivatives, int first)
       : rates(rates), chances(chances), by_rates(by_rates), derivatives(derivatives), n(first) {
     chances.clear();
-    // Of small rates 1 - (1 - r)^N has its digits from the logarithm.
     for (const T& r : rates)
-      chances.push_back(n == 1 ? r
-                               : complement(T(pow(1.0 - r, static_cast<double>(n))),
-                                            -std::expm1(n * std::log1p(-value_of(r)))));
+      chances.push_back(n == 1 ? r : complement(T(pow(1.0 - r, static_cast<double>(n))), met(plain(r))));
     by_rates.assign(rates.size(), T(0.0));
+  }
+  /// 1 - (1 - r)^N. Of small rates it has its digits from the logarithm.
+  double met(double r) const { return -std::expm1(n * std::log1p(-r)); }
+  template <class Plain>
+  Plain met(const Plain& r) const {
+    return 1.0 - pow(1.0 - r, static_cast<double>(n));
   }
   static constexpr double ratio(int) { return 1.0; }
   T weight() const {
