@@ -38,6 +38,11 @@ Folded_records Folded_records::of(const Job& job, bool by_record, const std::vec
     like[own] = i;
     if (!counted.empty() && counted[own] != 0) continue;
     key = encounters.history(i).text();
+    // What families prepare for a record may follow from which counts it has.
+    for (int j = 1; j <= groups; ++j) {
+      key += encounters.observed(i, j) > 0.0F ? '1' : '0';
+      key += encounters.lost_on_capture(i, j) > 0.0F ? '1' : '0';
+    }
     if (by_record) {
       const auto covariates = encounters.ind_covariates(i);
       key.append(reinterpret_cast<const char*>(covariates.data()), covariates.size_bytes());
