@@ -274,10 +274,11 @@ void derivedest(Job& job, std::span<const double> x, const Array2<double>& vcmat
     if (section->rows(job).empty()) continue;
     Derived_values values;
     if (derive_section(frame, *section, x, vcmat, open, values)) done(values);
-    if (section->ratio)
+  }
+  for (const Section* section : sections)
+    if (section->ratio && !section->rows(job).empty())
       warn(job, "The limits of the " + std::string(subject(*section)) +
                     " are on the scale of probabilities and never hold 1: judge it by the standard error.");
-  }
   if (type.cell == Cell::robust_pradel_n && growth_intervals(job) > 0)
     warn(job,
          "Standard errors of lambda from the ratio of N's take the numbers caught as known: they are too "

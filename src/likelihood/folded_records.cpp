@@ -18,7 +18,7 @@ bool adds_up(float a, float b) {
 
 }  // namespace
 
-Folded_records Folded_records::of(const Job& job, bool by_record) {
+Folded_records Folded_records::of(const Job& job, bool by_record, const std::vector<char>& counted) {
   const Encounter_store& encounters = job.data.encounters;
   const int records = encounters.size(), groups = job.status.ngrps;
   Folded_records folded;
@@ -34,13 +34,16 @@ Folded_records Folded_records::of(const Job& job, bool by_record) {
   bool any = false;
   std::string key;
   for (int i = 1; i <= records; ++i) {
+    const auto own = static_cast<std::size_t>(i) - 1;
+    like[own] = i;
+    if (!counted.empty() && counted[own] != 0) continue;
     key = encounters.history(i).text();
     if (by_record) {
       const auto covariates = encounters.ind_covariates(i);
       key.append(reinterpret_cast<const char*>(covariates.data()), covariates.size_bytes());
     }
     const auto [of, is_new] = first.emplace(key, i);
-    like[static_cast<std::size_t>(i) - 1] = of->second;
+    like[own] = of->second;
     any = any || !is_new;
   }
   if (!any) return folded;

@@ -14,8 +14,9 @@ struct Folded_records {
   std::vector<float> observed_cells, lost_cells;  ///< cells with a count that stand in it
 
   bool any() const { return !observed.empty(); }
-  /// May throw std::bad_alloc.
-  static Folded_records of(const Job& job, bool by_record);
+  /// @param counted  by record: 1 where a family counts it in its own way, so that it stands for itself; may be
+  /// empty. May throw std::bad_alloc.
+  static Folded_records of(const Job& job, bool by_record, const std::vector<char>& counted = {});
 };
 
 }  // namespace tarn

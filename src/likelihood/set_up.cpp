@@ -25,9 +25,10 @@ namespace {
 /// those that have none, with more the rows behind the last mixture are idle.
 void warn_of_mixture_rows(Job& job) {
   const Status_module& status = job.status;
-  if (!is_closed_kind(status.closedmodel)) return;
-  const Closed_traits traits(status.closedmodel);
-  if (!traits.mixtures) return;
+  const Datatype& type = datatype(status.dattyp);
+  const bool mixtures = is_closed_kind(status.closedmodel) ? Closed_traits(status.closedmodel).mixtures
+                                                           : !type.released && names_hold(type.own, "pi");
+  if (!mixtures) return;
   for (const char* name : {"p", "c"}) {
     const int q = findpar(job.data, name);
     bool shared = false, idle = false;
@@ -157,7 +158,7 @@ void set_up_likelihood(Job& job) {
   auto work = std::make_shared<Likelihood_work>(job, routines);
   work->by_record = reals_depend_on_record(model);
   work->closed_form = type.closed_form;
-  work->folded = Folded_records::of(job, work->by_record);
+  work->folded = Folded_records::of(job, work->by_record, work->setting.counted);
   work->serial_penalty = job.status.num_threads == 1;
 
   job.data.ehist.assign(2 * static_cast<std::size_t>(job.status.noccas), '0');

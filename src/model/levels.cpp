@@ -45,7 +45,7 @@ bool comes_in_intervals(const Datatype& type, const std::string& name) {
   return name == "Gamma''" || name == "a'" || (type.cell == Cell::chprob008 && name == "F'");
 }
 bool by_mixture(const Job& job, const std::string& name) {
-  return job.status.nmixtures > 1 && (name == "p" || name == "c" || name == "pi");
+  return mixtures_of(job) > 1 && (name == "p" || name == "c" || name == "pi");
 }
 
 double mean_interval(const Job& job) {
@@ -253,6 +253,8 @@ std::vector<double> random_start(const Job& job, const Start_design& design, std
     if (design.varies(i)) x[i] += uniform.between(-1.0, 1.0) / design.sizes()[i];
   return x;
 }
+
+int mixtures_of(const Job& job) { return findpar(job.data, "pi") > 0 ? job.status.nmixtures : 1; }
 
 bool mixtures_coincide(const Job& job, const List<double>& real) {
   bool found = false;

@@ -57,6 +57,10 @@ std::vector<double> random_start(const Job& job, const Start_design& design, std
 std::vector<double> with_mixtures_apart(const Job& job, const Start_design& design,
                                         std::span<const double> x);
 
+/// Components of a finite mixture, 1 without one: the number that MIXTURES tells also stands for surveys of a
+/// local unit and for species.
+int mixtures_of(const Job& job);
+
 /// Whether mixtures with numbers of their own have the same rates: one of them is then as good as none.
 bool mixtures_coincide(const Job& job, const List<double>& real);
 

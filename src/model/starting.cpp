@@ -86,7 +86,7 @@ void place_data_starts(Job& job) {
 /// apart.
 void part_mixtures(Job& job) {
   Model_arrays& model = job.model;
-  if (job.status.nmixtures < 2) return;
+  if (mixtures_of(job) < 2) return;
   std::vector<double> x;
   for (int i = 1; i <= model.ncovs_nlbetas; ++i)
     if (model.bindex(i) > 0) x.push_back(model.betast(i));

@@ -142,9 +142,9 @@ TEST(Fit, every_thread_count_gives_one_listing) {
 
 TEST(Fit, a_type_without_a_routine_says_so) {
   const Deck_result result = run_deck(
-      "proc chmatrix occasions=3 groups=1 hist=10 etype=OCCUPANCY; 110 3; 100 4; 010 2;\n"
-      "proc estimate; model={p Psi}; group=1 p rows=1 cols=3 square constant=1; group=1 Psi rows=1 cols=1 "
-      "square constant=2;\n"
+      "proc chmatrix occasions=3 groups=1 hist=10 etype=LOGITNORMALMR; 110 3; 100 4; 010 2;\n"
+      "proc estimate; model={p}; group=1 p rows=1 cols=3 square constant=1;\n"
+      "group=1 sigma rows=1 cols=1 square constant=2; group=1 N rows=1 cols=1 square constant=2;\n"
       "design matrix constraints=2 covariates=2 identity; proc stop;");
   EXPECT_EQ(result.stop, "ERROR EXIT from TARN");
   EXPECT_TRUE(result.has("ERROR -- result_var has an error for this data type.  LOGLIKE not computed."))

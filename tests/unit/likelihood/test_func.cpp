@@ -461,7 +461,7 @@ TEST(Funcg, forward_and_central_differences) {
 }
 
 TEST(Set_up, a_type_without_routine_is_fatal) {
-  Model_builder m(27, 4);
+  Model_builder m(114, 4);
   const std::string text = error_of(m.test, [&] { m.finish(); });
   EXPECT_EQ(text, "result_var has an error for this data type.  LOGLIKE not computed.");
   m.test.clear();

@@ -184,8 +184,59 @@ TEST_F(Derived_listing, rulers_are_as_wide_as_the_code_of_their_letter) {
       char letter = section->label_names.size() == 3 ? 'O' : 'J';
       if (section->quantity == Derived_quantity::survival_over_study) letter = 'B';
       if (section->quantity == Derived_quantity::total_abundance) letter = 'F';
+      if (of_sites(datatype(dattyp))) continue;
       EXPECT_EQ(section->letter, letter) << dattyp;
     }
+}
+
+/// The columns of a section of sites, from the line above its ruler to its second row.
+struct Site_layout {
+  int type;
+  std::size_t section;
+  std::string_view heading;
+};
+
+TEST_F(Derived_listing, layouts_of_sites) {
+  const std::string_view
+      short_row = "   2     1.0080000       0.1250000       0.8000000       1.2000000    ",
+      group_row = "         2   1.0080000       0.1250000       0.8000000       1.2000000    ",
+      pair_row = "   1     2    1.0080000       0.1250000       0.8000000       1.2000000    ",
+      wide_row = "        1        2     1.0080000       0.1250000       0.8000000       1.2000000    ";
+  const auto expect = [&](std::string_view row, const std::vector<Site_layout>& layouts) {
+    for (const Site_layout& layout : layouts) {
+      m.test.clear();
+      report_section(job(), made_values(*derived_sections(datatype(layout.type))[layout.section], 2));
+      const std::vector<std::string> lines = m.test.listing_lines();
+      ASSERT_EQ(lines.size(), 8U) << layout.type;
+      EXPECT_EQ(lines[4], layout.heading) << layout.type;
+      EXPECT_EQ(lines[7], row) << layout.type;
+      // The words of the limits end above the last column.
+      EXPECT_EQ(lines[3].size(), lines[5].size() - 3) << layout.type;
+    }
+  };
+  expect(short_row, {{27, 0, " Group   Psi-hat         Standard Error      Lower           Upper"},
+                     {111, 1, " Group   E(p-hat)        Standard Error      Lower           Upper"},
+                     {116, 0, " Group   Psi1*Psi2-hat   Standard Error      Lower           Upper"},
+                     {144, 0, " Group   Res. Time(1)    Standard Error      Lower           Upper"},
+                     {144, 2, " Group   Mean Arrival    Standard Error      Lower           Upper"},
+                     {144, 3, " Group   Mean Departure  Standard Error      Lower           Upper"}});
+  expect(pair_row, {{28, 0, " Grp. Occ.   Gamma-hat       Standard Error      Lower           Upper"},
+                    {29, 0, " Grp. Occ.   Epsilon-hat     Standard Error      Lower           Upper"},
+                    {30, 0, " Grp. Occ.   Psi-hat         Standard Error      Lower           Upper"},
+                    {30, 1, " Grp. Occ.   Lambda-hat      Standard Error      Lower           Upper"},
+                    {30, 2, " Grp. Occ.   Lambda'-hat     Standard Error      Lower           Upper"},
+                    {144, 1, " Grp. Occ.   Alpha-hat       Standard Error      Lower           Upper"}});
+  expect(group_row, {{113, 0, "     Group   SIF-hat        Standard Error      Lower           Upper"},
+                     {137, 1, "     Group   PsiB-hat       Standard Error      Lower           Upper"},
+                     {137, 2, "     Group   PsiAB-hat      Standard Error      Lower           Upper"}});
+  expect(wide_row,
+         {{141, 3, "    Group  Session     Estimate        Standard Error      Lower           Upper"}});
+  expect("   1    1    1    2   1.0080000       0.1250000       0.8000000       1.2000000    ",
+         {{124, 0, " Grp  Occ  Row  Col  Phi_t           Standard Error      Lower           Upper"}});
+  expect("   1    1    2   1.0080000       0.1250000       0.8000000       1.2000000    ",
+         {{124, 1, " Grp  Occ  Row  Phi_t*Psi       Standard Error      Lower           Upper"}});
+  expect("   1    1          2   1.0080000       0.1250000       0.8000000       1.2000000    ",
+         {{177, 0, " Grp. Parm.            Estimate        Standard Error      Lower           Upper"}});
 }
 
 /// All rows of a section rest on a boundary.
