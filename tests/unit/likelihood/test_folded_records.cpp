@@ -58,7 +58,9 @@ TEST(Folded_records, the_first_has_the_counts_of_all) {
   EXPECT_EQ(counts.observed[1], 6.0F);
   EXPECT_EQ(counts.observed_cells[0], 4.0F);
   EXPECT_EQ(counts.observed_cells[1], 3.0F);
-  EXPECT_EQ(counts.lost[1], 1.0F);
+  // The first one with an animal lost is the third.
+  EXPECT_EQ(counts.lost[1], 0.0F);
+  EXPECT_EQ(counts.lost[41], 1.0F);
   for (std::size_t k = 20; k < 80; ++k) EXPECT_EQ(counts.observed[k], 0.0F) << k;
   EXPECT_EQ(counts.observed[80], 0.5F);
 }
@@ -84,6 +86,16 @@ TEST(Folded_records, each_is_charged_for_what_it_violates) {
   all.model().func(above);
   EXPECT_GT(folded.model().value.sumpen, 0.0);
   EXPECT_EQ(folded.model().value.sumpen, all.model().value.sumpen);
+}
+
+TEST(Folded_records, one_without_animals_stands_for_none) {
+  Model_builder model(1, 3, 1, 1);
+  model.record("101", {0.0F}, {}, {0.1});
+  model.record("101", {2.0F}, {1.0F}, {0.1});
+  model.record("101", {3.0F}, {}, {0.1});
+  const Folded_records counts = Folded_records::of(model.job(), true);
+  EXPECT_EQ(counts.observed, (std::vector<float>{0.0F, 5.0F, 0.0F}));
+  EXPECT_EQ(counts.lost, (std::vector<float>{0.0F, 1.0F, 0.0F}));
 }
 
 TEST(Folded_records, without_covariates_or_with_different_ones_nothing_is_folded) {
