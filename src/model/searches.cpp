@@ -230,9 +230,9 @@ std::vector<std::vector<double>> other_starts(Job& job, const Ended& first, cons
 
 /// How many random starts follow them.
 int random_starts(const Job& job) {
-  const int further = has_walls(job)             ? random_starts_between_walls
+  const int further = has_walls(job)         ? random_starts_between_walls
                       : mixtures_of(job) > 1 ? random_starts_of_mixtures
-                                                 : 0;
+                                             : 0;
   return std::max(level_classes(job).size(), random_starts_of_other_kinds) + further;
 }
 
