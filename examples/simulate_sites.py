@@ -106,7 +106,7 @@ time intervals {intervals};
 /* Psi is the share of territories that is held in the first spring, Epsilon the chance that one which is held is empty next
    spring, Gamma that an empty one is taken, p that an owl is heard on a visit where there is one. Behind the table stand the
    shares held in each spring, their ratios from spring to spring, and the ratios of their odds. The limits of these last are
-   made as if they were chances: for ratios of about 1 and more take the standard error. */
+   made as if they were chances, as the warning tells: take the standard error. */
 proc estimate link=LOGIT;
 model={{Psi Epsilon(.) Gamma(.) p(.)}};
 {matrices(("constant=2", "constant=3", 4))}design matrix constraints=4 covariates=4 identity;

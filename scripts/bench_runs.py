@@ -47,6 +47,10 @@ decks = {
     "strata_10": "strata strata=10 occasions=20 animals=10000 by_time=0",
     "hidden_3": "strata strata=3 occasions=8 animals=3000 by_time=0 hidden=1",
     "hidden_5": "strata strata=5 occasions=20 animals=10000 by_time=0 hidden=1",
+    # surveys of sites: one season with a covariate of occupancy, many seasons, counts with a covariate of abundance
+    "sites_50000": "sites sites=50000 surveys=10 slope=0.8",
+    "seasons_20": "sites sites=5000 seasons=20 surveys=4",
+    "counts_5000": "sites sites=5000 surveys=6 slope=0.8 counts=1",
 }
 
 # Decks in which one size doubles and the others stay.

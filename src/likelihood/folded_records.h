@@ -8,8 +8,8 @@
 namespace tarn {
 
 /// Counts of records, where one stands for all that have its cells and, if real parameters depend on the
-/// record, its covariates: the first of them with animals observed has the counts of those, the first with
-/// animals lost on capture the counts of these, the others 0. Empty where no two are alike.
+/// record, its covariates, and counts in the same groups: the first of them has their counts, the others 0.
+/// Empty where no two are alike.
 struct Folded_records {
   std::vector<float> observed, lost;              ///< record after record, by group
   std::vector<float> observed_cells, lost_cells;  ///< cells with a count that stand in it

@@ -289,6 +289,7 @@ std::vector<double> with_mixtures_apart(const Job& job, const Start_design& desi
 }
 
 bool near_an_end(const Level_class& of, Link link, double real) {
+  if (of.range == Parameter_range::any) return false;
   if (of.range == Parameter_range::probability || is_confined(link))
     return real < end_of_range || real > 1.0 - end_of_range;
   switch (of.range) {

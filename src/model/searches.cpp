@@ -202,6 +202,13 @@ Complaint complaint(Job& job, const Ended& first, const Value_at& value) {
   return found;
 }
 
+/// Whether a search has come to its limit of evaluations on few lines: at a kink, where no step is short
+/// enough, and not on its way.
+bool spent_on_lines(const Minimiser_end& end) {
+  constexpr int evaluations_of_a_line = 20;
+  return end.ifn > evaluations_of_a_line * (end.itn + 1);
+}
+
 /// Whether a closed-form term of the model has a penalty of its own.
 bool has_walls(const Job& job) { return datatype(job.status.dattyp).closed_form == Closed_form::D; }
 
@@ -342,7 +349,8 @@ Searches_end search(Job& job, const Search_objective& objective, const Minimiser
     const Kept_floating_environment made_up;
     design.emplace(job, best.start);
     random = model.starts - 1;
-  } else if (model.starts == 0 && !model.initial_given && best.end.iexit != maxfn_reached) {
+  } else if (model.starts == 0 && !model.initial_given &&
+             (best.end.iexit != maxfn_reached || spent_on_lines(best.end))) {
     // MAXFN is the user's limit, which no other start gets round.
     const Kept_floating_environment made_up;
     Complaint found = complaint(job, best, value);

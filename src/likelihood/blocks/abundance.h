@@ -16,6 +16,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <type_traits>
 #include <vector>
 
 #include "likelihood/blocks/closed_session.h"
@@ -266,6 +267,8 @@ template <class Real>
 Real log_of_counts(const Abundance<Real>& animals, int largest, const std::vector<double>& counts,
                    double log_ways, const Real& q, const Real& caught, const Real& log_odds,
                    Cell_work<Real>& work) {
+  // A dry run has read what there is; its made-up reals can make a sum of many terms.
+  if constexpr (std::is_same_v<Real, Reach>) return log_odds;
   const Abundance_start<Real> start = start_of_abundance(animals, largest, q, caught);
   double ways = log_ways;
   if (start.first > largest) {
@@ -287,6 +290,7 @@ template <class Real>
 Real log_of_detections(const Abundance<Real>& animals, const Real& q, const Real& caught,
                        Abundance_kept<Real>& kept, Cell_work<Real>& work) {
   constexpr bool traced = Scalar_traits<Real>::traced;
+  if constexpr (std::is_same_v<Real, Reach>) return q;  // as above
   const Abundance_start<Real> start = start_of_abundance(animals, 1, q, caught);
   kept.rates.clear();
   for (const Real& r : kept.reals) kept.rates.push_back(detail::untraced(r));

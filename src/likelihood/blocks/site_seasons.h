@@ -40,7 +40,12 @@ struct Season {
   int number = 1, group = 1;
 
   bool surveyed(int j) const { return tarn::surveyed(histry, before + j); }
-  bool detected(int j) const { return tarn::detected(histry, before + j); }
+  bool detected(int j) const { return detection(j) != 0; }
+  /// 1 of a detection, else 0; without a branch.
+  std::size_t detection(int j) const {
+    const int cell = (sign(j) ^ '0') | (second_sign(j) ^ '0');
+    return static_cast<std::size_t>(cell != 0);
+  }
   bool any_survey() const {
     for (int j = 1; j <= length; ++j)
       if (surveyed(j)) return true;
@@ -64,14 +69,14 @@ Season_shown<Real> surveys_of(const Season& season, int from, int to, const Rate
   // could be guessed.
   static constexpr std::array<double, 2> base{1.0, 0.0}, slope{-1.0, 1.0};
   Real product = 1.0;
-  bool seen = false;
+  std::size_t seen = 0;
   for (int j = from; j <= to; ++j) {
     if (!season.surveyed(j)) continue;
-    const std::size_t code = season.detected(j) ? 1 : 0;
-    seen = seen || code != 0;
+    const std::size_t code = season.detection(j);
+    seen |= code;
     product = product * (slope[code] * rate(j) + base[code]);
   }
-  return {product, seen ? 0.0 : 1.0};
+  return {product, seen != 0 ? 0.0 : 1.0};
 }
 
 /// Column of item c, of n, in a matrix that may lack the first ones.
