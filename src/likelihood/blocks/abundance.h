@@ -239,7 +239,7 @@ struct Detection_weights {
     for (std::size_t c = 0; c < rates.size(); ++c) {
       const T missed = 1.0 - rates[c];
       // N (1 - r)^(N - 1)
-      const T slope = value_of(missed) > 0.0 ? T(n * (1.0 - chances[c]) / missed) : T(n == 1 ? 1.0 : 0.0);
+      const T slope = value_of(missed) != 0.0 ? T(n * (1.0 - chances[c]) / missed) : T(n == 1 ? 1.0 : 0.0);
       by_rates[c] += term / chances[c] * slope;
     }
   }
