@@ -166,7 +166,7 @@ TEST(Allocation, none_left) {
 
 // What fails on a thread of the parallel region must not leave it as an exception.
 TEST(Allocation, inside_the_parallel_region) {
-  constexpr long enough = 4;  // the first evaluations on two threads, then they repeat themselves
+  constexpr long enough = 2;  // each thread at its first evaluation
   for (const Failing failing : {Failing::one, Failing::all_from_there}) {
     const Fault_summary summary =
         run_every_fault(two_threads(), failing, Counted::in_parallel_regions, enough);
