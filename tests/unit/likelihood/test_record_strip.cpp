@@ -17,7 +17,7 @@ class Animals {
     for (int i = 0; i < 37; ++i)
       model_.record(i % 3 == 0   ? "1011"
                     : i % 3 == 1 ? "1101"
-                                 : "0110",
+                                 : "1110",
                     {1.0F + static_cast<float>(i % 2)}, {}, {0.03 * i, 0.5 - 0.02 * i * i});
     model_.time_pims();
     model_.design(8);
