@@ -81,10 +81,9 @@ struct Record_table {
 
 /// Adds the cell of history i, group j, to the sum: `count` times its logarithm, and its penalties.
 template <class Real>
-inline void add_cell(const Job& job, Cell_routine<Real> routine,
-                                            const Record_table& records, int i, int j, int lost, float count,
-                                            const Reals<Real>& parm, bool serial_penalty,
-                                            Cell_work<Real>& work, History_sum<Real>& sum) {
+inline void add_cell(const Job& job, Cell_routine<Real> routine, const Record_table& records, int i, int j,
+                     int lost, float count, const Reals<Real>& parm, bool serial_penalty,
+                     Cell_work<Real>& work, History_sum<Real>& sum) {
   work.begin();
   Ch_result<Real> result;
   routine(job, result, records.history(i), i, j, lost, parm, work);
