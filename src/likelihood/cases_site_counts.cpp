@@ -134,24 +134,32 @@ void counted_abundance(const Job& job, Ch_result<Real>& result, History histry, 
   }
   std::vector<double>& counts = kept<Counted>(work).counts;
   counts.clear();
-  Real log_odds = 0.0;
   bool possible = value_of(animals.mean) > 0.0;
   for (int o = 1; o <= histry.noccas(); ++o) {
     if (!taken(o)) continue;
     const double count = Site_counts::count(histry, o);
     if (count == 0.0) continue;
     counts.push_back(count);
-    const Real& rate = parm[r(1, o)];
-    possible = possible && value_of(rate) > 0.0;
-    log_odds = log_odds + count * floored_log(rate / (1.0 - rate));
+    const double rate = value_of(parm[r(1, o)]);
+    possible = possible && rate > 0.0 && rate <= 1.0;
   }
-  if (possible && value_of(missed.all) == 0.0)
-    result = result_of_log(log_of_complete_count(animals, facts, histry, r, parm));
-  else if (possible && value_of(missed.all) > 0.0)
-    result = result_of_log(log_of_counts(animals, facts.largest, counts, facts.log_ways, missed.all,
-                                         missed.caught, log_odds, work));
-  else
+  if (!possible || value_of(missed.all) < 0.0) {
     result = Ch_result<Real>::floor();
+    return;
+  }
+  // Another animal that all surveys missed is then beyond belief.
+  if (detail::common_ratio(animals, missed.all) <= detail::least_common_ratio) {
+    result = result_of_log(log_of_complete_count(animals, facts, histry, r, parm));
+    return;
+  }
+  Real log_odds = 0.0;
+  for (int o = 1; o <= histry.noccas(); ++o) {
+    if (!taken(o) || Site_counts::count(histry, o) == 0) continue;
+    const Real& rate = parm[r(1, o)];
+    log_odds = log_odds + Site_counts::count(histry, o) * floored_log(rate / (1.0 - rate));
+  }
+  result = result_of_log(log_of_counts(animals, facts.largest, counts, facts.log_ways, missed.all,
+                                       missed.caught, log_odds, work));
 }
 
 template <class Real>
@@ -176,7 +184,7 @@ void detected_abundance(const Job& job, Ch_result<Real>& result, History histry,
   for (int o = 1; o <= histry.noccas(); ++o)
     if (surveyed(histry, o) && detected(histry, o)) {
       own.reals.push_back(parm[r(1, o)]);
-      possible = possible && value_of(own.reals.back()) > 0.0;
+      possible = possible && value_of(own.reals.back()) > 0.0 && value_of(own.reals.back()) <= 1.0;
     }
   result = possible ? result_of_log(log_of_detections(animals, missed.all, missed.caught, own, work))
                     : Ch_result<Real>::floor();

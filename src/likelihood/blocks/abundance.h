@@ -31,6 +31,15 @@ inline constexpr int most_abundance_terms = 20000;
 /// What is left behind the last term, of the sum.
 inline constexpr double abundance_weight_left = 1e-18;
 
+/// Numbers of a sum are kept below this, by taking factors of it out of all of them.
+inline constexpr double large_abundance_term = 1e100;
+
+/// A factor of the ratio of two terms: `rest` times `large_abundance_term` to the power of `times`.
+struct Abundance_growth {
+  double rest = 1.0;
+  int times = 0;
+};
+
 /// A sum of terms that are known by their ratios, the first one being w(first): its logarithm and the
 /// derivatives of that.
 template <class T>
@@ -41,6 +50,9 @@ struct Abundance_sum {
   T by_size = 0.0;     ///< by k, y held
   int terms = 0;
   bool complete = true;
+
+  /// Whether anything was added; without, logarithm and derivatives have no meaning.
+  bool possible() const { return value_of(scaled_sum) > 0.0; }
 };
 
 /// Adds up the terms from N = `first` on.
@@ -51,7 +63,6 @@ struct Abundance_sum {
 /// `weight()`, for derivatives; `next()`: goes on; `scale(s)`: multiplies what was added by s
 template <class T, class Weights>
 Abundance_sum<T> add_up_abundance(int first, const T& y, const T* size, Weights& weights) {
-  constexpr double large = 1e200;
   Abundance_sum<T> result;
   T t = 1.0, sum = 0.0, sum_of_n = 0.0, sum_of_rises = 0.0, rise = 0.0;
   double scaled = 0.0;
@@ -61,11 +72,13 @@ Abundance_sum<T> add_up_abundance(int first, const T& y, const T* size, Weights&
     sum_of_n += (n - first) * term;
     if (size != nullptr) sum_of_rises += rise * term;
     weights.add(t);
-    const double next = n + 1.0, growth = weights.ratio(n);
+    const double next = n + 1.0;
+    const auto [growth, times] = weights.ratio(n);
     const double of_size = size == nullptr ? 1.0 : n + value_of(*size);
     const double bound =
         value_of(y) * growth * (size == nullptr ? 1.0 / next : std::max(of_size / next, 1.0));
-    if (bound < 1.0 && value_of(t) * bound <= abundance_weight_left * value_of(sum) * (1.0 - bound)) {
+    if (times == 0 && bound < 1.0 &&
+        value_of(t) * bound <= abundance_weight_left * value_of(sum) * (1.0 - bound)) {
       result.terms = n - first + 1;
       break;
     }
@@ -82,15 +95,20 @@ Abundance_sum<T> add_up_abundance(int first, const T& y, const T* size, Weights&
       rise += 1.0 / k_and_n;
     }
     weights.next();
-    if (value_of(t) > large) {
-      constexpr double small = 1.0 / large;
-      t = t * small, sum = sum * small, sum_of_n = sum_of_n * small, sum_of_rises = sum_of_rises * small;
+    // `t` lacks the factors of its ratio, the others have it all.
+    constexpr double small = 1.0 / large_abundance_term;
+    int excess = times;
+    for (; excess > 0 && value_of(t) < 1.0; --excess) t = t * large_abundance_term;
+    for (; value_of(t) > large_abundance_term; ++excess) t = t * small;
+    for (; excess > 0; --excess) {
+      sum = sum * small, sum_of_n = sum_of_n * small, sum_of_rises = sum_of_rises * small;
       weights.scale(small);
-      scaled += std::log(large);
+      scaled += std::log(large_abundance_term);
     }
   }
-  result.log_sum = log(sum) + scaled;
   result.scaled_sum = sum;
+  if (!result.possible()) return result;
+  result.log_sum = log(sum) + scaled;
   result.by_log_y = sum_of_n / sum;
   result.by_size = sum_of_rises / sum;
   return result;
@@ -108,7 +126,12 @@ struct Abundance {
     if (added == nullptr) return {mean};
     const double l = value_of(mean);
     if (value_of(*added) < 1e-10 * std::max(l, 1.0)) return {mean};
-    return {mean, mean * mean / *added, false};
+    // With a size that is next to nothing no site has an animal; one beyond all numbers is that of no spread.
+    constexpr double least_size = 1e-290;
+    const double k = l * (l / value_of(*added));
+    if (std::isinf(k)) return {mean};
+    if (!(k > least_size)) return {Real(0.0)};
+    return {mean, mean * (mean / *added), false};
   }
 
   /// log of the sum over N of f(N) Q^N, `caught` being 1 - Q.
@@ -137,8 +160,11 @@ Abundance_start<Real> start_of_abundance(const Abundance<Real>& animals, int lea
   start.y = animals.poisson ? Real(animals.mean * q) : Real(animals.mean * q / (animals.size + animals.mean));
   const double y = value_of(start.y);
   const double rest = animals.poisson ? 1.0 : 1.0 - y;
-  const double mean = animals.poisson ? y : value_of(animals.size) * y / rest;
-  const double low = std::floor(mean - deviations * std::sqrt(mean / rest) - margin);
+  double low = least;
+  if (rest > 0.0) {
+    const double mean = animals.poisson ? y : value_of(animals.size) * (y / rest);
+    low = std::floor(mean - deviations * std::sqrt(mean / rest) - margin);
+  }
   start.first = low > least && low < 1e9 ? static_cast<int>(low) : least;
   const double n = start.first;
   if (!animals.poisson) {
@@ -190,14 +216,17 @@ Real log_of_sum(const Abundance_sum<Base_of<Real>>& sum, const Real& y, const Ab
 /// Weights of counts: the product of C(N, n) over its value at the first N.
 struct Count_weights {
   const std::vector<double>& counts;  ///< those above 0
-  double ratio(int n) const {
+  Abundance_growth ratio(int n) const {
     double up = 1.0, down = 1.0;
+    int times = 0;
     for (const double count : counts) {
       up *= n + 1.0;
       down *= n + 1.0 - count;
-      if (down > 1e250) up /= down, down = 1.0;
+      if (up <= large_abundance_term) continue;
+      up /= down, down = 1.0;
+      if (up > large_abundance_term) up /= large_abundance_term, ++times;
     }
-    return up / down;
+    return {up / down, times};
   }
   static constexpr double weight() { return 1.0; }
   template <class T>
@@ -222,12 +251,12 @@ struct Detection_weights {
     by_rates.assign(rates.size(), T(0.0));
   }
   /// 1 - (1 - r)^N. Of small rates it has its digits from the logarithm.
-  double met(double r) const { return -std::expm1(n * std::log1p(-r)); }
+  double met(double r) const { return r < 1.0 ? -std::expm1(n * std::log1p(-r)) : 1.0; }
   template <class Plain>
   Plain met(const Plain& r) const {
     return 1.0 - pow(1.0 - r, static_cast<double>(n));
   }
-  static constexpr double ratio(int) { return 1.0; }
+  static constexpr Abundance_growth ratio(int) { return {}; }
   T weight() const {
     T product = 1.0;
     for (const T& q : chances) product = product * q;
@@ -252,6 +281,20 @@ struct Detection_weights {
   }
 };
 
+/// What the ratios of terms have in common, as a number; below this the first term is the whole sum.
+inline constexpr double least_common_ratio = 1e-300;
+template <class Real>
+double common_ratio(const Abundance<Real>& animals, const Real& q) {
+  const double l = value_of(animals.mean);
+  return (animals.poisson ? l : l / (value_of(animals.size) + l)) * value_of(q);
+}
+
+/// Whether a sum can be taken from here: numbers of animals of no study are none.
+template <class Real>
+bool within_reach(const Abundance<Real>& animals, const Real& q) {
+  return value_of(animals.mean) < large_abundance_term && common_ratio(animals, q) > least_common_ratio;
+}
+
 /// Notes what the sum took.
 template <class Real>
 void note_sum(Cell_work<Real>& work, bool poisson, int terms, bool complete) {
@@ -269,6 +312,7 @@ Real log_of_counts(const Abundance<Real>& animals, int largest, const std::vecto
                    Cell_work<Real>& work) {
   // A dry run has read what there is; its made-up reals can make a sum of many terms.
   if constexpr (std::is_same_v<Real, Reach>) return log_odds;
+  if (!detail::within_reach(animals, q)) return Real(std::log(minlog));
   const Abundance_start<Real> start = start_of_abundance(animals, largest, q, caught);
   double ways = log_ways;
   if (start.first > largest) {
@@ -291,6 +335,7 @@ Real log_of_detections(const Abundance<Real>& animals, const Real& q, const Real
                        Abundance_kept<Real>& kept, Cell_work<Real>& work) {
   constexpr bool traced = Scalar_traits<Real>::traced;
   if constexpr (std::is_same_v<Real, Reach>) return q;  // as above
+  if (!detail::within_reach(animals, q)) return Real(std::log(minlog));
   const Abundance_start<Real> start = start_of_abundance(animals, 1, q, caught);
   kept.rates.clear();
   for (const Real& r : kept.reals) kept.rates.push_back(detail::untraced(r));
@@ -300,6 +345,7 @@ Real log_of_detections(const Abundance<Real>& animals, const Real& q, const Real
       add_up_abundance<Base_of<Real>>(start.first, detail::untraced(start.y),
                                       animals.poisson ? nullptr : &detail::untraced(animals.size), weights);
   detail::note_sum(work, animals.poisson, sum.terms, sum.complete);
+  if (!sum.possible()) return Real(std::log(minlog));
   Real log_of_sum = detail::log_of_sum(sum, start.y, animals);
   if constexpr (traced) {
     for (std::size_t c = 0; c < kept.reals.size(); ++c)
