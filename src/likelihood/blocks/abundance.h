@@ -114,6 +114,59 @@ Abundance_sum<T> add_up_abundance(int first, const T& y, const T* size, Weights&
   return result;
 }
 
+/// From this y on a Poisson sum takes steps: its terms then change so smoothly from one N to the next that
+/// every so many of them give it to all digits (the trapezium rule of a function like a normal density).
+inline constexpr double least_y_of_steps = 1e5;
+
+/// log of (m + d)! / (m! m^d) less d^2 / (2 m) and so on, which is what a Poisson term loses d beyond its
+/// mean m.
+inline double log_of_rise(double m, double d) {
+  constexpr double few_digits = 0.01;
+  const double u = d / m;
+  double main = 0.0;
+  if (std::fabs(u) > few_digits) {
+    main = (m + d) * std::log1p(u) - d;
+  } else {  // (1 + u) log(1 + u) - u, times m
+    double power = u;
+    for (int k = 2; k <= 10; ++k) {
+      power *= -u;
+      main -= power / (k * (k - 1.0));
+    }
+    main *= m;
+  }
+  const auto stirling = [](double n) { return (1.0 / 12.0 - 1.0 / (360.0 * n * n)) / n; };
+  return main + 0.5 * std::log1p(u) + stirling(m + d) - stirling(m);
+}
+
+/// The same as `add_up_abundance` of a Poisson distribution, in steps around `middle`, which is near y.
+/// @param weights  besides `weight()` and `add(t)`: `go_to(n)`; `relative_to(n)`: the factors that `ratio`
+/// gives, from n to the N in hand; `reach()`: how far they draw the terms upwards at most
+template <class T, class Weights>
+Abundance_sum<T> add_up_in_steps(double middle, const T& y, Weights& weights) {
+  constexpr double deviations = 10.0, steps_of_a_deviation = 16.0;
+  const double deviation = std::sqrt(middle), step = std::floor(deviation / steps_of_a_deviation);
+  const int down = static_cast<int>(std::ceil(deviations * deviation / step)),
+            up = static_cast<int>(std::ceil((deviations * deviation + weights.reach()) / step));
+  const T log_ratio = log1p((y - middle) / middle);
+  Abundance_sum<T> result;
+  T sum = 0.0, sum_of_n = 0.0;
+  for (int k = -down; k <= up; ++k) {
+    const double beyond = k * step;
+    weights.go_to(middle + beyond);
+    const T t = exp(log_ratio * beyond - log_of_rise(middle, beyond)) * weights.relative_to(middle);
+    const T term = t * weights.weight();
+    sum += term;
+    sum_of_n += beyond * term;
+    weights.add(t);
+  }
+  result.terms = down + up + 1;
+  result.scaled_sum = sum;
+  if (!result.possible()) return result;
+  result.log_sum = log(sum) + std::log(step);
+  result.by_log_y = sum_of_n / sum;
+  return result;
+}
+
 /// The distribution of abundance at a site.
 template <class Real>
 struct Abundance {
@@ -144,7 +197,8 @@ struct Abundance {
 /// Where a sum begins, and what the terms have in common.
 template <class Real>
 struct Abundance_start {
-  int first = 0;
+  double first = 0.0;  ///< or the middle
+  bool in_steps = false;
   Real y;           ///< as `add_up_abundance` takes it
   Real log_weight;  ///< log of f(first) Q^first
 };
@@ -165,7 +219,8 @@ Abundance_start<Real> start_of_abundance(const Abundance<Real>& animals, int lea
     const double mean = animals.poisson ? y : value_of(animals.size) * (y / rest);
     low = std::floor(mean - deviations * std::sqrt(mean / rest) - margin);
   }
-  start.first = low > least && low < 1e9 ? static_cast<int>(low) : least;
+  start.in_steps = animals.poisson && y > least_y_of_steps;
+  start.first = start.in_steps ? std::floor(y) : low > least && low < 1e9 ? low : least;
   const double n = start.first;
   if (!animals.poisson) {
     start.log_weight = lgamma_rise(animals.size, n) + n * log(start.y) -
@@ -216,6 +271,7 @@ Real log_of_sum(const Abundance_sum<Base_of<Real>>& sum, const Real& y, const Ab
 /// Weights of counts: the product of C(N, n) over its value at the first N.
 struct Count_weights {
   const std::vector<double>& counts;  ///< those above 0
+  double n = 0.0;                     ///< where steps stand
   Abundance_growth ratio(int n) const {
     double up = 1.0, down = 1.0;
     int times = 0;
@@ -229,6 +285,18 @@ struct Count_weights {
     return {up / down, times};
   }
   static constexpr double weight() { return 1.0; }
+  void go_to(double to) { n = to; }
+  double relative_to(double from) const {
+    double product = 1.0;
+    for (const double count : counts)
+      for (double j = 0.0; j < count; ++j) product *= (n - j) / (from - j);
+    return product;
+  }
+  double reach() const {
+    double sum = 0.0;
+    for (const double count : counts) sum += 2.0 * count;
+    return sum;
+  }
   template <class T>
   void add(const T&) const {}
   void next() const {}
@@ -240,21 +308,26 @@ template <class T>
 struct Detection_weights {
   std::vector<T>&rates, &chances, &by_rates;
   bool derivatives;
-  int n;
+  double n = 0.0;
 
   Detection_weights(std::vector<T>& rates, std::vector<T>& chances, std::vector<T>& by_rates,
-                    bool derivatives, int first)
-      : rates(rates), chances(chances), by_rates(by_rates), derivatives(derivatives), n(first) {
-    chances.clear();
-    for (const T& r : rates)
-      chances.push_back(n == 1 ? r : complement(T(pow(1.0 - r, static_cast<double>(n))), met(plain(r))));
+                    bool derivatives, double first)
+      : rates(rates), chances(chances), by_rates(by_rates), derivatives(derivatives) {
+    go_to(first);
     by_rates.assign(rates.size(), T(0.0));
   }
+  void go_to(double to) {
+    n = to;
+    chances.clear();
+    for (const T& r : rates) chances.push_back(n == 1.0 ? r : complement(T(pow(1.0 - r, n)), met(plain(r))));
+  }
+  static constexpr double relative_to(double) { return 1.0; }
+  static constexpr double reach() { return 0.0; }
   /// 1 - (1 - r)^N. Of small rates it has its digits from the logarithm.
   double met(double r) const { return r < 1.0 ? -std::expm1(n * std::log1p(-r)) : 1.0; }
   template <class Plain>
   Plain met(const Plain& r) const {
-    return 1.0 - pow(1.0 - r, static_cast<double>(n));
+    return 1.0 - pow(1.0 - r, n);
   }
   static constexpr Abundance_growth ratio(int) { return {}; }
   T weight() const {
@@ -268,7 +341,7 @@ struct Detection_weights {
     for (std::size_t c = 0; c < rates.size(); ++c) {
       const T missed = 1.0 - rates[c];
       // N (1 - r)^(N - 1)
-      const T slope = value_of(missed) != 0.0 ? T(n * (1.0 - chances[c]) / missed) : T(n == 1 ? 1.0 : 0.0);
+      const T slope = value_of(missed) != 0.0 ? T(n * (1.0 - chances[c]) / missed) : T(n == 1.0 ? 1.0 : 0.0);
       by_rates[c] += term / chances[c] * slope;
     }
   }
@@ -293,6 +366,16 @@ double common_ratio(const Abundance<Real>& animals, const Real& q) {
 template <class Real>
 bool within_reach(const Abundance<Real>& animals, const Real& q) {
   return value_of(animals.mean) < large_abundance_term && common_ratio(animals, q) > least_common_ratio;
+}
+
+/// The sum from its start on.
+template <class Real, class Weights>
+Abundance_sum<Base_of<Real>> add_up(const Abundance<Real>& animals, const Abundance_start<Real>& start,
+                                    Weights& weights) {
+  using T = Base_of<Real>;
+  if (start.in_steps) return add_up_in_steps<T>(start.first, untraced(start.y), weights);
+  return add_up_abundance<T>(static_cast<int>(start.first), untraced(start.y),
+                             animals.poisson ? nullptr : &untraced(animals.size), weights);
 }
 
 /// Notes what the sum took.
@@ -321,9 +404,7 @@ Real log_of_counts(const Abundance<Real>& animals, int largest, const std::vecto
       for (double j = 0.0; j < count; ++j) ways += std::log((start.first - j) / (j + 1.0));
   }
   detail::Count_weights weights{counts};
-  const auto sum =
-      add_up_abundance<Base_of<Real>>(start.first, detail::untraced(start.y),
-                                      animals.poisson ? nullptr : &detail::untraced(animals.size), weights);
+  const auto sum = detail::add_up<Real>(animals, start, weights);
   detail::note_sum(work, animals.poisson, sum.terms, sum.complete);
   return start.log_weight + detail::log_of_sum(sum, start.y, animals) + log_odds + ways;
 }
@@ -341,9 +422,7 @@ Real log_of_detections(const Abundance<Real>& animals, const Real& q, const Real
   for (const Real& r : kept.reals) kept.rates.push_back(detail::untraced(r));
   detail::Detection_weights<Base_of<Real>> weights(kept.rates, kept.chances, kept.by_rates, traced,
                                                    start.first);
-  const auto sum =
-      add_up_abundance<Base_of<Real>>(start.first, detail::untraced(start.y),
-                                      animals.poisson ? nullptr : &detail::untraced(animals.size), weights);
+  const auto sum = detail::add_up<Real>(animals, start, weights);
   detail::note_sum(work, animals.poisson, sum.terms, sum.complete);
   if (!sum.possible()) return Real(std::log(minlog));
   Real log_of_sum = detail::log_of_sum(sum, start.y, animals);
