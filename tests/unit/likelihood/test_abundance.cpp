@@ -3,9 +3,12 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <utility>
 #include <vector>
 
 #include "likelihood/blocks/abundance.h"
+#include "likelihood/likelihood_work.h"
+#include "support/model_builder.h"
 
 namespace tarn {
 namespace {
@@ -73,6 +76,67 @@ TEST(Abundance, of_detections_beyond_all_numbers_is_not_possible) {
   detail::Detection_weights<double> certain(rates, chances, by_rates, false, 3);
   EXPECT_EQ(certain.chances[0], 1.0);
   EXPECT_NEAR(certain.chances[1], 0.875, 1e-15);  // two operations
+}
+
+/// Poisson models of two surveys with one r, in betas, and their log probabilities in closed form.
+struct Two_surveys {
+  Model_builder model;
+
+  Two_surveys(int type, const char* cells) : model(type, 2) {
+    if (type == 117) model.job().status.liveeh = 0;
+    Encounter_store& store = model.job().data.encounters;
+    const int i = store.append(History(cells, 2), -9999.0);
+    store.observed(i, 1) = 1.0F;
+    model.job().status.nhist = 1;
+    model.pim(1, 1, "SQUARE", 1, 2, [](int, int) { return 1; });
+    model.pim(2, 1, "SQUARE", 1, 1, [](int, int) { return 2; });
+    model.link(1, Link::log);
+    model.link(2, Link::log);
+    model.finish();
+  }
+  /// -2 log likelihood at means and detection rates.
+  double at(double mean, double r) { return model.func({std::log(r), std::log(mean)}); }
+};
+
+/// Counts 1 and 2: C(N, 1) C(N, 2) = 2 C(N, 2) + 3 C(N, 3).
+double counts_of_1_and_2(double mean, double r) {
+  const double missed = (1.0 - r) * (1.0 - r), y = mean * missed, caught = r * (2.0 - r);
+  return -2.0 * (-mean * caught + 3.0 * std::log(r / (1.0 - r)) + std::log(y * y + 0.5 * y * y * y));
+}
+
+/// Detections in both surveys, few animals of many detected.
+double two_detections(double mean, double r) {
+  const double one = -mean * r, either = -mean * r * (2.0 - r);
+  return -2.0 * std::log1p(std::exp(either) - 2.0 * std::exp(one));
+}
+
+TEST(Abundance, in_steps_gives_the_closed_forms) {
+  Two_surveys counts(117, "0102"), detections(111, "1010");
+  // Either side of the mean from which steps are taken, and far beyond.
+  for (const double mean : {2e4, 0.99e5, 1.01e5, 3e5, 2e6, 5e9, 1e14, 1e30}) {
+    for (const double met : {0.5, 4.0}) {
+      const double r = met / mean, f = counts_of_1_and_2(mean, r);
+      // The logarithm of r alone has a rounding of 1e-14.
+      EXPECT_NEAR(counts.at(mean, r), f, 1e-12 * (1.0 + f)) << mean << ' ' << met;
+      EXPECT_NEAR(detections.at(mean, r), two_detections(mean, r), 1e-12 * (1.0 + std::exp(-met))) << mean;
+    }
+  }
+  EXPECT_LT(counts.model.job().model.likelihood->plain[0]->cell.notes.terms, 20000);
+}
+
+TEST(Abundance, in_steps_has_the_derivatives_of_its_values) {
+  for (const auto& [type, cells] : {std::pair(117, "0102"), std::pair(111, "1010")}) {
+    Two_surveys both(type, cells);
+    const std::vector<double> x{std::log(3e-6), std::log(1.5e6)};
+    std::vector<double> g(2);
+    funcg(both.model.job(), x, g);
+    for (std::size_t k = 0; k < 2; ++k) {
+      std::vector<double> up = x, down = x;
+      up[k] += 1e-4, down[k] -= 1e-4;
+      // Third derivatives are of the size of the first.
+      EXPECT_NEAR(g[k], (both.model.func(up) - both.model.func(down)) / 2e-4, 1e-6) << type << ' ' << k;
+    }
+  }
 }
 
 }  // namespace
