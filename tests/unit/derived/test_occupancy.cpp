@@ -290,6 +290,7 @@ TEST(Relaxed_closure, one_that_is_there_all_the_time) {
   expect_values(site.values(3), {1.0});
   expect_values(site.values(4), {3.0});
   Site_model once(144, {1});
+  once.set("Psi", {0.6});
   for (const int number : {1, 2, 3, 4}) expect_values(once.values(number), {1.0});
 }
 
