@@ -278,12 +278,45 @@ Model_builder growing_population(int type, const Fitted_options& options) {
   return m;
 }
 
+/// Whether a fit to sites drawn without a model may end at a kink: where a rate follows from two occupancies,
+/// or the joint occupancy of two species has others for its bounds.
+bool has_kinks(int type) {
+  const Datatype& row = datatype(type);
+  return row.cell == Cell::two_species || (of_sites(row) && row.sessions && !names_hold(row.own, "Phi0") &&
+                                           names_hold(row.own, "Epsilon") != names_hold(row.own, "Gamma"));
+}
+
+/// Sites that are occupied and surveyed as such a model has it, well away from its kinks.
+Model_builder sites_between_kinks(int type, const Fitted_options& options) {
+  constexpr int sites = 400;
+  Draws draws(11);
+  const bool pair = datatype(type).cell == Cell::two_species;
+  const auto sign = [&draws](double chance) { return draws.chance(chance) ? '1' : '0'; };
+  std::vector<Animal> drawn;
+  for (int i = 0; i < sites; ++i) {
+    Animal site;
+    site.observed = {1.0F};
+    site.lost = {0.0F};
+    bool first = draws.chance(0.5), second = draws.chance(first ? 0.4 : 0.6);
+    for (const int length : session_lengths(type, options.noccas)) {
+      if (!site.cells.empty()) first = draws.chance(first ? 0.7 : 0.3);
+      for (int j = 0; j < length; ++j)
+        site.cells += {first ? sign(0.6) : '0', pair && second ? sign(0.5) : '0'};
+    }
+    drawn.push_back(std::move(site));
+  }
+  return unfinished_model(type, drawn, options);
+}
+
 }  // namespace
 
 Proof_model model_with_constants(int type) {
   const Fitted_options options{.noccas = 4, .groups = 1, .covariates = 0};
   const bool grows = datatype(type).closed_form == Closed_form::D;
-  Proof_model made{grows ? growing_population(type, options) : model_of(type, options, 30), {}};
+  Proof_model made{grows             ? growing_population(type, options)
+                   : has_kinks(type) ? sites_between_kinks(type, options)
+                                     : model_of(type, options, 30),
+                   {}};
   Job& job = made.m.job();
   made.m.design(job.data.numparmnames);
   for (int q = 1; q <= job.data.numparmnames; ++q) {
