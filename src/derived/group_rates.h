@@ -1,8 +1,10 @@
 #pragma once
 // Real parameters of one group by name, for derived routines of families that read row 1 only.
 
+#include <cstddef>
 #include <string_view>
 
+#include "data/catalogue/parameter.h"
 #include "derived/derivedest.h"
 
 namespace tarn {
@@ -16,6 +18,9 @@ class Group_rates {
   /// In a column of row 1 of the matrix with these further indices; fatal where there is none.
   double operator()(std::string_view name, int column, int a = 1, int b = 1) const {
     return parm_[frame_.number(findpar(frame_.job.data, name), a, b, group_, 1, column)];
+  }
+  double operator()(Parameter parameter, int column, int a = 1, int b = 1) const {
+    return (*this)(parameter_names[static_cast<std::size_t>(parameter)], column, a, b);
   }
   /// Columns of that matrix; 0 where it was not given.
   int columns(std::string_view name) const {

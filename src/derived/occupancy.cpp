@@ -1,31 +1,25 @@
 #include "derived/occupancy.h"
 
-#include <algorithm>
 #include <cmath>
 
 #include "derived/group_rates.h"
-#include "likelihood/blocks/entrants.h"
+#include "likelihood/blocks/abundance.h"
 #include "likelihood/blocks/occupancy_rates.h"
+#include "likelihood/blocks/open_session.h"
 
 namespace tarn {
 namespace {
 
-/// Numbers of animals at a site, Poisson or negative binomial (Royle 2004).
-struct Site_abundance {
-  double mean = 0.0, added = 0.0;  ///< `added`: variance in excess of the mean
+/// Numbers of animals at the sites of a group.
+Abundance<double> animals_of(const Group_rates& rate) {
+  const double mean = rate("Lambda", 1);
+  if (findpar(rate.frame().job.data, "VarAdd") == 0) return Abundance<double>::of(mean, nullptr);
+  const double added = rate("VarAdd", 1);
+  return Abundance<double>::of(mean, &added);
+}
 
-  explicit Site_abundance(const Group_rates& rate)
-      : mean(rate("Lambda", 1)),
-        added(findpar(rate.frame().job.data, "VarAdd") > 0 ? rate("VarAdd", 1) : 0.0) {}
-
-  /// Chance that at least one of the animals shows, each with chance `shown`.
-  double any(double shown) const {
-    if (mean == 0.0) return 0.0;
-    // The Poisson distribution is the limit; from here on the two agree to all digits.
-    if (added < 1e-10 * std::max(mean, 1.0)) return -std::expm1(-mean * shown);
-    return -std::expm1(-mean / added * mean * std::log1p(shown * added / mean));
-  }
-};
+/// Chance that at least one of the animals shows, each with chance `shown`.
+double any(const Abundance<double>& animals, double shown) { return -std::expm1(animals.log_missed(shown)); }
 
 /// Occupancy of a group by session.
 List<double> occupancies(const Group_rates& rate) {
@@ -64,8 +58,9 @@ Stay stay_of(const Group_rates& rate, const Reals<double>& parm, int group) {
   Derived_frame& frame = rate.frame();
   const int K = frame.job.status.noccas;
   Stay stay{List<double>(K, 0.0), List<double>(K, 0.0), List<double>(K, 0.0)};
+  List<double> absent(K, 0.0);
   for (int c = 1; c < K; ++c) rate("pent", c);  // must be there
-  entry_shares<double>(frame.job, group, K, parm, frame.cell, stay.arrives);
+  arrivals_of<double>(frame.job, Open_traits(), {1, 1, group, K}, parm, frame.cell, stay.arrives, absent);
   for (int o = 1; o <= K; ++o) {
     stay.present(o) = stay.arrives(o);
     if (o > 1) stay.present(o) += stay.present(o - 1) - stay.leaves(o - 1);
@@ -94,17 +89,17 @@ double mean_occasion(const List<double>& shares) {
 void psi_compute(Derived_frame& frame, std::span<const double> x, int, View<double> values) {
   const bool from_abundance = findpar(frame.job.data, "Psi") == 0;
   for_each_group(frame, x, 1, [&](const Group_rates& rate, int at) {
-    values(at) = from_abundance ? Site_abundance(rate).any(1.0) : rate("Psi", 1);
+    values(at) = from_abundance ? any(animals_of(rate), 1.0) : rate("Psi", 1);
   });
 }
 
 void expectedphat_compute(Derived_frame& frame, std::span<const double> x, int, View<double> values) {
   const int K = frame.job.status.noccas;
   for_each_group(frame, x, 1, [&](const Group_rates& rate, int at) {
-    const Site_abundance abundance(rate);
+    const Abundance<double> animals = animals_of(rate);
     double shown = 0.0;
-    for (int c = 1; c <= K; ++c) shown += abundance.any(rate("r", c));
-    values(at) = quotient(shown / K, abundance.any(1.0));
+    for (int c = 1; c <= K; ++c) shown += any(animals, rate("r", c));
+    values(at) = quotient(shown / K, any(animals, 1.0));
   });
 }
 

@@ -1,9 +1,13 @@
 #include "derived/state_occupancy.h"
 
-#include <algorithm>
 #include <array>
+#include <cstddef>
+#include <span>
+#include <vector>
 
 #include "derived/group_rates.h"
+#include "likelihood/blocks/site_states.h"
+#include "likelihood/blocks/transitions.h"
 
 namespace tarn {
 namespace {
@@ -11,28 +15,14 @@ namespace {
 constexpr int states = states_of_a_site;
 using States = std::array<double, states>;
 
-/// Chances of the states behind interval t for a site in state m.
-States next_states(const Group_rates& rate, int m, int t) {
-  const double occupied = rate("Psi", t, m + 1), second = rate("R", t, m + 1);
-  return {1.0 - occupied, occupied * (1.0 - second), occupied * second};
-}
-
-/// Chances of the sets of species, of which each is a bit of the set's number.
-List<double> species_states(const Group_rates& rate) {
-  const Data_module& data = rate.frame().job.data;
-  const int sets = data.fdesign.extent(1), terms = data.fdesign.extent(2), columns = rate.columns("f");
-  List<double> chance(sets, 0.0);
-  for (int z = 1; z <= sets; ++z)
-    for (int term = 1; term <= std::min(terms, columns); ++term)
-      if (data.fdesign(z, term) != 0) chance(z) += rate("f", term);
-  const double largest = *std::max_element(chance.begin(), chance.end());
-  double sum = 0.0;
-  for (double& each : chance) {
-    each = exprep(each - largest);
-    sum += each;
-  }
-  for (double& each : chance) each /= sum;
-  return chance;
+/// Chances of the states behind interval t by those ahead, row by row.
+std::array<double, states * states> changes(const Group_rates& rate, int t) {
+  std::array<double, states * states> m{};
+  for (int z = 0; z < states; ++z)
+    occupied_in_two_states<double>(
+        rate("Psi", t, z + 1), rate("R", t, z + 1),
+        std::span(m).subspan(static_cast<std::size_t>(states * z), std::size_t{states}));
+  return m;
 }
 
 }  // namespace
@@ -46,8 +36,7 @@ void phi_t(Derived_frame& frame, std::span<const double> x, int, View<double> va
   const int intervals = frame.sessions.size() - 1;
   for_each_group(frame, x, intervals * states * states, [&](const Group_rates& rate, int at) {
     for (int t = 1; t <= intervals; ++t)
-      for (int m = 0; m < states; ++m)
-        for (const double chance : next_states(rate, m, t)) values(at++) = chance;
+      for (const double chance : changes(rate, t)) values(at++) = chance;
   });
 }
 
@@ -58,12 +47,9 @@ void phi_t_psi(Derived_frame& frame, std::span<const double> x, int, View<double
     States shares{1.0 - first - second, first, second};
     for (int s = 1; s <= sessions; ++s) {
       if (s > 1) {
-        States moved{};
-        for (int m = 0; m < states; ++m) {
-          const States to = next_states(rate, m, s - 1);
-          for (std::size_t k = 0; k < to.size(); ++k) moved[k] += shares[static_cast<std::size_t>(m)] * to[k];
-        }
-        shares = moved;
+        const States from = shares;
+        carry<double>(states, from.data(), State_set::all(states), changes(rate, s - 1).data(),
+                      State_set::all(states), shares.data());
       }
       for (const double share : shares) values(at++) = share;
     }
@@ -74,11 +60,13 @@ void multiocc_psi(Derived_frame& frame, std::span<const double> x, int, View<dou
   const auto& fdesign = frame.job.data.fdesign;
   const int sets = fdesign.extent(2);
   for_each_group(frame, x, sets, [&](const Group_rates& rate, int first) {
-    const List<double> chance = species_states(rate);
+    std::vector<double> chance(static_cast<std::size_t>(fdesign.extent(1)));
+    shares_of_sets<double>(
+        fdesign, rate.columns("f"), [&](int column) { return rate("f", column); }, chance);
     for (int set = 1; set <= sets; ++set) {
       double all_there = 0.0;
-      for (int z = 1; z <= chance.size(); ++z)
-        if (fdesign(z, set) != 0) all_there += chance(z);
+      for (std::size_t z = 0; z < chance.size(); ++z)
+        if (fdesign(static_cast<int>(z) + 1, set) != 0) all_there += chance[z];
       values(first + set - 1) = all_there;
     }
   });

@@ -1,72 +1,68 @@
 #include "derived/two_species.h"
 
-#include <algorithm>
+#include <array>
 
 #include "derived/group_rates.h"
+#include "likelihood/blocks/site_states.h"
+#include "likelihood/blocks/transitions.h"
 
 namespace tarn {
 namespace {
 
-/// Chances of the states of a site.
+/// Chances of the states of a site: both, A only, B only, neither.
 struct Pair {
-  double both, a_only, b_only, neither;
+  std::array<double, 4> states{};
 
-  double a() const { return both + a_only; }
-  double b() const { return both + b_only; }
-  double interaction() const { return quotient(both, a() * b()); }
+  double both() const { return states[0]; }
+  double a() const { return states[0] + states[1]; }
+  double b() const { return states[0] + states[2]; }
+  double interaction() const { return quotient(both(), a() * b()); }
 };
 
 /// Where occupancy of B is told given that of A.
 Pair first_pair(const Group_rates& rate) {
-  const double a = rate("PsiA", 1), with_a = rate("PsiBA", 1), without_a = rate("PsiBa", 1);
-  return {a * with_a, a * (1.0 - with_a), (1.0 - a) * without_a, (1.0 - a) * (1.0 - without_a)};
+  Pair pair;
+  shares_of_two_species<double>([&](Parameter parameter) { return rate(parameter, 1); }, pair.states);
+  return pair;
 }
 
 Pair pair_of(const Group_rates& rate) {
   if (findpar(rate.frame().job.data, "PsiAB") == 0) return first_pair(rate);
   const double both = rate("PsiAB", 1), a = rate("PsiA", 1), b = rate("PsiB", 1);
-  return {both, a - both, b - both, 1.0 + both - a - b};
+  return {{both, a - both, b - both, 1.0 + both - a - b}};
 }
 
 /// The states in the session behind interval t.
 Pair moved(const Pair& from, const Group_rates& rate, int t) {
-  // What becomes of a state in which A is there next with chance a, and B with chance b.
-  Pair to{};
-  const auto add = [&to](double from_state, double a, double b) {
-    to.both += from_state * a * b;
-    to.a_only += from_state * a * (1.0 - b);
-    to.b_only += from_state * (1.0 - a) * b;
-    to.neither += from_state * (1.0 - a) * (1.0 - b);
-  };
-  add(from.both, 1.0 - rate("EpsilonAB", t), 1.0 - rate("EpsilonBA", t));
-  add(from.a_only, 1.0 - rate("EpsilonA", t), rate("GammaBA", t));
-  add(from.b_only, rate("GammaAB", t), 1.0 - rate("EpsilonB", t));
-  add(from.neither, rate("GammaA", t), rate("GammaB", t));
+  std::array<double, 16> m{};
+  changes_of_two_species<double>([&](Parameter parameter) { return rate(parameter, t); }, m);
+  Pair to;
+  carry<double>(4, from.states.data(), State_set::all(4), m.data(), State_set::all(4), to.states.data());
   return to;
 }
 
 double told(Of_two_species what, const Pair& pair) {
   switch (what) {
     case Of_two_species::unoccupied:
-      return pair.neither;
+      return pair.states[3];
     case Of_two_species::b_only:
-      return pair.b_only;
+      return pair.states[2];
     case Of_two_species::a_only:
-      return pair.a_only;
+      return pair.states[1];
     case Of_two_species::interaction:
       return pair.interaction();
     case Of_two_species::both:
-      return pair.both;
+      return pair.both();
     case Of_two_species::b:
       return pair.b();
     case Of_two_species::b_given_not_a:
-      return quotient(pair.b_only, pair.b_only + pair.neither);
+      return quotient(pair.states[2], pair.states[2] + pair.states[3]);
     case Of_two_species::a:
       return pair.a();
     case Of_two_species::b_given_a:
       break;
   }
-  return quotient(pair.both, pair.a());
+  return quotient(pair.both(), pair.a());
 }
 
 }  // namespace
@@ -81,7 +77,7 @@ void psib(Derived_frame& frame, std::span<const double> x, int, View<double> val
 }
 
 void psiab(Derived_frame& frame, std::span<const double> x, int, View<double> values) {
-  for_each_group(frame, x, 1, [&](const Group_rates& rate, int at) { values(at) = pair_of(rate).both; });
+  for_each_group(frame, x, 1, [&](const Group_rates& rate, int at) { values(at) = pair_of(rate).both(); });
 }
 
 template <Of_two_species what>

@@ -20,6 +20,7 @@
 #include <vector>
 
 #include "likelihood/blocks/penalty.h"
+#include "likelihood/blocks/site_states.h"
 #include "likelihood/blocks/sites.h"
 #include "likelihood/chprob.h"
 
@@ -42,16 +43,11 @@ struct Two_species : Sites<Two_species> {
     const auto psi = [&](Parameter parameter) -> const Real& {
       return parm[work.matrix(parameter, group)(1, 1)];
     };
-    const Real& a = psi(Parameter::PsiA);
     if (prepared<Two_species>(work).conditional) {
-      const Real &with_a = psi(Parameter::PsiBA), &without_a = psi(Parameter::PsiBa);
-      init[0] = a * with_a;
-      init[1] = a * (1.0 - with_a);
-      init[2] = (1.0 - a) * without_a;
-      init[3] = (1.0 - a) * (1.0 - without_a);
+      shares_of_two_species<Real>(psi, init);
       return;
     }
-    const Real &both = psi(Parameter::PsiAB), &b = psi(Parameter::PsiB);
+    const Real &both = psi(Parameter::PsiAB), &a = psi(Parameter::PsiA), &b = psi(Parameter::PsiB);
     const Real only_a = a - both;
     init[0] = both;
     // KEPT (joint_occupancy_above_that_of_a): A only has a floor, and the sum may exceed 1; looks wrong, is
@@ -78,20 +74,8 @@ struct Two_species : Sites<Two_species> {
   template <class Real>
   static Real changes(const Job&, int group, int s, const Reals<Real>& parm, Cell_work<Real>& work,
                       std::span<Real> m) {
-    const auto rate = [&](Parameter parameter) -> const Real& {
-      return parm[work.matrix(parameter, group)(1, s)];
-    };
-    // Chances that A and B are there next, by state.
-    const std::array<Real, 4> a{1.0 - rate(Parameter::EpsilonAB), 1.0 - rate(Parameter::EpsilonA),
-                                rate(Parameter::GammaAB), rate(Parameter::GammaA)},
-        b{1.0 - rate(Parameter::EpsilonBA), rate(Parameter::GammaBA), 1.0 - rate(Parameter::EpsilonB),
-          rate(Parameter::GammaB)};
-    for (std::size_t z = 0; z < 4; ++z) {
-      m[4 * z] = a[z] * b[z];
-      m[4 * z + 1] = a[z] * (1.0 - b[z]);
-      m[4 * z + 2] = (1.0 - a[z]) * b[z];
-      m[4 * z + 3] = (1.0 - a[z]) * (1.0 - b[z]);
-    }
+    changes_of_two_species<Real>(
+        [&](Parameter parameter) -> const Real& { return parm[work.matrix(parameter, group)(1, s)]; }, m);
     return 0.0;
   }
 
@@ -156,7 +140,10 @@ struct Several_species : Sites<Several_species> {
     if (of_group.made_for == 0 || of_group.made_for != parm.stamp()) {
       const auto keep = work.trace.keep();
       of_group.shares.resize(init.size());
-      fill_shares<Real>(job, group, parm, work, of_group.shares);
+      const auto f = work.matrix(Parameter::f, group);
+      shares_of_sets<Real>(
+          job.data.fdesign, f.ncols, [&](int column) -> const Real& { return parm[f(1, column)]; },
+          of_group.shares);
       of_group.made_for = parm.stamp();
     }
     std::copy(of_group.shares.begin(), of_group.shares.end(), init.begin());
@@ -196,27 +183,6 @@ struct Several_species : Sites<Several_species> {
   }
 
  private:
-  template <class Real>
-  static void fill_shares(const Job& job, int group, const Reals<Real>& parm, Cell_work<Real>& work,
-                          std::span<Real> shares) {
-    const auto f = work.matrix(Parameter::f, group);
-    const Array2<int>& design = job.data.fdesign;
-    double largest = 0.0;  // the empty set has 0
-    for (std::size_t z = 0; z < shares.size(); ++z) {
-      Real eta = 0.0;
-      for (int column = 1; column <= std::min(design.extent(2), f.ncols); ++column)
-        if (design(static_cast<int>(z) + 1, column) != 0) eta = eta + parm[f(1, column)];
-      shares[z] = eta;
-      largest = std::max(largest, value_of(eta));
-    }
-    Real sum = 0.0;
-    for (Real& share : shares) {
-      share = exprep(share - largest);
-      sum = sum + share;
-    }
-    for (Real& share : shares) share = share / sum;
-  }
-
   /// A description with digits has the species' place among "0123456789.", one with species as strata their
   /// number; else a species is a row.
   template <class Real>

@@ -21,6 +21,7 @@
 
 #include <string>
 
+#include "likelihood/blocks/site_states.h"
 #include "likelihood/blocks/sites.h"
 #include "likelihood/chprob.h"
 
@@ -47,8 +48,8 @@ struct Breeding_sites : Sites<Breeding_sites> {
       init[2] = parm[work.matrix(Parameter::Phi0, 3, 1, group)(1, 1)];
       init[0] = 1.0 - init[1] - init[2];
     } else {
-      occupy<Real>(parm[work.matrix(Parameter::Psi1, group)(1, 1)],
-                   parm[work.matrix(Parameter::Psi2, group)(1, 1)], init);
+      occupied_in_two_states<Real>(parm[work.matrix(Parameter::Psi1, group)(1, 1)],
+                                   parm[work.matrix(Parameter::Psi2, group)(1, 1)], init);
     }
   }
 
@@ -56,9 +57,9 @@ struct Breeding_sites : Sites<Breeding_sites> {
   static Real changes(const Job&, int group, int s, const Reals<Real>& parm, Cell_work<Real>& work,
                       std::span<Real> m) {
     for (int z = 0; z < 3; ++z)
-      occupy<Real>(parm[work.matrix(Parameter::Psi, z + 1, 1, group)(1, s)],
-                   parm[work.matrix(Parameter::R, z + 1, 1, group)(1, s)],
-                   m.subspan(3 * static_cast<std::size_t>(z), 3));
+      occupied_in_two_states<Real>(parm[work.matrix(Parameter::Psi, z + 1, 1, group)(1, s)],
+                                   parm[work.matrix(Parameter::R, z + 1, 1, group)(1, s)],
+                                   m.subspan(3 * static_cast<std::size_t>(z), 3));
     return 0.0;
   }
 
@@ -98,13 +99,6 @@ struct Breeding_sites : Sites<Breeding_sites> {
   }
 
  private:
-  template <class Real>
-  static void occupy(const Real& psi, const Real& higher, std::span<Real> row) {
-    row[0] = 1.0 - psi;
-    row[1] = psi * (1.0 - higher);
-    row[2] = psi * higher;
-  }
-
   /// The matrix of Delta: that of state 2, else that of state 1, else that of none.
   template <class Real>
   static auto evidence(const Season& season, bool several, Cell_work<Real>& work) {

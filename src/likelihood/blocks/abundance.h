@@ -16,6 +16,8 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstdint>
+#include <span>
 #include <type_traits>
 #include <vector>
 
@@ -237,10 +239,38 @@ Abundance_start<Real> start_of_abundance(const Abundance<Real>& animals, int lea
   return start;
 }
 
+/// The surveys of a site that took place: first those with a detection, with their counts. No parameter
+/// changes it.
+struct Site_visits {
+  std::vector<std::uint16_t> occasions;
+  std::vector<std::uint8_t> counts;  ///< above 0, of the first occasions; 1 where animals are not counted
+  int largest = 0;
+  double log_ways = 0.0;  ///< logarithm of the product of C(largest, n)
+
+  std::span<const std::uint16_t> met() const { return std::span(occasions).first(counts.size()); }
+  std::span<const std::uint16_t> missed() const { return std::span(occasions).subspan(counts.size()); }
+
+  /// @param count  count(o): what the survey of occasion o has shown
+  template <class Count>
+  static Site_visits of(History h, const Count& count) {
+    Site_visits visits;
+    for (const bool met : {true, false})
+      for (int o = 1; o <= h.noccas(); ++o) {
+        if (!surveyed(h, o) || detected(h, o) != met) continue;
+        visits.occasions.push_back(static_cast<std::uint16_t>(o));
+        if (!met) continue;
+        visits.counts.push_back(static_cast<std::uint8_t>(count(o)));
+        visits.largest = std::max(visits.largest, count(o));
+      }
+    for (const int n : visits.counts)
+      for (int j = 0; j < n; ++j) visits.log_ways += std::log((visits.largest - j) / (j + 1.0));
+    return visits;
+  }
+};
+
 /// What a thread keeps for abundance.
 template <class Real>
 struct Abundance_kept {
-  std::vector<double> counts;
   std::vector<Base_of<Real>> rates, chances, by_rates;
   std::vector<Real> reals;
 };
@@ -270,8 +300,8 @@ Real log_of_sum(const Abundance_sum<Base_of<Real>>& sum, const Real& y, const Ab
 
 /// Weights of counts: the product of C(N, n) over its value at the first N.
 struct Count_weights {
-  const std::vector<double>& counts;  ///< those above 0
-  double n = 0.0;                     ///< where steps stand
+  std::span<const std::uint8_t> counts;  ///< those above 0
+  double n = 0.0;                        ///< where steps stand
   Abundance_growth ratio(int n) const {
     double up = 1.0, down = 1.0;
     int times = 0;
@@ -288,8 +318,8 @@ struct Count_weights {
   void go_to(double to) { n = to; }
   double relative_to(double from) const {
     double product = 1.0;
-    for (const double count : counts)
-      for (double j = 0.0; j < count; ++j) product *= (n - j) / (from - j);
+    for (const int count : counts)
+      for (int j = 0; j < count; ++j) product *= (n - j) / (from - j);
     return product;
   }
   double reach() const {
@@ -387,23 +417,21 @@ void note_sum(Cell_work<Real>& work, bool poisson, int terms, bool complete) {
 
 }  // namespace detail
 
-/// Log probability of counts above 0 somewhere. `log_odds` is the sum of n log(r / (1 - r)) over the surveys,
-/// `log_ways` the logarithm of the product of C(N, n) at N = `largest`.
+/// Log probability of counts above 0 somewhere. `log_odds` is the sum of n log(r / (1 - r)) over the surveys.
 template <class Real>
-Real log_of_counts(const Abundance<Real>& animals, int largest, const std::vector<double>& counts,
-                   double log_ways, const Real& q, const Real& caught, const Real& log_odds,
-                   Cell_work<Real>& work) {
+Real log_of_counts(const Abundance<Real>& animals, const Site_visits& visits, const Real& q,
+                   const Real& caught, const Real& log_odds, Cell_work<Real>& work) {
   // A dry run has read what there is; its made-up reals can make a sum of many terms.
   if constexpr (std::is_same_v<Real, Reach>) return log_odds;
   if (!detail::within_reach(animals, q)) return Real(std::log(minlog));
-  const Abundance_start<Real> start = start_of_abundance(animals, largest, q, caught);
-  double ways = log_ways;
-  if (start.first > largest) {
+  const Abundance_start<Real> start = start_of_abundance(animals, visits.largest, q, caught);
+  double ways = visits.log_ways;
+  if (start.first > visits.largest) {
     ways = 0.0;
-    for (const double count : counts)
-      for (double j = 0.0; j < count; ++j) ways += std::log((start.first - j) / (j + 1.0));
+    for (const int count : visits.counts)
+      for (int j = 0; j < count; ++j) ways += std::log((start.first - j) / (j + 1.0));
   }
-  detail::Count_weights weights{counts};
+  detail::Count_weights weights{visits.counts};
   const auto sum = detail::add_up<Real>(animals, start, weights);
   detail::note_sum(work, animals.poisson, sum.terms, sum.complete);
   return start.log_weight + detail::log_of_sum(sum, start.y, animals) + log_odds + ways;

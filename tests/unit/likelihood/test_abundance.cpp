@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <cstdint>
 #include <utility>
 #include <vector>
 
@@ -29,7 +30,7 @@ double log_sum_of_99(int surveys, double y) {
 
 TEST(Abundance, of_large_counts_in_many_surveys_leaves_no_range) {
   for (const int surveys : {60, 99, 154, 200, 500}) {
-    const std::vector<double> counts(static_cast<std::size_t>(surveys), 99.0);
+    const std::vector<std::uint8_t> counts(static_cast<std::size_t>(surveys), 99);
     detail::Count_weights weights{counts};
     // Half the animals are missed in a survey, but for the last row, in which one is as likely as none.
     for (const double y : {100.0 * std::pow(0.5, surveys), std::pow(0.01, surveys)}) {
