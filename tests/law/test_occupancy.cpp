@@ -16,13 +16,6 @@
 namespace tarn {
 namespace {
 
-struct Case {
-  int type;
-  std::vector<int> lengths;
-  Site_options options{};
-};
-void PrintTo(const Case& c, std::ostream* out) { *out << c.type << ", " << c.lengths.size() << " sessions"; }
-
 /// Weights of classes in the columns of one row.
 Site_cell weights_in_a_row(const std::string& name, Site_cell at) {
   if (name == "pi") std::swap(at.row, at.column);
@@ -44,7 +37,7 @@ Site_cell whole_trail(const std::string& name, Site_cell at) {
   return at;
 }
 
-class Occupancy_laws : public testing::TestWithParam<Case> {};
+class Occupancy_laws : public testing::TestWithParam<Site_case> {};
 
 TEST_P(Occupancy_laws, records_are_those_of_sites_followed_one_way_after_the_other) {
   const auto& [type, lengths, options] = GetParam();
@@ -55,22 +48,23 @@ TEST_P(Occupancy_laws, records_are_those_of_sites_followed_one_way_after_the_oth
 
 INSTANTIATE_TEST_SUITE_P(
     types, Occupancy_laws,
-    testing::Values(Case{27, {1}}, Case{27, {5}, {.groups = 2}}, Case{28, {2, 1, 2}, {.groups = 2}},
-                    Case{29, {2, 1, 2}, {.groups = 2}}, Case{30, {2, 1, 2}, {.groups = 2}},
-                    Case{30, {1, 1, 1, 1}}, Case{28, {3}}, Case{29, {3}}, Case{30, {3}},
-                    Case{107, {4}, {.groups = 2}}, Case{107, {4}, {.layout = {.mixtures = 3}}},
-                    Case{107, {4}, {.layout = {.mixtures = 3}, .place = weights_in_a_row}},
-                    Case{107, {4}, {.layout = {.mixtures = 1}}}, Case{108, {2, 1, 2}},
-                    Case{109, {1, 3, 1}, {.layout = {.mixtures = 3}}}, Case{110, {2, 1, 2}, {.groups = 2}},
-                    Case{110, {2, 3}, {.layout = {.mixtures = 3}, .place = weights_in_a_row}}, Case{151, {4}},
-                    Case{151, {4}, {.groups = 2, .place = one_deviation}},
-                    Case{151, {4}, {.place = two_deviations}}, Case{152, {2, 1, 2}},
-                    Case{153, {1, 3}, {.place = one_deviation}},
-                    Case{154, {3, 1, 1}, {.groups = 2, .place = two_deviations}},
-                    Case{156, {4}, {.groups = 2}}, Case{157, {2, 1, 2}}, Case{157, {1, 1, 1}, {.groups = 2}},
-                    Case{143, {5}, {.groups = 2}}, Case{143, {4}, {.place = whole_trail}}, Case{143, {1}},
-                    Case{144, {5}, {.groups = 2}}, Case{144, {4}, {.pentfirst = 0}}, Case{144, {1}},
-                    Case{170, {3, 1, 2}}, Case{170, {2, 3}, {.groups = 2, .pentfirst = 0}}));
+    testing::Values(
+        Site_case{27, {1}}, Site_case{27, {5}, {.groups = 2}}, Site_case{28, {2, 1, 2}, {.groups = 2}},
+        Site_case{29, {2, 1, 2}, {.groups = 2}}, Site_case{30, {2, 1, 2}, {.groups = 2}},
+        Site_case{30, {1, 1, 1, 1}}, Site_case{28, {3}}, Site_case{29, {3}}, Site_case{30, {3}},
+        Site_case{107, {4}, {.groups = 2}}, Site_case{107, {4}, {.layout = {.mixtures = 3}}},
+        Site_case{107, {4}, {.layout = {.mixtures = 3}, .place = weights_in_a_row}},
+        Site_case{107, {4}, {.layout = {.mixtures = 1}}}, Site_case{108, {2, 1, 2}},
+        Site_case{109, {1, 3, 1}, {.layout = {.mixtures = 3}}}, Site_case{110, {2, 1, 2}, {.groups = 2}},
+        Site_case{110, {2, 3}, {.layout = {.mixtures = 3}, .place = weights_in_a_row}}, Site_case{151, {4}},
+        Site_case{151, {4}, {.groups = 2, .place = one_deviation}},
+        Site_case{151, {4}, {.place = two_deviations}}, Site_case{152, {2, 1, 2}},
+        Site_case{153, {1, 3}, {.place = one_deviation}},
+        Site_case{154, {3, 1, 1}, {.groups = 2, .place = two_deviations}}, Site_case{156, {4}, {.groups = 2}},
+        Site_case{157, {2, 1, 2}}, Site_case{157, {1, 1, 1}, {.groups = 2}},
+        Site_case{143, {5}, {.groups = 2}}, Site_case{143, {4}, {.place = whole_trail}}, Site_case{143, {1}},
+        Site_case{144, {5}, {.groups = 2}}, Site_case{144, {4}, {.pentfirst = 0}}, Site_case{144, {1}},
+        Site_case{170, {3, 1, 2}}, Site_case{170, {2, 3}, {.groups = 2, .pentfirst = 0}}));
 
 // ---- worked numbers
 

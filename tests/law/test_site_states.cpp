@@ -15,13 +15,6 @@
 namespace tarn {
 namespace {
 
-struct Case {
-  int type;
-  std::vector<int> lengths;
-  Site_options options{};
-};
-void PrintTo(const Case& c, std::ostream* out) { *out << c.type << ", " << c.lengths.size() << " sessions"; }
-
 /// Delta under the second index of the first state, or of none.
 Site_cell delta_of_the_first(const std::string& name, Site_cell at) {
   if (name == "Delta") at.second = 2;
@@ -61,7 +54,7 @@ Site_cell stays_are_stated(const std::string& name, Site_cell at) {
   return at;
 }
 
-class Site_state_laws : public testing::TestWithParam<Case> {};
+class Site_state_laws : public testing::TestWithParam<Site_case> {};
 
 TEST_P(Site_state_laws, records_are_those_of_sites_followed_one_way_after_the_other) {
   const auto& [type, lengths, options] = GetParam();
@@ -71,20 +64,22 @@ TEST_P(Site_state_laws, records_are_those_of_sites_followed_one_way_after_the_ot
 
 INSTANTIATE_TEST_SUITE_P(
     types, Site_state_laws,
-    testing::Values(Case{113, {3}, {.groups = 2}}, Case{137, {3}, {.groups = 2}}, Case{141, {1, 2, 1}},
-                    Case{141, {2, 1}, {.groups = 2}}, Case{141, {1, 1, 1, 1}}, Case{116, {4}, {.groups = 2}},
-                    Case{124, {2, 1, 2}}, Case{124, {1, 3}, {.groups = 2, .place = delta_of_the_first}},
-                    Case{124, {1, 1, 1}, {.place = delta_of_none}}, Case{125, {2, 1, 2}},
-                    Case{125, {2, 3}, {.layout = {.states = 1}, .groups = 2}},
-                    Case{125, {2, 1, 1}, {.layout = {.states = 3}, .place = true_state_first}},
-                    Case{123, {6}, {.groups = 2}}, Case{123, {6}, {.layout = {.devices = 3}}},
-                    Case{123, {4}, {.layout = {.devices = 1}}}, Case{123, {4}, {.layout = {.devices = 4}}},
-                    Case{123, {6}, {.place = units_as_sessions}}, Case{175, {2, 4}},
-                    Case{175, {4, 2}, {.groups = 2}}, Case{175, {1, 2, 1}, {.layout = {.devices = 1}}},
-                    Case{175, {3, 3}, {.layout = {.devices = 3}}}, Case{177, {3}, {.groups = 2}},
-                    Case{177, {4}, {.layout = {.species = 1}}}, Case{177, {2}, {.layout = {.species = 3}}},
-                    Case{177, {3}, {.place = species_from_1}}, Case{177, {3}, {.place = species_in_rows}},
-                    Case{177, {2}, {.layout = {.species = 3}, .place = pairs_at_most}}));
+    testing::Values(
+        Site_case{113, {3}, {.groups = 2}}, Site_case{137, {3}, {.groups = 2}}, Site_case{141, {1, 2, 1}},
+        Site_case{141, {2, 1}, {.groups = 2}}, Site_case{141, {1, 1, 1, 1}},
+        Site_case{116, {4}, {.groups = 2}}, Site_case{124, {2, 1, 2}},
+        Site_case{124, {1, 3}, {.groups = 2, .place = delta_of_the_first}},
+        Site_case{124, {1, 1, 1}, {.place = delta_of_none}}, Site_case{125, {2, 1, 2}},
+        Site_case{125, {2, 3}, {.layout = {.states = 1}, .groups = 2}},
+        Site_case{125, {2, 1, 1}, {.layout = {.states = 3}, .place = true_state_first}},
+        Site_case{123, {6}, {.groups = 2}}, Site_case{123, {6}, {.layout = {.devices = 3}}},
+        Site_case{123, {4}, {.layout = {.devices = 1}}}, Site_case{123, {4}, {.layout = {.devices = 4}}},
+        Site_case{123, {6}, {.place = units_as_sessions}}, Site_case{175, {2, 4}},
+        Site_case{175, {4, 2}, {.groups = 2}}, Site_case{175, {1, 2, 1}, {.layout = {.devices = 1}}},
+        Site_case{175, {3, 3}, {.layout = {.devices = 3}}}, Site_case{177, {3}, {.groups = 2}},
+        Site_case{177, {4}, {.layout = {.species = 1}}}, Site_case{177, {2}, {.layout = {.species = 3}}},
+        Site_case{177, {3}, {.place = species_from_1}}, Site_case{177, {3}, {.place = species_in_rows}},
+        Site_case{177, {2}, {.layout = {.species = 3}, .place = pairs_at_most}}));
 
 /// Half a survey of two characters is none.
 TEST(Site_states, half_a_survey_tells_nothing) {

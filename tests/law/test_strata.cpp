@@ -65,13 +65,7 @@ class Strata_study {
   }
   double length(int c) { return static_cast<double>(model.job().data.timint(c)); }
 
-  std::vector<double> probabilities(bool lost = false) {
-    Array2<double> observed, losses;
-    cell_probabilities(model.job(), reals, observed, losses);
-    std::vector<double> all;
-    for (int i = 1; i <= observed.extent(1); ++i) all.push_back(lost ? losses(i, 1) : observed(i, 1));
-    return all;
-  }
+  std::vector<double> probabilities(bool lost = false) { return model.probabilities(reals, lost); }
 
   Model_builder model;
   std::vector<std::string> histories;

@@ -140,11 +140,7 @@ class Closed_builder {
 
   /// Probabilities of all records in group 1 at `x`; `lost` those of the animals lost on capture.
   std::vector<double> probabilities(const Closed_reals& x, bool lost = false) {
-    Array2<double> observed, losses;
-    cell_probabilities(model.job(), vector_of(x), observed, losses);
-    std::vector<double> all;
-    for (int i = 1; i <= observed.extent(1); ++i) all.push_back(lost ? losses(i, 1) : observed(i, 1));
-    return all;
+    return model.probabilities(vector_of(x), lost);
   }
 
   Model_builder model;

@@ -257,6 +257,14 @@ class Model_builder {
     value = tarn::func(job(), beta);
     return value.f;
   }
+  /// Probabilities of all records in group g at `beta`; `lost` those of the animals lost on capture.
+  std::vector<double> probabilities(const std::vector<double>& beta, bool lost = false, int g = 1) {
+    Array2<double> observed, losses;
+    cell_probabilities(job(), beta, observed, losses);
+    std::vector<double> all;
+    for (int i = 1; i <= observed.extent(1); ++i) all.push_back(lost ? losses(i, g) : observed(i, g));
+    return all;
+  }
   /// Real parameters where the objective was computed last; of record 1 where they depend on the record.
   std::vector<double> reals() {
     const Reals<double> own = likelihood_point(job()).reals();

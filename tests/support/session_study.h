@@ -144,11 +144,7 @@ class Session_study {
   double interval(int s) { return static_cast<double>(model.job().data.timint(before(s) + length(s))); }
 
   std::vector<double> probabilities(bool lost = false, int g = 1) {
-    Array2<double> observed, losses;
-    cell_probabilities(model.job(), reals, observed, losses);
-    std::vector<double> all;
-    for (int i = 1; i <= observed.extent(1); ++i) all.push_back(lost ? losses(i, g) : observed(i, g));
-    return all;
+    return model.probabilities(reals, lost, g);
   }
 
   Model_builder model;

@@ -6,12 +6,23 @@
 #include <cmath>
 #include <functional>
 #include <map>
+#include <ostream>
 #include <string>
 #include <vector>
 
 #include "support/site_study.h"
 
 namespace tarn {
+
+/// A type in a study of these seasons.
+struct Site_case {
+  int type;
+  std::vector<int> lengths;
+  Site_options options{};
+};
+inline void PrintTo(const Site_case& c, std::ostream* out) {
+  *out << c.type << ", " << c.lengths.size() << " sessions";
+}
 
 /// What one survey may show, the last of them that there was none.
 inline std::vector<std::string> site_signs(int type, const Site_layout& layout) {

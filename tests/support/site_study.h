@@ -157,11 +157,7 @@ class Site_study {
   /// Probabilities of all records in group g at `reals`; `lost` those of records with a negative count. The
   /// model must be finished.
   std::vector<double> probabilities(int g = 1, bool lost = false) {
-    Array2<double> observed, losses;
-    cell_probabilities(model.job(), reals, observed, losses);
-    std::vector<double> all;
-    for (int i = 1; i <= observed.extent(1); ++i) all.push_back(lost ? losses(i, g) : observed(i, g));
-    return all;
+    return model.probabilities(reals, lost, g);
   }
 
   Model_builder model;

@@ -199,11 +199,7 @@ class State_study {
   }
 
   std::vector<double> probabilities(bool lost = false, int g = 1) {
-    Array2<double> observed, losses;
-    cell_probabilities(model.job(), reals, observed, losses);
-    std::vector<double> all;
-    for (int i = 1; i <= observed.extent(1); ++i) all.push_back(lost ? losses(i, g) : observed(i, g));
-    return all;
+    return model.probabilities(reals, lost, g);
   }
 
   const State_layout layout;

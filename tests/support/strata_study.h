@@ -180,11 +180,7 @@ class Robust_strata_study {
 
   /// Probabilities of all records in group g at `reals`; `lost` those of the animals lost on capture.
   std::vector<double> probabilities(bool lost = false, int g = 1) {
-    Array2<double> observed, losses;
-    cell_probabilities(model.job(), reals, observed, losses);
-    std::vector<double> all;
-    for (int i = 1; i <= observed.extent(1); ++i) all.push_back(lost ? losses(i, g) : observed(i, g));
-    return all;
+    return model.probabilities(reals, lost, g);
   }
 
   Model_builder model;
