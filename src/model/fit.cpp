@@ -87,6 +87,8 @@ std::string_view words_of(Second_start why) {
       return "at the wall of a standard deviation";
     case Second_start::mixtures:
       return "at a lesser maximum of mixtures";
+    case Second_start::states:
+      return "at a lesser maximum of states";
     case Second_start::stopped:
       return "before it had converged";
     case Second_start::improper:

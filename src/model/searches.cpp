@@ -1,6 +1,7 @@
 #include "model/searches.h"
 
 #include <algorithm>
+#include <array>
 #include <cfenv>
 #include <cmath>
 #include <limits>
@@ -164,6 +165,15 @@ bool as_good_at_the_end(const Job& job, const Start_design& end, const Value_at&
   return !(value(end.moved(first.x, change)) - first.f() > indifference);
 }
 
+/// Whether what a survey of a site shows may come from several of its states, beyond a detection that was
+/// missed: errors, evidence of a higher state, a species that hides the other. Such
+/// likelihoods may have several maxima, in which the states have each other's rates.
+bool leaves_states_open(const Job& job) {
+  if (!of_sites(datatype(job.status.dattyp))) return false;
+  return std::ranges::any_of(std::array{"p10", "Delta", "rBA"},
+                             [&job](const char* name) { return findpar(job.data, name) > 0; });
+}
+
 /// Why the end of the first search asks for other starts, and the real parameters that stand at an end.
 struct Complaint {
   Second_start why = Second_start::none;
@@ -197,6 +207,8 @@ Complaint complaint(Job& job, const Ended& first, const Value_at& value) {
     found.why = Second_start::boundary;
   else if (mixtures_coincide(job, real) || mixes_recaptures(job))
     found.why = Second_start::mixtures;
+  else if (leaves_states_open(job))
+    found.why = Second_start::states;
   else if (!first.converged())
     found.why = Second_start::stopped;
   return found;

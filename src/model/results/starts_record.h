@@ -11,12 +11,13 @@ enum class Second_start {
   boundary,  ///< a real parameter stood at the end of its range
   wall,      ///< a standard deviation stood at its wall
   mixtures,  ///< mixtures stood at the same rates, or have recaptures of their own
+  states,    ///< detections leave the state of a site open
   no_move,   ///< the search ended where it began
   stopped,   ///< the search stopped before it had converged
   improper   ///< chances that share 1 summed to more
 };
 
-/// In a word: "none", "boundary", "wall", "mixtures", "no move", "stopped", "improper".
+/// In a word: "none", "boundary", "wall", "mixtures", "states", "no move", "stopped", "improper".
 constexpr std::string_view name_of(Second_start why) {
   switch (why) {
     case Second_start::boundary:
@@ -25,6 +26,8 @@ constexpr std::string_view name_of(Second_start why) {
       return "wall";
     case Second_start::mixtures:
       return "mixtures";
+    case Second_start::states:
+      return "states";
     case Second_start::no_move:
       return "no move";
     case Second_start::stopped:
