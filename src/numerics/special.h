@@ -48,11 +48,14 @@ constexpr double clamped_exponent(double x) {
 /// exp(x) with x clamped to [`minexp`, `maxexp`]: never 0 and never infinite. A NaN takes the floor.
 inline double exprep(double x) { return exp(clamped_exponent(x)); }
 
-/// 1 / (1 + exp(-x)) with -x clamped to [`minexp`, `maxexp`]: never 0. A NaN takes the floor of the result.
-inline double expit(double x) {
+/// exp(-x) with -x clamped to [`minexp`, `maxexp`]; a NaN takes the upper end.
+inline double odds_against(double x) {
   const double floored = x > -maxexp ? x : -maxexp;
-  return 1.0 / (1.0 + exp(-(floored < -minexp ? floored : -minexp)));
+  return exp(-(floored < -minexp ? floored : -minexp));
 }
+
+/// 1 / (1 + exp(-x)) with -x clamped to [`minexp`, `maxexp`]: never 0. A NaN takes the floor of the result.
+inline double expit(double x) { return 1.0 / (1.0 + odds_against(x)); }
 
 /// 1 - q of a chance q, where its `plain` value `rest` is known without the cancellation.
 inline double complement(double, double rest) { return rest; }

@@ -451,10 +451,14 @@ void Record_strip::compute(const Job& job, int first, const Link_pass& pass, con
     }
     bool known = true;
     double no_slope = 0.0;
-    if (direct.link == Link::logit)
-      for (int k = 0; k < count_; ++k) value[k] = expit(value[k]);
-    else
+    if (direct.link == Link::logit) {
+      // In two passes, so that divisions go side by side and wait for no exponential.
+      for (int k = 0; k < count_; ++k) value[k] = odds_against(value[k]);
+#pragma omp simd
+      for (int k = 0; k < count_; ++k) value[k] = 1.0 / (1.0 + value[k]);
+    } else {
       for (int k = 0; k < count_; ++k) value[k] = apply_link<false>(direct.link, value[k], no_slope, known);
+    }
     value += size;
   }
 }
